@@ -1,0 +1,302 @@
+// Propagations beside plain programs around FFTW (MEASURE): quadrant swaps, transforms, compiled phases, scale.
+#include "Bench.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace lmlbench
+{
+void SwapQuadrants(Lumora& field);
+
+namespace
+{
+constexpr double kPi = 3.141592653589793;
+
+#define LML_BENCH_ROWS _Pragma("omp parallel for num_threads(GetNumThreads())")
+
+void Scale(Lumora& field, float factor)
+{
+    Complex* const x = field.GetDataPointer();
+    const long n = static_cast<long>(field.N());
+    LML_BENCH_ROWS
+    for (long i = 0; i < n; ++i)
+        x[i] = Complex(x[i].Real() * factor, x[i].Imag() * factor);
+}
+
+/// The transfer function of free space on a centred spectrum, one quarter evaluated, with the band limit of the method.
+void MultiplyTransfer(Lumora& f, double du, double dv, double d, bool limit)
+{
+    const double lambda = f.GetWavelength();
+    const double c = 1.0 / (lambda * lambda);
+    const int nx = f.GetNx();
+    const int ny = f.GetNy();
+    const auto bound = [=](double p) { return 1.0 / std::sqrt((2 * d * p) * (2 * d * p) + 1.0) / lambda; };
+    const double ulimit = limit ? bound(du) : 1e300;
+    const double vlimit = limit ? bound(dv) : 1e300;
+    LML_BENCH_ROWS
+    for (int j = 0; j <= ny / 2; ++j)
+    {
+        std::vector<Complex> h(static_cast<std::size_t>(nx));
+        const double v = j * dv;
+        for (int i = 0; i <= nx / 2; ++i)
+        {
+            const double u = i * du;
+            const double w = c - v * v - u * u;
+            const double phase = w > 0.0 ? 2.0 * kPi * d * std::sqrt(w) : 0.0;
+            Complex value(std::cos(phase), std::sin(phase));
+            if (u > ulimit || v > vlimit)
+                value = Complex();
+            if (i < nx / 2)
+                h[static_cast<std::size_t>(nx / 2 + i)] = value;
+            h[static_cast<std::size_t>(nx / 2 - i)] = value;
+        }
+        for (int side = 0; side < 2; ++side)
+        {
+            const int row = side ? ny / 2 + j : ny / 2 - j;
+            if (row >= ny || (side && j == 0))
+                continue;
+            Complex* const x = f.GetDataPointer() + f.IJ(0, static_cast<std::size_t>(row));
+            for (int i = 0; i < nx; ++i)
+            {
+                const Complex a = x[i];
+                const Complex b = h[static_cast<std::size_t>(i)];
+                x[i] = Complex(a.Real() * b.Real() - a.Imag() * b.Imag(), a.Real() * b.Imag() + a.Imag() * b.Real());
+            }
+        }
+    }
+}
+
+void PlainAsm(Lumora& f, double d, bool limit, int threads)
+{
+    const double du = 1.0 / (f.GetNx() * f.GetPx());
+    const double dv = 1.0 / (f.GetNy() * f.GetPy());
+    SwapQuadrants(f);
+    FftwTransform(f, -1, threads);
+    SwapQuadrants(f);
+    MultiplyTransfer(f, du, dv, d, limit);
+    SwapQuadrants(f);
+    FftwTransform(f, 1, threads);
+    SwapQuadrants(f);
+    Scale(f, static_cast<float>(1.0 / static_cast<double>(f.N())));
+}
+
+/// The same on a grid of twice the size.
+void PlainExact(Lumora& f, double d, int threads)
+{
+    static Lumora big(1, 1);
+    const int nx = f.GetNx();
+    const int ny = f.GetNy();
+    if (big.GetNx() != 2 * nx)
+    {
+        big.SetNx(2 * nx).SetNy(2 * ny);
+        big.Init(nullptr);
+        big.SetPx(f.GetPx()).SetPy(f.GetPy()).SetWavelength(f.GetWavelength());
+    }
+    LML_BENCH_ROWS
+    for (int j = 0; j < 2 * ny; ++j)
+    {
+        Complex* const row = big.GetDataPointer() + big.IJ(0, static_cast<std::size_t>(j));
+        std::fill(row, row + 2 * nx, Complex());
+        if (j >= ny / 2 && j < ny / 2 + ny)
+            std::copy_n(f.GetDataPointer() + f.IJ(0, static_cast<std::size_t>(j - ny / 2)), nx, row + nx / 2);
+    }
+    PlainAsm(big, d, true, threads);
+    LML_BENCH_ROWS
+    for (int j = 0; j < ny; ++j)
+        std::copy_n(big.GetDataPointer() + big.IJ(static_cast<std::size_t>(nx / 2), static_cast<std::size_t>(j + ny / 2)), nx,
+                    f.GetDataPointer() + f.IJ(0, static_cast<std::size_t>(j)));
+}
+
+/// The scaled transform as a 2-D chirp convolution on doubled grids with compiled phases.
+void PlainScaled(Lumora& f, double a, double b, int threads)
+{
+    const int nx = f.GetNx();
+    const int ny = f.GetNy();
+    static Lumora signal(1, 1);
+    static Lumora kernel(1, 1);
+    for (Lumora* g : {&signal, &kernel})
+        if (g->GetNx() != 2 * nx)
+        {
+            g->SetNx(2 * nx).SetNy(2 * ny);
+            g->Init(nullptr);
+        }
+    const auto phase = [=](int i, int j) { return kPi * (a * (double(i) * i) + b * (double(j) * j)); };
+    LML_BENCH_ROWS
+    for (int j = 0; j < 2 * ny; ++j)
+    {
+        Complex* const s = signal.GetDataPointer() + signal.IJ(0, static_cast<std::size_t>(j));
+        Complex* const k = kernel.GetDataPointer() + kernel.IJ(0, static_cast<std::size_t>(j));
+        const int wj = j < ny ? j : j - 2 * ny;
+        for (int i = 0; i < 2 * nx; ++i)
+        {
+            const double p = phase(i < nx ? i : i - 2 * nx, wj);
+            const double cs = std::cos(p);
+            const double sn = std::sin(p);
+            k[i] = Complex(cs, sn);
+            s[i] = i < nx && j < ny ? Complex(f.GetPixel(i, j).GetReal() * cs + f.GetPixel(i, j).GetImag() * sn,
+                                              f.GetPixel(i, j).GetImag() * cs - f.GetPixel(i, j).GetReal() * sn)
+                                    : Complex();
+        }
+    }
+    FftwTransform(signal, -1, threads);
+    FftwTransform(kernel, -1, threads);
+    signal *= kernel;
+    FftwTransform(signal, 1, threads);
+    const double scale = 1.0 / (4.0 * nx * ny);
+    LML_BENCH_ROWS
+    for (int j = 0; j < ny; ++j)
+        for (int i = 0; i < nx; ++i)
+        {
+            const double p = phase(i, j);
+            const double cs = std::cos(p) * scale;
+            const double sn = std::sin(p) * scale;
+            const Complex z = signal.GetPixel(i, j);
+            f.SetPixel(i, j, Complex(z.GetReal() * cs + z.GetImag() * sn, z.GetImag() * cs - z.GetReal() * sn));
+        }
+}
+
+using Run = std::function<void(Lumora&)>;
+
+void Pair(const std::string& operation, int n, int threads, const Run& ours, const char* who, const Run& rival)
+{
+    const double samples = static_cast<double>(n) * n;
+    const auto add = [&](const std::string& name, const Run& run)
+    {
+        Add(operation, name, n, threads, samples,
+            [field = std::shared_ptr<Lumora>(), n, run]() mutable
+            {
+                if (!field)
+                {
+                    field = std::make_shared<Lumora>(n, n, 4e-6);
+                    Fill(*field);
+                }
+                run(*field);
+            });
+    };
+    add("ours", ours);
+    if (rival)
+        add(who, rival);
+}
+
+void Check()
+{
+    Lumora a(256, 256, 4e-6);
+    Fill(a);
+    Lumora b(a);
+    a.RawAsmProp(0.01);
+    PlainAsm(b, 0.01, false, 1);
+    Verify("RawAsmProp", RelativeL2(a, b), 1e-6);
+    a.RawScaledFft(1.0 / 400, 1.0 / 300);
+    PlainScaled(b, 1.0 / 400, 1.0 / 300, 1);
+    Verify("RawScaledFft", RelativeL2(a, b), 3e-6);
+    a.ExactAsmProp(1e-3);
+    PlainExact(b, 1e-3, 1);
+    Verify("ExactAsmProp", RelativeL2(a, b), 2e-2); // the rival's band box is symmetric, ours leaves out one row and column
+}
+} // namespace
+
+void AddPropagation(bool quick)
+{
+    Check();
+    const int largest = quick ? 1024 : 8192;
+    for (int n = 256; n <= largest; n *= 2)
+        for (const int threads : {1, 2})
+        {
+            const double d = 0.1;
+            Pair("AsmProp", n, threads, [d](Lumora& f) { f.AsmProp(d); }, "fftw program",
+                 [=](Lumora& f) { PlainAsm(f, d, true, threads); });
+            Pair("RawAsmProp", n, threads, [d](Lumora& f) { f.RawAsmProp(d); }, "fftw program",
+                 [=](Lumora& f) { PlainAsm(f, d, false, threads); });
+            if (n > 4096)
+                continue;
+            Pair("AsmProp, FftLib 0", n, threads,
+                 [d](Lumora& f)
+                 {
+                     SetFftLib(FFT_LIB_SPLIT_RADIX);
+                     f.AsmProp(d);
+                     SetFftLib(FFT_LIB_VENDOR);
+                 },
+                 "", {});
+            Pair("ExactAsmProp", n, threads, [d](Lumora& f) { f.ExactAsmProp(d); }, "fftw program",
+                 [=](Lumora& f) { PlainExact(f, d, threads); });
+            Pair("ShiftedAsmProp(..,1)", n, threads,
+                 [d, source = std::shared_ptr<Lumora>()](Lumora& f) mutable
+                 {
+                     if (!source)
+                     {
+                         source = std::make_shared<Lumora>(f);
+                         f.SetOrigin(Vector(0.3e-3, 0.0, d));
+                     }
+                     f.ShiftedAsmProp(*source, 1);
+                 },
+                 "fftw program", [=](Lumora& f) { PlainExact(f, d, threads); });
+            Pair("ScaledFft", n, threads, [n](Lumora& f)
+                 { f.RawScaledFft(0.8 / n, 0.7 / n) *= 1.0 / n; }, "fftw program",
+                 [=](Lumora& f)
+                 {
+                     PlainScaled(f, 0.8 / n, 0.7 / n, threads);
+                     Scale(f, static_cast<float>(1.0 / n));
+                 });
+            Pair("ShiftedFresnelProp", n, threads,
+                 [source = std::shared_ptr<Lumora>()](Lumora& f) mutable
+                 {
+                     if (!source)
+                     {
+                         source = std::make_shared<Lumora>(f);
+                         f.SetOrigin(Vector(0.1e-3, 0.0, 0.2));
+                     }
+                     f.ShiftedFresnelProp(*source);
+                 },
+                 "fftw program",
+                 [=](Lumora& f)
+                 {
+                     PlainScaled(f, 0.8 / n, 0.7 / n, threads);
+                     Scale(f, static_cast<float>(1.0 / n));
+                 });
+            if (n > 2048)
+                continue;
+            Pair("FourierProp", n, threads,
+                 [n](Lumora& f)
+                 {
+                     f.SetPx(4e-6).SetPy(4e-6);
+                     f.FourierProp(0.1) *= 1.0 / n;
+                 },
+                 "", {});
+            Pair("ShiftedFresnelProp, descriptor", n, threads,
+                 [source = std::shared_ptr<Lumora>(), kernel = std::shared_ptr<ShiftedFresnelPropDescriptor>()](Lumora& f) mutable
+                 {
+                     if (!source)
+                     {
+                         source = std::make_shared<Lumora>(f);
+                         f.SetOrigin(Vector(0.1e-3, 0.0, 0.2));
+                         kernel = std::make_shared<ShiftedFresnelPropDescriptor>(0.2, f.GetPx(), f.GetPy(), *source);
+                     }
+                     f.ShiftedFresnelProp(*source, *kernel);
+                 },
+                 "", {});
+            Pair("Rotate cubic 8", n, threads,
+                 [source = std::shared_ptr<Lumora>()](Lumora& f) mutable
+                 {
+                     if (!source)
+                         source = std::make_shared<Lumora>(f);
+                     RMatrix rotation(RMatrix::RotationY(0.02));
+                     f.Rotate(*source, rotation, nullptr, CUBIC8_INTERPOL, true);
+                 },
+                 "", {});
+            Pair("FresnelProp", n, threads,
+                 [n](Lumora& f)
+                 {
+                     f.SetPx(4e-6).SetPy(4e-6);
+                     f.FresnelProp(0.1) *= 1.0 / n;
+                 },
+                 "step-by-step",
+                 n > 1024 ? Run() : Run([n](Lumora& f)
+                 {
+                     SetFftLib(FFT_LIB_SPLIT_RADIX);
+                     f.SetPx(4e-6).SetPy(4e-6);
+                     f.FresnelProp(0.1) *= 1.0 / n;
+                     SetFftLib(FFT_LIB_VENDOR);
+                 }));
+        }
+}
+} // namespace lmlbench

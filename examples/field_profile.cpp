@@ -1,0 +1,131 @@
+// A double slit seen far away: FresnelProp and FourierProp beside the closed form, as CSV profiles and a plotted picture.
+//
+// Two slits of width a, centres b apart, in the far field: I(x) = (sin(alpha)/alpha)^2 cos^2(beta) with
+// alpha = pi a x / (lambda d), beta = pi b x / (lambda d) (Born and Wolf, Principles of Optics, section 8.5).
+#include "ExampleTools.h"
+
+#include <LmlLumora.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+using namespace LumoraLib;
+
+namespace
+{
+constexpr double kPi = 3.141592653589793;
+
+/// Intensities of the row through the middle, the largest one set to 1.
+std::vector<double> Profile(const Lumora& field)
+{
+    std::vector<double> row(static_cast<std::size_t>(field.GetNx()));
+    for (int i = 0; i < field.GetNx(); ++i)
+        row[static_cast<std::size_t>(i)] = field.GetIntensity(i, field.GetNy() / 2);
+    const double top = *std::max_element(row.begin(), row.end());
+    for (double& v : row)
+        v /= top;
+    return row;
+}
+
+/// Draws the profiles over each other as lines: one grey for each, on a black ground.
+void Plot(const std::string& path, const std::vector<std::vector<double>>& profiles)
+{
+    Lumora picture(1024, 512);
+    picture.Clear();
+    const int n = static_cast<int>(profiles.front().size());
+    const int shown = std::min(n, 256); // the middle of the row
+    for (std::size_t p = 0; p < profiles.size(); ++p)
+    {
+        const Complex shade(0.35 + 0.65 * static_cast<double>(p) / static_cast<double>(profiles.size()), 0.0);
+        int lastX = 0;
+        int lastY = 0;
+        for (int t = 0; t < shown; ++t)
+        {
+            const double value = profiles[p][static_cast<std::size_t>(n / 2 - shown / 2 + t)];
+            const int x = t * 1023 / (shown - 1);
+            const int y = 16 + static_cast<int>(value * 470.0);
+            if (t > 0)
+                picture.DrawLine(lastX, lastY, x, y, shade);
+            lastX = x;
+            lastY = y;
+        }
+    }
+    picture.SaveAsBmp(path.c_str(), ModeAmplitude, GradationRainbow, 0);
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    example::Options options("field_profile", "A double slit by Fresnel and Fourier propagation, compared with the closed form.");
+    double distance = 2.0;
+    double width = 80e-6;
+    double separation = 320e-6;
+    double pitch = 10e-6;
+    double wavelength = 632.8e-9;
+    int threads = 1;
+    std::string out = ".";
+    options.Add("--distance", distance, "metres from the slits to the screen");
+    options.Add("--width", width, "width of each slit in metres");
+    options.Add("--separation", separation, "distance of the slits' centres in metres");
+    options.Add("--pitch", pitch, "sampling pitch of the slits in metres");
+    options.Add("--wavelength", wavelength, "metres");
+    options.AddCommon(threads, out, "folder for profiles and picture");
+    if (!options.Read(argc, argv))
+        return options.ExitCode();
+    SetNumThreads(threads);
+
+    Lumora slits(1024, 64, pitch, pitch, wavelength);
+    slits.Clear();
+    for (const double centre : {-separation / 2.0, separation / 2.0})
+        for (int j = 0; j < slits.GetNy(); ++j)
+            for (int i = 0; i < slits.GetNx(); ++i)
+                if (std::fabs(slits.X(i) - centre) < width / 2.0)
+                    slits.SetPixel(i, j, Complex(1.0, 0.0));
+
+    Lumora fresnel(slits);
+    fresnel.FresnelProp(distance);
+    Lumora fourier(slits);
+    fourier.FourierProp(distance);
+
+    // The closed form at the samples of the screen; the width in samples is what the grid really holds.
+    int held = 0;
+    for (int i = slits.GetNx() / 2; i < slits.GetNx(); ++i)
+        held += slits.GetReal(i, 0) > 0.0 ? 1 : 0;
+    const double a = held * pitch;
+    std::vector<double> theory(static_cast<std::size_t>(fourier.GetNx()));
+    for (int i = 0; i < fourier.GetNx(); ++i)
+    {
+        const double x = fourier.X(i);
+        const double alpha = kPi * a * x / (wavelength * distance);
+        const double beta = kPi * separation * x / (wavelength * distance);
+        const double envelope = alpha == 0.0 ? 1.0 : std::sin(alpha) / alpha;
+        theory[static_cast<std::size_t>(i)] = envelope * envelope * std::cos(beta) * std::cos(beta);
+    }
+    const std::vector<double> byFresnel = Profile(fresnel);
+    const std::vector<double> byFourier = Profile(fourier);
+    double worstFresnel = 0.0;
+    double worstFourier = 0.0;
+    const int n = fourier.GetNx();
+    for (int i = n / 2 - n / 8; i < n / 2 + n / 8; ++i)
+    {
+        const std::size_t s = static_cast<std::size_t>(i);
+        worstFresnel = std::max(worstFresnel, std::fabs(byFresnel[s] - theory[s]));
+        worstFourier = std::max(worstFourier, std::fabs(byFourier[s] - theory[s]));
+    }
+
+    fresnel.SaveAsCsv((out + "/profile_fresnel.csv").c_str(), X_AXIS, fresnel.GetNy() / 2);
+    fourier.SaveAsCsv((out + "/profile_fourier.csv").c_str(), X_AXIS, fourier.GetNy() / 2);
+    Plot(out + "/field_profile.bmp", {theory, byFresnel, byFourier});
+
+    std::printf("screen pitch          %.4g m (wavelength * distance / (Nx * pitch))\n", fourier.GetPx());
+    std::printf("fringe spacing        %.4g m (wavelength * distance / separation)\n", wavelength * distance / separation);
+    std::printf("FourierProp - theory  %.2e of the maximum\n", worstFourier);
+    std::printf("FresnelProp - theory  %.2e of the maximum\n", worstFresnel);
+    std::printf("profiles and picture  %s/profile_fresnel.csv profile_fourier.csv field_profile.bmp\n", out.c_str());
+    const bool good = worstFourier < 0.02 && worstFresnel < 0.02;
+    std::printf(good ? "the profiles agree with the closed form\n" : "the profiles do NOT agree with the closed form\n");
+    return good ? 0 : 1;
+}

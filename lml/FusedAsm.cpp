@@ -1,0 +1,218 @@
+// Angular spectrum propagation in three sweeps.
+#include "Band.h"
+#include "Dispatch.h"
+#include "FieldTools.h"
+#include "Fused.h"
+#include "IntMath.h"
+#include "Parallel.h"
+#include "WideFft.h"
+#include "WidePhase.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace LumoraLib::detail
+{
+namespace
+{
+constexpr double kTwoPi = 6.283185307179586;
+
+/// What the sweeps of one propagation need beside the samples.
+struct Sweep
+{
+    std::int32_t enlargeX, enlargeY;
+    WideRange columns; // spectrum columns inside the band, transform order
+    WideRange rows;    // spectrum rows inside the band, transform order
+    WideFactor factor;
+    const void* context;
+    bool symmetric;
+};
+
+void RunSweep(Lumora& field, const Sweep& sweep)
+{
+    const std::int32_t nx = field.GetNx();
+    const std::int32_t ny = field.GetNy();
+    const std::size_t width = static_cast<std::size_t>(nx) * static_cast<std::size_t>(sweep.enlargeX);
+    const std::size_t height = static_cast<std::size_t>(ny) * static_cast<std::size_t>(sweep.enlargeY);
+    if (sweep.columns.Count(width) == 0 || sweep.rows.Count(height) == 0)
+    {
+        FillSamples(field.GetDataPointer(), field.N(), Complex());
+        return;
+    }
+    // The enlarged grid's rows beyond the field are zero before the columns and not wanted after them: only the field's
+    // own rows are held, over the full width.
+    const bool enlarged = sweep.enlargeX != 1 || sweep.enlargeY != 1;
+    Lumora middle(enlarged ? static_cast<int>(width) : 0, enlarged ? ny : 0);
+    Complex* const spectrum = enlarged ? middle.GetDataPointer() : field.GetDataPointer();
+    const std::size_t x0 = (width - static_cast<std::size_t>(nx)) / 2;
+    const std::size_t y0 = (height - static_cast<std::size_t>(ny)) / 2;
+    const WideRange ownColumns{x0, x0 + static_cast<std::size_t>(nx)};
+    const WideRange ownRows{y0, y0 + static_cast<std::size_t>(ny)};
+
+    WideRows forward;
+    forward.source = field.GetDataPointer();
+    forward.sourceStride = static_cast<std::size_t>(nx);
+    forward.sourceOrigin = x0;
+    forward.target = spectrum;
+    forward.targetStride = width;
+    forward.rows = static_cast<std::size_t>(ny);
+    forward.n = width;
+    forward.sign = -1;
+    forward.input = ownColumns;
+    forward.output = sweep.columns;
+
+    WideFused middlePass;
+    middlePass.strips.source = spectrum;
+    middlePass.strips.sourceStride = width;
+    middlePass.strips.sourceOrigin = y0;
+    middlePass.strips.target = spectrum;
+    middlePass.strips.targetStride = width;
+    middlePass.strips.targetOrigin = y0;
+    middlePass.strips.columns = width;
+    middlePass.strips.which = sweep.columns;
+    middlePass.strips.n = height;
+    middlePass.strips.input = ownRows;
+    middlePass.strips.output = ownRows;
+    middlePass.factor = sweep.factor;
+    middlePass.context = sweep.context;
+    middlePass.zeroRows = Complement(sweep.rows, static_cast<std::int32_t>(height));
+    middlePass.symmetric = sweep.symmetric;
+
+    WideRows back;
+    back.source = spectrum;
+    back.sourceStride = width;
+    back.target = field.GetDataPointer();
+    back.targetStride = static_cast<std::size_t>(nx);
+    back.targetOrigin = x0;
+    back.rows = static_cast<std::size_t>(ny);
+    back.n = width;
+    back.sign = 1;
+    back.scale = static_cast<float>(1.0 / (static_cast<double>(width) * static_cast<double>(height)));
+    back.input = sweep.columns;
+    back.output = ownColumns;
+
+    const int threads = WideThreads(width * height, GetNumThreads());
+    const WideRowPass first(forward, threads);
+    const WideFusedPass second(middlePass, threads);
+    const WideRowPass third(back, threads);
+    ParallelTeam(threads,
+                 [&](int index, int size)
+                 {
+                     // Alone there is nobody to wait for, also where the caller stands in a team of its own.
+                     first.Part(index, size);
+                     if (size > 1)
+                         TeamBarrier();
+                     second.Part(index, size);
+                     if (size > 1)
+                         TeamBarrier();
+                     third.Part(index, size);
+                 });
+}
+
+bool IsLength(std::int32_t n)
+{
+    return n > 1 && (n & (n - 1)) == 0;
+}
+
+/// The signed frequency index of a transform index.
+std::int32_t SignedIndex(std::size_t index, std::int32_t n)
+{
+    const std::int32_t i = static_cast<std::int32_t>(index);
+    return i < n / 2 ? i : i - n;
+}
+
+/// Fills `count` factors of a row in runs of consecutive signed column indices.
+template <class Form>
+void FillRow(const Form& form, std::int32_t nx, std::size_t column, std::size_t count, float* re, float* im)
+{
+    std::size_t done = 0;
+    while (done < count)
+    {
+        const std::size_t at = column + done;
+        const std::size_t half = static_cast<std::size_t>(nx / 2);
+        const std::size_t end = std::min(column + count, at < half ? half : static_cast<std::size_t>(nx));
+        const std::size_t run = std::max<std::size_t>(end - at, 1);
+        Phases().unitSplit(form, SignedIndex(at, nx), run, re + done, im + done);
+        done += run;
+    }
+}
+
+struct TransferContext
+{
+    std::int32_t nx, ny;
+    double du, dv;
+    double inverseSquare;
+    double twoPiD;
+};
+
+void TransferFactor(const void* context, std::size_t row, std::size_t column, std::size_t count, float* re, float* im)
+{
+    const TransferContext& t = *static_cast<const TransferContext*>(context);
+    const double v = std::abs(SignedIndex(row, t.ny)) * t.dv;
+    FillRow(PhaseForm::Transfer(t.du, t.inverseSquare, v * v, t.twoPiD), t.nx, column, count, re, im);
+}
+
+struct ShiftedContext
+{
+    std::int32_t nx, ny;
+    ShiftedTransfer transfer;
+};
+
+void ShiftedFactor(const void* context, std::size_t row, std::size_t column, std::size_t count, float* re, float* im)
+{
+    const ShiftedContext& s = *static_cast<const ShiftedContext*>(context);
+    const ShiftedTransfer& t = s.transfer;
+    const double v = SignedIndex(row, s.ny) * t.dv;
+    FillRow(PhaseForm::Shifted(t.du, t.uLow, t.uHigh, t.x0, t.z0, t.inverseSquare, v * v, t.y0 * v), s.nx, column,
+            count, re, im);
+}
+
+/// The centred indices of an axis inside an open band, as a range in transform order.
+WideRange OpenBand(std::int32_t n, double pitch, double low, double high)
+{
+    std::int32_t first = 0;
+    std::int32_t last = n;
+    const auto outside = [=](std::int32_t i)
+    {
+        const double frequency = (i - n / 2) * pitch;
+        return frequency <= low || frequency >= high;
+    };
+    while (first < n && outside(first))
+        ++first;
+    while (last > first && outside(last - 1))
+        --last;
+    return TransformRange(first, last, n);
+}
+} // namespace
+
+bool CanFuse(const Lumora& field)
+{
+    return FusedBound() && IsLength(field.GetNx()) && IsLength(field.GetNy());
+}
+
+bool CanFuseEnlarged(const Lumora& field)
+{
+    return CanFuse(field) && FieldAccess::OwnsSamples(field);
+}
+
+void FusedAsm(Lumora& field, double d, bool bandLimit, std::int32_t enlarge)
+{
+    const std::int32_t nx = field.GetNx() * enlarge;
+    const std::int32_t ny = field.GetNy() * enlarge;
+    const double lambda = field.GetWavelength();
+    const TransferContext context{
+        nx, ny, 1.0 / (nx * field.GetPx()), 1.0 / (ny * field.GetPy()), 1.0 / (lambda * lambda), kTwoPi * d};
+    const IndexBox box = bandLimit ? AsmBandBox(nx, ny, context.du, context.dv, d, lambda) : IndexBox{0, nx, 0, ny};
+    RunSweep(field, Sweep{enlarge, enlarge, TransformRange(box.i0, box.i1, nx), TransformRange(box.j0, box.j1, ny),
+                          TransferFactor, &context, true});
+}
+
+void FusedShiftedAsm(Lumora& field, const ShiftedTransfer& transfer, std::int32_t enlarge)
+{
+    const std::int32_t nx = field.GetNx() * enlarge;
+    const std::int32_t ny = field.GetNy() * enlarge;
+    const ShiftedContext context{nx, ny, transfer};
+    RunSweep(field, Sweep{enlarge, enlarge, OpenBand(nx, transfer.du, transfer.uLow, transfer.uHigh),
+                          OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), ShiftedFactor, &context, false});
+}
+} // namespace LumoraLib::detail

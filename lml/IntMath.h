@@ -1,0 +1,59 @@
+// Integer arithmetic with one fixed outcome: 32-bit truncation, wrap-around, nearest indices, checked 64-bit sizes.
+// Every conversion and product of the library that can leave its range goes through here, so that no outcome is left to
+// the compiler.
+#ifndef LML_INTMATH_H
+#define LML_INTMATH_H
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+namespace LumoraLib::detail
+{
+/// Truncates toward zero; out of range and not-a-number give INT32_MIN, as a processor's 32-bit conversion does.
+inline std::int32_t TruncI32(double v)
+{
+    return v > -2147483649.0 && v < 2147483648.0 ? static_cast<std::int32_t>(v)
+                                                 : std::numeric_limits<std::int32_t>::min();
+}
+
+/// 32-bit product, sum and difference that wrap around.
+inline std::int32_t WrapMul(std::int32_t a, std::int32_t b)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
+inline std::int32_t WrapAdd(std::int32_t a, std::int32_t b)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+inline std::int32_t WrapSub(std::int32_t a, std::int32_t b)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+
+/// 2^n as a 32-bit factor, the shift count taken modulo 32.
+inline std::int32_t PowerOfTwo(std::int32_t n)
+{
+    return static_cast<std::int32_t>(std::uint32_t{1} << (static_cast<std::uint32_t>(n) & 31u));
+}
+
+/// trunc(floor(v / p + 0.5)) + half: the index of the sample nearest to coordinate v on an axis with pitch p and centre
+/// index half.
+inline std::int32_t NearestIndex(double v, double p, std::int32_t half)
+{
+    return WrapAdd(TruncI32(std::floor(v / p + 0.5)), half);
+}
+
+/// Product and sum of sizes in 64 bits; false when the result does not fit.
+[[nodiscard]] inline bool CheckedMul(std::uint64_t a, std::uint64_t b, std::uint64_t& result)
+{
+    return !__builtin_mul_overflow(a, b, &result);
+}
+[[nodiscard]] inline bool CheckedAdd(std::uint64_t a, std::uint64_t b, std::uint64_t& result)
+{
+    return !__builtin_add_overflow(a, b, &result);
+}
+} // namespace LumoraLib::detail
+
+#endif

@@ -1,0 +1,222 @@
+// The oldest propagators, kept for compatibility: no band limit, no normalisation, and a form with sine and cosine
+// tables.
+#include "CentredFft.h"
+#include "FieldTools.h"
+#include "IntMath.h"
+#include "Reduce.h"
+#include "SinCos.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <vector>
+
+namespace LumoraLib
+{
+namespace
+{
+constexpr double kTwoPi = 6.283185307179586;
+
+/// exp(i phi) as a sample: the factor is rounded to float, the product with a sample is formed in double.
+Complex UnitFactor(double phi)
+{
+    double s = 0.0;
+    double c = 0.0;
+    detail::SinCos1(phi, s, c);
+    return Complex(c, s);
+}
+
+/// Tables stay to the end of the process; the list keeps them reachable, since copies of a TrigTable come and go.
+void KeepForever(void* table)
+{
+    static std::vector<void*>* const kept = new std::vector<void*>;
+    kept->push_back(table);
+}
+
+/// truncate(turns * n + 0.5) & mask, the truncation toward zero in 64 bits: large propagation distances stay in range.
+/// Kept: half a step is added below zero too, so negative turns find an entry up to one and a half steps above.
+/// Beyond 64 bits, and for not-a-number, the index is 0.
+std::size_t TableIndex(double turns, std::uint32_t n, std::uint32_t mask)
+{
+    const double t = turns * n + 0.5;
+    if (!(t > -9223372036854775808.0 && t < 9223372036854775808.0))
+        return 0;
+    return static_cast<std::size_t>(static_cast<std::uint64_t>(static_cast<std::int64_t>(t)) & mask);
+}
+} // namespace
+
+// ---------------------------------------------------------------------------------------------------- TrigTable
+
+TrigTable::TrigTable(unsigned int bits)
+    : cosTable(nullptr), sinTable(nullptr), n(std::uint32_t{1} << (bits & 31u)), mask(n - 1u)
+{
+    static constexpr char label[] = ": TrigTable";
+    using Table = std::unique_ptr<double, detail::FreeMemory>;
+    Table cosines(static_cast<double*>(Malloc(sizeof(double) * n, label)));
+    Table sines(static_cast<double*>(Malloc(sizeof(double) * n, label)));
+    KeepForever(cosines.get());
+    cosTable = cosines.release();
+    KeepForever(sines.get());
+    sinTable = sines.release();
+    for (std::uint32_t i = 0; i < n; ++i)
+    {
+        const double t = i * kTwoPi;
+        detail::SinCos1(t / n, sinTable[i], cosTable[i]);
+    }
+}
+
+TrigTable& TrigTable::operator=(const TrigTable& other) = default;
+
+double TrigTable::Sin(double radians) const
+{
+    return SinR(radians / kTwoPi);
+}
+
+double TrigTable::Cos(double radians) const
+{
+    return CosR(radians / kTwoPi);
+}
+
+double TrigTable::SinR(double revolutions) const
+{
+    return sinTable[TableIndex(revolutions, n, mask)];
+}
+
+double TrigTable::CosR(double revolutions) const
+{
+    return cosTable[TableIndex(revolutions, n, mask)];
+}
+
+// --------------------------------------------------------------------------------------------------- propagators
+
+Lumora& Lumora::SPWProp(double z)
+{
+    return AsmProp(z);
+}
+
+Lumora& Lumora::_Old_SPWProp(double z)
+{
+    static constexpr char fn[] = "LumoraLib::Lumora::_Old_SPWProp";
+    detail::RequireTransformable(*this, fn);
+    if (IsSpectrum())
+        Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
+    const bool wasPolar = detail::MakeCartesian(*this);
+    if (ny_ == 1)
+    {
+        // Kept: a polar field of one row comes back cartesian.
+        SPW1d(z);
+        return *this;
+    }
+    Fft(-1);
+    const double lambda = GetWavelength();
+    const double c = 1.0 / (lambda * lambda);
+    for (std::int32_t j = 0; N() != 0 && j < ny_; ++j)
+    {
+        const double v = Y(j);
+        Complex* const row = dataPointer_ + Index(0, j);
+        for (std::int32_t i = 0; i < nx_; ++i)
+        {
+            const double u = X(i);
+            const double q = c - v * v - u * u;
+            if (q > 0.0)
+                row[i] *= UnitFactor(kTwoPi * z * std::sqrt(q)); // Kept: the evanescent part keeps its value
+        }
+    }
+    // Kept: no division by Nx * Ny; the caller scales.
+    Fft(1);
+    detail::RestorePolar(*this, wasPolar);
+    return *this;
+}
+
+void Lumora::SPW1d(double z)
+{
+    static constexpr char fn[] = "LumoraLib::Lumora::SPW1d";
+    detail::RequireTransformable(*this, fn);
+    if (N() == 0)
+        return;
+    detail::CentredTransform1d(dataPointer_, nx_, -1);
+    const double lambda = GetWavelength();
+    const double c = 1.0 / (lambda * lambda);
+    // Kept: the frequency is a running sum and the phase a float, so far samples differ from those of the 2-D form.
+    double u = -1.0 / (2.0 * px_);
+    const double step = 1.0 / (nx_ * px_);
+    for (std::int32_t i = 0; i < nx_; ++i)
+    {
+        const double q = c - u * u;
+        if (q > 0.0)
+            dataPointer_[i] *= UnitFactor(static_cast<double>(static_cast<float>(std::sqrt(q) * z * kTwoPi)));
+        u += step;
+    }
+    detail::CentredTransform1d(dataPointer_, nx_, 1);
+}
+
+Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
+{
+    static constexpr char fn[] = "LumoraLib::Lumora::SPWPropFsTbl";
+    RequireSamples(fn);
+    detail::MakeCartesian(*this); // Kept: not converted back, also where the field is refused
+    if (!IsSpectrum())
+        Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
+    if (N() == 0)
+        return *this;
+    const double lambda = GetWavelength();
+    const double c = 1.0 / (lambda * lambda);
+    const std::int32_t h = nx_ / 2;
+    const std::int32_t g = ny_ / 2;
+    const auto factor = [&](double q)
+    {
+        const std::size_t e = TableIndex(std::sqrt(q) * z, table.n, table.mask);
+        return Complex(table.cosTable[e], table.sinTable[e]);
+    };
+    const auto multiply = [&](std::int32_t i, std::int32_t j, double q)
+    {
+        if (q > 0.0)
+            Pixel(i, j) *= factor(q);
+    };
+    for (std::int32_t r = 1; r < g; ++r)
+    {
+        const double v = r * py_;
+        for (std::int32_t i = 1; i < h; ++i)
+        {
+            const double u = i * px_;
+            const double q = c - v * v - u * u;
+            if (!(q > 0.0))
+                continue;
+            const Complex t = factor(q);
+            Pixel(h + i, g + r) *= t;
+            Pixel(h + i, g - r) *= t;
+            Pixel(h - i, g + r) *= t;
+            Pixel(h - i, g - r) *= t;
+        }
+    }
+    const double vEdge = -g * py_;
+    for (std::int32_t i = 0; i < nx_; ++i)
+    {
+        const double u = (i - h) * px_;
+        const double q = c - u * u;
+        multiply(i, g, q);
+        multiply(i, 0, q - vEdge * vEdge);
+    }
+    // The column pass reaches the centre and the corner again, so one factor is taken out of each.
+    // Kept: samples (0, Ny/2) and (Nx/2, 0) are reached twice as well and are not corrected; the two corrected ones
+    // carry the difference between the table's entry and the exact phase; the corner's root is not guarded, so that a
+    // corner beyond the evanescent limit becomes not-a-number.
+    const double cornerU = h * px_;
+    const double cornerV = g * py_;
+    const auto divide = [&](std::int32_t i, std::int32_t j, double root)
+    { Pixel(i, j) /= UnitFactor(static_cast<double>(static_cast<float>(kTwoPi * z * root))); };
+    divide(h, g, std::sqrt(c));
+    divide(0, 0, std::sqrt(c - cornerU * cornerU - cornerV * cornerV));
+    const double uEdge = -h * px_;
+    for (std::int32_t j = 0; j < ny_; ++j)
+    {
+        const double v = (j - g) * py_;
+        const double q = c - v * v;
+        multiply(h, j, q);
+        multiply(0, j, q - uEdge * uEdge);
+    }
+    return *this;
+}
+} // namespace LumoraLib

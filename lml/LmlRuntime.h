@@ -1,0 +1,263 @@
+// Runtime frame: errors, log, memory, time, identification of the build, threads and the choice of the FFT engine.
+#ifndef LML_LMLRUNTIME_H
+#define LML_LMLRUNTIME_H
+
+#include "LmlApi.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#if defined(__GNUC__) || defined(__clang__)
+/// Lets the compiler check printf-like calls: `fmt` and `args` are the 1-based places of the format and its arguments.
+#define LML_PRINTF_LIKE(fmt, args) __attribute__((format(printf, fmt, args)))
+#else
+#define LML_PRINTF_LIKE(fmt, args)
+#endif
+
+namespace LumoraLib
+{
+
+// ---------------------------------------------------------------------------------------------------------------
+// Errors                                                                                             (Runtime.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// Codes of the failures; GetErrorString() gives the text of each.
+enum ErrorCode : std::int32_t
+{
+    ERR_NONE = 0,                  ///< "No error"
+    ERR_MEMORY = 1,                ///< "Not enough memory"
+    ERR_FILE_OPEN = 2,             ///< "File Not open"
+    ERR_PARAMETER = 3,             ///< "Parameter invalid"
+    ERR_FILE_WRITE = 4,            ///< "File write"
+    ERR_FILE_READ = 5,             ///< "File read"
+    ERR_SOMETHING = 6,             ///< "Something wrong"
+    ERR_COMPLEX_FORM = 7,          ///< "Invalid complex form"
+    ERR_SPECTRUM_OR_AMPLITUDE = 8, ///< "Require Spectrum/CompAmp"
+    ERR_INTERNAL = 9               ///< "Internal error"
+};
+
+/// What Error() does. Every value other than 0 throws.
+enum ErrorHandling : std::int32_t
+{
+    ERROR_HANDLING_EXIT = 0, ///< print the failure to log and console, end the process with exit code 1 (at load)
+    ERROR_HANDLING_THROW = 1 ///< throw a LumoraException
+};
+
+/// The object that Error() throws, by value, when the error handling is not ERROR_HANDLING_EXIT.
+/// Texts longer than the arrays are cut at their end; the arrays are always terminated. Null texts count as empty.
+class LML_API LumoraException
+{
+public:
+    /// Stores the code and copies of the three texts.
+    LumoraException(ErrorCode code, const char* funcname, const char* systemMessage, const char* userMessage);
+    /// Member by member.
+    LumoraException(const LumoraException&) = default;
+    LumoraException& operator=(const LumoraException& other);
+    ~LumoraException() = default;
+
+    /// The ErrorCode value.
+    int GetErrorCode() const { return errorCode_; }
+    /// Full name of the operation that failed, such as "LumoraLib::Lumora::Init": at most 127 characters.
+    char* GetFuncname() { return funcname_; }
+    const char* GetFuncname() const { return funcname_; }
+    /// Detail given by the operation, possibly empty: at most 127 characters.
+    char* GetUserMessage() { return userMessage_; }
+    const char* GetUserMessage() const { return userMessage_; }
+    /// Text of the code, as GetErrorString() gives it: at most 31 characters.
+    char* GetSystemMessage() { return systemMessage_; }
+    const char* GetSystemMessage() const { return systemMessage_; }
+
+private:
+    int errorCode_;
+    char systemMessage_[32];
+    char userMessage_[128];
+    char funcname_[128];
+};
+
+/// Reports a failure and never returns. With ERROR_HANDLING_EXIT it prints, through Printf(), three lines with the
+/// version, `funcname`, the text of `code` and `message`, and ends the process with exit code 1; with any other
+/// setting it throws a LumoraException and prints nothing.
+/// @param code      what went wrong
+/// @param funcname  full name of the operation, with namespace and class
+/// @param message   detail; may be empty
+[[noreturn]] LML_API void Error(ErrorCode code, const char* funcname, const char* message);
+
+/// Text of an error code. A value outside the enumeration gives "Unknown error".
+LML_API const char* GetErrorString(ErrorCode code);
+
+/// Chooses between the printed and the thrown form of a failure, for the whole process.
+LML_API void SetErrorHandling(ErrorHandling handling);
+/// The value set last; ERROR_HANDLING_EXIT at load.
+LML_API ErrorHandling GetErrorHandling();
+
+// ---------------------------------------------------------------------------------------------------------------
+// Memory                                                                                             (Runtime.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// Memory aligned to 64 bytes, not initialised; never null. A size of 0 gives a block that may only be freed.
+/// @param size  bytes
+/// @param what  short label for the error message; null stands as "(null)"
+/// Errors: ERR_MEMORY, "LumoraLib::Malloc", "demanded bytes = <size> : <what>".
+LML_API void* Malloc(std::size_t size, const char* what);
+/// Releases what Malloc() gave. Null is allowed.
+LML_API void Free(void* p);
+
+// ---------------------------------------------------------------------------------------------------------------
+// Log                                                                                                (Runtime.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// Starts the library: sets the thread count to 1, takes the base of GetTick(), opens the log and prints the first
+/// line of the banner. Optional: without it text goes to the console alone and the tick base is 0.
+/// @param path  file to append the log to; null opens none. The log stays open to the end of the process and is
+///              flushed after each write; a log opened earlier is left open but no longer written.
+/// Errors: ERR_FILE_OPEN, "LumoraLib::Start", the path; the log opened earlier, if any, then stays the log.
+LML_API void Start(const char* path);
+/// The same without a log file.
+/// @param level  lines of the banner: 0 or less none, 1 the first, 2 the first two, 3 or more all three
+LML_API void Start(int level);
+/// The same with both choices. Errors: as Start(const char*).
+LML_API void Start(int level, const char* path);
+
+/// Formatted text to the log, if one is open, and then to the standard error stream; both are flushed. At most 319
+/// characters are written, the rest is cut. Numbers are written with a decimal point in every locale. A log that
+/// cannot be written (full disk) is no failure: the console still gets the text.
+LML_API void Printf(const char* format, ...) LML_PRINTF_LIKE(1, 2);
+/// As Printf(), behind the CPU seconds since Start(): "00000.000s>".
+LML_API void PrintL(const char* format, ...) LML_PRINTF_LIKE(1, 2);
+/// As Printf(), behind a line with the CPU seconds since Start() and the local date and time.
+/// The month in that line counts from 0: November stands as 10.
+LML_API void PrintLog(const char* format, ...) LML_PRINTF_LIKE(1, 2);
+/// The stream of the log, or null. It belongs to the library: do not close it.
+LML_API std::FILE* GetLogFile();
+
+// ---------------------------------------------------------------------------------------------------------------
+// Time                                                                                               (Runtime.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// CPU time of the process since the last Start(), in milliseconds. All threads count, so it can run faster than a
+/// wall clock.
+LML_API std::int64_t GetTick();
+/// The same in seconds.
+LML_API double GetTickSec();
+
+/// Adds up the CPU time of the stretches between Start() and Stop(). Ticks are 32-bit milliseconds: a measurement
+/// is valid up to about 24 days of CPU time.
+class LML_API StopWatch
+{
+public:
+    /// A watch at zero, not running.
+    StopWatch() = default;
+    StopWatch(const StopWatch&) = default;
+    StopWatch& operator=(const StopWatch&) = default;
+    ~StopWatch() = default;
+
+    /// Back to zero, not running.
+    void Reset();
+    /// Starts, or goes on after Stop(). Does nothing on a running watch.
+    void Start();
+    /// Stops a running watch; does nothing on one that does not run.
+    void Stop();
+    /// Seconds measured so far, also while running; 0.0 after Reset().
+    double Read() const;
+
+private:
+    double read(std::int32_t now) const;
+
+    std::int32_t state_ = 0; // 0 reset, 1 running, 2 stopped
+    std::int32_t startTick_ = 0;
+    std::int32_t pausedTicks_ = 0;
+    std::int32_t stopTick_ = 0;
+};
+
+// ---------------------------------------------------------------------------------------------------------------
+// Identification of the build. Each text lives in a static buffer of its own that every call refills. (Runtime.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// Instruction set that the library needs at least.
+enum CpuType : std::int32_t
+{
+    CPU_SSE1 = 1 ///< "SSE1"
+};
+
+/// Family of the compiler; the text functions give the name of the compiler that really built the library.
+enum DevelopEnv : std::int32_t
+{
+    DEVELOP_ENV_INTEL = 1 ///< the only value
+};
+
+/// Platform that the library was built for.
+enum Platform : std::int32_t
+{
+    PLATFORM_X64 = 2 ///< "X64"
+};
+
+/// "<major>.<minor>.<patch>" with two digits for the last two, such as "2.81.03".
+LML_API const char* GetVersionString();
+LML_API int GetMajorVersion(); ///< First number of the version.
+LML_API int GetMinorVersion(); ///< Second number of the version.
+LML_API int GetPatchNumber();  ///< Third number of the version.
+/// Date and time of the build, such as "Nov 16 2010 11:51:43".
+LML_API const char* GetCreateTimeStamp();
+/// Version of the build environment, "11.00". It is a constant of the interface, not the compiler's version.
+LML_API const char* GetCreateEnvVersionString();
+LML_API const char* GetCpuTypeString();    ///< "SSE1"
+LML_API CpuType GetCpuType();              ///< CPU_SSE1
+LML_API const char* GetTargetEnvString();  ///< Name of the compiler, such as "GCC 12.2.0".
+LML_API DevelopEnv GetTargetEnv();         ///< DEVELOP_ENV_INTEL
+LML_API const char* GetDevelopEnvString(); ///< As GetTargetEnvString().
+LML_API DevelopEnv GetDevelopEnv();        ///< DEVELOP_ENV_INTEL
+LML_API const char* GetCreateEnvString();  ///< As GetTargetEnvString().
+LML_API DevelopEnv GetCreateEnv();         ///< DEVELOP_ENV_INTEL
+LML_API const char* GetPlatformString();   ///< "X64"
+LML_API Platform GetPlatform();            ///< PLATFORM_X64
+
+// ---------------------------------------------------------------------------------------------------------------
+// Threads. One count for all parallel loops of the library; 1 at load and after Start().             (Threads.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// Sets the number of threads of every parallel loop that starts from now on; not for use during an operation.
+/// Errors: ERR_PARAMETER, "LumoraLib::SetNumThreads", "" if n is below 1; the count then stays.
+LML_API void SetNumThreads(int n);
+/// Sets the count to the number of processors.
+LML_API void SetNumThreads();
+/// The count.
+LML_API int GetNumThreads();
+/// Processors that the OpenMP runtime reports.
+LML_API int GetNumProcs();
+/// Saves the count and sets n. 33 saved counts fit.
+/// Errors: ERR_SOMETHING, "LumoraLib::PushNumThreads", "Stack size over"; for an n below 1 as SetNumThreads(), and
+/// then the count is saved but unchanged.
+LML_API void PushNumThreads(int n);
+/// Saves the count and sets the number of processors. Errors: as PushNumThreads(int).
+LML_API void PushNumThreads();
+/// Sets the count saved last, forgets it, and returns it.
+/// Errors: ERR_SOMETHING, "LumoraLib::PopNumThreads", "Stack size under" if none is saved.
+LML_API int PopNumThreads();
+/// PopNumThreads() under another name, also in its error: "LumoraLib::PullNumThreads".
+LML_API int PullNumThreads();
+/// Passes the flag on to the OpenMP runtime (and to a vendor FFT library, if one is in use).
+LML_API void SetDynamicThreads(bool dynamic);
+/// The flag set last; true at load, whatever the OpenMP runtime's own setting is.
+LML_API bool GetDynamicThreads();
+
+// ---------------------------------------------------------------------------------------------------------------
+// Choice of the FFT engine                                                                               (Fft.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// The engines behind Lumora::Fft(). Both compute the same transforms; they differ in rounding and speed.
+enum FftLib : std::int32_t
+{
+    FFT_LIB_SPLIT_RADIX = 0, ///< the library's own split-radix engine, one thread
+    FFT_LIB_VENDOR = 1       ///< the fast engine: a vendor's library where built in, else the library's own wide one
+};
+
+/// Chooses the engine of all transforms that follow; every value other than 0 stands for FFT_LIB_VENDOR's engine.
+/// The thread count is not passed on to a vendor library by this call; the next SetNumThreads() does that.
+LML_API void SetFftLib(FftLib lib);
+/// The value set last; FFT_LIB_VENDOR at load.
+LML_API FftLib GetFftLib();
+
+} // namespace LumoraLib
+
+#endif

@@ -1,0 +1,144 @@
+// Working memory of wide operations.
+#include "Scratch.h"
+
+#include "LmlRuntime.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <sys/mman.h>
+#include <utility>
+
+namespace LumoraLib::detail
+{
+namespace
+{
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+// Free blocks of the process, the first `pooled` slots. A lease takes one per thread, and operations are not nested
+// deeply.
+constexpr int kSlots = 256;
+std::mutex poolMutex;
+Scratch::Block pool[kSlots];
+int pooled = 0;
+
+void* Allocate(std::size_t bytes)
+{
+    void* p = nullptr;
+    if (bytes < kHugePage || bytes > (SIZE_MAX >> 2) || posix_memalign(&p, kHugePage, bytes) != 0)
+        return Malloc(bytes, "scratch"); // reports the failure
+    madvise(p, bytes, MADV_HUGEPAGE);    // advice only, nothing depends on it
+    return p;
+}
+
+// The smallest free block that fits; otherwise a new one, and the largest free block is dropped in its favour.
+Scratch::Block Take(std::size_t bytes)
+{
+    Scratch::Block taken;
+    {
+        const std::lock_guard<std::mutex> lock(poolMutex);
+        int best = -1, largest = -1;
+        for (int i = 0; i < pooled; ++i)
+        {
+            if (pool[i].bytes >= bytes && (best < 0 || pool[i].bytes < pool[best].bytes))
+                best = i;
+            if (largest < 0 || pool[i].bytes > pool[largest].bytes)
+                largest = i;
+        }
+        const int slot = best >= 0 ? best : largest;
+        if (slot >= 0)
+        {
+            taken = pool[slot];
+            pool[slot] = pool[--pooled];
+        }
+    }
+    if (taken.bytes >= bytes && taken.memory != nullptr)
+        return taken;
+    std::free(taken.memory);
+    return {Allocate(bytes), bytes};
+}
+
+void Return(Scratch::Block block) noexcept
+{
+    if (block.memory == nullptr)
+        return;
+    {
+        const std::lock_guard<std::mutex> lock(poolMutex);
+        if (pooled < kSlots)
+        {
+            pool[pooled++] = block;
+            return;
+        }
+    }
+    std::free(block.memory);
+}
+} // namespace
+
+Scratch::Scratch(int count, std::size_t bytes)
+    : count_(count), blocks_(new (std::nothrow) Block[static_cast<std::size_t>(count)])
+{
+    if (!blocks_)
+        Error(ERR_MEMORY, "LumoraLib::Malloc", "scratch");
+    try
+    {
+        for (int i = 0; i < count_; ++i)
+            blocks_[static_cast<std::size_t>(i)] = Take((bytes + 63) / 64 * 64);
+    }
+    catch (...)
+    {
+        GiveBack();
+        throw;
+    }
+}
+
+Scratch::Scratch(Scratch&& other) noexcept : count_(other.count_), blocks_(std::move(other.blocks_))
+{
+    other.count_ = 0;
+}
+
+Scratch::~Scratch()
+{
+    GiveBack();
+}
+
+void Scratch::GiveBack() noexcept
+{
+    for (int i = 0; i < count_; ++i)
+        Return(blocks_[static_cast<std::size_t>(i)]);
+}
+
+namespace
+{
+// Plain thread-local values, so that the common case is two loads; the owner, with its destructor, is touched when the
+// memory is allocated only.
+thread_local void* threadMemory = nullptr;
+thread_local std::size_t threadBytes = 0;
+
+struct ThreadOwner
+{
+    bool used = false;
+    ~ThreadOwner()
+    {
+        std::free(threadMemory);
+        threadMemory = nullptr;
+        threadBytes = 0;
+    }
+};
+thread_local ThreadOwner threadOwner;
+} // namespace
+
+void* ThreadScratch(std::size_t bytes)
+{
+    if (threadBytes < bytes)
+    {
+        threadOwner.used = true;
+        std::free(threadMemory);
+        threadMemory = nullptr;
+        threadBytes = 0;
+        threadMemory = Malloc(bytes, "scratch");
+        threadBytes = bytes;
+    }
+    return threadMemory;
+}
+} // namespace LumoraLib::detail

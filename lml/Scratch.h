@@ -1,0 +1,48 @@
+// Working memory of wide operations: blocks that are kept between calls and leased for one operation.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+namespace LumoraLib::detail
+{
+/// A lease of `count` blocks of at least `bytes` bytes each, one per thread of a team, aligned to 64 bytes (to 2 MiB
+/// and advised for huge pages from 2 MiB up), contents undefined. The lease is taken before a parallel region, so that
+/// a failure never leaves one; it gives the blocks back to a process-wide pool that grows and is never emptied. Errors:
+/// as Malloc(), with the label "scratch".
+class Scratch
+{
+public:
+    Scratch(int count, std::size_t bytes);
+    ~Scratch();
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    Scratch(Scratch&& other) noexcept;
+    Scratch& operator=(Scratch&&) = delete;
+
+    /// Block of thread `index`.
+    void* operator[](int index) const { return blocks_[static_cast<std::size_t>(index)].memory; }
+    template <class T>
+    T* As(int index) const
+    {
+        return static_cast<T*>((*this)[index]);
+    }
+
+    struct Block
+    {
+        void* memory = nullptr;
+        std::size_t bytes = 0;
+    };
+
+private:
+    void GiveBack() noexcept;
+
+    int count_;
+    std::unique_ptr<Block[]> blocks_;
+};
+
+/// Working memory of the calling thread, at least `bytes`, aligned to 64 bytes, contents undefined: for short
+/// operations that call nothing else which asks for it. Kept until the thread ends, grown by need. Errors: as Malloc(),
+/// with the label "scratch"; not for parallel regions.
+void* ThreadScratch(std::size_t bytes);
+} // namespace LumoraLib::detail

@@ -1,0 +1,197 @@
+// Angular spectrum propagation to a laterally shifted parallel plane, with a band limit that follows the shift.
+//
+// Geometry comes from the two objects alone. Kept: the distance is an absolute value, so the direction of travel is
+// lost and a destination behind the source is computed as a forward propagation; the lateral shifts are plain
+// differences of global coordinates, also between tilted planes.
+#include "ChirpPhase.h"
+#include "Dispatch.h"
+#include "FieldTools.h"
+#include "Fused.h"
+#include "Parallel.h"
+#include "Tiles.h"
+#include "WidePhase.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace LumoraLib
+{
+namespace
+{
+/// Bounds of one axis of the band, in direction cosines.
+struct Band
+{
+    double lower;
+    double upper;
+};
+
+/// The band in which the transfer function of a shift x0 over the distance z0 is sampled finely enough by a spectrum of
+/// pitch d (Optics Express 18 (2010) 18453).
+Band ShiftedBandLimit(double x0, double z0, double d)
+{
+    const double h = 1.0 / (2.0 * d);
+    const double a = 1.0 / std::sqrt(1.0 / (x0 + h) / (x0 + h) * z0 * z0 + 1.0);
+    const double b = 1.0 / std::sqrt(1.0 / (x0 - h) / (x0 - h) * z0 * z0 + 1.0);
+    if (x0 > h)
+        return {b, a};
+    if (x0 < -h)
+        return {-b, -a};
+    return {-b, a};
+}
+
+// Enlargements and sizes that the fused form takes; beyond them the step-by-step form meets the limits of memory.
+constexpr double kLargestFused = 16.0;
+constexpr double kLargestSize = 1 << 29;
+
+constexpr char kTextParameter[] = "at least one parameter is different";
+constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedAsmProp";
+constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedAsmPropAddEx";
+
+/// Multiplies one row of a spectrum with pitch t.du at the frequency v: zero outside the open band.
+void MultiplyTransferRow(Complex* row, std::int32_t nx, const detail::ShiftedTransfer& t, double v)
+{
+    if (v <= t.vLow || v >= t.vHigh)
+    {
+        std::fill(row, row + nx, Complex());
+        return;
+    }
+    if (detail::WideBound())
+    {
+        float* const samples = reinterpret_cast<float*>(row);
+        detail::Phases().multiply(
+            detail::PhaseForm::Shifted(t.du, t.uLow, t.uHigh, t.x0, t.z0, t.inverseSquare, v * v, t.y0 * v), {},
+            -(nx / 2), static_cast<std::size_t>(nx), samples, samples);
+        return;
+    }
+    for (std::int32_t i = 0; i < nx; ++i)
+    {
+        const double u = (i - nx / 2) * t.du;
+        // A frequency exactly on a bound is removed. Inside, the root is not guarded: the band keeps frequencies beyond
+        // 1 / wavelength out.
+        if (u <= t.uLow || u >= t.uHigh)
+            row[i] = Complex();
+        else
+            row[i] = detail::TimesUnit(
+                row[i], detail::kTwoPi * (t.x0 * u + t.z0 * std::sqrt(t.inverseSquare - u * u - v * v) + t.y0 * v));
+    }
+}
+} // namespace
+
+Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
+{
+    if (IsSpectrum() || source.IsSpectrum())
+        Error(ERR_SOMETHING, fnProp, "both objects must be in real space");
+    // Written so that a not-a-number differs from everything.
+    if (!(GetWavelength() == source.GetWavelength()) || nx_ != source.nx_ || ny_ != source.ny_ ||
+        !(px_ == source.px_) || !(py_ == source.py_))
+        Error(ERR_PARAMETER, fnProp, kTextParameter);
+    if (detail::NormalsDiffer(*this, source))
+        Error(ERR_PARAMETER, fnProp, detail::kTextSourceNormal);
+    if (precision < 1)
+        Error(ERR_PARAMETER, fnProp, "precision must be more than zero");
+    source.RequireSamples(fnProp);
+
+    const double z0 = GetPlane().GetDistance(source.origin_);
+    const double x0 = origin_.x - source.origin_.x;
+    const double y0 = origin_.y - source.origin_.y;
+    const double wavelength = source.GetWavelength();
+    const double sourcePx = source.px_;
+    const double sourcePy = source.py_;
+    const LML_RECT window = source.window_;
+
+    const Vector place = origin_;
+    *this = source;
+    origin_ = place;
+    if (N() == 0)
+        return *this;
+
+    const double enlargement = std::ldexp(1.0, precision);
+    const double du = 1.0 / (nx_ * px_ * enlargement);
+    const double dv = 1.0 / (ny_ * py_ * enlargement);
+    const Band bandX = ShiftedBandLimit(x0, z0, du);
+    const Band bandY = ShiftedBandLimit(y0, z0, dv);
+    const double uLow = bandX.lower / wavelength;
+    const double uHigh = bandX.upper / wavelength;
+    const double vLow = bandY.lower / wavelength;
+    const double vHigh = bandY.upper / wavelength;
+    const double fx = 0.5 / sourcePx;
+    const double fy = 0.5 / sourcePy;
+    if (uLow > fx || uHigh < -fx || vLow > fy || vHigh < -fy)
+        return Clear(); // the band lies outside the sampled spectrum
+
+    const double ownWavelength = GetWavelength();
+    detail::ShiftedTransfer transfer{x0,   y0,    z0,  uLow, uHigh,
+                                     vLow, vHigh, 0.0, 0.0,  1.0 / (ownWavelength * ownWavelength)};
+    if (form_ == COMPLEX_AMPLITUDE && enlargement <= kLargestFused && nx_ * enlargement <= kLargestSize &&
+        ny_ * enlargement <= kLargestSize && detail::CanFuseEnlarged(*this))
+    {
+        transfer.du = 1.0 / (nx_ * enlargement * px_);
+        transfer.dv = 1.0 / (ny_ * enlargement * py_);
+        detail::FusedShiftedAsm(*this, transfer, static_cast<std::int32_t>(enlargement));
+        return *this;
+    }
+    Embed(precision);
+    Fft(-1);
+    transfer.du = px_;
+    transfer.dv = py_;
+    detail::ParallelRows(0, ny_,
+                         [&](std::int32_t j)
+                         {
+                             MultiplyTransferRow(dataPointer_ + IJ(0, static_cast<std::size_t>(j)), nx_, transfer,
+                                                 (j - ny_ / 2) * transfer.dv);
+                         });
+    Fft(1);
+    detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / static_cast<double>(N())));
+    Extract(precision);
+    // The source's, to the last bit: the way through the spectrum rounds the pitches, and the enlargement moves the
+    // window.
+    window_ = window;
+    px_ = sourcePx;
+    py_ = sourcePy;
+    return *this;
+}
+
+Lumora& Lumora::ShiftedAsmPropAdd(const Lumora& source, int precision)
+{
+    static constexpr char fn[] = "LumoraLib::Lumora::ShiftedAsmPropAdd";
+    if (IsSpectrum() || source.IsSpectrum())
+        Error(ERR_SOMETHING, fn, "both objects are in real space");
+    if (!(GetWavelength() == source.GetWavelength()) || nx_ != source.nx_ || ny_ != source.ny_)
+        Error(ERR_PARAMETER, fn, kTextParameter);
+    if (detail::NormalsDiffer(*this, source))
+        Error(ERR_PARAMETER, fn, detail::kTextSourceNormal);
+    RequireSamples(fn);
+    Lumora result(*this);
+    result.ShiftedAsmProp(source, precision);
+    return Add(result);
+}
+
+Lumora& Lumora::ShiftedAsmPropEx(const Lumora& source)
+{
+    if (&source == this)
+    {
+        const Lumora copy(source);
+        return ShiftedAsmPropEx(copy);
+    }
+    detail::RequireTileable(*this, source, fnAddEx);
+    if (!(px_ == source.px_) || !(py_ == source.py_))
+        Error(ERR_PARAMETER, fnProp, kTextParameter); // what the first tile would report, while the samples still stand
+    Clear();
+    return ShiftedAsmPropAddEx(source);
+}
+
+Lumora& Lumora::ShiftedAsmPropAddEx(const Lumora& source)
+{
+    detail::RequireTileable(*this, source, fnAddEx);
+    constexpr int kPrecision = 1;
+    detail::ForEachTilePair(*this, source, detail::CountTiles(source, *this),
+                            [](Lumora& to, const Lumora& from, bool isTile)
+                            {
+                                if (isTile)
+                                    to.ShiftedAsmProp(from, kPrecision);
+                                else
+                                    to.ShiftedAsmPropAdd(from, kPrecision);
+                            });
+    return *this;
+}
+} // namespace LumoraLib

@@ -1,0 +1,82 @@
+// Tiles of fields of different sizes: how the extended shifted propagations cut the larger field of each axis into
+// pieces of the smaller one's size.
+#ifndef LML_TILES_H
+#define LML_TILES_H
+
+#include "LmlLumora.h"
+
+#include <cstdint>
+
+namespace LumoraLib::detail
+{
+inline constexpr char kTextSourceNormal[] = "normal vector of the destination is not same as the source";
+
+/// Whether the normals, taken as vectors, are farther apart than the position tolerance.
+bool NormalsDiffer(const Lumora& a, const Lumora& b);
+
+/// The checks of the extended forms, all of them raised before anything is written.
+void RequireTileable(const Lumora& destination, const Lumora& source, const char* function);
+
+/// Numbers of tiles of the source (sx, sy) and of the destination (dx, dy); along each axis at least one of the two
+/// is 1.
+struct TileCounts
+{
+    std::int32_t sx, dx, sy, dy;
+    bool SourceCut() const { return sx > 1 || sy > 1; }
+    bool DestinationCut() const { return dx > 1 || dy > 1; }
+};
+
+TileCounts CountTiles(const Lumora& source, const Lumora& destination);
+
+/// An uncleared field of the size of one of `nx` by `ny` tiles that takes over k, form, pitches, window and normal of
+/// `field`.
+Lumora MakeTile(const Lumora& field, std::int32_t nx, std::int32_t ny);
+
+/// Puts `tile` into the place of tile (column, row) of `nx` by `ny` in the plane of `field`.
+void PlaceTile(Lumora& tile, const Lumora& field, std::int32_t column, std::int32_t row, std::int32_t nx,
+               std::int32_t ny);
+
+/// Copies the samples of tile (column, row) out of `field`.
+void CopyTile(Lumora& tile, const Lumora& field, std::int32_t column, std::int32_t row);
+
+/// The loops over tile pairs: one(destination tile or whole, source tile or whole, whether the destination is a tile).
+/// Source tiles are the outer loop, rows of tiles stand outside their columns.
+template <class One>
+void ForEachTilePair(Lumora& destination, const Lumora& source, const TileCounts& counts, const One& one)
+{
+    const auto overDestination = [&](const Lumora& from)
+    {
+        if (!counts.DestinationCut())
+        {
+            one(destination, from, false);
+            return;
+        }
+        Lumora tile = MakeTile(destination, counts.dx, counts.dy);
+        for (std::int32_t row = 0; row < counts.dy; ++row)
+            for (std::int32_t column = 0; column < counts.dx; ++column)
+            {
+                // Every pair starts from the destination's parameters: a propagation gives the tile those of its
+                // source.
+                tile.CopyParam(destination);
+                PlaceTile(tile, destination, column, row, counts.dx, counts.dy);
+                one(tile, from, true);
+                destination.Add(tile);
+            }
+    };
+    if (!counts.SourceCut())
+    {
+        overDestination(source);
+        return;
+    }
+    Lumora tile = MakeTile(source, counts.sx, counts.sy);
+    for (std::int32_t row = 0; row < counts.sy; ++row)
+        for (std::int32_t column = 0; column < counts.sx; ++column)
+        {
+            PlaceTile(tile, source, column, row, counts.sx, counts.sy);
+            CopyTile(tile, source, column, row);
+            overDestination(tile);
+        }
+}
+} // namespace LumoraLib::detail
+
+#endif

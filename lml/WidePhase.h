@@ -1,0 +1,147 @@
+// Rows of phase factors: every loop of the library that needs a sine and a cosine per sample, in wide form.
+//
+// A PhaseForm says how the phase follows from the column index, in the order of operations that defines the result; a
+// PhaseProduct says how a sample is multiplied with the factor. Phases, sines and cosines are doubles, each member of
+// the result is rounded to float once (or as the product's rule says). Every function gives the same bits for every
+// instruction set, start and length of a row, and those of a plain loop that calls SinCos1.
+//
+// Samples are pairs of floats, real then imaginary: reinterpret_cast<float*>(Complex*) is meant.
+#pragma once
+
+#include "LmlApi.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace LumoraLib::detail
+{
+
+/// The phase of column i, i = first, first + 1, ... (32-bit, wraps), where x stands for the whole number i as a double.
+struct PhaseForm
+{
+    enum class Kind : int
+    {
+        Given,
+        Transfer,
+        Shifted,
+        FresnelIn,
+        FresnelOut,
+        PlaneVector,
+        PlaneCosines,
+        Lens,
+        Chirp,
+        Source,
+        Destination
+    };
+    Kind kind = Kind::Given;
+    const double* given = nullptr;
+    double p[8] = {};
+    /// Source and Destination: take away pi (a i^2 + chirpRow).
+    bool chirped = false;
+    double chirpA = 0, chirpRow = 0;
+
+    /// phase[n] for the n-th sample, whatever `first` is.
+    static PhaseForm Given(const double* phase) { return {Kind::Given, phase}; }
+    /// u = x du; w = (c - v2) - u u; tpd sqrt(w) where w > 0, else the phase 0 (factor 1).
+    static PhaseForm Transfer(double du, double c, double v2, double tpd)
+    {
+        return {Kind::Transfer, nullptr, {du, c - v2, tpd}};
+    }
+    /// u = x du; factor 0 where u <= uLow or u >= uHigh; else 2 pi ((x0 u + z0 sqrt((c - u u) - v2)) + y0v). A negative
+    /// root gives NaN.
+    static PhaseForm Shifted(double du, double uLow, double uHigh, double x0, double z0, double c, double v2,
+                             double y0v)
+    {
+        return {Kind::Shifted, nullptr, {du, uLow, uHigh, x0, z0, c, v2, y0v}};
+    }
+    /// X = x px; ((y2 + X X) k) / dd, rounded to float.
+    static PhaseForm FresnelIn(double px, double y2, double k, double dd)
+    {
+        return {Kind::FresnelIn, nullptr, {px, y2, k, dd}};
+    }
+    /// X = x px; ((y2 + X X) / dd + d) k, rounded to float.
+    static PhaseForm FresnelOut(double px, double y2, double k, double dd, double d)
+    {
+        return {Kind::FresnelOut, nullptr, {px, y2, k, dd, d}};
+    }
+    /// base + (x a) px.
+    static PhaseForm PlaneVector(double base, double a, double px)
+    {
+        return {Kind::PlaneVector, nullptr, {base, a, px}};
+    }
+    /// base + (row + (x cosA) px) k.
+    static PhaseForm PlaneCosines(double base, double row, double cosA, double px, double k)
+    {
+        return {Kind::PlaneCosines, nullptr, {base, row, cosA, px, k}};
+    }
+    /// X = x px; (minusK (X X + y2)) / f2.
+    static PhaseForm Lens(double px, double y2, double minusK, double f2)
+    {
+        return {Kind::Lens, nullptr, {px, y2, minusK, f2}};
+    }
+    /// ((i i) a + row) pi, the square a 32-bit product that wraps; row = (j j) b, pi with the sign wanted.
+    static PhaseForm Chirp(double a, double row, double pi) { return {Kind::Chirp, nullptr, {a, row, pi}}; }
+    /// X = x p + xS; kz (X (X / 2 - xD) + row), row = y (y / 2 - yD).
+    static PhaseForm Source(double kz, double p, double xS, double xD, double row)
+    {
+        return {Kind::Source, nullptr, {kz, p, xS, xD, row}};
+    }
+    /// X = x p + xD; kz (((X X + y2) / 2 - row) - x step) + end, row = j (yS qD), step = xS pD, end = k z.
+    static PhaseForm Destination(double kz, double p, double xD, double y2, double row, double step, double end)
+    {
+        return {Kind::Destination, nullptr, {kz, p, xD, y2, row, step, end}};
+    }
+    /// This phase minus pi ((i i) a + row), the square wrapped as in Chirp. For Source and Destination.
+    PhaseForm WithChirp(double a, double row) const
+    {
+        PhaseForm f = *this;
+        f.chirped = true;
+        f.chirpA = a;
+        f.chirpRow = row;
+        return f;
+    }
+};
+
+/// How a sample a and the factor f = (cos, sin) make the result.
+struct PhaseProduct
+{
+    enum class Rule : int
+    {
+        Single, ///< f rounded to float; products, sum and difference in single precision
+        Mixed,  ///< f rounded to float; re = c a.re - (double)(a.im s), im = a.re s + (double)(a.im c): only the
+               ///< products with a.im in single precision, the rest in double, rounded once
+        Rounded, ///< f rounded to float, all in double, rounded once
+        Double   ///< f in double, all in double, rounded once
+    };
+    Rule rule = Rule::Double;
+    /// Double only: f := pre * f before, and the product := product * post after, complex products in double in the
+    /// order (re re - im im, re im + im re).
+    bool hasPre = false, hasPost = false;
+    double preRe = 1, preIm = 0, postRe = 1, postIm = 0;
+    /// Each member of the rounded product is added in single precision to what stands in the destination.
+    bool add = false;
+};
+
+/// One instruction set's kernels. n may be any count; source and destination are equal or apart.
+struct PhaseTable
+{
+    /// s[i], c[i] of x[i] in double.
+    void (*sinCos)(const double* x, std::size_t n, double* s, double* c);
+    /// The factors as samples: up[i] and down[-i] for the i-th one, in samples; either may be null.
+    void (*unit)(const PhaseForm& form, std::int32_t first, std::size_t n, float* up, float* down);
+    /// The factors with real and imaginary parts apart.
+    void (*unitSplit)(const PhaseForm& form, std::int32_t first, std::size_t n, float* re, float* im);
+    /// to := from times factor. Shifted: 0 outside the band, whatever stands in from.
+    void (*multiply)(const PhaseForm& form, const PhaseProduct& how, std::int32_t first, std::size_t n,
+                     const float* from, float* to);
+    /// Keeps the amplitude sqrt((double) re (double) re + (double)(im im)), the second product in single precision, and
+    /// replaces the phase: (A cos, A sin).
+    void (*setPhase)(const PhaseForm& form, std::int32_t first, std::size_t n, float* z);
+    /// (amplitude, phase) to (A cos, A sin), both widened first.
+    void (*polarToComplex)(float* z, std::size_t n);
+};
+
+/// The table for the instruction set in force.
+const PhaseTable& Phases() noexcept;
+
+} // namespace LumoraLib::detail

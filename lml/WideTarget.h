@@ -1,0 +1,27 @@
+// Macros and system headers shared by all wide rooms; included outside every target region.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// Wide code is built without FMA and without contraction, so that 4, 8 and 16 lanes give the same bits.
+#if defined(__FAST_MATH__)
+#error "strict IEEE arithmetic is required"
+#endif
+
+/// Every helper of a wide room: internal linkage, always inlined, so that nothing built for a wider target can be
+/// picked by the linker for another one.
+#define LML_INLINE static inline __attribute__((always_inline))
+
+/// The same for member functions of per-target types.
+#define LML_MEMBER inline __attribute__((always_inline))
+
+/// For the heavy, not inlined functions of a room.
+#define LML_NOINLINE static __attribute__((noinline))
+
+// Target strings. Only clang needs them on lambdas too (see LML_LAMBDA in WideForEach.h).
+#define LML_TARGET_AVX2 "avx2"
+#define LML_TARGET_AVX512 "avx512f,avx512dq,avx512bw,avx512vl"

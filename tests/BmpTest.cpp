@@ -1,0 +1,668 @@
+// BMP pictures: the bytes written, every mode in both forms, the loaders, and files of every bad kind.
+
+#include "PictureTools.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+
+namespace
+{
+using namespace lmltest;
+
+constexpr char kSaver[] = "LumoraLib::Lumora::WinSaveAsBMPEx";
+constexpr char kMaxBelowMin[] = "max\x82\xaamin\x82\xe6\x82\xe8\x8f\xac\x82\xb3\x82\xa2";
+constexpr FormatRule kBmp{0.01L, true, false};
+
+unsigned char At(const std::string& bytes, std::size_t n)
+{
+    return static_cast<unsigned char>(bytes.at(n));
+}
+
+/// A BMP made by hand.
+struct Picture
+{
+    std::int64_t width = 3;
+    std::int64_t height = 2;
+    int bits = 8;
+    std::uint64_t compression = 0;
+    std::uint64_t colours = 0;
+    std::int64_t offset = -1; // -1: behind the palette
+    std::string palette;      // empty: grey
+    std::string pixels;       // rows as they stand in the file
+    std::string Bytes() const
+    {
+        std::string pal = palette;
+        if (pal.empty())
+            for (int i = 0; i < (1 << bits); ++i)
+            {
+                const char v = static_cast<char>(i * 255 / ((1 << bits) - 1));
+                pal += {v, v, v, '\x7f'};
+            }
+        const auto at = static_cast<std::uint64_t>(offset < 0 ? 54 + static_cast<std::int64_t>(pal.size()) : offset);
+        return "BM" + Le(0, 8) + Le(at, 4) + Le(40, 4) + Le(static_cast<std::uint64_t>(width), 4) +
+               Le(static_cast<std::uint64_t>(height), 4) + Le(1, 2) + Le(static_cast<std::uint64_t>(bits), 2) +
+               Le(compression, 4) + Le(0, 12) + Le(colours, 4) + Le(0, 4) + pal + pixels;
+    }
+};
+
+/// An 8-bit picture whose pixel (i, row from the bottom) has a value of its own.
+unsigned char PixelAt(int i, int row)
+{
+    return static_cast<unsigned char>(1 + (37 * i + 101 * row) % 255);
+}
+Picture Numbered(int width, int height, bool topDown = false)
+{
+    Picture p;
+    p.width = width;
+    p.height = topDown ? -height : height;
+    for (int n = 0; n < height; ++n)
+    {
+        const int row = topDown ? height - 1 - n : n;
+        for (int i = 0; i < (width + 3) / 4 * 4; ++i)
+            p.pixels += static_cast<char>(i < width ? PixelAt(i, row) : 0xee);
+    }
+    return p;
+}
+
+TEST(BmpSave, HeadRowsAndPadding)
+{
+    ScratchFile file("head.bmp");
+    Lumora field(8, 8, 0x1p-18, 0x1p-12);
+    for (int j = 0; j < 8; ++j)
+        for (int i = 0; i < 8; ++i)
+            field.SetPixel(i, j, Complex((10.0 * j + i) / 255.0, 0.0));
+    field.SetWindow(2, 7, 1, 4);
+    field.WinSaveAsBmp(file.Path(), ModeAmplitude, GradationGrey);
+    const std::string bytes = file.Read();
+    ASSERT_EQ(bytes.size(), 1078u + 8 * 3);
+    EXPECT_EQ(bytes.substr(0, 54), "BM" + Le(1078 + 24, 4) + Le(0, 4) + Le(1078, 4) + Le(40, 4) + Le(5, 4) + Le(3, 4) +
+                                       Le(1, 2) + Le(8, 2) + Le(0, 4) + Le(24, 4) + Le(262144, 4) + Le(4096, 4) + Le(0, 8));
+    for (int j = 0; j < 3; ++j)
+        for (int i = 0; i < 8; ++i)
+            EXPECT_EQ(At(bytes, static_cast<std::size_t>(1078 + 8 * j + i)), i < 5 ? 10 * (j + 1) + i + 2 : 0);
+
+    field.SetPx(0.0).SetPy(-1e-12); // no number of samples per metre that fits: the overflow value, no undefined conversion
+    field.WinSaveAsBmp(file.Path(), ModeAmplitude, GradationGrey);
+    EXPECT_EQ(file.Read().substr(38, 8), Le(0x80000000u, 4) + Le(0x80000000u, 4));
+}
+
+TEST(BmpSave, Palettes)
+{
+    ScratchFile file("palette.bmp");
+    Lumora field(2, 2);
+    field.Clear();
+    field.SaveAsBmp(file.Path(), ModeAmplitude, GradationGrey, 0);
+    std::string bytes = file.Read();
+    for (unsigned i = 0; i < 256; ++i)
+        for (unsigned c = 0; c < 4; ++c)
+            EXPECT_EQ(At(bytes, 54 + 4 * i + c), c < 3 ? i : 0);
+
+    for (const int gradation : {1, 7, -1}) // every value other than 0 is the rainbow
+    {
+        field.SaveAsBmp(file.Path(), ModeAmplitude, static_cast<Gradation>(gradation), 0);
+        bytes = file.Read();
+        for (unsigned i = 0; i < 256; ++i)
+        {
+            // The usual conversion of hue and value at full saturation, written without sectors.
+            const double hue = (255 - static_cast<int>(i)) * 300.0 / 255.0;
+            const double value = hue > 240.5 ? 1.0 - (hue - 240.0) / 60.0 : 1.0 - (205 * 300.0 / 255.0 - 240.0) / 60.0;
+            const auto component = [&](double n)
+            {
+                const double k = std::fmod(n + hue / 60.0, 6.0);
+                return 255.0 * value * (1.0 - std::max(0.0, std::min({k, 4.0 - k, 1.0})));
+            };
+            const double bgr[3] = {component(1), component(3), component(5)};
+            for (unsigned c = 0; c < 3; ++c)
+                EXPECT_NEAR(At(bytes, 54 + 4 * i + c), bgr[c] - 0.5, 0.5 + 1e-9) << i << ' ' << c;
+        }
+        struct Spot
+        {
+            unsigned index;
+            int red, green, blue;
+        };
+        for (const Spot s : {Spot{0, 0, 0, 0}, {1, 4, 0, 5}, {50, 4, 0, 249}, {51, 0, 0, 249}, {102, 0, 249, 249},
+                             {128, 0, 249, 122}, {153, 0, 249, 0}, {204, 249, 249, 0}, {255, 249, 0, 0}})
+            EXPECT_EQ(bytes.substr(54 + 4 * s.index, 3),
+                      std::string({static_cast<char>(s.blue), static_cast<char>(s.green), static_cast<char>(s.red)}));
+    }
+}
+
+TEST(BmpSave, EveryModeFormAndRange)
+{
+    ScratchFile file("mode.bmp");
+    for (int form = 0; form < 4; ++form)
+    {
+        Lumora field(32, 16);
+        FillPicture(field, form, 5);
+        field.Form() = static_cast<ComplexForm>(form);
+        if (form != 0)
+            field.SetWindow(3, 30, 2, 15);
+        const Lumora before(field);
+        const LML_RECT w = field.Window();
+        const std::size_t row = static_cast<std::size_t>((w.right - w.left + 3) / 4 * 4);
+        const long double largest = LargestIn(field);
+        for (int mode = -1; mode <= 7; ++mode)
+            for (const auto& [min, max] : {std::pair{0.0, 0.0}, {-0.5, 0.75}, {0.25, 0.25}, {0.0, 1e-3}})
+            {
+                std::string bytes;
+                for (const int threads : {1, 3})
+                {
+                    Threads team(threads);
+                    field.WinSaveAsBMPEx(file.Path(), static_cast<Mode>(mode), min, max, GradationGrey, 0);
+                    if (threads == 1)
+                        bytes = file.Read();
+                    else
+                        EXPECT_EQ(bytes, file.Read());
+                }
+                int wrong = 0;
+                for (int j = w.bottom; j < w.top; ++j)
+                    for (int i = w.left; i < w.right; ++i)
+                    {
+                        const std::size_t at =
+                            1078 + row * static_cast<std::size_t>(j - w.bottom) + static_cast<std::size_t>(i - w.left);
+                        wrong += !ShowsAs(At(bytes, at),
+                                          ExactPixel(field.GetPixel(i, j), form, mode, min, max, kBmp, largest));
+                    }
+                EXPECT_EQ(wrong, 0) << "form " << form << " mode " << mode << " range " << min << ' ' << max;
+            }
+        EXPECT_TRUE(SameBits(field, before));
+        EXPECT_EQ(field.Form(), form);
+    }
+}
+
+TEST(BmpSave, ValuesBeyondEveryRange)
+{
+    ScratchFile file("extreme.bmp");
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    Lumora field(4, 1);
+    const auto pixels = [&] { return file.Read().substr(1078); };
+    field.SetPixel(0, 0, Complex(1e15, 0)).SetPixel(1, 0, Complex(nan, 0)).SetPixel(2, 0, Complex(-inf, 0));
+    field.SetPixel(3, 0, Complex(0.5, 0));
+    field.SaveAsBMP(file.Path(), ModeReal, 0, 0);
+    EXPECT_EQ(pixels(), std::string("\xff\0\0\xbf", 4));
+    field.SaveAsBMP(file.Path(), ModeIntensity, 0, 0);
+    EXPECT_EQ(pixels(), std::string("\xff\0\xff\x40", 4));
+    for (const auto& [min, max] : {std::pair{nan, 1.0}, {0.0, nan}, {-inf, inf}})
+        field.SaveAsBMP(file.Path(), ModeReal, min, max); // no range at all: any pixels, no failure
+    field.Clear();
+    field.SaveAsBMP(file.Path(), ModeLogIntensity, 0, 0);
+    EXPECT_EQ(pixels(), std::string(4, '\0'));
+    field.Form() = POLAR_AMPLITUDE; // the logarithm of 0
+    field.SaveAsBMP(file.Path(), ModeLogIntensity, 0, 0);
+    EXPECT_EQ(pixels(), std::string(4, '\0'));
+    field.SaveAsBMP(file.Path(), ModeMaskedPhase, 0, 0); // phase 0 is mid-grey
+    EXPECT_EQ(pixels(), std::string(4, '\x80'));
+}
+
+/// Every saver, with a count of the bar columns that it draws on a wide picture.
+struct Saver
+{
+    const char* name;
+    bool window;
+    int bar;
+    bool ranged;
+    bool colour;
+    std::function<void(const Lumora&, const char*, double, double)> save;
+};
+const std::vector<Saver>& Savers()
+{
+    const Mode m = ModeAmplitude;
+    static const std::vector<Saver> savers{
+        {"WinSaveAsBMPEx", true, 20, true, true,
+         [=](const Lumora& f, const char* p, double a, double b) { f.WinSaveAsBMPEx(p, m, a, b, GradationRainbow, 20); }},
+        {"WinSaveAsBmp 4", true, 7, true, false,
+         [=](const Lumora& f, const char* p, double a, double b) { f.WinSaveAsBmp(p, m, GradationGrey, 7, b, a); }},
+        {"WinSaveAsBmp 2", true, 1, false, true,
+         [=](const Lumora& f, const char* p, double, double) { f.WinSaveAsBmp(p, m, GradationRainbow, 1); }},
+        {"WinSaveAsBmp grey", true, 0, false, false,
+         [=](const Lumora& f, const char* p, double, double) { f.WinSaveAsBmp(p, m, GradationGrey); }},
+        {"WinSaveAsBmp rainbow", true, 10, false, true,
+         [=](const Lumora& f, const char* p, double, double) { f.WinSaveAsBmp(p, m, GradationRainbow); }},
+        {"WinSaveAsBMPC", true, 10, true, true,
+         [=](const Lumora& f, const char* p, double a, double b) { f.WinSaveAsBMPC(p, m, a, b); }},
+        {"WinSaveAsBMP", true, 10, true, false,
+         [=](const Lumora& f, const char* p, double a, double b) { f.WinSaveAsBMP(p, m, a, b); }},
+        {"SaveAsBmp 4", false, 100, true, true,
+         [=](const Lumora& f, const char* p, double a, double b) { f.SaveAsBmp(p, m, GradationRainbow, 100, b, a); }},
+        {"SaveAsBmp 2", false, -3, false, false,
+         [=](const Lumora& f, const char* p, double, double) { f.SaveAsBmp(p, m, GradationGrey, -3); }},
+        {"SaveAsBmp grey", false, 0, false, false,
+         [=](const Lumora& f, const char* p, double, double) { f.SaveAsBmp(p, m, GradationGrey); }},
+        {"SaveAsBmp rainbow", false, 10, false, true,
+         [=](const Lumora& f, const char* p, double, double) { f.SaveAsBmp(p, m, GradationRainbow); }},
+        {"SaveAsBMPEx", false, 2, true, false,
+         [=](const Lumora& f, const char* p, double a, double b) { f.SaveAsBMPEx(p, m, a, b, GradationGrey, 2); }},
+        {"SaveAsBMPC", false, 0, true, true,
+         [=](const Lumora& f, const char* p, double a, double b) { f.SaveAsBMPC(p, m, a, b); }},
+        {"SaveAsBMP", false, 0, true, false,
+         [=](const Lumora& f, const char* p, double a, double b) { f.SaveAsBMP(p, m, a, b); }},
+    };
+    return savers;
+}
+
+TEST(BmpSave, SaversDifferInWindowRangePaletteAndBar)
+{
+    ScratchFile file("saver.bmp");
+    Lumora field(32, 16);
+    for (std::size_t n = 0; n < field.N(); ++n)
+        field[n] = Complex(0.25, 0.0);
+    field.SetWindow(4, 28, 3, 13);
+    for (const Saver& s : Savers())
+    {
+        const int width = s.window ? 24 : 32;
+        const int height = s.window ? 10 : 16;
+        s.save(field, file.Path(), 0.0, 0.5);
+        const std::string bytes = file.Read();
+        ASSERT_EQ(bytes.size(), 1078u + static_cast<unsigned>(width * height)) << s.name;
+        EXPECT_EQ(At(bytes, 54 + 4 * 255), s.colour ? 0 : 255) << s.name;
+        for (int j = 0; j < height; ++j)
+            for (int i = 0; i < width; ++i)
+            {
+                const int plain = s.ranged ? 128 : 64;
+                const int expected = s.bar > width - i ? j * 255 / height : plain;
+                ASSERT_EQ(At(bytes, static_cast<std::size_t>(1078 + j * width + i)), expected)
+                    << s.name << ' ' << i << ' ' << j;
+            }
+        EXPECT_EQ(field.Window().left, 4) << s.name;
+        EXPECT_EQ(field.Window().top, 13) << s.name;
+    }
+}
+
+TEST(BmpSave, Failures)
+{
+    ScratchFile file("failure.bmp");
+    Lumora field(8, 8);
+    field.Clear();
+    Lumora none(8, 8);
+    none.Dispose();
+    field.SetWindow(1, 3, 1, 3);
+    for (const Saver& s : Savers())
+    {
+        const char* nowhere = LML_SCRATCH_DIR "/no such folder/x.bmp";
+        EXPECT_EQ(Catch([&] { s.save(field, nowhere, 0, 1); }), (Failure{2, kSaver, nowhere})) << s.name;
+        file.Write("old contents");
+        EXPECT_EQ(Catch([&] { s.save(none, file.Path(), 0, 1); }).code, 6) << s.name;
+        EXPECT_EQ(file.Read(), "old contents") << s.name;
+        const Failure reversed = Catch([&] { s.save(field, file.Path(), 1, 0); });
+        EXPECT_EQ(reversed, s.ranged ? (Failure{3, kSaver, kMaxBelowMin}) : Failure{}) << s.name;
+        EXPECT_EQ(file.Read().empty(), s.ranged) << s.name;
+        EXPECT_EQ(Catch([&] { s.save(field, "/dev/full", 0, 1); }), (Failure{4, "ewrite", "/dev/full"})) << s.name;
+        EXPECT_EQ(field.Window().right, 3);
+    }
+}
+
+TEST(BmpSave, WindowsOutsideTheGrid)
+{
+    ScratchFile file("window.bmp");
+    Lumora field(8, 4);
+    FillRandom(field);
+    struct Case
+    {
+        LML_RECT window;
+        int width, height;
+    };
+    const int big = std::numeric_limits<int>::max();
+    for (const Case& c : {Case{{0, 4, 0, 0}, 0, 4}, {{5, 4, 2, 0}, 0, 4}, {{0, 1, 8, 3}, 8, 0}, {{-5, 9, 100, -1}, 8, 4},
+                          {{-big - 1, big, big, -big - 1}, 8, 4}, {{big, -big, -big, big}, 0, 0}, {{20, 30, 30, 20}, 0, 0}})
+        for (const Mode mode : {ModeIntensity, ModeMaskedPhase})
+        {
+            field.Window() = c.window;
+            field.WinSaveAsBmp(file.Path(), mode, GradationRainbow);
+            const std::string bytes = file.Read();
+            const int pixels = c.width * c.height;
+            EXPECT_EQ(bytes.size(), 1078u + static_cast<unsigned>(pixels));
+            if (pixels > 0)
+                EXPECT_EQ(bytes.substr(18, 8), Le(8, 4) + Le(4, 4));
+            else
+                EXPECT_TRUE(bytes.substr(18, 4) == Le(0, 4) || bytes.substr(22, 4) == Le(0, 4));
+        }
+    Lumora empty(0, 5);
+    empty.SaveAsBmp(file.Path(), ModeIntensity, GradationGrey);
+    EXPECT_EQ(file.Read().size(), 1078u);
+}
+
+TEST(BmpSave, StripsOfLargePicturesJoin)
+{
+    ScratchFile file("strip.bmp");
+    Lumora field(2048, 512); // several strips
+    for (std::size_t n = 0; n < field.N(); ++n)
+        field[n] = Complex(0.0, static_cast<double>((n * 7919) % 256) / 255.0);
+    field.SaveAsBmp(file.Path(), ModeAmplitude, GradationGrey);
+    const std::string bytes = file.Read();
+    std::size_t wrong = 0;
+    for (std::size_t n = 0; n < field.N(); ++n)
+        wrong += At(bytes, 1078 + n) != (n * 7919) % 256;
+    EXPECT_EQ(wrong, 0u);
+    Lumora back;
+    back.LoadBmp(file.Path(), ModeAmplitude, Complex(0, 0));
+    for (std::size_t n = 0; n < field.N(); ++n)
+        wrong += std::abs(back[n].GetReal() - field[n].GetImag()) > 1e-6;
+    EXPECT_EQ(wrong, 0u);
+}
+
+TEST(BmpLoad, EveryModeFormDepthAndOrder)
+{
+    ScratchFile file("load.bmp");
+    const std::string palette("\x10\x20\x30\0\xff\0\0\0\0\xff\0\0\0\0\xff\0\xff\xff\xff\0", 20);
+    const double grey[] = {(0.1 * 16 + 0.6 * 32 + 0.3 * 48) / 255, 0.1, 0.6, 0.3, 1.0, 0.0};
+    for (const bool topDown : {false, true})
+        for (const int bits : {8, 4})
+        {
+            Picture p;
+            p.width = 6;
+            p.height = topDown ? -2 : 2;
+            p.bits = bits;
+            p.colours = 5;
+            p.palette = palette;
+            const std::string rows[2] = {bits == 8 ? std::string("\0\1\2\3\4\5xx", 8) : std::string("\x01\x23\x45\xff", 4),
+                                         bits == 8 ? std::string("\4\0\0\0\1\xffxx", 8) : std::string("\x40\x00\x1e\xff", 4)};
+            p.pixels = topDown ? rows[1] + rows[0] : rows[0] + rows[1];
+            file.Write(p.Bytes());
+            const int index[2][6] = {{0, 1, 2, 3, 4, 5}, {4, 0, 0, 0, 1, 5}}; // 5 is beyond the palette: black
+            for (const int form : {0, 2, 3})
+                for (int mode = -1; mode <= 7; ++mode)
+                {
+                    Lumora field(4, 4);
+                    FillRandom(field);
+                    field.Form() = static_cast<ComplexForm>(form);
+                    const Complex background(0.75, 0.5);
+                    field.LoadBMP(file.Path(), static_cast<Mode>(mode), background);
+                    ASSERT_EQ(field.GetNx(), 8);
+                    ASSERT_EQ(field.GetNy(), 2);
+                    EXPECT_EQ(field.Window().right, 8);
+                    EXPECT_EQ(field.Form(), form);
+                    const bool loads = mode >= 0 && mode <= 4;
+                    // The background is a pair in the form of the mode; without a form of its own, of the field.
+                    const bool polarPair = loads ? mode == 0 || mode >= 3 : form != 0;
+                    for (int j = 0; j < 2; ++j)
+                        for (int i = 0; i < 8; ++i)
+                        {
+                            const bool inside = i >= 1 && i < 7 && loads;
+                            const auto expected = inside ? AsCartesian(LoadedPair(mode, grey[index[j][i - 1]]), polarPair)
+                                                         : AsCartesian({0.75, 0.5}, polarPair);
+                            const auto got = AsCartesian({field.GetReal(i, j), field.GetImag(i, j)}, form != 0);
+                            ASSERT_LT(std::abs(got - expected), 1e-6)
+                                << "bits " << bits << " form " << form << " mode " << mode << " at " << i << ' ' << j;
+                        }
+                }
+        }
+}
+
+TEST(BmpLoad, PlacementOfEverySize)
+{
+    ScratchFile file("place.bmp");
+    for (int width = 1; width <= 9; ++width)
+        for (int height = 1; height <= 9; ++height)
+            for (const bool topDown : {false, true})
+            {
+                file.Write(Numbered(width, height, topDown).Bytes());
+                Lumora field(1, 1);
+                field.LoadBmp(file.Path(), ModeAmplitude, Complex(9.0, 0.0));
+                const auto raise = [](int n) { return n == 1 ? 1 : n == 2 ? 2 : n <= 4 ? 4 : n <= 8 ? 8 : 16; };
+                ASSERT_EQ(field.GetNx(), raise(width));
+                ASSERT_EQ(field.GetNy(), raise(height));
+                const int x0 = (raise(width) - width + 1) / 2;
+                const int y0 = (raise(height) - height + 1) / 2;
+                for (int j = 0; j < field.GetNy(); ++j)
+                    for (int i = 0; i < field.GetNx(); ++i)
+                    {
+                        const bool inside = i >= x0 && i < field.GetNx() - x0 && j >= y0 && j < field.GetNy() - y0;
+                        ASSERT_NEAR(field.GetReal(i, j), inside ? PixelAt(i - x0, j - y0) / 255.0 : 9.0, 1e-6)
+                            << width << 'x' << height << (topDown ? " top down" : "") << " at " << i << ' ' << j;
+                    }
+            }
+}
+
+TEST(BmpLoad, SameNumberOfSamplesKeepsWindowAndSizes)
+{
+    ScratchFile file("same.bmp");
+    file.Write(Numbered(8, 2).Bytes());
+    Lumora field(4, 4);
+    field.SetWindow(1, 3, 1, 2);
+    const Complex* const samples = field.GetDataPointer();
+    field.LoadBMP(file.Path(), ModeAmplitude);
+    EXPECT_EQ(field.GetNx(), 8);
+    EXPECT_EQ(field.GetDataPointer(), samples);
+    EXPECT_EQ(field.Window().right, 3);
+    EXPECT_NEAR(field.GetReal(7, 1), PixelAt(7, 1) / 255.0, 1e-6);
+
+    field.SetNx(16).SetNy(1).Dispose(); // right number, no samples
+    field.LoadBMP(file.Path(), ModeAmplitude);
+    EXPECT_NEAR(field.GetReal(7, 1), PixelAt(7, 1) / 255.0, 1e-6);
+    EXPECT_EQ(field.Window().right, 8);
+
+    alignas(16) static Complex buffer[16];
+    Lumora user(0, 0);
+    user.SetNx(4).SetNy(4).Init(buffer);
+    user.LoadBMP(file.Path(), ModeAmplitude);
+    EXPECT_EQ(user.GetDataPointer(), buffer);
+    file.Write(Numbered(8, 3).Bytes());
+    EXPECT_EQ(Catch([&] { user.LoadBMP(file.Path(), ModeAmplitude); }),
+              (Failure{1, "LumoraLib::Lumora::Init", "User-Defined buffer is too small"}));
+}
+
+TEST(BmpLoad, RefusedFilesLeaveTheFieldAsItWas)
+{
+    ScratchFile file("bad.bmp");
+    const std::string path = file.Path();
+    const auto with = [](auto change)
+    {
+        Picture p = Numbered(4, 4);
+        change(p);
+        return p.Bytes();
+    };
+    struct Case
+    {
+        const char* what;
+        std::string bytes;
+        int code;
+        std::string function; // empty: the operation's
+        std::string message;
+    };
+    const std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const std::string format = "file format error";
+    const Case cases[] = {
+        {"empty", "", 5, "eread", path},
+        {"letters", "BA" + with([](Picture&) {}).substr(2), 2, "", path},
+        {"1 bit", with([](Picture& p) { p.bits = 1; }), 5, "", "Unsupported Pixel Bits"},
+        {"0 bits", with([](Picture& p) { p.bits = 0; p.palette = "x"; }), 5, "", "Unsupported Pixel Bits"},
+        {"24 bits of any size", with([=](Picture& p) { p.bits = 24; p.palette = "x"; p.width = most; p.height = 0; }), 5, "",
+         "Unsupported Pixel Bits"},
+        {"compressed", with([](Picture& p) { p.compression = 1; p.width = 0; }), 5, "", "Unsupported File Type"},
+        {"2 bits", with([](Picture& p) { p.bits = 2; }), 5, "", "Abnormal pixel depth"},
+        {"width 0", with([](Picture& p) { p.width = 0; }), 5, "", format},
+        {"width below 0", with([](Picture& p) { p.width = -4; }), 5, "", format},
+        {"height 0", with([](Picture& p) { p.height = 0; }), 5, "", format},
+        {"height without a negative", with([](Picture& p) { p.height = std::numeric_limits<std::int32_t>::min(); }), 5, "",
+         format},
+        {"pixels at 0", with([](Picture& p) { p.offset = 0; }), 5, "", format},
+        {"pixels at 53", with([](Picture& p) { p.offset = 53; }), 5, "", format},
+        {"pixels below 0", with([](Picture& p) { p.offset = 0xfffffff0; }), 5, "", format},
+        {"pixels behind the end", with([](Picture& p) { p.offset = 5000; }), 5, "eread", path},
+        {"pixels far behind the end", with([=](Picture& p) { p.offset = most; }), 5, "eread", path},
+        {"palette too long", with([](Picture& p) { p.colours = 0xffffffff; }), 5, "eread", path},
+        {"palette beyond the end", with([](Picture& p) { p.colours = 261; p.offset = 54; }), 5, "eread", path},
+        {"wide", with([=](Picture& p) { p.width = most; p.height = 1; }), 5, "eread", path},
+        {"high", with([=](Picture& p) { p.width = 1; p.height = most; }), 5, "eread", path},
+        {"deep", with([=](Picture& p) { p.width = 1; p.height = -most; }), 5, "eread", path},
+        {"huge", with([=](Picture& p) { p.width = most; p.height = most; }), 5, "eread", path},
+        {"some gigabytes", with([](Picture& p) { p.width = 30000; p.height = 30000; }), 5, "eread", path},
+        {"one row too many", with([](Picture& p) { p.width = 8; }), 5, "eread", path},
+    };
+    for (const Case& c : cases)
+    {
+        file.Write(c.bytes);
+        for (const int loader : {0, 1, 2})
+        {
+            Lumora field(2, 2);
+            FillRandom(field);
+            field.SetWindow(0, 1, 0, 1);
+            const Lumora before(field);
+            const Failure got = Catch(
+                [&]
+                {
+                    if (loader == 0)
+                        field.LoadBmp(path.c_str(), ModeIntensity, Complex(1, 1));
+                    else if (loader == 1)
+                        field.LoadBMP(path.c_str(), ModeIntensity, Complex(1, 1));
+                    else
+                        field.LoadBMP(path.c_str(), ModeIntensity);
+                });
+            const char* own = loader == 0 ? "LumoraLib::Lumora::LoadBmp" : "LumoraLib::Lumora::LoadBMP";
+            EXPECT_EQ(got, (Failure{c.code, c.function.empty() ? own : c.function, c.message})) << c.what;
+            EXPECT_TRUE(SameBits(field, before)) << c.what;
+            EXPECT_EQ(field.Form(), COMPLEX_AMPLITUDE) << c.what;
+            EXPECT_EQ(field.Window().right, 1) << c.what;
+        }
+    }
+    Lumora field(2, 2);
+    field.Form() = SPECTRUM;
+    EXPECT_EQ(Catch([&] { field.LoadBmp("no such file", ModeReal, Complex()); }),
+              (Failure{8, "LumoraLib::Lumora::LoadBmp", ""}));
+    field.Form() = POLAR_SPECTRUM;
+    EXPECT_EQ(Catch([&] { field.LoadBmp("no such file", ModeReal, Complex()); }),
+              (Failure{2, "LumoraLib::Lumora::LoadBmp", "no such file"}));
+    EXPECT_EQ(Catch([&] { field.LoadBmp(LML_SCRATCH_DIR, ModeReal, Complex()); }),
+              (Failure{5, "eread", LML_SCRATCH_DIR})); // a folder opens, but has nothing to read
+}
+
+TEST(BmpLoad, TruncatedAndScrambledFilesLoadOrFail)
+{
+    ScratchFile file("cut.bmp");
+    for (const bool topDown : {false, true})
+    {
+        Picture p = Numbered(5, 3, topDown);
+        p.colours = 2;
+        p.palette = std::string("\0\0\0\0\xff\xff\xff\0", 8);
+        const std::string whole = p.Bytes();
+        for (std::size_t length = 0; length <= whole.size(); ++length)
+        {
+            file.Write(whole.substr(0, length));
+            Lumora field(2, 2);
+            const Failure got = Catch([&] { field.LoadBmp(file.Path(), ModeAmplitude, Complex(0, 0)); });
+            // Of 3 rows in a grid of 4 the top one is lost: last in the file, where it need not be there at all.
+            const bool enough = length >= whole.size() - (topDown ? 0 : 8);
+            EXPECT_EQ(got, enough ? Failure{} : (Failure{5, "eread", file.Path()})) << length;
+        }
+        std::uint32_t s = 99;
+        for (int round = 0; round < 300; ++round)
+        {
+            std::string bytes = whole;
+            for (int n = 0; n < 3; ++n)
+            {
+                s = s * 1664525u + 1013904223u;
+                bytes[2 + (s >> 8) % 52] = static_cast<char>(s >> 24);
+            }
+            file.Write(bytes);
+            Lumora field(2, 2);
+            const Failure got = Catch([&] { field.LoadBmp(file.Path(), ModePhase, Complex(0, 0)); });
+            EXPECT_TRUE(got.code == 0 || got.code == 5) << round;
+            EXPECT_LE(field.N(), 64u * whole.size());
+        }
+    }
+}
+
+TEST(BmpLoad, PicturesFromElsewhere)
+{
+    std::string folder = LML_BMP_CORPUS;
+    if (folder.empty())
+        folder = LML_SOURCE_DIR "/../shared/bmp-corpus";
+    std::ifstream list(folder + "/expected.tsv");
+    if (!list)
+        GTEST_SKIP() << "no pictures at " << folder;
+    std::string line;
+    std::getline(list, line);
+    int pictures = 0;
+    std::map<std::string, std::vector<Complex>> loaded;
+    while (std::getline(list, line))
+    {
+        std::vector<std::string> cell(1);
+        for (const char c : line)
+            c == '\t' ? cell.push_back("") : cell.back().push_back(c);
+        if (cell.size() < 4 || cell[0].empty())
+            continue;
+        ++pictures;
+        const std::string path = folder + "/" + cell[0];
+        Lumora field(4, 4);
+        const Failure got = Catch([&] { field.LoadBmp(path.c_str(), ModeAmplitude, Complex(0, 0)); });
+        if (cell[1] == "loads")
+        {
+            EXPECT_EQ(got, Failure{}) << cell[0];
+            loaded[cell[0]].assign(field.GetDataPointer(), field.GetDataPointer() + field.N());
+            continue;
+        }
+        const bool shortRead = cell[3] == "eread: the path";
+        const std::string message = shortRead || cell[3] == "the path" ? path : cell[3];
+        EXPECT_EQ(got, (Failure{std::stoi(cell[2]), shortRead ? "eread" : "LumoraLib::Lumora::LoadBmp", message})) << cell[0];
+    }
+    EXPECT_GT(pictures, 50);
+    const auto same = [&](const char* a, const char* b)
+    {
+        const std::vector<Complex>& p = loaded[a];
+        const std::vector<Complex>& q = loaded[b];
+        ASSERT_EQ(p.size(), 128u * 64u) << a;
+        ASSERT_EQ(p.size(), q.size()) << b;
+        EXPECT_EQ(std::memcmp(p.data(), q.data(), p.size() * sizeof(Complex)), 0) << a << ' ' << b;
+    };
+    // Pictures that show the same.
+    same("g/pal8.bmp", "g/pal8topdown.bmp");
+    same("g/pal8.bmp", "q/pal8offs.bmp");
+    same("g/pal8.bmp", "g/pal8-0.bmp");
+    same("g/pal8.bmp", "q/pal8oversizepal.bmp");
+}
+
+/// Reads a binary PGM or PPM as rows from the top, three components each.
+std::vector<unsigned char> ReadPnm(const std::string& bytes, int& width, int& height)
+{
+    std::istringstream in(bytes);
+    std::string magic;
+    int most = 0;
+    in >> magic >> width >> height >> most;
+    in.get();
+    std::vector<unsigned char> rgb;
+    for (int n = 0; n < width * height && (magic == "P5" || magic == "P6"); ++n)
+    {
+        const int first = in.get();
+        for (int c = 0; c < 3; ++c)
+            rgb.push_back(static_cast<unsigned char>(c == 0 || magic == "P5" ? first : in.get()));
+    }
+    return rgb;
+}
+
+TEST(BmpSave, AnotherProgramReadsThePicture)
+{
+    if (std::system("command -v bmptopnm >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "bmptopnm (Debian package netpbm) is not installed";
+    ScratchFile file("shown.bmp");
+    ScratchFile pnm("shown.pnm");
+    Lumora field(32, 16, 1e-5);
+    for (int j = 0; j < 16; ++j)
+        for (int i = 0; i < 32; ++i)
+            field.SetPixel(i, j, Complex((16 * j + i / 2) / 255.0, 0.0));
+    field.SetWindow(1, 30, 2, 13); // rows with padding
+    for (const Gradation gradation : {GradationGrey, GradationRainbow})
+    {
+        field.WinSaveAsBmp(file.Path(), ModeAmplitude, gradation, 0);
+        const std::string palette = file.Read().substr(54, 1024);
+        const std::string command = "bmptopnm '" + std::string(file.Path()) + "' >'" + pnm.Path() + "' 2>/dev/null";
+        ASSERT_EQ(std::system(command.c_str()), 0);
+        int width = 0;
+        int height = 0;
+        const std::vector<unsigned char> rgb = ReadPnm(pnm.Read(), width, height);
+        ASSERT_EQ(width, 29);
+        ASSERT_EQ(height, 11);
+        ASSERT_EQ(rgb.size(), 3u * 29 * 11);
+        for (int row = 0; row < height; ++row)
+            for (int i = 0; i < width; ++i)
+            {
+                const int j = 12 - row; // the picture's top row is the window's last
+                const std::size_t index = static_cast<std::size_t>(16 * j + (i + 1) / 2);
+                for (std::size_t c = 0; c < 3; ++c)
+                    ASSERT_EQ(rgb[3 * static_cast<std::size_t>(row * width + i) + c], At(palette, 4 * index + 2 - c));
+            }
+    }
+}
+} // namespace

@@ -1,0 +1,398 @@
+// The file layer: heads byte by byte, exact and chunked transfers, 64-bit positions, bounds, and closing on every path.
+
+#include "ByteIo.h"
+#include "TestTools.h"
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <numeric>
+
+using namespace lmltest;
+using namespace LumoraLib::detail;
+
+namespace
+{
+struct TestHead
+{
+    std::array<char, 2> letters{};
+    std::int32_t samplesAt = 0;
+    float wavelength = 0.0F;
+    std::uint16_t kind = 0;
+    std::int64_t position = 0;
+    std::array<double, 2> point{};
+    std::uint8_t option = 0;
+};
+constexpr auto kTestHead = MakeHead<42>(
+    At(0, &TestHead::letters), At(2, &TestHead::samplesAt), At(6, &TestHead::wavelength), At(10, &TestHead::kind),
+    At(12, &TestHead::position), Reserved(20, 5), At(25, &TestHead::point), At(41, &TestHead::option));
+
+const TestHead kHead = {{'L', 'W'}, -2, 1.5F, 0xC001, 0x0102030405060708, {1.0, -2.0}, 255};
+const std::string kHeadBytes("LW"
+                             "\xfe\xff\xff\xff"
+                             "\x00\x00\xc0\x3f"
+                             "\x01\xc0"
+                             "\x08\x07\x06\x05\x04\x03\x02\x01"
+                             "\x00\x00\x00\x00\x00"
+                             "\x00\x00\x00\x00\x00\x00\xf0\x3f"
+                             "\x00\x00\x00\x00\x00\x00\x00\xc0"
+                             "\xff",
+                             42);
+
+std::vector<Byte> Pattern(std::size_t size)
+{
+    std::vector<Byte> bytes(size);
+    std::uint32_t s = 1;
+    for (Byte& b : bytes)
+        b = static_cast<Byte>((s = s * 1664525u + 1013904223u) >> 24);
+    return bytes;
+}
+
+std::size_t OpenDescriptors()
+{
+    const std::filesystem::directory_iterator entries("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+template <class T>
+void RoundTrip(std::initializer_list<T> values)
+{
+    for (T value : values)
+    {
+        Byte raw[sizeof(T) + 2] = {0xaa};
+        raw[sizeof(T) + 1] = 0xaa;
+        Put(raw + 1, value); // an odd address, and nothing beside it is touched
+        const T back = Get<T>(raw + 1);
+        EXPECT_EQ(std::memcmp(&back, &value, sizeof value), 0) << +value;
+        EXPECT_EQ(std::memcmp(raw + 1, &value, sizeof value), 0) << +value;
+        EXPECT_EQ(raw[0] + raw[sizeof(T) + 1], 2 * 0xaa);
+    }
+}
+} // namespace
+
+// ---- Numbers and heads ------------------------------------------------------------------------------------------
+
+TEST(BytesTest, NumbersKeepEveryBit)
+{
+    RoundTrip<std::uint8_t>({0, 1, 127, 128, 255});
+    RoundTrip<std::uint16_t>({0, 1, 0x8000, 0xC003, 0xffff});
+    RoundTrip<std::int32_t>({0, 1, -1, 0x12345678, std::numeric_limits<std::int32_t>::min()});
+    RoundTrip<std::int64_t>({0, -1, 0x123456789abcdef0, std::numeric_limits<std::int64_t>::min()});
+    RoundTrip<float>(
+        {0.0F, -0.0F, 1.1F, 1e-45F, std::numeric_limits<float>::infinity(), std::bit_cast<float>(0x7fc12345u)});
+    RoundTrip<double>({0.0, -0.0, 6.283185307179586, 5e-324, std::bit_cast<double>(0xfff8000000000001u)});
+    Byte raw[8];
+    Put16(raw, 0x4c4d);
+    EXPECT_EQ(raw[0], 0x4d);
+    EXPECT_EQ(Get16(raw), 0x4c4d);
+    Put32(raw, -5);
+    EXPECT_EQ(Get32(raw), -5);
+    Put64(raw, -5);
+    EXPECT_EQ(Get64(raw), -5);
+    PutF32(raw, -1.5F);
+    EXPECT_EQ(GetF32(raw), -1.5F);
+    PutF64(raw, 0.1);
+    EXPECT_EQ(GetF64(raw), 0.1);
+}
+
+TEST(HeadTest, TableGivesTheBytesAndReadsThemBack)
+{
+    const ScratchFile scratch("head");
+    {
+        File file(scratch.Path(), "w+b");
+        ewrite(file, kTestHead, kHead, scratch.Path());
+        ASSERT_TRUE(WriteHead(file, kTestHead, kHead));
+        file.Close(scratch.Path());
+    }
+    EXPECT_EQ(scratch.Read(), kHeadBytes + kHeadBytes);
+
+    std::string dirty = kHeadBytes;
+    dirty.replace(20, 5, "\x01\x02\x03\x04\x05"); // reserved bytes of another writer
+    scratch.Write(kHeadBytes + dirty + dirty.substr(0, 41));
+    File file(scratch.Path(), "rb");
+    for (int copy = 0; copy < 2; ++copy)
+    {
+        TestHead head;
+        if (copy == 0)
+            eread(file, kTestHead, head, scratch.Path());
+        else
+            ASSERT_TRUE(ReadHead(file, kTestHead, head));
+        EXPECT_EQ(head.letters, kHead.letters);
+        EXPECT_EQ(head.samplesAt, kHead.samplesAt);
+        EXPECT_EQ(head.wavelength, kHead.wavelength);
+        EXPECT_EQ(head.kind, kHead.kind);
+        EXPECT_EQ(head.position, kHead.position);
+        EXPECT_EQ(head.point, kHead.point);
+        EXPECT_EQ(head.option, kHead.option);
+    }
+    TestHead untouched;
+    untouched.samplesAt = 77;
+    EXPECT_FALSE(ReadHead(file, kTestHead, untouched)) << "one byte short";
+    EXPECT_EQ(untouched.samplesAt, 77);
+    ASSERT_TRUE(file.Seek(84));
+    EXPECT_EQ(Catch([&] { eread(file, kTestHead, untouched, "p"); }), (Failure{5, "eread", "p"}));
+}
+
+TEST(HeadTest, TableWithAGapAnOverlapOrAWrongSizeIsRefused)
+{
+    EXPECT_NO_THROW((void)MakeHead<4>(At(0, &TestHead::letters), At(2, &TestHead::kind)));
+    EXPECT_THROW((void)MakeHead<5>(At(0, &TestHead::letters), At(3, &TestHead::kind)), std::logic_error);
+    EXPECT_THROW((void)MakeHead<3>(At(0, &TestHead::letters), At(1, &TestHead::kind)), std::logic_error);
+    EXPECT_THROW((void)MakeHead<6>(At(0, &TestHead::letters), At(2, &TestHead::kind)), std::logic_error);
+}
+
+// ---- Transfers --------------------------------------------------------------------------------------------------
+
+TEST(TransferTest, CallsAreOfAtMost64MiB)
+{
+    constexpr std::uint64_t most = 0x4000000;
+    const auto calls = [](std::uint64_t bytes)
+    {
+        std::vector<std::uint64_t> sizes;
+        std::uint64_t next = 0;
+        EXPECT_TRUE(ForEachChunk(bytes,
+                                 [&](std::uint64_t offset, std::size_t size)
+                                 {
+                                     EXPECT_EQ(offset, next);
+                                     next += size;
+                                     sizes.push_back(size);
+                                     return true;
+                                 }));
+        return sizes;
+    };
+    using Sizes = std::vector<std::uint64_t>;
+    EXPECT_EQ(calls(0), Sizes{});
+    EXPECT_EQ(calls(1), Sizes{1});
+    EXPECT_EQ(calls(most), Sizes{most});
+    EXPECT_EQ(calls(most + 1), (Sizes{most, 1}));
+    EXPECT_EQ(calls(2 * most), (Sizes{most, most}));
+    const Sizes large = calls((std::uint64_t{5} << 32) + 3);
+    EXPECT_EQ(large.size(), 321u);
+    EXPECT_EQ(large.back(), 3u);
+    int count = 0;
+    EXPECT_FALSE(ForEachChunk(4 * most, [&](std::uint64_t, std::size_t) { return ++count < 2; }));
+    EXPECT_EQ(count, 2) << "the first short call ends the transfer";
+}
+
+TEST(TransferTest, EverySizeComesBackAlsoBetweenSmallRecords)
+{
+    const ScratchFile scratch("sizes");
+    const std::size_t sizes[] = {0, 1, 8, 4095, 4096, 4097, 65536, (std::size_t{1} << 20) + 3, 7, 8192};
+    const std::size_t total = std::accumulate(std::begin(sizes), std::end(sizes), std::size_t{0});
+    const std::vector<Byte> bytes = Pattern(total);
+    {
+        File file(scratch.Path(), "w+b");
+        std::size_t at = 0;
+        for (std::size_t size : sizes)
+        {
+            ewrite(file, bytes.data() + at, size, scratch.Path());
+            at += size;
+        }
+        EXPECT_EQ(file.Tell(), static_cast<std::int64_t>(total));
+        file.Close(scratch.Path());
+    }
+    EXPECT_EQ(scratch.Read(), std::string(bytes.begin(), bytes.end()));
+    std::vector<Byte> back(total);
+    File file(scratch.Path(), "rb");
+    std::size_t at = 0;
+    for (std::size_t size : sizes)
+    {
+        eread(file, back.data() + at, size, scratch.Path());
+        at += size;
+        EXPECT_EQ(file.Remaining(), static_cast<std::int64_t>(total - at)) << "and the position stays";
+    }
+    EXPECT_EQ(back, bytes);
+}
+
+TEST(TransferTest, ShortReadIsReportedUnderTheCallersName)
+{
+    const ScratchFile scratch("short");
+    scratch.Write("12345");
+    for (std::uint64_t bytes : {6u, 4096u, 1u << 20})
+    {
+        std::vector<Byte> to(bytes);
+        File file(scratch.Path(), "rb");
+        EXPECT_FALSE(ReadExact(file, to.data(), bytes));
+        ASSERT_TRUE(file.Seek(0));
+        EXPECT_EQ(Catch([&] { eread(file, to.data(), bytes, "a path"); }), (Failure{5, "eread", "a path"}));
+        ASSERT_TRUE(file.Seek(0));
+        EXPECT_EQ(Catch([&] { ReadOr(file, to.data(), bytes, [] { Error(ERR_FILE_READ, "LumoraLib::g", "d"); }); }),
+                  (Failure{5, "LumoraLib::g", "d"}));
+        ASSERT_TRUE(file.Seek(0));
+        ReadOr(file, to.data(), 5, [] { FAIL(); });
+    }
+}
+
+TEST(TransferTest, FullDiskShowsInTheTransferOrAtTheLatestInTheClose)
+{
+    const std::vector<Byte> bytes = Pattern(1 << 20);
+    const Failure shortWrite{4, "ewrite", "/dev/full"};
+    File large("/dev/full", "wb");
+    EXPECT_EQ(Catch([&] { ewrite(large, bytes.data(), bytes.size(), "/dev/full"); }), shortWrite);
+    EXPECT_EQ(Catch([&] { WriteOr(large, bytes.data(), bytes.size(), [] { Error(ERR_FILE_WRITE, "g", ""); }); }),
+              (Failure{4, "g", ""}));
+
+    File small("/dev/full", "wb");
+    EXPECT_TRUE(WriteExact(small, bytes.data(), 8)) << "the stream's buffer takes it";
+    EXPECT_FALSE(small.Flush());
+    EXPECT_EQ(Catch([&] { small.Close("/dev/full"); }), shortWrite);
+    EXPECT_FALSE(small.IsOpen()) << "closed all the same";
+    small.Close("/dev/full"); // on a closed one: nothing
+
+    File printed("/dev/full", "w");
+    for (int n = 0; n < 2000; ++n)
+        std::fprintf(printed.Get(), "%d,", n); // results not looked at, as a text export does it
+    EXPECT_FALSE(printed.CloseChecked());
+}
+
+// ---- Positions --------------------------------------------------------------------------------------------------
+
+TEST(PositionTest, LargeFileIsReadWholeAndPositionsAre64Bit)
+{
+    const ScratchFile scratch("large");
+    constexpr std::int64_t far = (std::int64_t{5} << 30) + 1;
+    constexpr std::size_t two = 0x4000000 + 5; // a transfer of two calls
+    {
+        File file(scratch.Path(), "w+b");
+        for (std::int64_t end : {std::int64_t{0x4000000}, std::int64_t{two}, far + 8})
+        {
+            ASSERT_TRUE(file.Seek(end - 4));
+            ewrite(file, "tail", 4, scratch.Path());
+        }
+        EXPECT_EQ(file.Length(), far + 8) << "with what is still buffered";
+        EXPECT_EQ(file.Tell(), far + 8);
+        file.Close(scratch.Path());
+    }
+    File file(scratch.Path(), "rb");
+    const std::unique_ptr<char[]> bytes(new char[two]);
+    eread(file, bytes.get(), two, scratch.Path());
+    EXPECT_EQ(std::string(bytes.get() + 0x4000000 - 4, 9), std::string("tail\0tail", 9)) << "ends of both calls";
+    ASSERT_TRUE(file.Seek(far + 4));
+    char tail[4];
+    eread(file, tail, 4, scratch.Path());
+    EXPECT_EQ(std::string(tail, 4), "tail");
+    EXPECT_EQ(file.Remaining(), 0);
+    ASSERT_TRUE(file.Seek(far + 100));
+    EXPECT_EQ(file.Remaining(), 0) << "behind the end";
+    ASSERT_TRUE(file.SeekEnd());
+    EXPECT_EQ(file.Tell(), far + 8);
+    for (std::int64_t bad : {std::int64_t{-1}, std::numeric_limits<std::int64_t>::min()})
+        EXPECT_FALSE(file.Seek(bad));
+}
+
+TEST(PositionTest, BoundsHoldForAnyFiguresOfAHead)
+{
+    const ScratchFile scratch("bounds");
+    scratch.Write(std::string(100, 'x'));
+    File file(scratch.Path(), "rb");
+    ASSERT_TRUE(file.Seek(60));
+    constexpr std::int64_t i = std::numeric_limits<std::int64_t>::max();
+    constexpr std::uint64_t u = std::numeric_limits<std::uint64_t>::max();
+    struct
+    {
+        std::int64_t position;
+        std::uint64_t count;
+        std::uint64_t each;
+        bool fits;
+    } const cases[] = {
+        {0, 100, 1, true},        {0, 101, 1, false},     {0, 0, 8, true},  {100, 0, 8, true}, {101, 0, 8, false},
+        {4, 12, 8, true},         {5, 12, 8, false},      {99, 1, 1, true}, {-1, 1, 1, false}, {-i - 1, 0, 0, false},
+        {i, 0, 0, false},         {i, u, 1, false},       {1, u, 1, false}, {0, u, u, false},  {0, u / 8 + 1, 8, false},
+        {2, u / 2 + 1, 2, false}, {50, u - 49, 1, false},
+    };
+    for (const auto& c : cases)
+    {
+        EXPECT_EQ(FitsInFile(file, c.position, c.count, c.each), c.fits)
+            << c.position << " " << c.count << " " << c.each;
+    }
+    EXPECT_EQ(file.Tell(), 60) << "the question keeps the position";
+}
+
+TEST(PositionTest, WhatHasNoBytesHoldsNone)
+{
+    for (const char* path : {"/tmp", "/dev/zero", "/dev/null"})
+    {
+        File file(path, "rb");
+        ASSERT_TRUE(file.IsOpen()) << path;
+        EXPECT_EQ(file.Length(), 0) << path;
+        EXPECT_FALSE(FitsInFile(file, 0, 1)) << path;
+    }
+    File folder("/tmp", "rb");
+    char c;
+    EXPECT_EQ(Catch([&] { eread(folder, &c, 1, "/tmp"); }), (Failure{5, "eread", "/tmp"}));
+}
+
+// ---- Ownership --------------------------------------------------------------------------------------------------
+
+TEST(FileTest, ClosedFileFailsInEveryQuestion)
+{
+    File missing("/nowhere/at/all", "rb");
+    File unnamed(nullptr, "rb");
+    File none;
+    for (File* file : {&missing, &unnamed, &none})
+    {
+        char c = 0;
+        EXPECT_FALSE(file->IsOpen());
+        EXPECT_EQ(file->Get(), nullptr);
+        EXPECT_FALSE(file->Seek(0) || file->SeekEnd() || file->Flush() || ReadExact(*file, &c, 1) ||
+                     WriteExact(*file, &c, 1) || FitsInFile(*file, 0, 0));
+        EXPECT_LT(file->Tell(), 0);
+        EXPECT_LT(file->Length(), 0);
+        EXPECT_LT(file->Remaining(), 0);
+        EXPECT_TRUE(file->CloseChecked());
+    }
+}
+
+TEST(FileTest, MovesOwnTheStreamOnce)
+{
+    const ScratchFile a("a");
+    const ScratchFile b("b");
+    const std::size_t before = OpenDescriptors();
+    {
+        File first(a.Path(), "w+b");
+        File second(b.Path(), "w+b");
+        ewrite(first, "first", 5, a.Path());
+        ewrite(second, "second", 6, b.Path());
+        EXPECT_EQ(OpenDescriptors(), before + 2);
+        second = std::move(first);
+        EXPECT_EQ(OpenDescriptors(), before + 1) << "the one overwritten is closed at once";
+        EXPECT_EQ(b.Read(), "second");
+        File third(std::move(second));
+        File& same = third;
+        third = std::move(same);
+        ASSERT_TRUE(third.IsOpen());
+        ewrite(third, "!", 1, a.Path());
+    }
+    EXPECT_EQ(a.Read(), "first!");
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(FileTest, FlushedBytesAreInTheFileBeforeLaterOnes)
+{
+    const ScratchFile scratch("order");
+    File file(scratch.Path(), "w+b");
+    ewrite(file, "head", 4, scratch.Path());
+    EXPECT_EQ(scratch.Read(), "") << "still in the buffer";
+    ASSERT_TRUE(file.Flush());
+    EXPECT_EQ(scratch.Read(), "head");
+}
+
+TEST(FileTest, TenThousandFailedLoadsLeaveNoDescriptor)
+{
+    const ScratchFile scratch("failed");
+    scratch.Write("LM");
+    const std::size_t before = OpenDescriptors();
+    for (int n = 0; n < 10000; ++n)
+    {
+        const Failure failure = Catch(
+            [&]
+            {
+                File file(scratch.Path(), "rb");
+                TestHead head;
+                eread(file, kTestHead, head, scratch.Path());
+            });
+        ASSERT_EQ(failure.code, 5);
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+}

@@ -1,0 +1,317 @@
+// HBI and RAW pictures: bytes, the constants in which they differ from BMP, the HBI reader and bad files.
+
+#include "PictureTools.h"
+
+namespace
+{
+using namespace lmltest;
+
+constexpr char kSaver[] = "LumoraLib::Lumora::WinSaveAsHBI";
+constexpr char kRawSaver[] = "LumoraLib::Lumora::WinSaveAsRAW";
+constexpr char kLoader[] = "LumoraLib::Lumora::LoadHBI";
+constexpr FormatRule kHbi{0.001L, false, true};
+constexpr FormatRule kRaw{0.001L, true, false};
+
+unsigned char At(const std::string& bytes, std::size_t n)
+{
+    return static_cast<unsigned char>(bytes.at(n));
+}
+
+std::string Head(std::int64_t at, int bits, std::int64_t width, std::int64_t height, float px = 2e-6f, float py = 3e-6f)
+{
+    return "HB" + Le(static_cast<std::uint64_t>(at), 4) + Le(static_cast<std::uint64_t>(bits), 1) +
+           Le(static_cast<std::uint64_t>(width), 4) + Le(static_cast<std::uint64_t>(height), 4) + LeF(px) + LeF(py) +
+           Le(0xaa, 1);
+}
+
+TEST(HbiSave, HeadAndRowOrder)
+{
+    ScratchFile file("a.hbi");
+    ScratchFile raw("a.raw");
+    Lumora field(8, 8, 4e-6, 5e-6);
+    for (int j = 0; j < 8; ++j)
+        for (int i = 0; i < 8; ++i)
+            field.SetPixel(i, j, Complex((10.0 * j + i) / 255.0, 0.0));
+    field.SetWindow(2, 7, 1, 4);
+    field.WinSaveAsHBI(file.Path(), ModeAmplitude, 0, 0, nullptr);
+    field.WinSaveAsRAW(raw.Path(), ModeAmplitude, 0, 0);
+    std::string up;
+    std::string down;
+    for (int j = 1; j < 4; ++j)
+        for (int i = 2; i < 7; ++i)
+        {
+            up += static_cast<char>(10 * j + i);
+            down += static_cast<char>(10 * (4 - j) + i);
+        }
+    std::string head = Head(24, 8, 5, 3, 4e-6f, 5e-6f);
+    head.back() = '\0';
+    EXPECT_EQ(file.Read(), head + up);
+    EXPECT_EQ(raw.Read(), down); // top row first
+
+    field.SaveAsHBI(file.Path(), ModeAmplitude, 0, 0, nullptr);
+    field.SaveAsRAW(raw.Path(), ModeAmplitude, 0, 0);
+    EXPECT_EQ(file.Read().size(), 24u + 64);
+    EXPECT_EQ(At(file.Read(), 24 + 63), 77);
+    EXPECT_EQ(raw.Read().size(), 64u);
+    EXPECT_EQ(At(raw.Read(), 0), 70);
+    EXPECT_EQ(field.Window().right, 7);
+
+    field.Window() = LML_RECT(3, 0, 3, 5); // empty and reversed
+    field.WinSaveAsHBI(file.Path(), ModeMaskedPhase, 0, 0, nullptr);
+    field.WinSaveAsRAW(raw.Path(), ModeMaskedPhase, 0, 0);
+    EXPECT_EQ(file.Read().size(), 24u);
+    EXPECT_EQ(raw.Read().size(), 0u);
+}
+
+TEST(HbiSave, EveryModeFormAndRange)
+{
+    ScratchFile file("mode");
+    for (int form = 0; form < 4; ++form)
+    {
+        Lumora field(32, 16);
+        FillPicture(field, form, 6);
+        field.SetWindow(3, 30, 2, 15);
+        const Lumora before(field);
+        const long double largest = LargestIn(field);
+        for (int mode = -1; mode <= 7; ++mode)
+            for (const auto& [min, max] : {std::pair{0.0, 0.0}, {-0.5, 0.75}})
+                for (const bool hbi : {true, false})
+                {
+                    if (hbi && (form & 2) != 0)
+                        continue;
+                    std::string bytes;
+                    for (const int threads : {1, 3})
+                    {
+                        Threads team(threads);
+                        if (hbi)
+                            field.WinSaveAsHBI(file.Path(), static_cast<Mode>(mode), min, max, nullptr);
+                        else
+                            field.WinSaveAsRAW(file.Path(), static_cast<Mode>(mode), min, max);
+                        const std::string now = file.Read().substr(hbi ? 24 : 0);
+                        EXPECT_TRUE(threads == 1 || now == bytes);
+                        bytes = now;
+                    }
+                    int wrong = 0;
+                    for (int j = 0; j < 13; ++j)
+                        for (int i = 0; i < 27; ++i)
+                        {
+                            const std::size_t at = static_cast<std::size_t>(27 * (hbi ? j : 12 - j) + i);
+                            wrong += !ShowsAs(At(bytes, at), ExactPixel(field.GetPixel(i + 3, j + 2), form, mode, min,
+                                                                        max, hbi ? kHbi : kRaw, largest));
+                        }
+                    EXPECT_EQ(wrong, 0) << (hbi ? "HBI" : "RAW") << " form " << form << " mode " << mode << ' ' << max;
+                }
+        EXPECT_TRUE(SameBits(field, before));
+    }
+}
+
+TEST(HbiSave, OwnRangeWrapsAndLogIntensityIsBlack)
+{
+    ScratchFile file("wrap");
+    Lumora field(4, 1);
+    field.SetPixel(0, 0, Complex(std::sqrt(2.0), 0)).SetPixel(1, 0, Complex(1e9, 0)).SetPixel(2, 0, Complex(1.01, 0));
+    field.SetPixel(3, 0, Complex(std::numeric_limits<double>::quiet_NaN(), 0));
+    field.SaveAsHBI(file.Path(), ModeIntensity, 0, 0, nullptr);
+    // 510 is 254, the overflow value of a conversion that does not fit is 0
+    EXPECT_EQ(file.Read().substr(24), std::string("\xfe\0\x04\0", 4));
+    field.SaveAsHBI(file.Path(), ModeIntensity, 0, 1, nullptr);
+    EXPECT_EQ(file.Read().substr(24), std::string("\xff\xff\xff\0", 4));
+    field.SaveAsHBI(file.Path(), ModeIntensity, 1, 0, nullptr); // a reversed range is not refused
+    EXPECT_EQ(file.Read().substr(24), std::string("\0\0\0\0", 4));
+    field.SaveAsRAW(file.Path(), ModeIntensity, 0, 0);
+    EXPECT_EQ(file.Read(), std::string("\xff\xff\xff\0", 4));
+    field.SetConst(Complex(0.5, 0.5));
+    field.SaveAsHBI(file.Path(), ModeLogIntensity, 0, 0, nullptr);
+    EXPECT_EQ(file.Read().substr(24), std::string(4, '\0'));
+    field.SaveAsHBI(file.Path(), ModeLogIntensity, 0, 1, nullptr); // the real part as it stands
+    EXPECT_EQ(file.Read().substr(24), std::string(4, '\x80'));
+}
+
+TEST(HbiSave, Failures)
+{
+    ScratchFile file("failure");
+    Lumora field(8, 8);
+    field.Clear();
+    const char* path = file.Path();
+    const char* nowhere = LML_SCRATCH_DIR "/no such folder/x";
+    OptionHead option;
+    Lumora none(8, 8);
+    none.Dispose();
+    for (const bool window : {true, false})
+    {
+        const auto hbi = [&](const Lumora& f, const char* p, OptionHead* o)
+        {
+            return Catch([&] { window ? f.WinSaveAsHBI(p, ModeReal, 1, 0, o) : f.SaveAsHBI(p, ModeReal, 1, 0, o); });
+        };
+        const auto raw = [&](const Lumora& f, const char* p, double max)
+        { return Catch([&] { window ? f.WinSaveAsRAW(p, ModeReal, 0, max) : f.SaveAsRAW(p, ModeReal, 0, max); }); };
+        EXPECT_EQ(hbi(field, nowhere, nullptr), (Failure{2, kSaver, nowhere}));
+        EXPECT_EQ(raw(field, nowhere, 1), (Failure{2, kRawSaver, nowhere}));
+        EXPECT_EQ(hbi(field, "/dev/full", nullptr), (Failure{4, "ewrite", "/dev/full"}));
+        EXPECT_EQ(raw(field, "/dev/full", 1), (Failure{4, "ewrite", "/dev/full"}));
+        EXPECT_EQ(hbi(field, path, &option),
+                  (Failure{9, kSaver, "OptionHead\x82\xcd\x8eg\x82\xa6\x82\xc8\x82\xa2"}));
+        EXPECT_EQ(file.Read(), "HB"); // created by then
+        EXPECT_EQ(raw(field, path, -1), (Failure{3, kRawSaver, "max\x82\xaamin\x82\xe6\x82\xe8\x8f\xac\x82\xb3\x82\xa2"}));
+        EXPECT_EQ(file.Read(), ""); // emptied by then
+        file.Write("old");
+        field.Form() = POLAR_AMPLITUDE;
+        EXPECT_EQ(hbi(field, path, nullptr), (Failure{7, kSaver, "err"}));
+        EXPECT_EQ(hbi(none, path, nullptr).code, 6);
+        EXPECT_EQ(raw(none, path, 1).code, 6);
+        EXPECT_EQ(file.Read(), "old");
+        field.Form() = COMPLEX_AMPLITUDE;
+    }
+}
+
+TEST(HbiLoad, EveryModeFormAndDepth)
+{
+    ScratchFile file("load.hbi");
+    struct Depth
+    {
+        int bits;
+        int width;
+        std::string bytes; // as the reader takes them, with 3 bytes between head and pixels
+        std::vector<int> pixels;
+    };
+    const Depth depths[] = {
+        {8, 4, std::string("\x00\x33\xff\x80", 4), {0, 0x33, 255, 128}},
+        {4, 4, std::string("\x0f\x7a\x11\x11", 4), {0, 15, 7, 10}}, // rows of width * height bytes
+        {1, 32, std::string("\x80\x00\x01\xf0", 4), {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                                     0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 0, 0, 0, 0}},
+        // Nx is 16, a row has 12 bytes: what is not there is pixel 0
+        {8, 9, std::string("\xff\xff\xff\xff\xff\xff\xff\xff\xff\x33\x33\x33", 12),
+         {255, 255, 255, 255, 255, 255, 255, 255, 255, 51, 51, 51, 0, 0, 0, 0}},
+    };
+    for (const Depth& d : depths)
+        for (const int form : {0, 2, 3})
+            for (int mode = -1; mode <= 7; ++mode)
+            {
+                file.Write(Head(27, d.bits, d.width, 1) + "gap" + d.bytes);
+                Lumora field(2, 8, 1e-6);
+                FillRandom(field);
+                field.SetWindow(0, 1, 0, 1);
+                const Lumora before(field);
+                field.Form() = static_cast<ComplexForm>(form);
+                field.LoadHBI(file.Path(), static_cast<Mode>(mode));
+                ASSERT_EQ(field.GetNx(), static_cast<int>(d.pixels.size()));
+                ASSERT_EQ(field.GetNy(), 1);
+                EXPECT_EQ(field.GetPx(), static_cast<double>(2e-6f));
+                EXPECT_EQ(field.GetPy(), static_cast<double>(3e-6f));
+                EXPECT_EQ(field.Form(), form);
+                EXPECT_EQ(field.Window().right, field.GetNx());
+                for (int i = 0; i < field.GetNx(); ++i)
+                {
+                    const bool loads = mode >= 0 && mode <= 4;
+                    const double v = d.pixels[static_cast<std::size_t>(i)] / static_cast<double>((1 << d.bits) - 1);
+                    const auto expected = loads ? AsCartesian(LoadedPair(mode, v), mode == 0 || mode >= 3)
+                                                : std::complex<double>(0.0, 0.0);
+                    const auto got = AsCartesian({field.GetReal(i, 0), field.GetImag(i, 0)}, form != 0);
+                    ASSERT_LT(std::abs(got - expected), 1e-6) << d.bits << " form " << form << " mode " << mode << ' ' << i;
+                }
+            }
+}
+
+TEST(HbiLoad, SameNumberOfSamplesAndRoundTrip)
+{
+    ScratchFile file("same.hbi");
+    Lumora field(8, 4, 1e-6);
+    for (std::size_t n = 0; n < field.N(); ++n)
+        field[n] = Complex(static_cast<double>(n) / 31.0, 0.0);
+    field.SaveAsHBI(file.Path(), ModeReal, 0, 0, nullptr);
+    Lumora back(4, 8);
+    back.SetWindow(0, 1, 0, 1);
+    const Complex* const samples = back.GetDataPointer();
+    back.LoadHBI(file.Path(), ModeReal);
+    EXPECT_EQ(back.GetDataPointer(), samples);
+    EXPECT_EQ(back.Window().right, 4); // the old grid, though the new one is 8 by 4
+    EXPECT_EQ(back.Window().top, 8);
+    ASSERT_EQ(back.GetNx(), 8);
+    for (std::size_t n = 0; n < field.N(); ++n)
+        EXPECT_NEAR(back[n].GetReal(), field[n].GetReal(), 1.01 / 255);
+
+    Lumora kept(8, 4);
+    FillRandom(kept);
+    const Lumora before(kept);
+    kept.LoadHBI(file.Path(), ModeLogIntensity); // nothing is stored
+    EXPECT_TRUE(SameBits(kept, before));
+    kept.Dispose();
+    kept.LoadHBI(file.Path(), ModeReal);
+    EXPECT_TRUE(SameBits(kept, back));
+
+    // The writer's rows of 3 bytes are not the reader's of 4.
+    field.SetWindow(0, 3, 0, 4);
+    field.WinSaveAsHBI(file.Path(), ModeReal, 0, 0, nullptr);
+    EXPECT_EQ(Catch([&] { back.LoadHBI(file.Path(), ModeReal); }), (Failure{5, "eread", file.Path()}));
+    // A height of 3 is raised to 4 rows that are not there.
+    field.SetWindow(0, 8, 0, 3);
+    field.WinSaveAsHBI(file.Path(), ModeReal, 0, 0, nullptr);
+    EXPECT_EQ(Catch([&] { back.LoadHBI(file.Path(), ModeReal); }), (Failure{5, "eread", file.Path()}));
+}
+
+TEST(HbiLoad, RefusedFilesLeaveTheFieldAsItWas)
+{
+    ScratchFile file("bad.hbi");
+    const char* path = file.Path();
+    const std::string pixels(64, 'p');
+    const std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const Failure shortRead{5, "eread", path};
+    const Failure damaged{5, kLoader, path};
+    const Failure deep{5, kLoader, "Abnormal pixel depth"};
+    struct Case
+    {
+        std::string bytes;
+        Failure failure;
+    };
+    const Case cases[] = {
+        {"", shortRead},
+        {"H", shortRead},
+        {"HA" + pixels, {2, kLoader, path}},
+        {Head(24, 16, 4, 4) + pixels, {5, kLoader, "Pixel with 16-bit depth is not supported for current version"}},
+        {Head(24, 16, 4, 4).substr(0, 23), shortRead},
+        {Head(24, 2, 4, 4) + pixels, deep},
+        {Head(24, 2, 40, 40) + pixels, shortRead},
+        {Head(24, 0, 4, 4) + pixels, deep},
+        {Head(24, 255, 1, 1) + pixels, deep},
+        {Head(24, 8, 0, 4) + pixels, damaged},
+        {Head(24, 8, -4, -4) + pixels, damaged},
+        {Head(24, 8, 4, 0) + pixels, damaged},
+        {Head(23, 8, 4, 4) + pixels, damaged},
+        {Head(-1, 8, 4, 4) + pixels, damaged},
+        {Head(73, 8, 4, 4) + pixels, shortRead},
+        {Head(most, 8, 4, 4) + pixels, shortRead},
+        {Head(24, 8, most, most) + pixels, shortRead},
+        {Head(24, 4, most, most) + pixels, shortRead},
+        {Head(24, 2, most, most) + pixels, shortRead},
+        {Head(24, 1, most, 1) + pixels, shortRead},
+        {Head(24, 8, 1, most) + pixels, shortRead},
+        {Head(24, 8, 40000, 40000) + pixels, shortRead},
+        {Head(24, 4, 8, 4) + pixels, shortRead}, // 4 rows of 32 bytes
+    };
+    for (const Case& c : cases)
+    {
+        file.Write(c.bytes);
+        Lumora field(2, 2);
+        FillRandom(field);
+        field.SetWindow(0, 1, 0, 1);
+        const Lumora before(field);
+        EXPECT_EQ(Catch([&] { field.LoadHBI(path, ModeIntensity); }), c.failure);
+        EXPECT_TRUE(SameBits(field, before));
+        EXPECT_EQ(field.Window().right, 1);
+        EXPECT_EQ(field.GetPx(), before.GetPx());
+        EXPECT_EQ(field.Form(), COMPLEX_AMPLITUDE);
+    }
+    const std::string whole = Head(24, 8, 4, 4) + pixels.substr(0, 16);
+    for (std::size_t length = 0; length <= whole.size(); ++length)
+    {
+        file.Write(whole.substr(0, length));
+        Lumora field(2, 2);
+        EXPECT_EQ(Catch([&] { field.LoadHBI(path, ModeIntensity); }), length == whole.size() ? Failure{} : shortRead);
+    }
+    Lumora field(2, 2);
+    field.Form() = SPECTRUM;
+    EXPECT_EQ(Catch([&] { field.LoadHBI("no such file", ModeReal); }), (Failure{8, kLoader, "no such file"}));
+    field.Form() = POLAR_SPECTRUM;
+    EXPECT_EQ(Catch([&] { field.LoadHBI("no such file", ModeReal); }), (Failure{2, kLoader, "no such file"}));
+}
+} // namespace

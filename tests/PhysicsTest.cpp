@@ -1,0 +1,131 @@
+// Propagation against closed forms of textbooks: what the fields do, not how they are computed.
+#include "TestTools.h"
+
+using namespace lmltest;
+
+namespace
+{
+constexpr double kLambda = 632.8e-9;
+constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+
+double Energy(const Lumora& f)
+{
+    double sum = 0.0;
+    for (int j = 0; j < f.GetNy(); ++j)
+        for (int i = 0; i < f.GetNx(); ++i)
+            sum += f.GetIntensity(i, j);
+    return sum;
+}
+
+/// 1/e^2 radius along x: twice the root of the intensity's second moment.
+double WidthX(const Lumora& f)
+{
+    double sum = 0.0;
+    double moment = 0.0;
+    for (int j = 0; j < f.GetNy(); ++j)
+        for (int i = 0; i < f.GetNx(); ++i)
+        {
+            sum += f.GetIntensity(i, j);
+            moment += f.GetIntensity(i, j) * f.X(i) * f.X(i);
+        }
+    return 2.0 * std::sqrt(moment / sum);
+}
+
+Lumora Gaussian(int n, double pitch, double w0)
+{
+    Lumora f(n, n, pitch, pitch, kLambda);
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i)
+            f.SetPixel(i, j, Complex(std::exp(-(f.X(i) * f.X(i) + f.Y(j) * f.Y(j)) / (w0 * w0)), 0.0));
+    return f;
+}
+} // namespace
+
+// w(z) = w0 sqrt(1 + (z / zR)^2), zR = pi w0^2 / lambda, on-axis amplitude w0 / w(z) and its phase k z - atan(z / zR):
+// A. E. Siegman, Lasers (1986), section 17.1.
+TEST(Physics, GaussianBeamSpreads)
+{
+    const double w0 = 100e-6;
+    const double zr = M_PI * w0 * w0 / kLambda;
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        Lumora f = Gaussian(512, 4e-6, w0);
+        for (int n = 1; n <= 3; ++n)
+        {
+            f.AsmProp(zr);
+            const double w = w0 * std::sqrt(1.0 + n * n);
+            EXPECT_NEAR(WidthX(f) / w, 1.0, 1e-3);
+            EXPECT_NEAR(f.GetAmplitude(256, 256), w0 / w, 1e-3);
+            const double phase = std::remainder(f.k() * n * zr - std::atan(n) - double(f.GetPhase(256, 256)), 2 * M_PI);
+            EXPECT_NEAR(phase, 0.0, 5e-3);
+            EXPECT_NEAR(f.GetOrigin().z, n * zr, 1e-15);
+            Lumora exact = Gaussian(256, 4e-6, w0);
+            exact.ExactAsmProp(n * zr);
+            EXPECT_NEAR(exact.GetAmplitude(128, 128), w0 / w, 2e-3);
+            // The single-transform form on its own pitch; its sum needs the factor pitch^2 / (lambda z).
+            Lumora fresnel = Gaussian(512, 4e-6, w0);
+            fresnel.FresnelProp(n * zr);
+            EXPECT_NEAR(WidthX(fresnel) / w, 1.0, 1e-3);
+            EXPECT_NEAR(fresnel.GetAmplitude(256, 256) * 16e-12 / (kLambda * n * zr), w0 / w, 1e-3);
+        }
+    }
+}
+
+// On the axis behind a circular hole of radius a the Fresnel integral is elementary, 4 sin^2(pi a^2 / (2 lambda z)) I0:
+// four times the free intensity for an odd number of zones, darkness for an even one. E. Hecht, Optics, section 10.3.
+TEST(Physics, CircularApertureOnTheAxis)
+{
+    const double a = 0.4e-3;
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        Threads team(2);
+        Lumora hole(512, 512, 4e-6, 4e-6, kLambda);
+        for (int j = 0; j < 512; ++j)
+            for (int i = 0; i < 512; ++i)
+            {
+                int inside = 0; // share of the sample's area, 8 by 8
+                for (int n = 0; n < 64; ++n)
+                {
+                    const double x = hole.X(i) + ((n % 8) - 3.5) / 8 * 4e-6;
+                    const double y = hole.Y(j) + ((n / 8) - 3.5) / 8 * 4e-6;
+                    inside += x * x + y * y < a * a;
+                }
+                hole.SetPixel(i, j, Complex(inside / 64.0, 0.0));
+            }
+        for (const double fresnelNumber : {1.0, 1.5, 2.0, 2.5, 3.0})
+        {
+            const double z = a * a / (kLambda * fresnelNumber);
+            const double s = std::sin(M_PI * fresnelNumber / 2.0);
+            Lumora f(hole);
+            f.ExactAsmProp(z);
+            EXPECT_NEAR(f.GetIntensity(256, 256), 4.0 * s * s, 0.08) << fresnelNumber;
+        }
+    }
+}
+
+// Parseval: propagating components keep their energy; a pitch above lambda / sqrt(2) has no others.
+TEST(Physics, EnergyIsConservedInsideTheBand)
+{
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        Lumora f(256, 128, 1e-6, 2e-6, kLambda);
+        FillRandom(f, 77);
+        const double before = Energy(f);
+        f.RawAsmProp(0.05);
+        EXPECT_NEAR(Energy(f) / before, 1.0, 1e-6);
+        // Cut to the band once, a field keeps its energy through the limited form at that distance.
+        f.AsmProp(0.002);
+        const double limited = Energy(f);
+        EXPECT_LT(limited, 0.9 * before);
+        f.AsmProp(0.002);
+        EXPECT_NEAR(Energy(f) / limited, 1.0, 2e-6);
+        Lumora plane(64, 64, 1e-6, 1e-6, kLambda); // a plane wave only turns its phase by k z
+        plane.SetConst(Complex(1.0, 0.0));
+        plane.AsmProp(1e-5);
+        EXPECT_NEAR(std::remainder(double(plane.GetPhase(3, 4)) - plane.k() * 1e-5, 2 * M_PI), 0.0, 1e-5);
+        EXPECT_NEAR(plane.GetAmplitude(3, 4), 1.0, 1e-6);
+    }
+}

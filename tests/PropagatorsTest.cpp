@@ -1,0 +1,449 @@
+// One suite of properties over every propagator: linear, energy kept, there and back, shifts, agreement where regimes
+// meet and with direct diffraction sums, the same bits for thread counts and instruction sets, windows.
+#include "Isa.h"
+#include "TestTools.h"
+
+#include <functional>
+
+using namespace lmltest;
+
+namespace
+{
+using Value = std::complex<double>;
+constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+constexpr double kLambda = 5e-7;
+// The sampled source repeats every lambda z / p = 333 um behind it: beams and grids stay well inside.
+constexpr double kP = 3e-6;
+constexpr double kZ = 2e-3;
+
+enum class WindowOf
+{
+    Source,
+    Destination,
+    Grid
+};
+
+/// A way from plane to plane. `run` gives the field behind a source, scaled to what light does.
+struct Propagator
+{
+    const char* name;
+    std::function<Lumora(const Lumora&)> run;
+    double sumError = 0.0;    // relative l2 distance from the Rayleigh-Sommerfeld sum; 0: another quantity
+    double energyError = 0.0; // of a beam that stays on both grids; 0: it does not
+    WindowOf window = WindowOf::Source;
+    bool placed = false;     // the destination stands where the caller puts it
+    bool translates = false; // a source moved round its grid moves the result
+    bool linear = true;
+};
+
+/// Zeros of nx by ny at a lateral place behind a source at the coordinate origin, with a window of its own.
+Lumora Behind(const Lumora& source, int nx, int ny, double x = 0.0, double y = 0.0, double pitch = kP)
+{
+    Lumora f(nx, ny, pitch, pitch, source.GetWavelength());
+    f.Clear().SetOrigin(Vector(x, y, kZ)).SetWindow(0, 1, 0, 1);
+    return f;
+}
+
+Lumora& Times(Lumora& f, Value c)
+{
+    return f *= ComplexDouble(c.real(), c.imag());
+}
+
+template <class Step>
+std::function<Lumora(const Lumora&)> InPlace(const Step& step)
+{
+    return [step](const Lumora& source)
+    {
+        Lumora f(source);
+        step(f);
+        return f;
+    };
+}
+
+template <class Step>
+std::function<Lumora(const Lumora&)> Onto(double x, double y, double pitch, const Step& step, int growX = 0,
+                                          int growY = 0)
+{
+    return [=](const Lumora& source)
+    {
+        const auto size = [](int n, int grow)
+        {
+            return grow >= 0 ? n << grow : std::max(n >> -grow, 1);
+        };
+        Lumora f = Behind(source, size(source.GetNx(), growX), size(source.GetNy(), growY), x, y, pitch);
+        step(f, source);
+        return f;
+    };
+}
+
+ShiftedFresnelPropDescriptor DescriptorOf(const Lumora& f, const Lumora& s)
+{
+    return ShiftedFresnelPropDescriptor(kZ, f.GetPx(), f.GetPy(), s);
+}
+
+void OldPropagation(Lumora& f)
+{
+    f._Old_SPWProp(kZ);
+    f *= 1.0 / double(f.N());
+    f.SetOrigin(f.GetOrigin() + Vector(0, 0, kZ));
+}
+
+void TablePropagation(Lumora& f)
+{
+    f.Fft(-1).SPWPropFsTbl(kZ, TrigTable(20)).Fft(1);
+    f *= 1.0 / double(f.N());
+    f.SetOrigin(f.GetOrigin() + Vector(0, 0, kZ));
+}
+
+/// The single-transform forms give bare sums: times -i p q / (lambda z).
+void ScaledFresnel(Lumora& f)
+{
+    const double area = f.GetPx() * f.GetPy();
+    Times(f.FresnelProp(kZ), Value(0.0, -area / (f.GetWavelength() * kZ)));
+}
+
+void ScaledFourier(Lumora& f)
+{
+    const double area = f.GetPx() * f.GetPy();
+    Times(f.FourierProp(kZ), area / (f.GetWavelength() * kZ));
+}
+
+Lumora Tilted(const Lumora& source)
+{
+    Lumora f = Behind(source, source.GetNx(), source.GetNy());
+    RMatrix turn(Vector(0.02, 0.0, 1.0), Vector(0.0, 0.0, 1.0));
+    f.Rotate(source, turn, nullptr, CUBIC4_INTERPOL, false);
+    return f;
+}
+
+const std::vector<Propagator>& Propagators()
+{
+    constexpr WindowOf kDestination = WindowOf::Destination;
+    using F = Lumora;
+    static const std::vector<Propagator> table = {
+        {"RawAsmProp", InPlace([](F& f) { f.RawAsmProp(kZ); }), 1e-4, 1e-5, WindowOf::Source, false, true},
+        {"AsmProp", InPlace([](F& f) { f.AsmProp(kZ); }), 1e-4, 1e-5, WindowOf::Source, false, true},
+        {"ExactAsmProp", InPlace([](F& f) { f.ExactAsmProp(kZ); }), 1e-4, 1e-4},
+        {"SPWProp", InPlace([](F& f) { f.SPWProp(kZ); }), 1e-4, 1e-5, WindowOf::Source, false, true},
+        {"_Old_SPWProp", InPlace(OldPropagation), 1e-4, 1e-5, WindowOf::Source, false, true},
+        {"SPWPropFsTbl", InPlace(TablePropagation), 5e-4, 1e-5, WindowOf::Source, false, true},
+        {"FresnelProp", InPlace(ScaledFresnel), 5e-3, 1e-4}, // phases rounded to float
+        {"FourierProp", InPlace(ScaledFourier), 0.0, 1e-4},
+        {"ShiftedAsmProp", Onto(0, 0, kP, [](F& f, const F& s) { f.ShiftedAsmProp(s, 1); }), 1e-4, 1e-4,
+         WindowOf::Source, true},
+        {"ShiftedAsmProp aside", Onto(12e-6, -8e-6, kP, [](F& f, const F& s) { f.ShiftedAsmProp(s, 2); }), 1e-4, 1e-4,
+         WindowOf::Source, true},
+        {"ShiftedAsmPropAdd", Onto(-16e-6, 4e-6, kP, [](F& f, const F& s) { f.ShiftedAsmPropAdd(s, 1); }), 1e-4, 1e-4,
+         kDestination, true},
+        {"ShiftedAsmPropEx",
+         Onto(
+             4e-6, 8e-6, kP, [](F& f, const F& s) { f.ShiftedAsmPropEx(s); }, 1, 0),
+         5e-3, 5e-3, kDestination, true},
+        {"ShiftedAsmPropAddEx",
+         Onto(
+             0, -8e-6, kP, [](F& f, const F& s) { f.ShiftedAsmPropAddEx(s); }, 1, 1),
+         5e-3, 5e-3, kDestination, true},
+        {"ShiftedFresnelProp", Onto(7e-6, -3e-6, 3.5e-6, [](F& f, const F& s) { f.ShiftedFresnelProp(s); }), 2e-4, 1e-3,
+         kDestination, true},
+        {"ShiftedFresnelProp cached",
+         Onto(-9e-6, 2e-6, 2.5e-6, [](F& f, const F& s) { f.ShiftedFresnelProp(s, DescriptorOf(f, s)); }), 2e-4, 0.0,
+         kDestination, true},
+        {"ShiftedFresnelPropAdd",
+         Onto(-9e-6, 2e-6, 3.8e-6, [](F& f, const F& s) { f.ShiftedFresnelPropAdd(s, DescriptorOf(f, s)); }), 2e-4,
+         1e-3, kDestination, true},
+        {"ShiftedFresnelProp in place",
+         InPlace([](F& f) { f.ShiftedFresnelProp(Vector(3e-6, 5e-6, kZ), 3e-6, 3.5e-6); }), 2e-4, 1e-3,
+         WindowOf::Source, true},
+        {"ShiftedFresnelProp in place, cached",
+         InPlace(
+             [](F& f) {
+                 f.ShiftedFresnelProp(Vector(3e-6, 5e-6, kZ), 3e-6, 3e-6,
+                                      ShiftedFresnelPropDescriptor(kZ, 3e-6, 3e-6, f));
+             }),
+         2e-4, 1e-2, WindowOf::Source, true},
+        {"ShiftedFresnelPropEx",
+         Onto(
+             5e-6, 0, 2.2e-6, [](F& f, const F& s) { f.ShiftedFresnelPropEx(s); }, 1, -1),
+         2e-4, 0.0, kDestination, true},
+        {"ShiftedFresnelPropAddEx",
+         Onto(
+             0, 3e-6, 3e-6, [](F& f, const F& s) { f.ShiftedFresnelPropAddEx(s); }, 1, 1),
+         2e-4, 1e-4, kDestination, true},
+        {"ScaledFft", InPlace([](F& f) { f.ScaledFft(-0.8, -0.9); })},
+        {"RawScaledFft", InPlace([](F& f) { f.RawScaledFft(0.013, -0.02); })},
+        {"Rotate", Tilted, 0.0, 1e-5, WindowOf::Grid, false, false, false},
+    };
+    return table;
+}
+
+/// A beam without symmetry that stays on its grid: Gaussian, off the centre, inclined.
+Lumora Beam(int n = 64)
+{
+    Lumora f(n, n, kP, kP, kLambda);
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i)
+        {
+            const double x = f.X(i) - 6e-6;
+            const double y = f.Y(j) + 3e-6;
+            const Value v = std::exp(-x * x / 2.56e-10 - y * y / 1.96e-10) *
+                            std::polar(1.0, 2.0 * M_PI * (5000.0 * x - 3000.0 * y) + 0.4);
+            f.SetPixel(i, j, Complex(v.real(), v.imag()));
+        }
+    f.SetWindow(2, 5, 1, 3);
+    return f;
+}
+
+Lumora Random(int nx, int ny, std::uint32_t seed)
+{
+    Lumora f(nx, ny, kP, kP, kLambda);
+    FillRandom(f, seed);
+    f.SetWindow(0, 2, 0, 1);
+    return f;
+}
+
+/// First Rayleigh-Sommerfeld integral as a sum (J. W. Goodman, Introduction to Fourier Optics, section 3.5).
+Value RayleighSommerfeld(const Lumora& u, const Vector& p)
+{
+    Value sum = 0.0;
+    const double k = u.GetWavenumber();
+    const double z = p.z - u.GetOrigin().z;
+    for (int j = 0; j < u.GetNy(); ++j)
+        for (int i = 0; i < u.GetNx(); ++i)
+        {
+            if (u.GetIntensity(i, j) < 1e-14)
+                continue;
+            const double dx = p.x - u.X(i) - u.GetOrigin().x;
+            const double dy = p.y - u.Y(j) - u.GetOrigin().y;
+            const double r = std::sqrt(dx * dx + dy * dy + z * z);
+            sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * (z / r) * Value(1.0 / r, -k) * std::polar(1.0 / r, k * r);
+        }
+    return sum * u.GetPx() * u.GetPy() / (2.0 * M_PI);
+}
+
+/// At every third sample of each axis.
+double DistanceFromSum(const Lumora& f, const Lumora& u)
+{
+    double difference = 0.0;
+    double norm = 0.0;
+    for (int j = 0; j < f.GetNy(); j += 3)
+        for (int i = 0; i < f.GetNx(); i += 3)
+        {
+            const Value sum = RayleighSommerfeld(u, f.GetOrigin() + Vector(f.X(i), f.Y(j), 0.0));
+            difference += std::norm(Value(f.GetReal(i, j), f.GetImag(i, j)) - sum);
+            norm += std::norm(sum);
+        }
+    return std::sqrt(difference / norm);
+}
+
+double Energy(const Lumora& f)
+{
+    double sum = 0.0;
+    for (std::size_t n = 0; n < f.N(); ++n)
+        sum += f.GetDataPointer()[n].Intensity();
+    return sum * std::abs(f.GetPx() * f.GetPy());
+}
+
+/// The samples moved round the grid.
+Lumora Turned(const Lumora& f, int di, int dj)
+{
+    Lumora g(f);
+    for (int j = 0; j < f.GetNy(); ++j)
+        for (int i = 0; i < f.GetNx(); ++i)
+            g.SetPixel((i + di + f.GetNx()) % f.GetNx(), (j + dj + f.GetNy()) % f.GetNy(), f.GetPixel(i, j));
+    return g;
+}
+} // namespace
+
+TEST(Propagators, Linear)
+{
+    for (const FftLib lib : kEngines)
+        for (const auto& size : {std::pair{32, 16}, {64, 1}})
+            for (const Propagator& p : Propagators())
+            {
+                if (!p.linear)
+                    continue;
+                Engine engine(lib);
+                const Value alpha(0.7, -1.1);
+                const Value beta(-0.4, 0.3);
+                Lumora a = Random(size.first, size.second, 1);
+                Lumora b = Random(size.first, size.second, 2);
+                Lumora resultA = p.run(a);
+                Lumora resultB = p.run(b);
+                Lumora together = p.run(Times(a, alpha) += Times(b, beta));
+                Times(resultA, alpha) += Times(resultB, beta);
+                if (Energy(resultA) > 0.0) // a row that stands aside is left dark
+                {
+                    EXPECT_LT(RelativeL2(together, resultA), 2e-6) << p.name << " on " << size.second << " rows";
+                }
+            }
+}
+
+TEST(Propagators, DirectSumAndEnergy)
+{
+    const Lumora beam = Beam();
+    for (const FftLib lib : kEngines)
+        for (const Propagator& p : Propagators())
+        {
+            Engine engine(lib);
+            const Lumora f = p.run(beam);
+            if (p.sumError > 0.0)
+            {
+                EXPECT_LT(DistanceFromSum(f, beam), p.sumError) << p.name;
+            }
+            if (p.energyError > 0.0)
+            {
+                EXPECT_NEAR(Energy(f) / Energy(beam), 1.0, p.energyError) << p.name;
+            }
+        }
+}
+
+TEST(Propagators, WideAnglesNeedTheAngularSpectrum)
+{
+    // A spot of 1.5 wavelengths: the paraxial form is off by tens of percent where the angular spectrum follows the
+    // sum.
+    Lumora spot(64, 64, 4e-7, 4e-7, kLambda);
+    spot.SetGaussian(1.2e-6, 2.0, 1.0);
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        Lumora exact(spot);
+        exact.ExactAsmProp(1e-5);
+        EXPECT_LT(DistanceFromSum(exact, spot), 2e-2);
+        Lumora shifted(64, 64, 4e-7, 4e-7, kLambda);
+        shifted.SetOrigin(Vector(1.5e-6, 0, 1e-5));
+        shifted.ShiftedAsmProp(spot, 1);
+        EXPECT_LT(DistanceFromSum(shifted, spot), 2e-2);
+        shifted.ShiftedFresnelProp(spot);
+        EXPECT_GT(DistanceFromSum(shifted, spot), 0.1);
+    }
+}
+
+TEST(Propagators, RegimesMeet)
+{
+    const Lumora beam = Beam(64);
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        Lumora asmField(beam);
+        asmField.AsmProp(kZ);
+        Lumora exact(beam);
+        exact.ExactAsmProp(kZ);
+        EXPECT_LT(RelativeL2(exact, asmField), 1e-5);
+        Lumora shifted = Behind(beam, 64, 64);
+        shifted.ShiftedAsmProp(beam, 1);
+        EXPECT_LT(RelativeL2(shifted, exact), 2e-6);
+        Lumora fresnel = Behind(beam, 64, 64);
+        fresnel.ShiftedFresnelProp(beam);
+        EXPECT_LT(RelativeL2(fresnel, asmField), 2e-4);
+        Lumora single(beam);
+        ScaledFresnel(single);
+        Lumora same = Behind(beam, 64, 64, 0, 0, single.GetPx());
+        same.ShiftedFresnelProp(beam);
+        EXPECT_LT(RelativeL2(same, single), 5e-3); // the single-transform form rounds its phases to float
+        Lumora scaled(beam);                       // a scaled transform of scale 1 is the transform
+        Lumora plain(beam);
+        EXPECT_LT(RelativeL2(scaled.ScaledFft(-1, -1), plain.Fft(-1)), 1e-6);
+    }
+}
+
+TEST(Propagators, ThereAndBack)
+{
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        const Lumora start = Random(64, 32, 7);
+        Lumora f(start);
+        f.RawAsmProp(kZ).RawAsmProp(-kZ);
+        EXPECT_LT(RelativeL2(f, start), 2e-6);
+        // Inside the band the limited form goes back as well.
+        Lumora limited(start);
+        limited.AsmProp(kZ);
+        f = limited;
+        f.AsmProp(-kZ).AsmProp(kZ);
+        EXPECT_LT(RelativeL2(f, limited), 4e-6);
+        f = start;
+        f.FourierProp(kZ).BackFourierProp(kZ);
+        EXPECT_LT(RelativeL2(f *= 1.0 / double(f.N()), start), 1e-6);
+        // FresnelProp comes back on negative pitches: sample (i, j) then stands at the opposite side.
+        const Lumora beam = Beam(64);
+        f = beam;
+        ScaledFresnel(f);
+        const double area = f.GetPx() * f.GetPy();
+        Times(f.FresnelProp(-kZ), Value(0.0, area / (kLambda * kZ)));
+        EXPECT_NEAR(f.GetPx(), -kP, 1e-18);
+        EXPECT_NEAR(f.GetOrigin().z, 0.0, 1e-18);
+        Lumora mirrored(beam);
+        for (int j = 1; j < 64; ++j)
+            for (int i = 1; i < 64; ++i)
+                mirrored.SetPixel(i, j, f.GetPixel(64 - i, 64 - j));
+        EXPECT_LT(RelativeL2(mirrored, beam), 5e-3);
+    }
+}
+
+TEST(Propagators, Shifts)
+{
+    for (const FftLib lib : kEngines)
+        for (const Propagator& p : Propagators())
+        {
+            Engine engine(lib);
+            if (p.translates)
+            {
+                const Lumora f = Random(32, 16, 3);
+                EXPECT_LT(RelativeL2(p.run(Turned(f, 5, -3)), Turned(p.run(f), 5, -3)), 3e-6) << p.name;
+            }
+            if (p.placed)
+            {
+                // The same light described on a grid that stands elsewhere.
+                const Lumora beam = Beam();
+                Lumora moved = Turned(beam, 3, -2);
+                moved.SetOrigin(Vector(-3 * kP, 2 * kP, 0.0));
+                EXPECT_LT(RelativeL2(p.run(moved), p.run(beam)), p.sumError) << p.name;
+            }
+        }
+}
+
+TEST(Propagators, SameBitsForEveryThreadCountAndInstructionSet)
+{
+    const Lumora source = Random(128, 128, 11);
+    const Lumora row = Random(64, 1, 12);
+    for (const FftLib lib : kEngines)
+        for (const Propagator& p : Propagators())
+        {
+            Engine engine(lib);
+            for (const Lumora* start : {&source, &row})
+            {
+                const Lumora expected = p.run(*start);
+                for (const int threads : {2, 3, 7})
+                {
+                    Threads team(threads);
+                    EXPECT_TRUE(SameBits(p.run(*start), expected)) << p.name << ", threads " << threads;
+                }
+                if (lib == FFT_LIB_SPLIT_RADIX)
+                    continue; // one instruction set only
+                for (const detail::Isa cap : {detail::Isa::Sse2, detail::Isa::Avx2})
+                {
+                    detail::CapIsa(cap);
+                    EXPECT_TRUE(SameBits(p.run(*start), expected)) << p.name << ", instruction set " << int(cap);
+                }
+                detail::CapIsa(detail::Isa::Avx512);
+            }
+        }
+}
+
+TEST(Propagators, WindowsStay)
+{
+    const Lumora beam = Beam();
+    for (const FftLib lib : kEngines)
+        for (const Propagator& p : Propagators())
+        {
+            Engine engine(lib);
+            Lumora f = p.run(beam);
+            const LML_RECT w = f.Window();
+            const bool source = p.window == WindowOf::Source;
+            const bool grid = p.window == WindowOf::Grid;
+            EXPECT_EQ(w.left, source ? 2 : 0) << p.name;
+            EXPECT_EQ(w.right, source ? 5 : grid ? f.GetNx() : 1) << p.name;
+            EXPECT_EQ(w.bottom, source ? 1 : 0) << p.name;
+            EXPECT_EQ(w.top, source ? 3 : grid ? f.GetNy() : 1) << p.name;
+        }
+}

@@ -1,0 +1,436 @@
+// Errors in both forms, the log and its banner, aligned memory, the clock, and the identification of the build.
+
+#include "TestTools.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <set>
+#include <sstream>
+
+// An allocation that cannot be had must come back as null under a sanitizer too.
+extern "C" const char* __asan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+
+extern "C" int LmlLoadEntry(void* module, unsigned long reason, void* reserved);
+
+using namespace lmltest;
+using ::testing::Eq;
+using ::testing::ExitedWithCode;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
+
+namespace
+{
+// What the call writes to the console.
+template <class Call>
+std::string Console(Call&& call)
+{
+    CaptureStderr();
+    call();
+    return GetCapturedStderr();
+}
+
+std::string BannerLine1()
+{
+    return std::string("*** LumoraLib <") + GetTargetEnvString() + "/X64/SSE1> Rel." + GetVersionString() +
+           "  CPU Core: " + std::to_string(GetNumProcs()) + "\n";
+}
+
+std::string BannerLine2()
+{
+    return std::string("*** Build : ") + GetCreateTimeStamp() + " " + GetCreateEnvString() + " Ver.11.00\n";
+}
+
+// The text with d for each digit.
+std::string Shape(std::string text)
+{
+    for (char& c : text)
+        if (c >= '0' && c <= '9')
+            c = 'd';
+    return text;
+}
+
+// Uses at least so much CPU time.
+void Burn(double milliseconds)
+{
+    const std::clock_t end =
+        std::clock() + static_cast<std::clock_t>(milliseconds * static_cast<double>(CLOCKS_PER_SEC) / 1000.0);
+    while (std::clock() < end)
+    {
+    }
+}
+} // namespace
+
+// ---- Errors -----------------------------------------------------------------------------------------------------
+
+TEST(ErrorTest, EveryCodeHasItsTextAndNothingOutsideIsRead)
+{
+    const char* const texts[] = {
+        "No error",  "Not enough memory", "File Not open",        "Parameter invalid",        "File write",
+        "File read", "Something wrong",   "Invalid complex form", "Require Spectrum/CompAmp", "Internal error"};
+    for (int code = 0; code < 10; ++code)
+        EXPECT_STREQ(GetErrorString(static_cast<ErrorCode>(code)), texts[code]);
+    for (int code : {-1, 10, 1000000, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()})
+        EXPECT_STREQ(GetErrorString(static_cast<ErrorCode>(code)), "Unknown error");
+}
+
+TEST(ErrorDeathTest, ExitFormPrintsThreeLinesAndEndsWithOne)
+{
+    EXPECT_EQ(GetErrorHandling(), ERROR_HANDLING_EXIT) << "the setting at load";
+    EXPECT_EXIT(Error(ERR_PARAMETER, "LumoraLib::f", "m"), ExitedWithCode(1),
+                Eq("\n*** ERROR!! LumoraLib Rel.2.81.03\n*** LumoraLib::f() : Parameter invalid : m\n*** ABORT!!\n\n"));
+    EXPECT_EXIT(Error(ERR_NONE, "", ""), ExitedWithCode(1),
+                Eq("\n*** ERROR!! LumoraLib Rel.2.81.03\n*** () : No error : \n*** ABORT!!\n\n"));
+    const std::string head = "\n*** ERROR!! LumoraLib Rel.2.81.03\n*** f() : File read : ";
+    EXPECT_EXIT(Error(ERR_FILE_READ, "f", std::string(5000, 'p').c_str()), ExitedWithCode(1),
+                Eq(head + std::string(319 - head.size(), 'p')));
+}
+
+TEST(ErrorDeathTest, ExitFormGoesToTheLogAndFlushesTheProgramsOwnOutput)
+{
+    const ScratchFile log("log");
+    const ScratchFile own("own");
+    EXPECT_EXIT(
+        {
+            Start(0, log.Path());
+            Error(ERR_MEMORY, "f", "m");
+        },
+        ExitedWithCode(1), "Not enough memory");
+    EXPECT_EQ(log.Read(), "\n*** ERROR!! LumoraLib Rel.2.81.03\n*** f() : Not enough memory : m\n*** ABORT!!\n\n");
+    EXPECT_EXIT(
+        {
+            std::FILE* const text = std::fopen(own.Path(), "w");
+            std::fputs("results", text);
+            Error(ERR_MEMORY, "f", "m");
+        },
+        ExitedWithCode(1), "");
+    EXPECT_EQ(own.Read(), "results");
+}
+
+TEST(ErrorTest, EveryOtherSettingThrowsAndPrintsNothing)
+{
+    for (int setting : {1, 2, -1, 256})
+    {
+        const std::string printed = Console(
+            [setting]
+            {
+                SetErrorHandling(static_cast<ErrorHandling>(setting));
+                EXPECT_EQ(GetErrorHandling(), static_cast<ErrorHandling>(setting));
+                try
+                {
+                    Error(ERR_PARAMETER, "f", "m");
+                }
+                catch (const LumoraException& e)
+                {
+                    EXPECT_EQ(e.GetErrorCode(), 3);
+                    EXPECT_STREQ(e.GetSystemMessage(), "Parameter invalid");
+                    EXPECT_STREQ(e.GetUserMessage(), "m");
+                    EXPECT_STREQ(e.GetFuncname(), "f");
+                }
+                SetErrorHandling(ERROR_HANDLING_EXIT);
+            });
+        EXPECT_EQ(printed, "");
+    }
+}
+
+TEST(ErrorTest, ExceptionCutsLongTextsAtItsArrays)
+{
+    LumoraException assigned(ERR_NONE, nullptr, nullptr, nullptr);
+    EXPECT_STREQ(assigned.GetFuncname(), "");
+    EXPECT_STREQ(assigned.GetSystemMessage(), "");
+    EXPECT_STREQ(assigned.GetUserMessage(), "");
+    for (std::size_t length : {0u, 30u, 31u, 32u, 126u, 127u, 128u, 4000u})
+    {
+        const std::string f(length, 'f');
+        const std::string s(length, 's');
+        const std::string u(length, 'u');
+        const LumoraException e(ERR_INTERNAL, f.c_str(), s.c_str(), u.c_str());
+        assigned = e;
+        LumoraException& same = assigned;
+        assigned = same;
+        const LumoraException copied(assigned);
+        EXPECT_EQ(copied.GetErrorCode(), 9);
+        EXPECT_EQ(copied.GetFuncname(), f.substr(0, 127));
+        EXPECT_EQ(copied.GetSystemMessage(), s.substr(0, 31));
+        EXPECT_EQ(copied.GetUserMessage(), u.substr(0, 127));
+    }
+    assigned.GetFuncname()[0] = 'X'; // the array in the object, not a copy
+    EXPECT_EQ(assigned.GetFuncname()[0], 'X');
+}
+
+// ---- Memory -----------------------------------------------------------------------------------------------------
+
+TEST(MallocTest, AlignedWritableAndNeverNull)
+{
+    for (std::size_t size : {0u, 1u, 15u, 16u, 17u, 63u, 64u, 65u, 4095u, 1000003u})
+    {
+        void* const p = Malloc(size, "test");
+        ASSERT_NE(p, nullptr) << size;
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 64, 0u) << size;
+        std::memset(p, 0x5a, size);
+        Free(p);
+    }
+    Free(nullptr);
+}
+
+TEST(MallocTest, RefusesWhatCannotBeHad)
+{
+    constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
+    struct
+    {
+        std::size_t size;
+        const char* what;
+        std::string message;
+    } const cases[] = {
+        {most, "PointArray", "demanded bytes = -1 : PointArray"},
+        {most - 63, "x", "demanded bytes = -64 : x"},
+        {most / 2, nullptr, "demanded bytes = 9223372036854775807 : (null)"},
+        {most / 2 + 1, "", "demanded bytes = -9223372036854775808 : "},
+        {std::size_t{1} << 56, "no address", "demanded bytes = 72057594037927936 : no address"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Catch([&] { Free(Malloc(c.size, c.what)); }), (Failure{1, "LumoraLib::Malloc", c.message}));
+    const std::string longLabel(300, 'w');
+    EXPECT_EQ(Catch([&] { Free(Malloc(most, longLabel.c_str())); }).message,
+              ("demanded bytes = -1 : " + longLabel).substr(0, 127));
+}
+
+// ---- Log --------------------------------------------------------------------------------------------------------
+
+TEST(PrintfTest, CutsAt319CharactersAndPassesBytesThrough)
+{
+    for (std::size_t length : {0u, 1u, 318u, 319u, 320u, 321u, 10000u})
+    {
+        const std::string text(length, 'x');
+        EXPECT_EQ(Console([&] { Printf("%s", text.c_str()); }), text.substr(0, 319)) << length;
+    }
+    EXPECT_EQ(Console([] { Printf("%d%% \x83\x5c %s|%5.2f\n", 7, "%s", 1.5); }), "7% \x83\x5c %s| 1.50\n");
+}
+
+TEST(PrintfTest, DecimalPointInEveryLocale)
+{
+    const ScratchFile source("source");
+    const CommaLocale comma(source);
+    if (!comma.Works())
+        GTEST_SKIP() << "no locale with a decimal comma can be made here";
+    EXPECT_EQ(Console([] { Printf("%.2f", 0.25); }), "0.25");
+    EXPECT_EQ(Shape(Console([] { PrintL("%g", 1.5); })), "ddddd.ddds>d.d");
+    char own[8];
+    std::snprintf(own, sizeof own, "%.1f", 0.5);
+    EXPECT_STREQ(own, "0,5") << "the program's own locale is left alone";
+}
+
+TEST(StartTest, BannerByLevelWithoutALog)
+{
+    const std::string line1 = BannerLine1();
+    const std::string line2 = BannerLine2();
+    const auto start = [](auto... arguments)
+    {
+        SetNumThreads(4);
+        const std::string printed = Console([&] { Start(arguments...); });
+        EXPECT_EQ(GetNumThreads(), 1);
+        EXPECT_EQ(GetLogFile(), nullptr);
+        return printed;
+    };
+    const char* const none = nullptr;
+    EXPECT_EQ(start(none), line1);
+    EXPECT_EQ(start(nullptr), line1);
+    EXPECT_EQ(start(0), "");
+    EXPECT_EQ(start(-5), "");
+    EXPECT_EQ(start(1), line1);
+    EXPECT_EQ(start(2), line1 + line2);
+    EXPECT_EQ(start(1, none), line1);
+    const std::string head = line1 + line2 + "*** Logging Start from ";
+    const std::string date = "dddd/dd/dd dd:dd:dd";
+    for (const std::string& printed : {start(3), start(99), start(3, none)})
+    {
+        EXPECT_EQ(printed.substr(0, head.size()), head);
+        EXPECT_EQ(Shape(printed.substr(head.size())), date + ", File : (null)\n");
+    }
+}
+
+TEST(StartDeathTest, LogIsAppendedAndStaysWhenTheNextCannotBeOpened)
+{
+    const ScratchFile log("log");
+    const ScratchFile earlier("earlier");
+    log.Write("old\n");
+    const std::string missing = std::string(log.Path()) + "_none/log";
+    const std::string line1 = BannerLine1();
+    EXPECT_EXIT(
+        {
+            Start(0, earlier.Path());
+            Start(log.Path());
+            Printf("%s\n", "text");
+            const Failure failure = Catch([&] { Start(2, missing.c_str()); });
+            Printf("still here\n");
+            std::_Exit(failure == Failure{2, "LumoraLib::Start", missing} && GetLogFile() != nullptr ? 0 : 1);
+        },
+        ExitedWithCode(0), Eq(line1 + "text\nstill here\n"));
+    EXPECT_EQ(log.Read(), "old\n" + line1 + "text\nstill here\n");
+    EXPECT_EQ(earlier.Read(), "") << "a log opened earlier gets nothing more";
+    EXPECT_EXIT(
+        {
+            Start(3, log.Path());
+            std::_Exit(0);
+        },
+        ExitedWithCode(0), "Logging Start from .*, File : ");
+    const std::string all = log.Read();
+    EXPECT_NE(all.find(std::string(", File : ") + log.Path() + "\n"), std::string::npos) << all;
+}
+
+// The child ends without a last flush: each text has reached the file by itself.
+TEST(StartDeathTest, EachTextIsInTheLogAtOnce)
+{
+    const ScratchFile log("log");
+    EXPECT_EXIT(
+        {
+            Start(0, log.Path());
+            Printf("a");
+            const bool first = log.Read() == "a";
+            PrintL("b");
+            std::_Exit(first && log.Read().back() == 'b' ? 0 : 1);
+        },
+        ExitedWithCode(0), "");
+}
+
+TEST(StartDeathTest, FullDiskUnderTheLogLosesNothing)
+{
+    EXPECT_EXIT(
+        {
+            Start(0, "/dev/full");
+            for (int n = 0; n < 3; ++n)
+                Printf("line %d\n", n);
+            std::_Exit(0);
+        },
+        ExitedWithCode(0), Eq("line 0\nline 1\nline 2\n"));
+}
+
+TEST(PrintLogTest, PrefixesWithTicksAndWithADateWhoseMonthCountsFromZero)
+{
+    const std::string ticked = Console([] { PrintL("%d\n", 42); });
+    EXPECT_EQ(Shape(ticked), "ddddd.ddds>dd\n") << ticked;
+
+    const std::time_t before = std::time(nullptr);
+    const std::string logged = Console([] { PrintLog("%s", std::string(400, 'y').c_str()); });
+    const std::time_t after = std::time(nullptr);
+    ASSERT_EQ(Shape(logged), ">>> CPU Time : ddddd.ddd Sec (dddd/dd/dd dd:dd:dd) <<<\n" + std::string(319, 'y'));
+    int date[6] = {};
+    ASSERT_EQ(std::sscanf(logged.c_str() + logged.find('('), "(%d/%d/%d %d:%d:%d)", &date[0], &date[1], &date[2],
+                          &date[3], &date[4], &date[5]),
+              6);
+    bool matches = false;
+    for (std::time_t now = before; now <= after; ++now)
+    {
+        std::tm t{};
+        localtime_r(&now, &t);
+        const int fields[] = {t.tm_year + 1900, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec};
+        matches = matches || std::equal(fields, fields + 6, date);
+    }
+    EXPECT_TRUE(matches) << logged;
+}
+
+// ---- Time -------------------------------------------------------------------------------------------------------
+
+TEST(TickTest, CountsCpuMillisecondsFromTheLastStart)
+{
+    Burn(20);
+    EXPECT_GE(GetTick(), 20) << "before Start the base is 0: the process's whole CPU time";
+    Start(0);
+    EXPECT_LT(GetTick(), 20);
+    Burn(30);
+    const std::int64_t tick = GetTick();
+    const double seconds = GetTickSec();
+    EXPECT_GE(tick, 29);
+    EXPECT_LT(tick, 300);
+    EXPECT_NEAR(seconds, static_cast<double>(tick) / 1000.0, 0.005);
+}
+
+TEST(StopWatchTest, CountsTheRunningStretchesOnly)
+{
+    StopWatch watch;
+    EXPECT_EQ(watch.Read(), 0.0);
+    watch.Stop();
+    EXPECT_EQ(watch.Read(), 0.0) << "Stop on a watch that does not run";
+
+    double expected = 0.0;
+    for (int stretch = 0; stretch < 3; ++stretch)
+    {
+        const double from = GetTickSec();
+        watch.Start();
+        Burn(20);
+        watch.Start(); // on a running watch: nothing
+        EXPECT_NEAR(watch.Read(), expected + GetTickSec() - from, 0.005);
+        Burn(10);
+        watch.Stop();
+        expected += GetTickSec() - from;
+        Burn(20);
+        watch.Stop(); // on a stopped watch: nothing
+        EXPECT_NEAR(watch.Read(), expected, 0.005);
+    }
+    StopWatch copy;
+    copy = watch;
+    EXPECT_EQ(copy.Read(), watch.Read());
+    watch.Reset();
+    EXPECT_EQ(watch.Read(), 0.0);
+    EXPECT_GT(copy.Read(), 0.08);
+    watch.Start();
+    EXPECT_LT(watch.Read(), 0.02) << "nothing of the time before Reset is left";
+}
+
+// ---- Identification ---------------------------------------------------------------------------------------------
+
+TEST(IdentificationTest, VersionComesFromTheProjectFile)
+{
+    std::ifstream in(std::string(LML_SOURCE_DIR) + "/CMakeLists.txt");
+    const std::string project((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::size_t at = project.find("project(lml VERSION ");
+    ASSERT_NE(at, std::string::npos);
+    int version[3] = {};
+    ASSERT_EQ(std::sscanf(project.c_str() + at, "project(lml VERSION %d.%d.%d", version, version + 1, version + 2), 3);
+    EXPECT_EQ(GetMajorVersion(), version[0]);
+    EXPECT_EQ(GetMinorVersion(), version[1]);
+    EXPECT_EQ(GetPatchNumber(), version[2]);
+    EXPECT_STREQ(GetVersionString(), "2.81.03");
+}
+
+TEST(IdentificationTest, TextsAndValues)
+{
+    std::string stamp = Shape(GetCreateTimeStamp()); // a day below 10 has a blank before it
+    ASSERT_EQ(stamp.size(), 20u) << stamp;
+    EXPECT_EQ(stamp.replace(0, 5, "Nov d"), "Nov dd dddd dd:dd:dd");
+    EXPECT_STREQ(GetCreateEnvVersionString(), "11.00");
+    EXPECT_STREQ(GetCpuTypeString(), "SSE1");
+    EXPECT_STREQ(GetPlatformString(), "X64");
+    EXPECT_EQ(GetCpuType(), 1);
+    EXPECT_EQ(GetPlatform(), 2);
+    EXPECT_EQ(GetTargetEnv(), 1);
+    EXPECT_EQ(GetDevelopEnv(), 1);
+    EXPECT_EQ(GetCreateEnv(), 1);
+#if defined(__clang__)
+    const std::string compiler = "Clang " + std::to_string(__clang_major__) + ".";
+#else
+    const std::string compiler = "GCC " + std::to_string(__GNUC__) + ".";
+#endif
+    std::set<const char*> buffers = {GetVersionString(), GetCreateTimeStamp(), GetCreateEnvVersionString(),
+                                     GetCpuTypeString(), GetPlatformString()};
+    for (const char* text : {GetTargetEnvString(), GetDevelopEnvString(), GetCreateEnvString()})
+    {
+        EXPECT_EQ(std::string(text).compare(0, compiler.size(), compiler), 0) << text;
+        buffers.insert(text);
+    }
+    EXPECT_EQ(buffers.size(), 8u) << "each text has a buffer of its own";
+}
+
+TEST(LoadEntryTest, ReportsSuccessForEveryReason)
+{
+    for (unsigned long reason : {0ul, 1ul, 2ul, 3ul, 77ul})
+        EXPECT_EQ(LmlLoadEntry(nullptr, reason, nullptr), 1);
+}

@@ -1,0 +1,397 @@
+// Shifted angular spectrum propagation: the band limit and the transfer function against sums in double precision, what
+// becomes of both fields, tiles, refusals.
+#include "TestTools.h"
+
+#include <functional>
+
+using namespace lmltest;
+
+namespace
+{
+using Value = std::complex<double>;
+constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+constexpr double kLambda = 5e-7;
+constexpr double kP = 0x1p-19; // about 1.9 and 3.8 um: powers of two, so that places on a bound are met exactly
+constexpr double kQ = 0x1p-18;
+
+Lumora Random(int nx, int ny, std::uint32_t seed = 5)
+{
+    Lumora f(nx, ny, kP, kQ, kLambda);
+    FillRandom(f, seed);
+    return f;
+}
+
+/// Zeros at a place.
+Lumora Target(int nx, int ny, const Vector& origin)
+{
+    Lumora f(nx, ny, kP, kQ, kLambda);
+    f.Clear().SetOrigin(origin);
+    return f;
+}
+
+std::pair<double, double> BandOf(double x0, double z0, double d)
+{
+    const double h = 1.0 / (2.0 * d);
+    const auto bound = [=](double s)
+    {
+        return 1.0 / std::sqrt(z0 * z0 / (s * s) + 1.0) / kLambda;
+    };
+    const double a = bound(x0 + h);
+    const double b = bound(x0 - h);
+    return {x0 > h ? b : -b, x0 < -h ? -a : a};
+}
+
+/// The propagation written out on the enlarged grid, all in double.
+void ExpectShifted(const Lumora& result, const Lumora& source, double x0, double y0, double z0, int precision)
+{
+    const int nx = source.GetNx();
+    const int ny = source.GetNy();
+    const int wide = nx << precision;
+    const int high = ny > 1 ? ny << precision : 1;
+    const double du = 1.0 / (wide * kP);
+    const double dv = 1.0 / ((ny << precision) * kQ);
+    const auto [uLow, uHigh] = BandOf(x0, z0, du);
+    const auto [vLow, vHigh] = BandOf(y0, z0, dv);
+    std::vector<Value> values(source.N());
+    for (int n = 0; n < high; ++n)
+        for (int m = 0; m < wide; ++m)
+        {
+            const double u = (m - wide / 2) * du;
+            const double v = (n - high / 2) * (ny > 1 ? dv : 0.0);
+            if (u <= uLow || u >= uHigh || v <= vLow || v >= vHigh)
+                continue;
+            Value a = 0.0;
+            for (int j = 0; j < ny; ++j)
+                for (int i = 0; i < nx; ++i)
+                {
+                    const Complex c = source.GetPixel(i, j);
+                    const double turns = u * kP * (i - nx / 2) + v * kQ * (j - ny / 2);
+                    a += Value(c.Real(), c.Imag()) * std::polar(1.0, -2 * M_PI * turns);
+                }
+            a *= std::polar(1.0, 2 * M_PI * (x0 * u + y0 * v + z0 * std::sqrt(1 / kLambda / kLambda - u * u - v * v)));
+            for (int j = 0; j < ny; ++j)
+                for (int i = 0; i < nx; ++i)
+                    values[static_cast<std::size_t>(j * nx + i)] +=
+                        a * std::polar(1.0, 2 * M_PI * (u * kP * (i - nx / 2) + v * kQ * (j - ny / 2)));
+        }
+    for (int j = 0; j < ny; ++j)
+        for (int i = 0; i < nx; ++i)
+        {
+            const Complex c = result.GetPixel(i, j);
+            const Value expected = values[static_cast<std::size_t>(j * nx + i)] / double(wide * high);
+            EXPECT_LT(std::abs(Value(c.Real(), c.Imag()) - expected), 2e-6) << i << ", " << j << " at " << x0;
+        }
+}
+
+bool AllZero(const Lumora& f)
+{
+    for (std::size_t n = 0; n < f.N(); ++n)
+        if (f.GetDataPointer()[n].Intensity() != 0.0)
+            return false;
+    return true;
+}
+} // namespace
+
+TEST(ShiftedAsm, SumsInDouble)
+{
+    // Shifts inside, on and beyond half the enlarged width h, to all sides; 1 / h is twice the pitch of the spectrum.
+    struct Case
+    {
+        double x0, y0, z0; // in h of precision 1
+    };
+    const Case table[] = {{0, 0, 7},           {0.4375, -0.25, 3}, {1, 0, 3},      {-1, 1, 1},   {1.25, 1.0625, 3},
+                          {-1.375, -1.125, 6}, {0, 0, 0},          {0.3125, 0, 0}, {1, -1, 0.5}, {2, 0, 3}};
+    const double h = 0x1p-15;
+    for (const FftLib lib : kEngines)
+        for (const auto& size : {std::pair{16, 8}, {16, 1}})
+            for (const int precision : {1, 2})
+                for (const Case& t : table)
+                {
+                    Engine engine(lib);
+                    Lumora source = Random(size.first, size.second);
+                    source.SetOrigin(Vector(0x1p-10, 0x1p-9, 0x1p-8)).SetWindow(1, 3, 0, 1);
+                    const Lumora before(source);
+                    Lumora f =
+                        Target(size.first, size.second, source.GetOrigin() + Vector(t.x0 * h, t.y0 * h, t.z0 * h));
+                    const Vector place = f.GetOrigin();
+                    f.ShiftedAsmProp(source, precision);
+                    ExpectShifted(f, source, t.x0 * h, t.y0 * h, t.z0 * h, precision);
+                    EXPECT_TRUE(SameBits(source, before));
+                    EXPECT_EQ(f.GetOrigin().x, place.x);
+                    EXPECT_EQ(f.GetOrigin().z, place.z);
+                    EXPECT_EQ(f.GetPx(), kP);
+                    EXPECT_EQ(f.GetPy(), kQ);
+                    EXPECT_EQ(f.Window().left, 1); // the source's
+                    EXPECT_EQ(f.Window().top, 1);
+                }
+}
+
+TEST(ShiftedAsm, DirectionAndAxesAreLost)
+{
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        const Lumora source = Random(16, 16);
+        Lumora front = Target(16, 16, Vector(1e-5, -2e-5, 1e-4));
+        Lumora back = Target(16, 16, Vector(1e-5, -2e-5, -1e-4));
+        front.ShiftedAsmProp(source, 1);
+        back.ShiftedAsmProp(source, 1);
+        EXPECT_TRUE(SameBits(front, back));
+        EXPECT_EQ(back.GetOrigin().z, -1e-4);
+        // A tilted pair: the distance goes along the normal, the shifts are global x and y as they are.
+        const Vector normal(0, 0.6, 0.8);
+        Lumora tiltedSource(source);
+        tiltedSource.SetNormalVector(normal);
+        const Vector difference(1e-5, -2e-5, 1e-4);
+        Lumora tilted = Target(16, 16, difference);
+        tilted.SetNormalVector(normal).ShiftedAsmProp(tiltedSource, 1);
+        Lumora straight = Target(16, 16, Vector(1e-5, -2e-5, std::abs(normal * difference)));
+        straight.ShiftedAsmProp(source, 1);
+        EXPECT_TRUE(SameBits(tilted, straight));
+        EXPECT_NEAR(tilted.GetUnitVectorX().x, 1.0, 1e-15);
+        EXPECT_NEAR(tilted.GetUnitVectorY().y, 0.8, 1e-15);
+        EXPECT_NEAR(tilted.GetUnitVectorY().z, -0.6, 1e-15);
+        // The field comes back from no way at all.
+        Lumora stay = Target(16, 16, Vector());
+        stay.ShiftedAsmProp(source, 1);
+        EXPECT_LT(RelativeL2(stay, source), 1e-6);
+    }
+}
+
+TEST(ShiftedAsm, BandBesideTheSpectrumGivesZeros)
+{
+    for (const FftLib lib : kEngines)
+        for (const Vector& shift :
+             {Vector(2e-4, 0, 1e-4), Vector(-2e-4, 0, 1e-4), Vector(0, 2e-4, 1e-4), Vector(0, -2e-4, 1e-4)})
+        {
+            Engine engine(lib);
+            Lumora source = Random(16, 8);
+            source.Form() = POLAR_AMPLITUDE;
+            Lumora f = Target(16, 8, shift);
+            FillRandom(f);
+            f.ShiftedAsmProp(source, 1);
+            EXPECT_TRUE(AllZero(f));
+            EXPECT_EQ(f.GetNx(), 16);
+            EXPECT_EQ(f.GetNy(), 8);
+            EXPECT_EQ(f.Form(), POLAR_AMPLITUDE);
+        }
+}
+
+TEST(ShiftedAsm, AddAndTiles)
+{
+    // The extended forms against the same tiles cut and placed by hand, bit for bit, also on a tilted plane.
+    const int shapes[][4] = {{16, 16, 16, 16}, {32, 16, 16, 16}, {16, 16, 16, 64}, {32, 8, 8, 32}, {32, 32, 8, 16}};
+    for (const FftLib lib : kEngines)
+        for (const auto& s : shapes)
+            for (const bool tilted : {false, true})
+            {
+                Engine engine(lib);
+                const Vector normal = tilted ? Vector(0.6, 0, 0.8) : Vector(0, 0, 1);
+                Lumora source = Random(s[0], s[1]);
+                source.SetOrigin(Vector(1e-5, 0, 0)).SetNormalVector(normal);
+                Lumora f = Target(s[2], s[3], Vector(3e-5, 2e-5, 3e-4));
+                // Inside the tolerance, yet every destination tile starts from its field's normal, not from a source's.
+                f.SetNormalVector(normal + Vector(0, 4e-7, 0)).SetWindow(1, 2, 0, 1);
+                FillRandom(f, 9);
+                Lumora expected(f);
+                const int nx = std::min(s[0], s[2]);
+                const int ny = std::min(s[1], s[3]);
+                const auto place = [&](const Lumora& field, int column, int row)
+                {
+                    const double dx = (column + (1 - field.GetNx() / nx) * 0.5) * nx * kP;
+                    const double dy = (row + (1 - field.GetNy() / ny) * 0.5) * ny * kQ;
+                    return field.GetOrigin() + field.GetUnitVectorX() * dx + field.GetUnitVectorY() * dy;
+                };
+                for (int sr = 0; sr < s[1] / ny; ++sr)
+                    for (int sc = 0; sc < s[0] / nx; ++sc)
+                    {
+                        Lumora from = Target(nx, ny, place(source, sc, sr));
+                        from.SetNormalVector(normal);
+                        for (int j = 0; j < ny; ++j)
+                            for (int i = 0; i < nx; ++i)
+                                from.SetPixel(i, j, source.GetPixel(sc * nx + i, sr * ny + j));
+                        for (int dr = 0; dr < s[3] / ny; ++dr)
+                            for (int dc = 0; dc < s[2] / nx; ++dc)
+                            {
+                                Lumora to = Target(nx, ny, place(f, dc, dr));
+                                const Vector origin = to.GetOrigin();
+                                to.CopyParam(f).SetOrigin(origin).ShiftedAsmProp(from, 1);
+                                // By index: Add places by global x and y, which shortens a tilted plane's offsets.
+                                for (int j = 0; !tilted && j < ny; ++j)
+                                    for (int i = 0; i < nx; ++i)
+                                        expected.Pixel(dc * nx + i, dr * ny + j) += to.GetPixel(i, j);
+                                if (tilted)
+                                    expected.Add(to);
+                            }
+                    }
+                Lumora added(f);
+                added.ShiftedAsmPropAddEx(source);
+                EXPECT_TRUE(SameBits(added, expected)) << s[0] << " by " << s[1] << " onto " << s[2] << " by " << s[3];
+                EXPECT_EQ(added.Window().left, 1);
+                EXPECT_EQ(added.GetOrigin().x, 3e-5);
+                Lumora fresh(f);
+                fresh.ShiftedAsmPropEx(source);
+                Lumora cleared(f);
+                cleared.Clear().ShiftedAsmPropAddEx(source);
+                EXPECT_TRUE(SameBits(fresh, cleared));
+                if (s[0] == s[2] && s[1] == s[3])
+                {
+                    Lumora one(f);
+                    one.ShiftedAsmPropAdd(source, 1);
+                    EXPECT_TRUE(SameBits(one, added));
+                }
+            }
+}
+
+TEST(ShiftedAsm, TilesAreTheWholeField)
+{
+    // A field of 64 by 64 cut into 16 tiles onto 16 by 16 in its middle: the sum over tiles is the propagation of the
+    // whole. A smooth source, since each tile pair has a band limit of its own.
+    Lumora source(64, 64, 4e-6, 4e-6, kLambda);
+    source.SetGaussian(1e-4, 2.0, 1.0);
+    Lumora whole(64, 64, 4e-6, 4e-6, kLambda);
+    whole.SetOrigin(Vector(0, 0, 5e-4));
+    whole.ShiftedAsmProp(source, 1);
+    Lumora part(16, 16, 4e-6, 4e-6, kLambda);
+    part.SetOrigin(Vector(0, 0, 5e-4));
+    part.ShiftedAsmPropEx(source);
+    Lumora middle(16, 16, 4e-6, 4e-6, kLambda);
+    for (int j = 0; j < 16; ++j)
+        for (int i = 0; i < 16; ++i)
+            middle.SetPixel(i, j, whole.GetPixel(24 + i, 24 + j));
+    EXPECT_LT(RelativeL2(part, middle), 0.02);
+    EXPECT_GT(RelativeL2(part, middle), 1e-6); // the tiles' band limits are not the whole field's
+}
+
+TEST(ShiftedAsm, SourceAndDestinationInOne)
+{
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        const Lumora start = Random(8, 8);
+        Lumora f(start);
+        f.ShiftedAsmProp(f, 1);
+        EXPECT_LT(RelativeL2(f, start), 1e-6);
+        f = start;
+        f.ShiftedAsmPropAdd(f, 1);
+        Lumora twice(start);
+        twice += start;
+        EXPECT_LT(RelativeL2(f, twice), 1e-6);
+        f = start;
+        f.ShiftedAsmPropEx(f);
+        EXPECT_LT(RelativeL2(f, start), 1e-6);
+    }
+}
+
+TEST(ShiftedAsm, Refusals)
+{
+    using Change = std::function<void(Lumora&)>;
+    const std::string name = "LumoraLib::Lumora::";
+    const std::string parameter = "at least one parameter is different";
+    const std::string normal = "normal vector of the destination is not same as the source";
+    const Change spectrum = [](Lumora& f)
+    {
+        f.Form() = SPECTRUM;
+    };
+    const Change wave = [](Lumora& f)
+    {
+        f.SetWavelength(6e-7);
+    };
+    const Change pitch = [](Lumora& f)
+    {
+        f.SetPy(kQ * 1.0000001);
+    };
+    const Change nan = [](Lumora& f)
+    {
+        f.SetPx(std::nan(""));
+    };
+    const Change tilt = [](Lumora& f)
+    {
+        f.SetNormalVector(Vector(1e-5, 0, 1));
+    };
+    const Change larger = [](Lumora& f)
+    {
+        f.SetNx(16).Init(nullptr);
+    };
+    const Change none = [](Lumora&) {
+    };
+    enum Member
+    {
+        Prop,
+        Add,
+        AddEx,
+        Ex
+    };
+    struct Case
+    {
+        Member member;
+        Change source, destination;
+        int precision;
+        Failure failure;
+    };
+    const Case table[] = {
+        {Prop, spectrum, wave, 0, {6, name + "ShiftedAsmProp", "both objects must be in real space"}},
+        {Prop, none, spectrum, 1, {6, name + "ShiftedAsmProp", "both objects must be in real space"}},
+        {Prop, wave, tilt, 0, {3, name + "ShiftedAsmProp", parameter}},
+        {Prop, none, larger, 1, {3, name + "ShiftedAsmProp", parameter}},
+        {Prop, none, pitch, 1, {3, name + "ShiftedAsmProp", parameter}},
+        {Prop, nan, nan, 1, {3, name + "ShiftedAsmProp", parameter}},
+        {Prop, none, tilt, 0, {3, name + "ShiftedAsmProp", normal}},
+        {Prop, none, none, 0, {3, name + "ShiftedAsmProp", "precision must be more than zero"}},
+        {Prop, none, none, -3, {3, name + "ShiftedAsmProp", "precision must be more than zero"}},
+        {Add, none, spectrum, 1, {6, name + "ShiftedAsmPropAdd", "both objects are in real space"}},
+        {Add, wave, tilt, 1, {3, name + "ShiftedAsmPropAdd", parameter}},
+        {Add, larger, none, 1, {3, name + "ShiftedAsmPropAdd", parameter}},
+        {Add, tilt, none, 0, {3, name + "ShiftedAsmPropAdd", normal}},
+        {Add, pitch, none, 1, {3, name + "ShiftedAsmProp", parameter}},
+        {Add, none, none, 0, {3, name + "ShiftedAsmProp", "precision must be more than zero"}},
+        {AddEx, spectrum, none, 1, {6, name + "ShiftedAsmPropAddEx", "both objects must be in real space"}},
+        {AddEx,
+         wave,
+         tilt,
+         1,
+         {3, name + "ShiftedAsmPropAddEx", "the destination wavelength is different from the source"}},
+        {AddEx, none, tilt, 1, {3, name + "ShiftedAsmPropAddEx", normal}},
+        {AddEx, larger, pitch, 1, {3, name + "ShiftedAsmProp", parameter}},
+        {AddEx, none, pitch, 1, {3, name + "ShiftedAsmProp", parameter}},
+        {Ex, none, spectrum, 1, {6, name + "ShiftedAsmPropAddEx", "both objects must be in real space"}},
+        {Ex, none, tilt, 1, {3, name + "ShiftedAsmPropAddEx", normal}},
+        {Ex,
+         none,
+         wave,
+         1,
+         {3, name + "ShiftedAsmPropAddEx", "the destination wavelength is different from the source"}},
+        {Ex, larger, pitch, 1, {3, name + "ShiftedAsmProp", parameter}},
+    };
+    for (const FftLib lib : kEngines)
+        for (const Case& t : table)
+        {
+            Engine engine(lib);
+            Lumora source = Random(8, 8);
+            Lumora f = Target(8, 8, Vector(0, 0, 1e-4));
+            FillRandom(f, 3);
+            t.source(source);
+            t.destination(f);
+            const Lumora before(f);
+            const auto call = [&]
+            {
+                if (t.member == Prop)
+                    f.ShiftedAsmProp(source, t.precision);
+                else if (t.member == Add)
+                    f.ShiftedAsmPropAdd(source, t.precision);
+                else
+                    t.member == AddEx ? f.ShiftedAsmPropAddEx(source) : f.ShiftedAsmPropEx(source);
+            };
+            EXPECT_EQ(Catch(call), t.failure);
+            EXPECT_TRUE(SameBits(f, before)); // nothing was written
+        }
+    // An enlargement beyond all memory is refused, not wrapped around.
+    for (const FftLib lib : kEngines)
+        for (const int precision : {31, 32, 33, 1000})
+        {
+            Engine engine(lib);
+            const Lumora source = Random(8, 8);
+            Lumora f = Target(8, 8, Vector(0, 0, 1e-4));
+            EXPECT_EQ(Catch([&] { f.ShiftedAsmProp(source, precision); }).code, 1) << precision;
+        }
+}

@@ -1,0 +1,363 @@
+// Shifted Fresnel propagation against the Fresnel integral summed in double precision: every form, descriptors, tiles,
+// the one-row branch, refusals.
+#include "TestTools.h"
+
+#include <functional>
+
+using namespace lmltest;
+
+namespace
+{
+using Value = std::complex<double>;
+using Descriptor = ShiftedFresnelPropDescriptor;
+constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+constexpr double kLambda = 5e-7;
+
+Lumora Random(int nx, int ny, std::uint32_t seed = 5)
+{
+    Lumora f(nx, ny, 4e-6, 5e-6, kLambda);
+    FillRandom(f, seed);
+    f.SetOrigin(Vector(3e-5, -2e-5, 0.1));
+    return f;
+}
+
+/// Zeros with pitches of its own at the lateral place (x, y) and the distance z from Random's plane.
+Lumora Target(int nx, int ny, double z, double x = -1e-4, double y = 6e-5)
+{
+    Lumora f(nx, ny, 7e-6, 3e-6, kLambda);
+    f.Clear().SetOrigin(Vector(x, y, 0.1 + z));
+    return f;
+}
+
+/// exp(ikz) / (i lambda z) times the double integral of u exp(ik ((x - xi)^2 + (y - eta)^2) / 2z), as a sum.
+Value Fresnel(const Lumora& u, double x, double y, double z)
+{
+    Value sum = 0.0;
+    const double k = u.GetWavenumber();
+    for (int j = 0; j < u.GetNy(); ++j)
+        for (int i = 0; i < u.GetNx(); ++i)
+        {
+            const double dx = x - (u.X(i) + u.GetOrigin().x);
+            const double dy = y - (u.Y(j) + u.GetOrigin().y);
+            sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * std::polar(1.0, k * (dx * dx + dy * dy) / (2.0 * z));
+        }
+    return sum * std::polar(1.0, k * z) / Value(0.0, kLambda * z) * u.GetPx() * u.GetPy();
+}
+
+/// l2 distance of f - start from `times` Fresnel sums of u, relative to the sums.
+double DistanceFromSum(const Lumora& f, const Lumora& u, double z, const Lumora* start = nullptr, double times = 1.0)
+{
+    double difference = 0.0;
+    double norm = 0.0;
+    for (int j = 0; j < f.GetNy(); ++j)
+        for (int i = 0; i < f.GetNx(); ++i)
+        {
+            const Value sum = times * Fresnel(u, f.X(i) + f.GetOrigin().x, f.Y(j) + f.GetOrigin().y, z);
+            Value value(f.GetReal(i, j), f.GetImag(i, j));
+            if (start)
+                value -= Value(start->GetReal(i, j), start->GetImag(i, j));
+            difference += std::norm(value - sum);
+            norm += std::norm(sum);
+        }
+    return std::sqrt(difference / norm);
+}
+
+void ExpectFrame(const Lumora& f, const Lumora& before)
+{
+    Lumora a(f);
+    Lumora b(before);
+    EXPECT_EQ(a.GetPx(), b.GetPx());
+    EXPECT_EQ(a.GetPy(), b.GetPy());
+    EXPECT_EQ(a.GetOrigin().x, b.GetOrigin().x);
+    EXPECT_EQ(a.GetOrigin().z, b.GetOrigin().z);
+    EXPECT_EQ(a.Form(), b.Form());
+    EXPECT_EQ(a.Window().right, b.Window().right);
+}
+} // namespace
+
+TEST(ShiftedFresnel, EveryFormIsTheFresnelSum)
+{
+    // Distances down to phases of 1e6 rad, and the other side of the source, which counts as this side.
+    for (const FftLib lib : kEngines)
+        for (const double z : {0.02, 3e-4, -0.02})
+            for (const auto& size : {std::pair{16, 16}, {32, 4}, {2, 8}, {1, 8}})
+                for (const int threads : {1, 3})
+                {
+                    Engine engine(lib);
+                    Threads team(threads);
+                    const double distance = std::abs(z);
+                    Lumora u = Random(size.first, size.second);
+                    u.SetWindow(0, 1, 0, 1);
+                    const Lumora before(u);
+                    Lumora f = Target(size.first, size.second, z);
+                    FillRandom(f, 8);
+                    f.SetWindow(0, 1, 0, 1);
+                    const Lumora start(f);
+                    const Descriptor d(distance, f.GetPx(), f.GetPy(), u);
+
+                    Lumora computed(f);
+                    computed.ShiftedFresnelProp(u);
+                    EXPECT_LT(DistanceFromSum(computed, u, distance), 2e-6) << size.first << " by " << size.second;
+                    ExpectFrame(computed, start);
+                    Lumora cached(f);
+                    cached.ShiftedFresnelProp(u, d);
+                    EXPECT_LT(DistanceFromSum(cached, u, distance), 2e-6);
+                    ExpectFrame(cached, start);
+                    Lumora added(f);
+                    added.ShiftedFresnelPropAdd(u, d).ShiftedFresnelPropAdd(u, d);
+                    EXPECT_LT(DistanceFromSum(added, u, distance, &start, 2.0), 1e-5);
+                    ExpectFrame(added, start);
+                    Lumora extended(f);
+                    extended.ShiftedFresnelPropAddEx(u);
+                    EXPECT_LT(DistanceFromSum(extended, u, distance, &start), 1e-5);
+                    extended.ShiftedFresnelPropEx(u);
+                    EXPECT_LT(DistanceFromSum(extended, u, distance), 2e-6);
+                    ExpectFrame(extended, start);
+
+                    for (const bool withDescriptor : {false, true})
+                    {
+                        Lumora moved(u);
+                        if (withDescriptor)
+                            moved.ShiftedFresnelProp(f.GetOrigin(), f.GetPx(), f.GetPy(), d);
+                        else
+                            moved.ShiftedFresnelProp(f.GetOrigin(), f.GetPx(), f.GetPy());
+                        EXPECT_LT(DistanceFromSum(moved, u, distance), 2e-6);
+                        ExpectFrame(moved, start);
+                    }
+                    EXPECT_TRUE(SameBits(u, before));
+                }
+}
+
+TEST(ShiftedFresnel, OneRowReplacesAndHasItsOwnFactor)
+{
+    // pS / sqrt(lambda z) and -i instead of the root of 1 / (i lambda z).
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        const Lumora u = Random(32, 1);
+        Lumora f = Target(32, 1, 0.01, -1e-4, -2e-5); // the same y
+        FillRandom(f, 4);
+        const Descriptor d(0.01, f.GetPx(), f.GetPy(), u);
+        Lumora expected(f);
+        expected.ShiftedFresnelProp1d(u);
+        for (int i = 0; i < 32; ++i)
+        {
+            const Value sum =
+                Fresnel(u, f.X(i) + f.GetOrigin().x, f.GetOrigin().y, 0.01) / 5e-6 * std::sqrt(kLambda * 0.01);
+            EXPECT_LT(std::abs(Value(expected.GetReal(i, 0), expected.GetImag(i, 0)) - sum), 1e-6 * std::sqrt(32.0));
+        }
+        const std::function<void(Lumora&)> forms[] = {
+            [&](Lumora& g) { g.ShiftedFresnelProp(u); }, [&](Lumora& g) { g.ShiftedFresnelProp(u, d); },
+            [&](Lumora& g) { g.ShiftedFresnelPropAdd(u, d); }, [&](Lumora& g) { g.ShiftedFresnelPropAddEx(u); },
+            [&](Lumora& g)
+            {
+                g.ShiftedFresnelProp(u, Descriptor(1.0, 1.0, 1.0, u));
+            }}; // the descriptor is not looked at
+        for (const auto& form : forms)
+        {
+            Lumora g(f);
+            form(g);
+            EXPECT_TRUE(SameBits(g, expected));
+        }
+        Lumora moved(u); // no one-row branch here
+        moved.ShiftedFresnelProp(f.GetOrigin(), f.GetPx(), f.GetPy());
+        EXPECT_LT(DistanceFromSum(moved, u, 0.01), 2e-6);
+    }
+}
+
+TEST(ShiftedFresnel, TilesAreTheWholeSum)
+{
+    // The Fresnel integral has no band limit: tiles add up to the sum over the whole source.
+    const int shapes[][4] = {{32, 8, 8, 32}, {32, 16, 8, 8}, {8, 8, 16, 32}, {16, 4, 64, 4}};
+    for (const FftLib lib : kEngines)
+        for (const auto& s : shapes)
+        {
+            Engine engine(lib);
+            const Lumora u = Random(s[0], s[1]);
+            Lumora f = Target(s[2], s[3], 0.02);
+            FillRandom(f, 3);
+            const Lumora start(f);
+            f.ShiftedFresnelPropAddEx(u);
+            EXPECT_LT(DistanceFromSum(f, u, 0.02, &start), 2e-5) << s[0] << " by " << s[1];
+            ExpectFrame(f, start);
+            f.ShiftedFresnelPropEx(u);
+            EXPECT_LT(DistanceFromSum(f, u, 0.02), 5e-6);
+        }
+}
+
+TEST(ShiftedFresnel, Descriptors)
+{
+    const Lumora u = Random(16, 8);
+    const double z = 0.03;
+    const Descriptor d(z, 7e-6, 3e-6, u);
+    const double a = 7e-6 * 4e-6 / (z * kLambda);
+    EXPECT_DOUBLE_EQ(d.chirpX, a);
+    EXPECT_DOUBLE_EQ(d.chirpY, 3e-6 * 5e-6 / (z * kLambda));
+    EXPECT_EQ(d.GetNx(), 32);
+    EXPECT_EQ(d.GetNy(), 16);
+    EXPECT_TRUE(SameBits(d, ScaledFftDescriptor(16, 8, d.chirpX, d.chirpY)));
+    EXPECT_TRUE(d == Descriptor(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 16, 8));
+    EXPECT_TRUE(d == Descriptor(kLambda, 7e-6, 3e-6, 4e-6, 5e-6, z, 16, 8)); // only the product of these two counts
+    EXPECT_FALSE(d == Descriptor(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 16, 16));
+    Lumora moved(u);
+    moved.SetOrigin(Vector(9, 9, 9)); // lateral places do not enter
+    EXPECT_TRUE(d.IsCompatibleWith(z, 7e-6, 3e-6, moved));
+    // The tolerance is 1e-12 on the parameters, absolute and strict.
+    const auto at = [&](double change)
+    {
+        return 7e-6 * 4e-6 / ((a + change) * kLambda);
+    };
+    const double stretch = (a + 1.2e-12) / a;
+    EXPECT_TRUE(d.IsCompatibleWith(at(0.8e-12), 7e-6, 3e-6, u));
+    EXPECT_FALSE(d.IsCompatibleWith(at(1.2e-12), 7e-6, 3e-6, u));
+    EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6 * stretch, 3e-6, u));
+    EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 8, 16));
+    EXPECT_TRUE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 16, 8));
+    Descriptor copy(d);
+    EXPECT_TRUE(copy == d);
+    copy.Dispose();
+    EXPECT_TRUE(copy == d);
+    Lumora f = Target(16, 8, z);
+    EXPECT_EQ(Catch([&] { f.ShiftedFresnelProp(u, copy); }).code, 6); // never a read through null
+}
+
+TEST(ShiftedFresnel, NoDistance)
+{
+    for (const FftLib lib : kEngines)
+    {
+        Engine engine(lib);
+        const Lumora u = Random(8, 8);
+        Lumora f = Target(8, 8, 0.0);
+        f.SetOrigin(f.GetOrigin() + Vector(0, 0, u.GetOrigin().z - f.GetOrigin().z));
+        f.ShiftedFresnelProp(u);
+        EXPECT_FALSE(std::isfinite(f.GetReal(3, 3)));
+        EXPECT_EQ(Catch([&] { f.ShiftedFresnelPropAddEx(u); }),
+                  (Failure{6, "LumoraLib::Lumora::ShiftedFresnelPropAdd", "descriptor is not compatible"}));
+        Lumora large(16, 8, 7e-6, 3e-6, kLambda);
+        large.SetOrigin(f.GetOrigin());
+        EXPECT_EQ(Catch([&] { large.ShiftedFresnelPropAddEx(u); }),
+                  (Failure{6, "LumoraLib::Lumora::ShiftedFresnelProp", "descriptor is not compatible"}));
+    }
+}
+
+TEST(ShiftedFresnel, Refusals)
+{
+    using Change = std::function<void(Lumora&)>;
+    const std::string prop = "LumoraLib::Lumora::ShiftedFresnelProp";
+    const std::string text = "both objects are in real space";
+    const std::string parameter = "at least one parameter is different";
+    const std::string normal = "normal vector of the destination is not same as the source";
+    const std::string unfit = "descriptor is not compatible";
+    const std::string japanese = "\x96@\x90\xfc\x83x\x83N\x83g\x83\x8b\x82\xaa\x88\xd9\x82\xc8\x82\xe9";
+    const Change spectrum = [](Lumora& f)
+    {
+        f.Form() = SPECTRUM;
+    };
+    const Change wave = [](Lumora& f)
+    {
+        f.SetWavelength(6e-7);
+    };
+    const Change tilt = [](Lumora& f)
+    {
+        f.SetNormalVector(Vector(1e-5, 0, 1));
+    };
+    const Change larger = [](Lumora& f)
+    {
+        f.SetNx(2 * f.GetNx()).Init(nullptr);
+    };
+    const Change row = [](Lumora& f)
+    {
+        f.SetNy(1).Init(nullptr);
+    };
+    const Change near = [](Lumora& f)
+    {
+        f.SetOrigin(f.GetOrigin() - Vector(0, 0, 1e-3));
+    };
+    const Change none = [](Lumora&) {
+    };
+    using Call = std::function<void(Lumora&, const Lumora&, const Descriptor&)>;
+    const Call computed = [](Lumora& f, const Lumora& u, const Descriptor&)
+    {
+        f.ShiftedFresnelProp(u);
+    };
+    const Call cached = [](Lumora& f, const Lumora& u, const Descriptor& d)
+    {
+        f.ShiftedFresnelProp(u, d);
+    };
+    const Call add = [](Lumora& f, const Lumora& u, const Descriptor& d)
+    {
+        f.ShiftedFresnelPropAdd(u, d);
+    };
+    const Call addEx = [](Lumora& f, const Lumora& u, const Descriptor&)
+    {
+        f.ShiftedFresnelPropAddEx(u);
+    };
+    const Call ex = [](Lumora& f, const Lumora& u, const Descriptor&)
+    {
+        f.ShiftedFresnelPropEx(u);
+    };
+    const Call line = [](Lumora& f, const Lumora& u, const Descriptor&)
+    {
+        f.ShiftedFresnelProp1d(u);
+    };
+    const Call place = [](Lumora& f, const Lumora&, const Descriptor&)
+    {
+        f.ShiftedFresnelProp(Vector(0, 0, 1), 1e-6, 1e-6);
+    };
+    const Call placeWith = [](Lumora& f, const Lumora&, const Descriptor& d)
+    {
+        f.ShiftedFresnelProp(Vector(0, 0, 1), 1e-6, 1e-6, d);
+    };
+    struct Case
+    {
+        Call call;
+        Change source, destination;
+        Failure failure;
+    };
+    const Case table[] = {
+        {computed, spectrum, wave, {6, prop, text}},
+        {computed, wave, tilt, {3, prop, parameter}},
+        {computed, none, larger, {3, prop, parameter}},
+        {computed, row, none, {3, prop, parameter}},
+        {computed, tilt, none, {3, prop, normal}},
+        {cached, none, spectrum, {6, prop, text}},
+        {cached, larger, none, {3, prop, parameter}},
+        {cached, none, tilt, {3, prop, normal}},
+        {cached, none, near, {6, prop, unfit}},
+        {add, none, spectrum, {6, prop + "Add", text}},
+        {add, wave, near, {3, prop + "Add", parameter}},
+        {add, tilt, near, {3, prop + "Add", normal}},
+        {add, none, near, {6, prop + "Add", unfit}},
+        {addEx, spectrum, wave, {6, prop + "AddEx", "both objects must be in real space"}},
+        {addEx, wave, tilt, {3, prop + "AddEx", "the destination wavelength is different from the source"}},
+        {addEx, larger, tilt, {3, prop + "AddEx", normal}},
+        {ex, none, spectrum, {6, prop + "AddEx", "both objects must be in real space"}},
+        {ex, wave, none, {3, prop + "AddEx", "the destination wavelength is different from the source"}},
+        {ex, none, tilt, {3, prop + "AddEx", normal}},
+        {line, none, none, {3, prop + "1d", ""}},
+        {line, row, none, {3, prop + "1d", ""}},
+        {place, none, spectrum, {6, prop, "object is in real space"}},
+        {placeWith, none, spectrum, {6, prop, "object is in real space"}},
+        {placeWith, none, none, {6, prop, unfit}},
+    };
+    for (const FftLib lib : kEngines)
+        for (const Case& t : table)
+        {
+            Engine engine(lib);
+            Lumora u = Random(8, 8);
+            Lumora f = Target(8, 8, 0.02);
+            FillRandom(f, 3);
+            const Descriptor d(0.02, f.GetPx(), f.GetPy(), u);
+            t.source(u);
+            t.destination(f);
+            const Lumora before(f);
+            EXPECT_EQ(Catch([&] { t.call(f, u, d); }), t.failure);
+            EXPECT_TRUE(SameBits(f, before));
+            ExpectFrame(f, before);
+        }
+    Lumora u = Random(8, 1);
+    Lumora f = Target(8, 1, 0.02);
+    f.SetNormalVector(Vector(1e-5, 0, 1));
+    EXPECT_EQ(Catch([&] { f.ShiftedFresnelProp1d(u); }), (Failure{3, prop + "1d", japanese}));
+    EXPECT_EQ(Catch([&] { f.SetWavelength(1e-6).ShiftedFresnelProp1d(u); }), (Failure{3, prop + "1d", ""}));
+}

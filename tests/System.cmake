@@ -1,0 +1,55 @@
+# Tests of the build as a whole: headers, package, processors without wide registers, examples.
+include(${CMAKE_CURRENT_SOURCE_DIR}/Headers.cmake)
+
+if(NOT LML_SANITIZED)
+  find_package(PkgConfig)
+  if(PkgConfig_FOUND)
+    add_test(NAME Consumer COMMAND ${CMAKE_COMMAND} -DBUILD=${CMAKE_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}
+             -DWORK=${CMAKE_CURRENT_BINARY_DIR}/consumer -DGENERATOR=${CMAKE_GENERATOR} -DCXX=${CMAKE_CXX_COMPILER} "-DFLAGS=${CMAKE_CXX_FLAGS}"
+             "-DLINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}" -P ${CMAKE_CURRENT_SOURCE_DIR}/consumer/run.cmake)
+    set_tests_properties(Consumer PROPERTIES TIMEOUT 300)
+  endif()
+
+  # A processor of 2008 without AVX, under emulation: the library loads, picks its narrowest form and passes its tests.
+  find_program(LML_QEMU qemu-x86_64)
+  if(LML_QEMU AND TARGET WideFftTest)
+    add_test(NAME NoAvx COMMAND ${LML_QEMU} -cpu Nehalem $<TARGET_FILE:IsaTest> --gtest_filter=*Narrow*:*AnyProcessor*)
+    set_tests_properties(NoAvx PROPERTIES TIMEOUT 300)
+  endif()
+endif()
+
+# The exported names (an instrumented library has more) and the map of the sources.
+if(NOT LML_SANITIZED)
+  add_test(NAME Exports COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DLIBRARY=$<TARGET_FILE:lml> -P
+           ${CMAKE_CURRENT_SOURCE_DIR}/exports.cmake)
+endif()
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_FOUND)
+  add_test(NAME ErrorSites COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/error_sites.py)
+  add_test(NAME MapIsFresh COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/make_map.py --check)
+endif()
+
+# The examples run with small settings; each checks its own result and tells by its exit code.
+if(LML_BUILD_EXAMPLES)
+  set(example_out ${CMAKE_CURRENT_BINARY_DIR}/examples)
+  file(MAKE_DIRECTORY ${example_out})
+  function(lml_example name)
+    add_test(NAME Example.${name} COMMAND ${name} --out ${example_out} ${ARGN} WORKING_DIRECTORY ${example_out})
+    set_tests_properties(Example.${name} PROPERTIES TIMEOUT 300)
+  endfunction()
+  lml_example(picture_hologram)
+  lml_example(field_profile)
+  lml_example(tilted_plane --size 512)
+  if(NOT LML_SANITIZED)
+    lml_example(segmented_field --size 512) # it measures its own memory
+  endif()
+  lml_example(point_cloud_hologram --points 100 --size 256)
+  lml_example(device_hologram --reduce 1)
+  lml_example(shifted_plane)
+  lml_example(zoom)
+  lml_example(limits)
+  add_test(NAME Example.BadPicture COMMAND picture_hologram no-such-picture.bmp)
+  set_tests_properties(Example.BadPicture PROPERTIES PASS_REGULAR_EXPRESSION "ERROR!!.*LoadBmp.*no-such-picture")
+  add_test(NAME Example.BadOption COMMAND picture_hologram --pitch zero)
+  set_tests_properties(Example.BadOption PROPERTIES PASS_REGULAR_EXPRESSION "ERROR!!.*not a number: --pitch zero")
+endif()

@@ -1,0 +1,209 @@
+// What the test programs share: failures as values, random fields, comparisons bit by bit, scratch files, a locale with
+// a decimal comma.
+#ifndef LML_TESTTOOLS_H
+#define LML_TESTTOOLS_H
+
+#include "LmlLumora.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace lmltest
+{
+using namespace LumoraLib;
+
+/// What a call reported: code 0 when it came back normally.
+struct Failure
+{
+    int code = 0;
+    std::string function;
+    std::string message;
+    bool operator==(const Failure& o) const
+    {
+        return code == o.code && function == o.function && message == o.message;
+    }
+};
+inline void PrintTo(const Failure& f, std::ostream* os)
+{
+    *os << "{" << f.code << ", " << f.function << ", " << f.message << "}";
+}
+
+/// Runs the call in throw mode and gives what it reported.
+template <class Call>
+Failure Catch(Call&& call)
+{
+    const ErrorHandling before = GetErrorHandling();
+    SetErrorHandling(ERROR_HANDLING_THROW);
+    Failure failure;
+    try
+    {
+        call();
+    }
+    catch (LumoraException& e)
+    {
+        failure = {static_cast<int>(e.GetErrorCode()), e.GetFuncname(), e.GetUserMessage()};
+    }
+    SetErrorHandling(before);
+    return failure;
+}
+
+/// Thread count and engine choice for a stretch of a test.
+class Threads
+{
+public:
+    explicit Threads(int n) : before_(GetNumThreads()) { SetNumThreads(n); }
+    ~Threads() { SetNumThreads(before_); }
+    Threads(const Threads&) = delete;
+    Threads& operator=(const Threads&) = delete;
+
+private:
+    int before_;
+};
+class Engine
+{
+public:
+    explicit Engine(FftLib lib) : before_(GetFftLib()) { SetFftLib(lib); }
+    ~Engine() { SetFftLib(before_); }
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+private:
+    FftLib before_;
+};
+
+/// Samples uniform in [-1, 1) on both members; the same for the same seed everywhere.
+inline void FillRandom(Lumora& field, std::uint32_t seed = 1)
+{
+    std::uint32_t s = seed * 2654435761u + 12345u;
+    const auto next = [&s]
+    {
+        s = s * 1664525u + 1013904223u;
+        return static_cast<float>(static_cast<std::int32_t>(s)) * 4.656612873e-10f;
+    };
+    for (std::size_t n = 0; n < field.N(); ++n)
+    {
+        const float re = next();
+        const float im = next();
+        field[n] = Complex(re, im);
+    }
+}
+
+inline std::uint32_t Bits(float v)
+{
+    std::uint32_t b;
+    std::memcpy(&b, &v, 4);
+    return b;
+}
+
+/// Equality of all samples bit by bit; tells the first difference.
+inline ::testing::AssertionResult SameBits(const Lumora& a, const Lumora& b)
+{
+    if (a.GetNx() != b.GetNx() || a.GetNy() != b.GetNy())
+        return ::testing::AssertionFailure() << "sizes differ";
+    const Complex* p = a.GetDataPointer();
+    const Complex* q = b.GetDataPointer();
+    std::size_t differing = 0;
+    std::size_t first = 0;
+    for (std::size_t n = 0; n < a.N(); ++n)
+        if (Bits(p[n].Real()) != Bits(q[n].Real()) || Bits(p[n].Imag()) != Bits(q[n].Imag()))
+            if (differing++ == 0)
+                first = n;
+    if (differing == 0)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << differing << " of " << a.N() << " samples differ, first " << first << ": ("
+                                         << p[first].Real() << ", " << p[first].Imag() << ") and (" << q[first].Real()
+                                         << ", " << q[first].Imag() << ")";
+}
+
+/// Relative l2 distance of the samples of a from those of b.
+inline double RelativeL2(const Lumora& a, const Lumora& b)
+{
+    double num = 0.0;
+    double den = 0.0;
+    for (std::size_t n = 0; n < a.N(); ++n)
+    {
+        const double dr = double(a.GetDataPointer()[n].Real()) - double(b.GetDataPointer()[n].Real());
+        const double di = double(a.GetDataPointer()[n].Imag()) - double(b.GetDataPointer()[n].Imag());
+        num += dr * dr + di * di;
+        den += double(b.GetDataPointer()[n].Real()) * double(b.GetDataPointer()[n].Real()) +
+               double(b.GetDataPointer()[n].Imag()) * double(b.GetDataPointer()[n].Imag());
+    }
+    return std::sqrt(num / den);
+}
+
+/// A fresh name in the tests' scratch folder, removed at the end.
+class ScratchFile
+{
+public:
+    explicit ScratchFile(const std::string& name)
+        : path_(std::string(LML_SCRATCH_DIR) + "/" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->test_suite_name() + "." +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name() + "." + name)
+    {
+        for (std::size_t n = std::string(LML_SCRATCH_DIR).size() + 1; n < path_.size(); ++n)
+            if (path_[n] == '/')
+                path_[n] = '_';
+        std::remove(path_.c_str());
+    }
+    ~ScratchFile() { std::remove(path_.c_str()); }
+    ScratchFile(const ScratchFile&) = delete;
+    ScratchFile& operator=(const ScratchFile&) = delete;
+    const char* Path() const { return path_.c_str(); }
+    std::string Read() const
+    {
+        std::ifstream in(path_, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+    void Write(const std::string& bytes) const
+    {
+        std::ofstream out(path_, std::ios::binary | std::ios::trunc);
+        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    }
+
+private:
+    std::string path_;
+};
+
+/// A locale whose decimal point is a comma, built on the spot; it holds for the object's life.
+class CommaLocale
+{
+public:
+    explicit CommaLocale(const ScratchFile& source) : folder_(std::string(source.Path()) + "_locale")
+    {
+        source.Write("LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n");
+        const std::string make = "mkdir -p " + folder_ + " && localedef -c -f ANSI_X3.4-1968 -i " + source.Path() +
+                                 " " + folder_ + "/xx_XX >/dev/null 2>&1";
+        works_ = std::system(make.c_str()) >= 0 && setenv("LOCPATH", folder_.c_str(), 1) == 0 &&
+                 std::setlocale(LC_NUMERIC, "xx_XX") != nullptr && *std::localeconv()->decimal_point == ',';
+    }
+    ~CommaLocale()
+    {
+        std::setlocale(LC_NUMERIC, "C");
+        unsetenv("LOCPATH");
+        (void)!std::system(("rm -r " + folder_).c_str());
+    }
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+    /// False where no such locale can be made.
+    bool Works() const { return works_; }
+
+private:
+    std::string folder_;
+    bool works_ = false;
+};
+} // namespace lmltest
+
+#endif

@@ -1,0 +1,99 @@
+#!/usr/bin/env python3
+"""Writes docs/map.md: a line per source unit and a table from functions to units. With --check it only compares.
+
+Units and purposes come from the first line of each source file, functions from their definitions and from the inline
+members of the public headers, tests from the files that name the unit."""
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+LIB = ROOT / "lml"
+TESTS = ROOT / "tests"
+PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "Fftsg.h"]
+# Units whose tests have another name than their own.
+TESTED_BY = {
+    "lml": "RuntimeTest", "Runtime": "RuntimeTest", "Tiles": "ShiftedAsmTest", "Isa": "IsaTest", "Scratch": "WideFftTest",
+    "FieldTools": "ConversionTest", "ImageModes": "BmpTest", "FusedAsm": "FusedTest", "FusedChirp": "FusedTest",
+    "WidePhase": "SinCosTest", "VendorFft": "VendorFftTest", "WidePoint": "PointSourceTest",
+    "WideInterpol": "InterpolTest", "Modify": "ModifyTest",
+}
+
+
+def purpose(path):
+    first = path.read_text(encoding="utf-8").splitlines()[0]
+    text = first.lstrip("/ ").rstrip()
+    lines = path.read_text(encoding="utf-8").splitlines()
+    # A purpose may run over several comment lines up to its first full stop.
+    for line in lines[1:]:
+        if text.endswith(".") or not line.startswith("//") or not line.lstrip("/ "):
+            break
+        text += " " + line.lstrip("/ ").rstrip()
+    return text.split(". ")[0].rstrip(".") + "."
+
+
+def test_of(stem):
+    # Rooms of the wide code come in one file per instruction set.
+    base = re.sub(r"(Sse2|Avx2|Avx512)$", "", stem)
+    for name in (TESTED_BY.get(stem), TESTED_BY.get(base), stem + "Test", base + "Test"):
+        if name and ((TESTS / (name + ".cpp")).exists() or (TESTS / "vendor" / (name + ".cc")).exists()):
+            return name
+    return "-"
+
+
+def strip_comments(text):
+    text = re.sub(r"//[^\n]*", "", text)
+    return re.sub(r"/\*.*?\*/", "", text, flags=re.S)
+
+
+def functions():
+    """(function, unit) pairs: definitions of members and of public free functions."""
+    declared = strip_comments("".join((LIB / h).read_text(encoding="utf-8") for h in PUBLIC))
+    found = {}
+    member = re.compile(
+        r"^[^\s#/{}][^;{}()=]*?\b((?:Lumora|ScaledFftDescriptor|ShiftedFresnelPropDescriptor|SphericalWaveDescriptor|"
+        r"TrigTable|PointArray|Plane|Line|LineSegment|SqrMatrix|RMatrix|SFrequency|Vector|Complex|ComplexDouble|"
+        r"LumoraException|StopWatch)::~?(?:operator[^(]*(?:\(\))?|\w+))\s*\(", re.M)
+    free = re.compile(r"^(?:\[\[noreturn\]\]\s*)?[A-Za-z_][\w:&*<>\s]*?[\s&*](\w+)\(", re.M)
+    for path in sorted(LIB.glob("*.cpp")):
+        text = strip_comments(path.read_text(encoding="utf-8"))
+        for match in member.finditer(text):
+            name = re.sub(r"\s+", "", match.group(1))
+            owner, _, short = name.partition("::")
+            if re.search(r"(?<!\w)%s(?!\w)" % re.escape(short), declared):
+                found.setdefault(name, set()).add(path.stem)
+        for match in free.finditer(text):
+            name = match.group(1)
+            if re.search(r"LML_API[^;{]*[\s&*]%s\s*\(" % re.escape(name), declared):
+                found.setdefault(name, set()).add(path.stem)
+    return found
+
+
+def make():
+    out = ["# Map of the library", "",
+           "Written by `tools/make_map.py`; a test fails when it is stale. Inline members (accessors, value arithmetic) stand in the",
+           "public headers and are not listed.", "", "## Units", "", "| Unit | Purpose | Test |", "|---|---|---|"]
+    for path in sorted(LIB.glob("*.cpp"), key=lambda p: p.stem.lower()):
+        out.append("| `%s` | %s | %s |" % (path.name, purpose(path).replace("|", "\\|"), test_of(path.stem)))
+    out += ["", "## Headers", "", "| Header | Purpose |", "|---|---|"]
+    for path in sorted(list(LIB.glob("*.h")) + list(LIB.glob("*.inl")), key=lambda p: p.name.lower()):
+        kind = " (public)" if path.name in PUBLIC + ["LmlApi.h"] else ""
+        out.append("| `%s`%s | %s |" % (path.name, kind, purpose(path).replace("|", "\\|")))
+    out += ["", "## Functions", "", "| Function | Unit |", "|---|---|"]
+    for name, units in sorted(functions().items(), key=lambda item: item[0].lower()):
+        out.append("| `%s` | %s |" % (name, ", ".join("`%s`" % u for u in sorted(units))))
+    return "\n".join(out) + "\n"
+
+
+def main():
+    target = ROOT / "docs" / "map.md"
+    text = make()
+    if "--check" in sys.argv[1:]:
+        if not target.exists() or target.read_text(encoding="utf-8") != text:
+            sys.exit("docs/map.md is stale: run tools/make_map.py")
+        return
+    target.write_text(text, encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main()
