@@ -92,9 +92,9 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     back.output = ownColumns;
 
     const int threads = WideThreads(width * height, GetNumThreads());
-    const WideRowPass first(forward, threads);
     const WideFusedPass second(middlePass, threads);
-    const WideRowPass third(back, threads);
+    const WideRowPass first(forward, threads, &second.Memory());
+    const WideRowPass third(back, threads, &second.Memory());
     ParallelTeam(threads,
                  [&](int index, int size)
                  {

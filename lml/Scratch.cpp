@@ -76,7 +76,7 @@ void Return(Scratch::Block block) noexcept
 } // namespace
 
 Scratch::Scratch(int count, std::size_t bytes)
-    : count_(count), blocks_(new (std::nothrow) Block[static_cast<std::size_t>(count)])
+    : count_(count), bytes_(bytes), blocks_(new (std::nothrow) Block[static_cast<std::size_t>(count)])
 {
     if (!blocks_)
         Error(ERR_MEMORY, "LumoraLib::Malloc", "scratch");
@@ -92,7 +92,8 @@ Scratch::Scratch(int count, std::size_t bytes)
     }
 }
 
-Scratch::Scratch(Scratch&& other) noexcept : count_(other.count_), blocks_(std::move(other.blocks_))
+Scratch::Scratch(Scratch&& other) noexcept
+    : count_(other.count_), bytes_(other.bytes_), blocks_(std::move(other.blocks_))
 {
     other.count_ = 0;
 }

@@ -20,6 +20,10 @@ public:
     Scratch(Scratch&& other) noexcept;
     Scratch& operator=(Scratch&&) = delete;
 
+    int Count() const { return count_; }
+    /// Size of every block at least.
+    std::size_t Bytes() const { return bytes_; }
+
     /// Block of thread `index`.
     void* operator[](int index) const { return blocks_[static_cast<std::size_t>(index)].memory; }
     template <class T>
@@ -38,6 +42,7 @@ private:
     void GiveBack() noexcept;
 
     int count_;
+    std::size_t bytes_;
     std::unique_ptr<Block[]> blocks_;
 };
 

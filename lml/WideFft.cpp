@@ -29,8 +29,15 @@ const WideKernels& Kernels()
 // what does. Below it stores past the caches cost up to twice the time.
 constexpr std::size_t kStreamBytes = std::size_t{24} << 20;
 
-// Up to this a grid's strips are read without tiles.
-constexpr std::size_t kDirectBytes = std::size_t{1} << 20;
+// Up to this a grid stays in the caches: strips are read without tiles, and rows need not be fetched ahead.
+constexpr std::size_t kNearBytes = std::size_t{8} << 20;
+
+bool IsNear(const WideStrips& job)
+{
+    return std::max(job.input.Count(job.n) * job.sourceStride, job.output.Count(job.n) * job.targetStride) *
+               sizeof(Complex) <=
+           kNearBytes;
+}
 
 bool MayStream(const Complex* target, std::size_t stride, std::size_t samples)
 {
@@ -336,7 +343,7 @@ void LongPart(const LongJob& job, int index, int size, float* scratch, const Bar
         args.length = length.sideLength;
         args.twist = &length;
         args.stream = MayStream(args.job.target, row, length.n);
-        args.direct = length.n * sizeof(Complex) <= kDirectBytes;
+        args.near = IsNear(args.job);
         const Block block = BlockOf(WideStripCount(0, row), index, size);
         job.kernels->strips(args, block.begin, block.end, scratch);
     }
@@ -488,26 +495,26 @@ std::size_t Bytes(std::size_t floats)
 
 // ---------------------------------------------------------------------------------------------------------- scratch
 
-// The layouts are those of StripLayout, Fused, Rows and ShortRows in WideFft.inl; they hold for every lane count.
+// The layouts are those of StripLayout, FusedStrips, Rows and ShortRows in WideFft.inl; they hold for every lane count.
 
 std::size_t WideStripScratch(const WideLength& length)
 {
     const std::size_t pairRow = 2 * kWideStrip;
-    return (2 * (std::max(length.a, length.b) + 1) + length.a * (length.b + 1) + 1) * pairRow + 128 * 32;
+    return (std::max(length.a, length.b) + 1 + length.a * (length.b + 1) + 1) * pairRow + 128 * 32;
 }
 
 std::size_t WideFusedScratch(const WideLength& length, bool pairs)
 {
     const std::size_t pairRow = 2 * kWideStrip;
-    return WideStripScratch(length) + 2 * (kWideStrip + 16) + (length.b + 1) * 32 + 2 * length.b * pairRow +
-           (pairs ? (length.a * (length.b + 1) + 1) * pairRow : 0);
+    return WideStripScratch(length) + 2 * (kWideStrip + 16) + (length.b + 1) * 32 + length.b * pairRow +
+           (pairs ? (length.n / 2 + 1) * kWideKeptRow : 0);
 }
 
 std::size_t WideRowScratch(const WideLength& length)
 {
     const std::size_t n = length.n;
     if (length.lg >= 8)
-        return 4 * n + 2 * 16 * 32;
+        return 4 * n + 16 * 32;
     return 2 * n * 16 + (2 * n + 128) * 32;
 }
 
@@ -518,21 +525,36 @@ std::size_t WideConvolveScratch(const WideLength& length)
 
 // ------------------------------------------------------------------------------------------------------------ rows
 
-WideRowPass::WideRowPass(const WideRows& job, int threads)
+namespace
+{
+std::size_t RowsBytes(const WideLength& length)
+{
+    return Bytes(IsDirectRow(length) ? WideRowScratch(length) : 2 * length.n + LongScratch(length));
+}
+
+bool Lends(const Scratch* lender, int threads, std::size_t bytes)
+{
+    return lender != nullptr && lender->Count() >= threads && lender->Bytes() >= bytes;
+}
+} // namespace
+
+WideRowPass::WideRowPass(const WideRows& job, int threads, const Scratch* lender)
     : job_(job), kernels_(&Kernels()), length_(&LengthOf(job.n, *kernels_)),
-      scratch_(std::max(threads, 1),
-               Bytes(IsDirectRow(*length_) ? WideRowScratch(*length_) : 2 * job.n + LongScratch(*length_)))
+      // Rows that go back to their place are in a cache already.
+      stream_(job.target != job.source && MayStream(job.target, job.targetStride, job.output.Count(job.n) * job.rows)),
+      own_(Lends(lender, threads, RowsBytes(*length_)) ? 0 : std::max(threads, 1), RowsBytes(*length_)),
+      scratch_(own_.Count() > 0 ? &own_ : lender)
 {
 }
 
 void WideRowPass::Part(int index, int size) const noexcept
 {
     const Block block = BlockOf(job_.rows, index, size);
-    float* scratch = scratch_.As<float>(index);
+    float* scratch = scratch_->As<float>(index);
     if (IsDirectRow(*length_))
     {
         if (block.begin < block.end)
-            kernels_->rows({job_, length_}, block.begin, block.end, scratch);
+            kernels_->rows({job_, length_, stream_}, block.begin, block.end, scratch);
         return;
     }
     Complex* stage = reinterpret_cast<Complex*>(scratch);
@@ -572,9 +594,7 @@ void WideStripPass::Part(int index, int size) const noexcept
     args.job = job_;
     args.length = length_;
     args.stream = stream_;
-    args.direct = job_.n * std::max(job_.sourceStride, job_.targetStride) * sizeof(Complex) <= kDirectBytes &&
-                  job_.input.IsAll(job_.n) && job_.output.IsAll(job_.n) && job_.sourceOrigin == 0 &&
-                  job_.targetOrigin == 0;
+    args.near = IsNear(job_);
     const Block block = BlockOf(WideStripCount(job_.which, job_.columns), index, size);
     float* scratch = scratch_.As<float>(index);
     if (IsDirectColumn(*length_))
@@ -618,6 +638,7 @@ void WideFusedPass::Part(int index, int size) const noexcept
     args.job = job_.strips;
     args.length = length_;
     args.stream = stream_;
+    args.near = IsNear(job_.strips);
     args.fused = &job_;
     args.pairs = pairs_;
     const std::size_t count =
@@ -699,6 +720,7 @@ void WideColumnConvolution::Part(int index, int size) const noexcept
     args.job.input = args.job.output = {0, job_.rows};
     args.length = length_;
     args.stream = stream_;
+    args.near = IsNear(args.job);
     args.pre = reinterpret_cast<const float*>(job_.pre);
     args.post = reinterpret_cast<const float*>(job_.post);
     args.rowFactor = reinterpret_cast<const float*>(job_.spectrum);
@@ -749,8 +771,8 @@ void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfSh
     strips.shiftInput = strips.shiftOutput = halfShift;
     strips.scale = scale;
     strips.input = strips.output = {0, ny};
-    const WideRowPass rowPass(rows, team);
     const WideStripPass stripPass(strips, team);
+    const WideRowPass rowPass(rows, team, &stripPass.Memory());
     ParallelTeam(team,
                  [&](int index, int size)
                  {

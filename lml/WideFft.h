@@ -90,7 +90,11 @@ struct WideRows
 class WideRowPass
 {
 public:
-    WideRowPass(const WideRows& job, int threads);
+    /// With a lender, another pass of the same operation made for at least as many threads, its scratch is used where
+    /// it is large enough.
+    WideRowPass(const WideRows& job, int threads, const Scratch* lender = nullptr);
+    WideRowPass(const WideRowPass&) = delete;
+    WideRowPass& operator=(const WideRowPass&) = delete;
     /// The rows of thread `index` in a team of `size`.
     void Part(int index, int size) const noexcept;
 
@@ -99,7 +103,9 @@ private:
     WideRows job_;
     const WideKernels* kernels_;
     const WideLength* length_;
-    Scratch scratch_;
+    bool stream_;
+    Scratch own_;
+    const Scratch* scratch_;
 };
 void WideRowsAll(const WideRows& job, int threads);
 
@@ -129,6 +135,7 @@ class WideStripPass
 public:
     WideStripPass(const WideStrips& job, int threads);
     void Part(int index, int size) const noexcept;
+    const Scratch& Memory() const { return scratch_; }
 
 private:
     friend struct WideFftAccess;
@@ -168,6 +175,7 @@ class WideFusedPass
 public:
     WideFusedPass(const WideFused& job, int threads);
     void Part(int index, int size) const noexcept;
+    const Scratch& Memory() const { return scratch_; }
 
 private:
     friend struct WideFftAccess;

@@ -396,8 +396,8 @@ struct NoSide
 
 /// Rows of a strip on the way between memory and a tile, where element e of vector g across the strip lies at
 /// g * groupStep + e * kPair. The rows have the transform indices first, first + step, ... What is plain (whole strips,
-/// all rows, no factors) is moved by pointers alone: row e lies at row + e * rowStep, and a half shift adds `low` in
-/// the first half of the list, `high` in the other.
+/// no factors, all rows or a run of them that is not shifted) is moved by pointers alone: row e lies at
+/// row + e * rowStep, and a half shift adds `low` in the first half of the list, `high` in the other.
 struct RowMove
 {
     float* row = nullptr;
@@ -405,6 +405,7 @@ struct RowMove
     float* tile = nullptr;
     std::ptrdiff_t groupStep = 0;
     std::ptrdiff_t count = 0;
+    std::ptrdiff_t begin = 0, end = 0; ///< the rows of a plain list that count
     std::size_t first = 0, step = 0;
     bool plain = false;
     LML_MEMBER float* Row(std::ptrdiff_t e) const { return row + e * rowStep + (2 * e < count ? low : high); }
@@ -442,11 +443,19 @@ struct RowPlace
     {
         return data + 2 * column + (std::ptrdiff_t(axis) - std::ptrdiff_t(origin)) * stride;
     }
+    /// How many of the rows first, first + step, ... lie before `axis`.
+    static LML_MEMBER std::ptrdiff_t Before(std::size_t axis, std::size_t first, std::size_t step, std::size_t count)
+    {
+        const std::size_t rows = axis > first ? (axis - first - 1) / step + 1 : 0;
+        return std::ptrdiff_t(rows < count ? rows : count);
+    }
     /// The rows first, first + step, ...: all of a digit of the axis.
     LML_MEMBER void Set(RowMove& m, bool simple, float* tile, std::ptrdiff_t groupStep, std::size_t first,
                         std::size_t step, std::size_t count) const
     {
-        m.plain = simple && all && Whole();
+        m.plain = simple && Whole() && (all || (flip == 0 && range.begin <= range.end));
+        m.begin = all ? 0 : Before(range.begin, first, step, count);
+        m.end = all ? std::ptrdiff_t(count) : Before(range.end, first, step, count);
         m.row = Row(first);
         m.rowStep = std::ptrdiff_t(step) * stride;
         // The top bit of an index is that of e, or, when there is one row only, that of `first`.
@@ -460,40 +469,63 @@ struct RowPlace
     }
 };
 
-/// Reads rows, a share of them after each vector of the transforms that go on meanwhile.
+/// Fetches rows that are read soon into the second cache, a share after each vector of the transforms that go on
+/// meanwhile: loads that have to wait for memory would stop them.
+struct RowAhead
+{
+    RowMove move;
+    std::ptrdiff_t next = 0, share = 0;
+    LML_MEMBER void Set(const RowPlace& place, std::size_t first, std::size_t step, std::size_t count)
+    {
+        place.Set(move, true, nullptr, 0, first, step, count);
+        next = move.begin;
+        share = move.plain ? (move.end - move.begin + kGroups - 1) / kGroups : 0;
+    }
+    __attribute__((noinline)) void Group()
+    {
+        const std::ptrdiff_t last = next + share < move.end ? next + share : move.end;
+        for (; next < last; ++next)
+        {
+            const float* row = move.Row(next);
+#pragma GCC unroll 8
+            for (std::size_t line = 0; line < kWideStrip / 8; ++line)
+                _mm_prefetch(reinterpret_cast<const char*>(row + 16 * line), _MM_HINT_T1);
+        }
+    }
+};
+
 struct RowReader
 {
     RowPlace place;
     RowMove move;
+    RowAhead ahead;
     const float* pre;
     std::ptrdiff_t re, im; ///< where the parts go within a pair
-    std::ptrdiff_t next = 0, share = 0;
+    bool far;              ///< the grid lies beyond the near caches: rows are fetched ahead
 
     LML_MEMBER RowReader(const WideStripArgs& p, bool exchanged)
         : place(p.job.source, p.job.sourceStride, p.job.input, p.job.n, p.job.sourceOrigin, p.job.shiftInput),
-          pre(p.pre), re(exchanged ? W : 0), im(exchanged ? 0 : W)
+          pre(p.pre), re(exchanged ? W : 0), im(exchanged ? 0 : W), far(!p.near)
     {
     }
-    LML_MEMBER void Set(float* tile, std::ptrdiff_t groupStep, std::size_t first, std::size_t step, std::size_t count)
+    /// Reads all rows of a tile.
+    __attribute__((noinline)) void Read(float* tile, std::ptrdiff_t groupStep, std::size_t first, std::size_t step,
+                                        std::size_t count)
     {
         place.Set(move, pre == nullptr, tile, groupStep, first, step, count);
-        share = (std::ptrdiff_t(count) + kGroups - 1) / kGroups;
-        next = 0;
-    }
-    LML_MEMBER void Group() { Move(share); }
-    LML_MEMBER void Finish() { Move(move.count); }
-
-private:
-    __attribute__((noinline)) void Move(std::ptrdiff_t rows)
-    {
-        const std::ptrdiff_t begin = next, count = move.count;
-        const std::ptrdiff_t end = begin + rows < count ? begin + rows : count;
-        next = end;
         if (!move.plain)
-            return Slow(begin, end);
-        const std::ptrdiff_t r = re, i = im, groupStep = move.groupStep;
-        float* to = move.tile + begin * kPair;
-        for (std::ptrdiff_t e = begin; e < end; ++e, to += kPair)
+            return Slow();
+        const std::ptrdiff_t r = re, i = im;
+        float* to = tile;
+        const auto zeros = [&](std::ptrdiff_t begin, std::ptrdiff_t end) LML_LAMBDA
+        {
+            for (std::ptrdiff_t e = begin; e < end; ++e, to += kPair)
+#pragma GCC unroll 16
+                for (int g = 0; g < kGroups; ++g)
+                    StorePair(to + g * groupStep, {VF::Zero(), VF::Zero()});
+        };
+        zeros(0, move.begin);
+        for (std::ptrdiff_t e = move.begin; e < move.end; ++e, to += kPair)
         {
             const float* from = move.Row(e);
 #pragma GCC unroll 16
@@ -504,10 +536,13 @@ private:
                 v.i.Store(to + g * groupStep + i);
             }
         }
+        zeros(move.end > move.begin ? move.end : move.begin, move.count);
     }
-    __attribute__((noinline)) void Slow(std::ptrdiff_t begin, std::ptrdiff_t end)
+
+private:
+    __attribute__((noinline)) void Slow()
     {
-        for (std::ptrdiff_t e = begin; e < end; ++e)
+        for (std::ptrdiff_t e = 0; e < move.count; ++e)
         {
             const std::size_t axis = (move.first + std::size_t(e) * move.step) ^ place.flip;
             float* to = move.tile + e * kPair;
@@ -557,15 +592,15 @@ struct RowWriter
     __attribute__((noinline)) void Write(float* tile, std::ptrdiff_t groupStep, std::size_t first, std::size_t step,
                                          std::size_t count)
     {
-        place.Set(move, post == nullptr, tile, groupStep, first, step, count);
+        place.Set(move, post == nullptr && (place.all || !clear), tile, groupStep, first, step, count);
         if (!move.plain)
             return Slow();
-        const std::ptrdiff_t r = re, i = im, rows = move.count;
+        const std::ptrdiff_t r = re, i = im, begin = move.begin, end = move.end;
         const VF f(scale);
-        const float* from = tile;
+        const float* from = tile + begin * kPair;
         if (twist != nullptr)
         {
-            for (std::ptrdiff_t e = 0; e < rows; ++e, from += kPair)
+            for (std::ptrdiff_t e = begin; e < end; ++e, from += kPair)
             {
                 float* to = move.Row(e);
                 for (std::ptrdiff_t g = 0; g < kGroups; ++g)
@@ -581,7 +616,7 @@ struct RowWriter
         }
         if (stream)
         {
-            for (std::ptrdiff_t e = 0; e < rows; ++e, from += kPair)
+            for (std::ptrdiff_t e = begin; e < end; ++e, from += kPair)
             {
                 float* to = move.Row(e);
 #pragma GCC unroll 16
@@ -591,7 +626,7 @@ struct RowWriter
             }
             return;
         }
-        for (std::ptrdiff_t e = 0; e < rows; ++e, from += kPair)
+        for (std::ptrdiff_t e = begin; e < end; ++e, from += kPair)
         {
             float* to = move.Row(e);
 #pragma GCC unroll 16
@@ -657,54 +692,47 @@ private:
 
 // ---------------------------------------------------------------------------------------------------------- strips
 
-/// Where things lie in the scratch of a strip. Tiles are padded by one pair per column of vectors: powers of two fall
+/// Where things lie in the scratch of a strip. The tile is padded by one pair per column of vectors: powers of two fall
 /// in the same cache sets. Sizes do not depend on W.
 struct StripLayout
 {
     std::size_t a, b;
-    std::ptrdiff_t tileA, tileB; ///< group steps of the two tiles
+    std::ptrdiff_t tileA, tileB; ///< group steps of the tile for the two lengths
     std::ptrdiff_t line, group;  ///< buffer: from one k1 to the next, from one group to the next
-    float *tile, *tile2, *inner, *buffer, *rest;
+    float *tile, *inner, *buffer, *rest;
     LML_MEMBER StripLayout(const WideLength& length, float* scratch)
         : a(length.a), b(length.b), tileA(std::ptrdiff_t(a + 1) * kPair), tileB(std::ptrdiff_t(b + 1) * kPair),
           line(std::ptrdiff_t(b + 1) * kPair), group(std::ptrdiff_t(a * (b + 1) + 1) * kPair)
     {
         const std::ptrdiff_t side = (tileA > tileB ? tileA : tileB) * kGroups;
         tile = scratch;
-        tile2 = tile + side;
-        inner = tile2 + side;
+        inner = tile + side;
         buffer = inner + 128 * 32; // 128 pairs of the widest build
         rest = buffer + group * kGroups;
     }
 };
 
 /// Gathers a strip and does its transforms over a' with the twiddles: buffer[g][k1][b'].
-LML_INLINE void StripFirst(const WideLength& length, const StripLayout& at, float* buffer, RowReader& reader)
+LML_INLINE void TileFirst(const WideLength& length, const StripLayout& at, float* buffer, RowReader& reader)
 {
-    float* now = at.tile;
-    float* next = at.tile2;
-    reader.Set(now, at.tileA, 0, at.b, at.a);
-    reader.Finish();
     for (std::size_t b = 0; b < at.b; ++b)
     {
-        reader.Set(next, at.tileA, b + 1 < at.b ? b + 1 : 0, at.b, b + 1 < at.b ? at.a : 0);
+        reader.Read(at.tile, at.tileA, b, at.b, at.a);
+        const bool later = reader.far && b + 2 < at.b;
+        reader.ahead.Set(reader.place, later ? b + 2 : 0, at.b, later ? at.a : 0);
         float* out = buffer + std::ptrdiff_t(b) * kPair;
         Lane<Form::Split, Form::Split, Post::Scalar>(length.lengthA->lg,
-                                                     {now, now + W, kPair, at.tileA, out, out + W, at.line, at.group,
-                                                      at.inner, length.lengthA->inner, length.twiddle + 2 * b * at.a, 2,
-                                                      0, kGroups, 1.0f},
-                                                     reader);
-        reader.Finish();
-        float* t = now;
-        now = next;
-        next = t;
+                                                     {at.tile, at.tile + W, kPair, at.tileA, out, out + W, at.line,
+                                                      at.group, at.inner, length.lengthA->inner,
+                                                      length.twiddle + 2 * b * at.a, 2, 0, kGroups, 1.0f},
+                                                     reader.ahead);
     }
 }
 
 /// The same for whole strips read without a tile: for grids that stay in the near caches, where a row may be visited
-/// once per vector.
+/// once per vector, and a > 1, so that each transform has both halves of the rows.
 template <Form kForm>
-LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, std::size_t column)
+LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, float* buffer, std::size_t column)
 {
     const WideLength& length = *p.length;
     const std::ptrdiff_t stride = std::ptrdiff_t(2 * p.job.sourceStride), step = std::ptrdiff_t(at.b) * stride;
@@ -713,7 +741,7 @@ LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, std::
     NoSide none;
     for (std::size_t b = 0; b < at.b; ++b, in += stride)
     {
-        float* to = at.buffer + std::ptrdiff_t(b) * kPair;
+        float* to = buffer + std::ptrdiff_t(b) * kPair;
         Lane<kForm, Form::Split, Post::Scalar>(length.lengthA->lg,
                                                {in + half, in - half, step, kPair, to, to + W, at.line, at.group,
                                                 at.inner, length.lengthA->inner, length.twiddle + 2 * b * at.a, 2, 0,
@@ -740,33 +768,35 @@ LML_INLINE void DirectWhole(const WideStripArgs& p, const StripLayout& at, std::
                                    none);
 }
 
-static void Strips(const WideStripArgs& p, std::size_t first, std::size_t last, float* scratch)
+/// The first half of a strip by the way that fits it.
+template <Form kForm>
+LML_INLINE void StripFirst(const WideStripArgs& p, const StripLayout& at, float* buffer, RowReader& reader)
 {
+    if (at.a > 1 && p.near && p.pre == nullptr && reader.place.all && reader.place.Whole())
+        DirectFirst<kForm>(p, at, buffer, reader.place.column);
+    else
+        TileFirst(*p.length, at, buffer, reader);
+}
+
+template <bool kInverse>
+LML_INLINE void AllStrips(const WideStripArgs& p, std::size_t first, std::size_t last, float* scratch)
+{
+    constexpr Form kForm = kInverse ? Form::Exchanged : Form::Samples;
     const WideLength& length = *p.length;
     const StripLayout at(length, scratch);
-    const bool inverse = p.job.sign >= 0;
-    RowReader reader(p, inverse);
-    RowWriter writer(p, inverse);
+    RowReader reader(p, kInverse);
+    RowWriter writer(p, kInverse);
     for (std::size_t s = first; s < last; ++s)
     {
         const WideStripAt strip = WideStripOf(p.job.which, p.job.columns, s);
-        const bool direct = p.direct && strip.hi - strip.lo == kWideStrip;
-        if (direct && at.a == 1)
-        {
-            if (inverse)
-                DirectWhole<Form::Exchanged>(p, at, strip.column);
-            else
-                DirectWhole<Form::Samples>(p, at, strip.column);
-            continue;
-        }
         reader.place.SetStrip(strip);
         writer.place.SetStrip(strip);
-        if (!direct)
-            StripFirst(length, at, at.buffer, reader);
-        else if (inverse)
-            DirectFirst<Form::Exchanged>(p, at, strip.column);
-        else
-            DirectFirst<Form::Samples>(p, at, strip.column);
+        if (at.a == 1 && p.near && p.twist == nullptr && reader.place.Whole() && reader.place.all && writer.place.all)
+        {
+            DirectWhole<kForm>(p, at, strip.column);
+            continue;
+        }
+        StripFirst<kForm>(p, at, at.buffer, reader);
         NoSide none;
         for (std::size_t k1 = 0; k1 < at.a; ++k1)
         {
@@ -779,6 +809,14 @@ static void Strips(const WideStripArgs& p, std::size_t first, std::size_t last, 
             writer.Write(at.tile, at.tileB, k1, at.a, at.b);
         }
     }
+}
+
+static void Strips(const WideStripArgs& p, std::size_t first, std::size_t last, float* scratch)
+{
+    if (p.job.sign >= 0)
+        AllStrips<true>(p, first, last, scratch);
+    else
+        AllStrips<false>(p, first, last, scratch);
     if (p.stream)
         _mm_sfence();
 }
@@ -827,93 +865,131 @@ LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, const
     }
 }
 
-/// Factors of one spectrum row for a strip, `span` values from column `column`, as vectors in lane order; with a mirror
-/// also those of the mirrored strip (columns - column - 64 ..), which meets values 64, 63, .. 1.
-LML_INLINE void FillFactors(const WideFused& fused, std::size_t row, std::size_t column, std::size_t span,
-                            float* values, float* direct, float* mirror)
+/// Factors of a spectrum row, 64 of each part in sample order, to vectors in lane order. The mirror of the strip
+/// (columns - column - 64 ..) meets values 64, 63, .. 1.
+template <bool kMirrored>
+LML_INLINE void PlaceFactors(const float* re, const float* im, float* to)
 {
-    constexpr std::size_t kRoom = kWideStrip + 16;
-    float* re = values;
-    float* im = values + kRoom;
-    fused.factor(fused.context, row, column, span, re, im);
 #pragma GCC unroll 16
     for (int g = 0; g < kGroups; ++g)
     {
-        LaneOrder(VF::Load(re + g * W)).Store(direct + g * kPair);
-        LaneOrder(VF::Load(im + g * W)).Store(direct + g * kPair + W);
-        if (mirror != nullptr)
-        {
-            const std::ptrdiff_t from = std::ptrdiff_t(kWideStrip) - g * W - (W - 1);
-            LaneOrderMirrored(VF::LoadU(re + from)).Store(mirror + g * kPair);
-            LaneOrderMirrored(VF::LoadU(im + from)).Store(mirror + g * kPair + W);
-        }
+        const std::ptrdiff_t from = kMirrored ? std::ptrdiff_t(kWideStrip) - g * W - (W - 1) : g * W;
+        const VF r = VF::LoadU(re + from), i = VF::LoadU(im + from);
+        (kMirrored ? LaneOrderMirrored(r) : LaneOrder(r)).Store(to + g * kPair);
+        (kMirrored ? LaneOrderMirrored(i) : LaneOrder(i)).Store(to + g * kPair + W);
     }
 }
 
-static void Fused(const WideStripArgs& p, std::size_t first, std::size_t last, float* scratch)
+/// The pass over single strips, or over pairs of a strip of the left half and its mirror, which holds the columns'
+/// negatives but for the first one's. Rows k and n - k share factors too: k1 + a k2 is mirrored by
+/// (a - k1) + a (b - 1 - k2).
+struct FusedStrips
 {
-    const WideLength& length = *p.length;
-    const StripLayout at(length, scratch);
-    const std::size_t n = length.n;
-    const std::size_t columns = p.job.columns;
-    RowReader reader(p, false);
-    RowWriter writer(p, true);
-    float* values = at.rest;
-    float* mid = values + 2 * (kWideStrip + 16);
-    float* direct = mid + at.line;
-    constexpr std::ptrdiff_t kFactorStep = 2 * std::ptrdiff_t(kWideStrip);
-    float* mirror = direct + std::ptrdiff_t(at.b) * kFactorStep;
-    float* buffer[2] = {at.buffer, mirror + std::ptrdiff_t(at.b) * kFactorStep};
-    const WideRange nothing;
-    if (p.fused != nullptr) // lanes beyond a narrow strip and rows that are zero are never filled
-        for (float* f = values; f < mirror + (p.pairs ? std::ptrdiff_t(at.b) * kFactorStep : 0); f += W)
-            VF::Zero().Store(f);
+    const WideStripArgs& p;
+    const WideLength& length;
+    const StripLayout at;
+    RowReader reader;
+    RowWriter writer;
+    float *values, *mid, *factors, *kept;
+    static constexpr std::size_t kRoom = kWideStrip + 16;
+    static constexpr std::ptrdiff_t kFactorStep = 2 * std::ptrdiff_t(kWideStrip);
 
-    for (std::size_t s = first; s < last; ++s)
+    LML_MEMBER FusedStrips(const WideStripArgs& args, float* scratch)
+        : p(args), length(*args.length), at(length, scratch), reader(args, false), writer(args, true), values(at.rest),
+          mid(values + 2 * kRoom), factors(mid + at.line), kept(factors + std::ptrdiff_t(at.b) * kFactorStep)
     {
-        if (p.rowFactor != nullptr)
-        {
-            const WideStripAt strip = WideStripOf(p.job.which, columns, s);
-            reader.place.SetStrip(strip);
-            writer.place.SetStrip(strip);
-            StripFirst(length, at, buffer[0], reader);
-            for (std::size_t k1 = 0; k1 < at.a; ++k1)
-                FusedLine<Post::Scalar>(length, at, buffer[0], mid, k1, p.rowFactor + 2 * k1, std::ptrdiff_t(2 * at.a),
-                                        nothing);
-            FusedLast(length, at, buffer[0], writer);
-            continue;
-        }
+        for (float* f = values; f < kept; f += W) // lanes beyond a narrow strip and rows that are zero are never filled
+            VF::Zero().Store(f);
+    }
+
+    LML_MEMBER void Begin(WideStripAt strip)
+    {
+        reader.place.SetStrip(strip);
+        writer.place.SetStrip(strip);
+        StripFirst<Form::Samples>(p, at, at.buffer, reader);
+    }
+
+    LML_MEMBER void SameForAllColumns(WideStripAt strip)
+    {
+        Begin(strip);
+        for (std::size_t k1 = 0; k1 < at.a; ++k1)
+            FusedLine<Post::Scalar>(length, at, at.buffer, mid, k1, p.rowFactor + 2 * k1, std::ptrdiff_t(2 * at.a),
+                                    WideRange());
+        FusedLast(length, at, at.buffer, writer);
+    }
+
+    LML_MEMBER void Single(WideStripAt strip)
+    {
         const WideFused& fused = *p.fused;
-        const WideRange zero = fused.zeroRows;
-        const bool anyZero = zero.begin != zero.end;
-        if (!p.pairs)
+        const std::size_t columns = p.job.columns;
+        const std::size_t span = columns - strip.column < kWideStrip ? columns - strip.column : kWideStrip;
+        Begin(strip);
+        for (std::size_t k1 = 0; k1 < at.a; ++k1)
         {
-            const WideStripAt strip = WideStripOf(p.job.which, columns, s);
-            reader.place.SetStrip(strip);
-            writer.place.SetStrip(strip);
-            StripFirst(length, at, buffer[0], reader);
-            const std::size_t span = columns - strip.column < kWideStrip ? columns - strip.column : kWideStrip;
-            for (std::size_t k1 = 0; k1 < at.a; ++k1)
+            for (std::size_t k2 = 0; k2 < at.b; ++k2)
             {
-                for (std::size_t k2 = 0; k2 < at.b; ++k2)
-                {
-                    const std::size_t k = k1 + at.a * k2;
-                    if (!(anyZero && zero.Has(k)))
-                        FillFactors(fused, k, strip.column, span, values, direct + std::ptrdiff_t(k2) * kFactorStep,
-                                    nullptr);
-                }
-                FusedLine<Post::Vector>(length, at, buffer[0], mid, k1, direct, kFactorStep, zero);
+                const std::size_t k = k1 + at.a * k2;
+                if (fused.zeroRows.Has(k))
+                    continue;
+                fused.factor(fused.context, k, strip.column, span, values, values + kRoom);
+                PlaceFactors<false>(values, values + kRoom, factors + std::ptrdiff_t(k2) * kFactorStep);
             }
-            FusedLast(length, at, buffer[0], writer);
-            continue;
+            FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, factors, kFactorStep, fused.zeroRows);
         }
-        // A strip of the left half and its mirror, which holds the columns' negatives but for the first one's; rows k
-        // and n - k share factors too: k1 + a k2 is mirrored by (a - k1) + a (b - 1 - k2).
+        FusedLast(length, at, at.buffer, writer);
+    }
+
+    enum class Source
+    {
+        Function,     ///< factors are asked for
+        FunctionKept, ///< and kept for the mirror
+        Kept
+    };
+    template <bool kMirrored>
+    LML_MEMBER void Half(WideStripAt strip, std::size_t column, Source source)
+    {
+        const WideFused& fused = *p.fused;
+        Begin(strip);
+        for (std::size_t k1 = 0; k1 <= at.a / 2; ++k1)
+        {
+            const std::size_t other = k1 == 0 || at.a - k1 == k1 ? at.a : at.a - k1;
+            for (std::size_t k2 = 0; k2 < at.b; ++k2)
+            {
+                const std::size_t k = k1 + at.a * k2, back = length.n - k;
+                if (fused.zeroRows.Has(k) && (other == at.a || fused.zeroRows.Has(back)))
+                    continue;
+                const std::size_t row = k < back ? k : back;
+                float* const line = kept + row * kWideKeptRow;
+                float* const to = factors + std::ptrdiff_t(k2) * kFactorStep;
+                if (source == Source::Kept)
+                {
+                    PlaceFactors<kMirrored>(line, line + kWideKeptRow / 2, to);
+                    continue;
+                }
+                fused.factor(fused.context, row, column, kWideStrip + 1, values, values + kRoom);
+                PlaceFactors<kMirrored>(values, values + kRoom, to);
+                if (source == Source::FunctionKept)
+                {
+                    std::memcpy(line, values, (kWideStrip + 1) * sizeof(float));
+                    std::memcpy(line + kWideKeptRow / 2, values + kRoom, (kWideStrip + 1) * sizeof(float));
+                }
+            }
+            FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, factors, kFactorStep, fused.zeroRows);
+            if (other != at.a)
+                FusedLine<Post::Vector>(length, at, at.buffer, mid, other,
+                                        factors + std::ptrdiff_t(at.b - 1) * kFactorStep, -kFactorStep,
+                                        fused.zeroRows);
+        }
+        FusedLast(length, at, at.buffer, writer);
+    }
+
+    LML_MEMBER void Pair(std::size_t s)
+    {
         WideStripAt strip[2];
         bool wanted[2];
         for (int m = 0; m < 2; ++m)
         {
-            strip[m].column = m == 0 ? s * kWideStrip : columns - (s + 1) * kWideStrip;
+            strip[m].column = m == 0 ? s * kWideStrip : p.job.columns - (s + 1) * kWideStrip;
             // The part of the cyclic range within the strip: one run or none (see WideFusedPass).
             std::size_t lo = kWideStrip, hi = 0;
             for (std::size_t c = 0; c < kWideStrip; ++c)
@@ -925,43 +1001,24 @@ static void Fused(const WideStripArgs& p, std::size_t first, std::size_t last, f
             strip[m].lo = lo;
             strip[m].hi = hi;
             wanted[m] = hi > 0;
-            if (!wanted[m])
-                continue;
-            reader.place.SetStrip(strip[m]);
-            StripFirst(length, at, buffer[m], reader);
         }
-        if (!wanted[0] && !wanted[1])
-            continue;
-        for (std::size_t k1 = 0; k1 <= at.a / 2; ++k1)
-        {
-            const std::size_t other = k1 == 0 || at.a - k1 == k1 ? at.a : at.a - k1;
-            for (std::size_t k2 = 0; k2 < at.b; ++k2)
-            {
-                const std::size_t k = k1 + at.a * k2;
-                const std::size_t row = k < n - k ? k : n - k;
-                if (anyZero && zero.Has(k) && (other == at.a || zero.Has(n - k)))
-                    continue;
-                FillFactors(fused, row, strip[0].column, kWideStrip + 1, values,
-                            direct + std::ptrdiff_t(k2) * kFactorStep, mirror + std::ptrdiff_t(k2) * kFactorStep);
-            }
-            for (int m = 0; m < 2; ++m)
-            {
-                if (!wanted[m])
-                    continue;
-                const float* f = m == 0 ? direct : mirror;
-                FusedLine<Post::Vector>(length, at, buffer[m], mid, k1, f, kFactorStep, zero);
-                if (other != at.a)
-                    FusedLine<Post::Vector>(length, at, buffer[m], mid, other,
-                                            f + std::ptrdiff_t(at.b - 1) * kFactorStep, -kFactorStep, zero);
-            }
-        }
-        for (int m = 0; m < 2; ++m)
-            if (wanted[m])
-            {
-                writer.place.SetStrip(strip[m]);
-                FusedLast(length, at, buffer[m], writer);
-            }
+        if (wanted[0])
+            Half<false>(strip[0], strip[0].column, wanted[1] ? Source::FunctionKept : Source::Function);
+        if (wanted[1])
+            Half<true>(strip[1], strip[0].column, wanted[0] ? Source::Kept : Source::Function);
     }
+};
+
+static void Fused(const WideStripArgs& p, std::size_t first, std::size_t last, float* scratch)
+{
+    FusedStrips strips(p, scratch);
+    for (std::size_t s = first; s < last; ++s)
+        if (p.rowFactor == nullptr && p.pairs)
+            strips.Pair(s);
+        else if (p.rowFactor == nullptr)
+            strips.Single(WideStripOf(p.job.which, p.job.columns, s));
+        else
+            strips.SameForAllColumns(WideStripOf(p.job.which, p.job.columns, s));
     if (p.stream)
         _mm_sfence();
 }
@@ -1085,45 +1142,88 @@ LML_INLINE void GetLast(const float* t, std::ptrdiff_t line, C* x)
 }
 #endif
 
+/// Memory that is needed soon, up to two runs of it, fetched into the second cache bit by bit while the arithmetic goes
+/// on: fetched all at once it would keep other loads waiting.
+struct Fetch
+{
+    const char* next = nullptr;
+    const char* end = nullptr;
+    const char* second = nullptr;
+    const char* secondEnd = nullptr;
+
+    /// The samples of `range` of a row that holds the axis, n long, from `origin` on.
+    LML_MEMBER void Set(const float* row, std::size_t origin, WideRange range, std::size_t n)
+    {
+        const bool one = range.begin <= range.end;
+        next = reinterpret_cast<const char*>(row + 2 * (range.begin - origin));
+        end = next + 8 * ((one ? range.end : n) - range.begin);
+        second = reinterpret_cast<const char*>(row);
+        secondEnd = second + (one ? 0 : 8 * range.end);
+    }
+    template <int kLines>
+    LML_MEMBER void Some()
+    {
+        if (next >= end)
+        {
+            next = second;
+            end = secondEnd;
+            second = secondEnd;
+            if (next >= end)
+                return;
+        }
+#pragma GCC unroll 16
+        for (int i = 0; i < kLines; ++i)
+            _mm_prefetch(next + 64 * i, _MM_HINT_T1);
+        next += 64 * kLines;
+    }
+};
+
+/// The sixteenths of a row that are read or written, as bits; row[0] is the axis' index `origin`.
+struct RowDigits
+{
+    unsigned mask = 0xffff;
+    std::size_t origin = 0;
+    LML_MEMBER bool All() const { return mask == 0xffff && origin == 0; }
+    LML_MEMBER bool Has(int digit) const { return (mask >> digit & 1) != 0; }
+};
+
+/// The place of sixteenth 0 and that of sixteenth 8 less half a row, which differ in a half shift only.
+LML_INLINE std::ptrdiff_t DigitPlace(RowDigits digits, bool high, std::ptrdiff_t step, bool shift)
+{
+    return (shift ? high ? -8 * step : 8 * step : 0) - std::ptrdiff_t(2 * digits.origin);
+}
+
 /// First radix: x[a m + b], m = n / 16, to the lines of the buffer with the root factors.
-template <bool kInverse>
-LML_INLINE void RowFirst(const float* x, const float* ahead, float* buffer, const float* roots, std::size_t m,
-                         bool shift)
+template <bool kInverse, bool kAll>
+LML_INLINE void RowFirst(const float* x, RowDigits digits, Fetch& fetch, float* buffer, const float* roots,
+                         std::size_t m, bool shift)
 {
     const std::ptrdiff_t step = std::ptrdiff_t(2 * m), line = LineStep(m);
-    const float* low = x + (shift ? 8 * step : 0);  // inputs 0..7 of the transform
-    const float* high = x + (shift ? 0 : 8 * step); // and 8..15
+    const float* low = x + DigitPlace(digits, false, step, shift);
+    const float* high = x + DigitPlace(digits, true, step, shift);
     for (std::size_t b = 0; b < m; b += W, roots += 16 * kPair)
     {
+        fetch.Some<W / 2>();
         C y[16];
         const std::ptrdiff_t at = std::ptrdiff_t(2 * b);
-        if (ahead != nullptr && (W >= 8 || (b & 7) == 0))
-        {
 #pragma GCC unroll 16
-            for (int a = 0; a < 16; ++a)
-            {
-                _mm_prefetch(reinterpret_cast<const char*>(ahead + a * step + at), _MM_HINT_T1);
-                if (W == 16)
-                    _mm_prefetch(reinterpret_cast<const char*>(ahead + a * step + at + 16), _MM_HINT_T1);
-            }
-        }
-#pragma GCC unroll 8
-        for (int a = 0; a < 8; ++a)
-        {
-            y[a] = Exchanged<kInverse>(LoadSamples(low + a * step + at));
-            y[a + 8] = Exchanged<kInverse>(LoadSamples(high + a * step + at));
-        }
+        for (int a = 0; a < 16; ++a)
+            if (kAll || digits.Has(a))
+                y[a] = Exchanged<kInverse>(LoadSamples((a < 8 ? low : high) + a * step + at));
+            else
+                y[a] = {VF::Zero(), VF::Zero()};
         PutFirst(y, roots, buffer + kSpan * std::ptrdiff_t(b), line);
     }
 }
 
 /// A radix in between, in place on R * `step` samples of a line: roots [vector][k] pairs.
 template <int R>
-LML_INLINE void RowMiddle(float* t, std::ptrdiff_t step, const float* roots)
+LML_INLINE void RowMiddle(float* t, std::ptrdiff_t step, const float* roots, Fetch& fetch)
 {
     const std::ptrdiff_t apart = kSpan * step;
     for (std::ptrdiff_t v = 0; v < apart; v += kPair, t += kPair, roots += R * kPair)
     {
+        fetch.Some<W * R / 16>();
         C x[R];
 #pragma GCC unroll 16
         for (int p = 0; p < R; ++p)
@@ -1137,7 +1237,7 @@ LML_INLINE void RowMiddle(float* t, std::ptrdiff_t step, const float* roots)
 }
 
 /// All radices in between, on one line of `length` samples.
-LML_INLINE void RowRest(float* t, const WideLength& length)
+LML_INLINE void RowRest(float* t, const WideLength& length, Fetch& fetch)
 {
     const float* roots = length.lineRoots;
     switch (length.lg)
@@ -1145,67 +1245,96 @@ LML_INLINE void RowRest(float* t, const WideLength& length)
     case 4:
         return;
     case 5:
-        return RowMiddle<2>(t, 16, roots);
+        return RowMiddle<2>(t, 16, roots, fetch);
     case 6:
-        return RowMiddle<4>(t, 16, roots);
+        return RowMiddle<4>(t, 16, roots, fetch);
     case 7:
-        return RowMiddle<8>(t, 16, roots);
+        return RowMiddle<8>(t, 16, roots, fetch);
     case 8:
-        return RowMiddle<16>(t, 16, roots);
+        return RowMiddle<16>(t, 16, roots, fetch);
     case 9:
-        RowMiddle<4>(t, 128, roots);
+        RowMiddle<4>(t, 128, roots, fetch);
         break;
     case 10:
-        RowMiddle<8>(t, 128, roots);
+        RowMiddle<8>(t, 128, roots, fetch);
         break;
     case 11:
-        RowMiddle<16>(t, 128, roots);
+        RowMiddle<16>(t, 128, roots, fetch);
         break;
     default:
-        RowMiddle<16>(t, 256, roots);
+        RowMiddle<16>(t, 256, roots, fetch);
         for (std::ptrdiff_t k = 0; k < 16; ++k)
-            RowMiddle<16>(t + k * 256 * kSpan, 16, length.lineNext->lineRoots);
+            RowMiddle<16>(t + k * 256 * kSpan, 16, length.lineNext->lineRoots, fetch);
         return;
     }
     for (std::size_t k = 0; k < length.n / 128; ++k)
-        RowMiddle<8>(t + std::ptrdiff_t(k) * 128 * kSpan, 16, length.lineNext->lineRoots);
+        RowMiddle<8>(t + std::ptrdiff_t(k) * 128 * kSpan, 16, length.lineNext->lineRoots, fetch);
 }
 
-template <bool kInverse>
-LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, float* y, std::ptrdiff_t step, bool shift, VF scale)
+template <bool kInverse, bool kAll>
+LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, float* y, RowDigits digits, std::ptrdiff_t step,
+                        bool shift, VF scale, bool stream)
 {
     C x[16];
     GetLast(t, line, x);
-    float* low = y + (shift ? 8 * step : 0);
-    float* high = y + (shift ? 0 : 8 * step);
+    float* low = y + DigitPlace(digits, false, step, shift);
+    float* high = y + DigitPlace(digits, true, step, shift);
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
     {
         Radix16Last(k, x + 4 * k);
 #pragma GCC unroll 4
         for (int q = 0; q < 4; ++q)
-            StoreSamples((q < 2 ? low : high) + (k + 4 * q % 8) * step,
-                         Exchanged<kInverse>(Scaled(x[4 * k + q], scale)));
+        {
+            float* to = (q < 2 ? low : high) + (k + 4 * q) * step;
+            const C v = Exchanged<kInverse>(Scaled(x[4 * k + q], scale));
+            if (kAll)
+                StoreSamples(to, v);
+            else if (digits.Has(k + 4 * q))
+            {
+                if (stream)
+                    StreamSamples(to, v);
+                else
+                    StoreSamples(to, v);
+            }
+        }
     }
 }
 
-/// One row up to the last radix, and the last radix. `ahead` is a row to fetch meanwhile, or null.
-template <bool kInverse>
-LML_NOINLINE void RowBegin(const WideLength& length, const float* x, const float* ahead, bool shift, float* buffer)
+/// One row: where it is read and written, and what is fetched meanwhile.
+struct RowJob
+{
+    const float* x;
+    RowDigits in;
+    bool shiftIn;
+    float* y; ///< may be x
+    RowDigits out;
+    bool shiftOut;
+    bool stream; ///< stores past the caches
+    float scale;
+    Fetch fetch;
+};
+
+/// All but the last radix, and the last radix.
+template <bool kInverse, bool kAll>
+LML_NOINLINE void RowBegin(const WideLength& length, RowJob& job, float* buffer)
 {
     const WideLength& rest = *length.rowNext;
     const std::ptrdiff_t line = LineStep(rest.n);
-    RowFirst<kInverse>(x, ahead, buffer, length.rowRoots, rest.n, shift);
+    Fetch fetch = job.fetch;
+    RowFirst<kInverse, kAll>(job.x, job.in, fetch, buffer, length.rowRoots, rest.n, job.shiftIn);
     if (rest.n > 16)
         for (int k = 0; k < 16 / kLineOutputs; ++k)
-            RowRest(buffer + k * line, rest);
+            RowRest(buffer + k * line, rest, fetch);
+    job.fetch = fetch;
 }
 
-template <bool kInverse>
-LML_NOINLINE void RowEnd(const WideLength& length, const float* buffer, float* y, bool shift, VF scale)
+template <bool kInverse, bool kAll>
+LML_NOINLINE void RowEnd(const WideLength& length, const RowJob& job, const float* buffer)
 {
     const std::size_t m = length.n / 16;
     const std::ptrdiff_t line = LineStep(m);
+    Fetch fetch = job.fetch;
     // Outputs k + 16 j of the radices so far, W at once; j counts runs of 16 samples. Where two radices stood in
     // between, the runs lie in the reversed order of their digits: j = k2 + R k3 at (m / 16 R) k2 + k3, R the first of
     // the two.
@@ -1214,56 +1343,26 @@ LML_NOINLINE void RowEnd(const WideLength& length, const float* buffer, float* y
     {
         const float* run = buffer + 16 * kSpan * std::ptrdiff_t(ways == 1 ? j : j % ways * (m / 16 / ways) + j / ways);
         for (int k = 0; k < 16; k += W)
-            RowLast<kInverse>(run + k / kLineOutputs * line, line, y + 2 * (std::size_t(k) + 16 * j),
-                              std::ptrdiff_t(2 * m), shift, scale);
+        {
+            fetch.Some<W / 2>();
+            RowLast<kInverse, kAll>(run + k / kLineOutputs * line, line, job.y + 2 * (std::size_t(k) + 16 * j), job.out,
+                                    std::ptrdiff_t(2 * m), job.shiftOut, VF(job.scale), job.stream);
+        }
     }
 }
 
-/// Floats of the buffer between the two.
-LML_INLINE std::size_t RowBuffer(const WideLength& length)
+LML_INLINE void LongRow(bool inverse, const WideLength& length, RowJob& job, float* buffer)
 {
-    return 2 * length.n + 16 * 32;
-}
-
-/// One row, from x to y (which may be x).
-LML_INLINE void LongRow(bool inverse, const WideLength& length, const float* x, float* y, const float* ahead,
-                        bool shiftIn, bool shiftOut, float scale, float* buffer)
-{
+    const bool readAll = job.in.All(), writeAll = job.out.All() && !job.stream;
     if (inverse)
     {
-        RowBegin<true>(length, x, ahead, shiftIn, buffer);
-        RowEnd<true>(length, buffer, y, shiftOut, VF(scale));
+        readAll ? RowBegin<true, true>(length, job, buffer) : RowBegin<true, false>(length, job, buffer);
+        writeAll ? RowEnd<true, true>(length, job, buffer) : RowEnd<true, false>(length, job, buffer);
     }
     else
     {
-        RowBegin<false>(length, x, ahead, shiftIn, buffer);
-        RowEnd<false>(length, buffer, y, shiftOut, VF(scale));
-    }
-}
-
-/// Whole rows one after another, each begun before the one before it is ended, so that no pass waits for the end of the
-/// pass before. Two buffers.
-template <bool kInverse>
-LML_INLINE void LongRows(const WideRows& job, const WideLength& length, std::size_t first, std::size_t last,
-                         float* buffer)
-{
-    const std::ptrdiff_t source = std::ptrdiff_t(2 * job.sourceStride), target = std::ptrdiff_t(2 * job.targetStride);
-    const float* x = reinterpret_cast<const float*>(job.source) + std::ptrdiff_t(first) * source;
-    float* y = reinterpret_cast<float*>(job.target) + std::ptrdiff_t(first) * target;
-    float *now = buffer, *next = buffer + RowBuffer(length);
-    const VF scale(job.scale);
-    RowBegin<kInverse>(length, x, nullptr, job.shiftInput, now);
-    for (std::size_t r = first; r < last; ++r, y += target)
-    {
-        if (r + 1 < last)
-        {
-            x += source;
-            RowBegin<kInverse>(length, x, r + 2 < last ? x + source : nullptr, job.shiftInput, next);
-        }
-        RowEnd<kInverse>(length, now, y, job.shiftOutput, scale);
-        float* t = now;
-        now = next;
-        next = t;
+        readAll ? RowBegin<false, true>(length, job, buffer) : RowBegin<false, false>(length, job, buffer);
+        writeAll ? RowEnd<false, true>(length, job, buffer) : RowEnd<false, false>(length, job, buffer);
     }
 }
 
@@ -1404,6 +1503,20 @@ LML_INLINE void WriteRange(float* row, std::size_t origin, WideRange range, std:
     }
 }
 
+/// The sixteenths of an axis that a range consists of, for a row that is read or written where it is; false where it
+/// does not consist of such, or is shifted.
+LML_INLINE bool IsDigits(WideRange range, std::size_t n, std::size_t origin, bool shift, RowDigits& digits)
+{
+    const std::size_t m = n / 16;
+    if (origin == 0 && range.IsAll(n))
+        return true;
+    if (shift || range.begin > range.end || range.begin % m != 0 || range.end % m != 0)
+        return false;
+    digits.origin = origin;
+    digits.mask = (1u << (range.end / m)) - (1u << (range.begin / m));
+    return true;
+}
+
 static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, float* scratch)
 {
     const WideRows& job = p.job;
@@ -1414,17 +1527,13 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
     const float* source = reinterpret_cast<const float*>(job.source);
     float* target = reinterpret_cast<float*>(job.target);
     const bool inverse = job.sign >= 0;
-    const bool readAll = job.input.IsAll(n) && job.sourceOrigin == 0;
-    const bool writeAll = job.output.IsAll(n) && job.targetOrigin == 0;
-    if (readAll && writeAll && length.lg >= 8 && first < last)
-    {
-        if (inverse)
-            LongRows<true>(job, length, first, last, scratch);
-        else
-            LongRows<false>(job, length, first, last, scratch);
-        return;
-    }
-    const std::size_t batch = length.lg < 8 ? W : 1;
+    RowDigits in, out;
+    const bool isLong = length.lg >= 8;
+    const bool readPlain = isLong ? IsDigits(job.input, n, job.sourceOrigin, job.shiftInput, in)
+                                  : job.input.IsAll(n) && job.sourceOrigin == 0;
+    const bool writePlain = isLong ? !job.clearRest && IsDigits(job.output, n, job.targetOrigin, job.shiftOutput, out)
+                                   : job.output.IsAll(n) && job.targetOrigin == 0;
+    const std::size_t batch = isLong ? 1 : W;
     // Staged rows lie n samples apart.
     float* stage = scratch;
     float* work = scratch + 2 * n * batch;
@@ -1434,28 +1543,36 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
         const float* x = source + std::ptrdiff_t(r) * sourceStride;
         float* y = target + std::ptrdiff_t(r) * targetStride;
         std::ptrdiff_t xStride = sourceStride, yStride = targetStride;
-        if (!readAll)
+        Fetch fetch;
+        if (isLong && r + 1 < last)
+            fetch.Set(x + sourceStride, job.sourceOrigin, job.input, n);
+        if (!readPlain)
         {
             for (std::size_t i = 0; i < count; ++i)
                 ReadRange(x + std::ptrdiff_t(i) * sourceStride, job.sourceOrigin, job.input, n, stage + 2 * n * i);
             x = stage;
             xStride = std::ptrdiff_t(2 * n);
         }
-        if (!writeAll)
+        if (!writePlain)
         {
             y = stage;
             yStride = std::ptrdiff_t(2 * n);
         }
-        if (batch == 1)
-            LongRow(inverse, length, x, y, readAll && r + 1 < last ? x + sourceStride : nullptr, job.shiftInput,
-                    job.shiftOutput, job.scale, work);
+        if (isLong)
+        {
+            const bool stream = p.stream && writePlain && job.targetOrigin % 8 == 0;
+            RowJob row = {x, in, job.shiftInput, y, out, job.shiftOutput, stream, job.scale, fetch};
+            LongRow(inverse, length, row, work);
+        }
         else
             ShortRows(length, x, xStride, y, yStride, count, inverse, job.shiftInput, job.shiftOutput, job.scale, work);
-        if (!writeAll)
+        if (!writePlain)
             for (std::size_t i = 0; i < count; ++i)
                 WriteRange(target + std::ptrdiff_t(r + i) * targetStride, job.targetOrigin, job.output, n,
                            stage + 2 * n * i, job.clearRest);
     }
+    if (p.stream)
+        _mm_sfence();
 }
 
 // ---------------------------------------------------------------------------------------------------- row convolution
@@ -1497,7 +1614,10 @@ static void Row(const WideLength& length, const float* x, float* y, bool inverse
                 float scale, float* scratch)
 {
     if (length.lg >= 8)
-        LongRow(inverse, length, x, y, nullptr, shiftIn, shiftOut, scale, scratch);
+    {
+        RowJob row = {x, {}, shiftIn, y, {}, shiftOut, false, scale, {}};
+        LongRow(inverse, length, row, scratch);
+    }
     else
         ShortRows(length, x, 0, y, 0, 1, inverse, shiftIn, shiftOut, scale, scratch);
 }
@@ -1527,7 +1647,10 @@ static void ConvolveRows(const WideConvolveArgs& p, std::size_t first, std::size
         for (int pass = 0; pass < 2; ++pass)
         {
             if (batch == 1)
-                LongRow(pass != 0, length, stage, stage, nullptr, false, false, 1.0f, work);
+            {
+                RowJob row = {stage, {}, false, stage, {}, false, false, 1.0f, {}};
+                LongRow(pass != 0, length, row, work);
+            }
             else
                 ShortRows(length, stage, stride, stage, stride, count, pass != 0, false, false, 1.0f, work);
             if (pass == 0)

@@ -18,6 +18,9 @@ inline constexpr int kWideMaxLongLg = 29;
 /// as much for grids out of cache, since rows a power of two apart leave nothing in the caches for the neighbour.
 inline constexpr std::size_t kWideStrip = 64;
 
+/// Floats of a spectrum row's factors that are kept for the mirrored strip: a strip and one column more, both parts.
+inline constexpr std::size_t kWideKeptRow = 2 * (kWideStrip + 1);
+
 /// First of the two radices that a lane-parallel transform of length 2^lg, lg <= 7, takes; up to 16 it is the only one.
 constexpr int WideFirstRadix(int lg)
 {
@@ -79,6 +82,7 @@ struct WideRowArgs
 {
     WideRows job;
     const WideLength* length;
+    bool stream = false; ///< stores past the caches
 };
 
 /// Factors on the way of a strip: per row, or per row and column (twist).
@@ -87,7 +91,7 @@ struct WideStripArgs
     WideStrips job;
     const WideLength* length;
     bool stream = false;               ///< stores past the caches
-    bool direct = false;               ///< strips without tiles: nothing but whole transforms of a small grid
+    bool near = false;                 ///< the grid stays in the near caches
     const float* pre = nullptr;        ///< pairs per axis index, applied to the samples read
     const float* post = nullptr;       ///< pairs per axis index, applied to the samples written
     const WideLength* twist = nullptr; ///< first level of a two-level length: roots by row and column
