@@ -514,13 +514,15 @@ std::size_t WideRowScratch(const WideLength& length)
 {
     const std::size_t n = length.n;
     if (length.lg >= 8)
-        return 4 * n + 16 * 32;
+        return 2 * n + 16 * 32;
     return 2 * n * 16 + (2 * n + 128) * 32;
 }
 
 std::size_t WideConvolveScratch(const WideLength& length)
 {
-    return IsDirectRow(length) ? WideRowScratch(length) : 2 * length.n + LongScratch(length);
+    if (!IsDirectRow(length))
+        return 2 * length.n + LongScratch(length);
+    return WideRowScratch(length) + (length.lg >= 8 ? 2 * length.n : 0);
 }
 
 // ------------------------------------------------------------------------------------------------------------ rows

@@ -1178,40 +1178,111 @@ struct Fetch
     }
 };
 
-/// The sixteenths of a row that are read or written, as bits; row[0] is the axis' index `origin`.
-struct RowDigits
+/// The part of a row of n samples that is read or written: the axis indices of `range`, from memory that holds the axis
+/// from `origin` on.
+struct RowPart
 {
-    unsigned mask = 0xffff;
-    std::size_t origin = 0;
-    LML_MEMBER bool All() const { return mask == 0xffff && origin == 0; }
-    LML_MEMBER bool Has(int digit) const { return (mask >> digit & 1) != 0; }
+    WideRange range;
+    std::size_t n = 0, origin = 0;
+    LML_MEMBER bool All() const { return range.IsAll(n) && origin == 0; }
+    /// Whether the range has all, or none, of the W samples from `axis` on. Runs of W do not wrap.
+    LML_MEMBER bool HasAll(std::size_t axis) const
+    {
+        const bool from = axis >= range.begin, to = axis + W <= range.end;
+        return range.begin <= range.end ? from && to : from || to;
+    }
+    LML_MEMBER bool HasNone(std::size_t axis) const
+    {
+        const bool before = axis + W <= range.begin, behind = axis >= range.end;
+        return range.begin <= range.end ? before || behind : before && behind;
+    }
+    LML_MEMBER std::ptrdiff_t Place(std::size_t axis) const
+    {
+        return 2 * (std::ptrdiff_t(axis) - std::ptrdiff_t(origin));
+    }
 };
 
-/// The place of sixteenth 0 and that of sixteenth 8 less half a row, which differ in a half shift only.
-LML_INLINE std::ptrdiff_t DigitPlace(RowDigits digits, bool high, std::ptrdiff_t step, bool shift)
+/// W samples from an end of the part.
+LML_NOINLINE void CopyEnd(const float* row, const RowPart& part, std::size_t axis, float* piece)
 {
-    return (shift ? high ? -8 * step : 8 * step : 0) - std::ptrdiff_t(2 * digits.origin);
+    for (std::size_t l = 0; l < W; ++l)
+    {
+        const bool has = part.range.Has(axis + l);
+        piece[2 * l] = has ? row[part.Place(axis + l)] : 0.0f;
+        piece[2 * l + 1] = has ? row[part.Place(axis + l) + 1] : 0.0f;
+    }
+}
+LML_NOINLINE void WriteEnd(float* row, const RowPart& part, std::size_t axis, const float* piece, bool clear)
+{
+    for (std::size_t l = 0; l < W; ++l)
+    {
+        const bool has = part.range.Has(axis + l);
+        float* const to = row + part.Place(axis + l);
+        if (has || clear)
+        {
+            to[0] = has ? piece[2 * l] : 0.0f;
+            to[1] = has ? piece[2 * l + 1] : 0.0f;
+        }
+    }
+}
+
+/// W samples at the axis index of a partial row, zeros outside the part.
+LML_INLINE C LoadPart(const float* row, const RowPart& part, std::size_t axis)
+{
+    if (part.HasAll(axis))
+        return LoadSamples(row + part.Place(axis));
+    if (part.HasNone(axis))
+        return {VF::Zero(), VF::Zero()};
+    alignas(64) float piece[2 * W];
+    CopyEnd(row, part, axis, piece);
+    return LoadSamples(piece);
+}
+
+/// The same the other way; what lies outside is left alone or cleared.
+LML_INLINE void StorePart(float* row, const RowPart& part, std::size_t axis, C v, bool clear, bool stream)
+{
+    if (part.HasAll(axis))
+    {
+        if (stream)
+            StreamSamples(row + part.Place(axis), v);
+        else
+            StoreSamples(row + part.Place(axis), v);
+        return;
+    }
+    if (!clear && part.HasNone(axis))
+        return;
+    alignas(64) float piece[2 * W];
+    StoreSamples(piece, v);
+    WriteEnd(row, part, axis, piece, clear);
 }
 
 /// First radix: x[a m + b], m = n / 16, to the lines of the buffer with the root factors.
 template <bool kInverse, bool kAll>
-LML_INLINE void RowFirst(const float* x, RowDigits digits, Fetch& fetch, float* buffer, const float* roots,
+LML_INLINE void RowFirst(const float* x, const RowPart& part, Fetch& fetch, float* buffer, const float* roots,
                          std::size_t m, bool shift)
 {
     const std::ptrdiff_t step = std::ptrdiff_t(2 * m), line = LineStep(m);
-    const float* low = x + DigitPlace(digits, false, step, shift);
-    const float* high = x + DigitPlace(digits, true, step, shift);
+    const float* low = x + (shift ? 8 * step : 0);  // inputs 0..7 of the transform
+    const float* high = x + (shift ? 0 : 8 * step); // and 8..15
+    const std::size_t flip = shift ? 8 * m : 0;
     for (std::size_t b = 0; b < m; b += W, roots += 16 * kPair)
     {
         fetch.Some<W / 2>();
         C y[16];
         const std::ptrdiff_t at = std::ptrdiff_t(2 * b);
+        if constexpr (kAll)
+        {
+#pragma GCC unroll 8
+            for (int a = 0; a < 8; ++a)
+            {
+                y[a] = Exchanged<kInverse>(LoadSamples(low + a * step + at));
+                y[a + 8] = Exchanged<kInverse>(LoadSamples(high + a * step + at));
+            }
+        }
+        else
 #pragma GCC unroll 16
-        for (int a = 0; a < 16; ++a)
-            if (kAll || digits.Has(a))
-                y[a] = Exchanged<kInverse>(LoadSamples((a < 8 ? low : high) + a * step + at));
-            else
-                y[a] = {VF::Zero(), VF::Zero()};
+            for (std::size_t a = 0; a < 16; ++a)
+                y[a] = Exchanged<kInverse>(LoadPart(x, part, (a * m + b) ^ flip));
         PutFirst(y, roots, buffer + kSpan * std::ptrdiff_t(b), line);
     }
 }
@@ -1271,14 +1342,39 @@ LML_INLINE void RowRest(float* t, const WideLength& length, Fetch& fetch)
         RowMiddle<8>(t + std::ptrdiff_t(k) * 128 * kSpan, 16, length.lineNext->lineRoots, fetch);
 }
 
+/// One row: where it is read and written, and what is fetched meanwhile.
+struct RowJob
+{
+    const float* x;
+    RowPart in;
+    bool shiftIn;
+    float* y; ///< may be x
+    RowPart out;
+    bool shiftOut;
+    bool clear;  ///< zeros outside the part that is written
+    bool stream; ///< stores past the caches
+    float scale;
+    Fetch fetch;
+    /// A whole row.
+    LML_MEMBER RowJob(std::size_t n, const float* from, bool exchangeIn, float* to, bool exchangeOut, float factor)
+        : x(from), in{{0, n}, n, 0}, shiftIn(exchangeIn), y(to), out(in), shiftOut(exchangeOut), clear(false),
+          stream(false), scale(factor)
+    {
+    }
+};
+
+/// Outputs axis + d n / 16 of a row.
 template <bool kInverse, bool kAll>
-LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, float* y, RowDigits digits, std::ptrdiff_t step,
-                        bool shift, VF scale, bool stream)
+LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, const RowJob& job, std::size_t axis, std::size_t m)
 {
     C x[16];
     GetLast(t, line, x);
-    float* low = y + DigitPlace(digits, false, step, shift);
-    float* high = y + DigitPlace(digits, true, step, shift);
+    const std::ptrdiff_t step = std::ptrdiff_t(2 * m);
+    const VF scale(job.scale);
+    const bool shift = job.shiftOut;
+    float* low = job.y + 2 * axis + (shift ? 8 * step : 0);
+    float* high = job.y + 2 * axis + (shift ? 0 : 8 * step);
+    const std::size_t flip = shift ? 8 * m : 0;
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
     {
@@ -1286,34 +1382,14 @@ LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, float* y, RowDigits
 #pragma GCC unroll 4
         for (int q = 0; q < 4; ++q)
         {
-            float* to = (q < 2 ? low : high) + (k + 4 * q) * step;
             const C v = Exchanged<kInverse>(Scaled(x[4 * k + q], scale));
-            if (kAll)
-                StoreSamples(to, v);
-            else if (digits.Has(k + 4 * q))
-            {
-                if (stream)
-                    StreamSamples(to, v);
-                else
-                    StoreSamples(to, v);
-            }
+            if constexpr (kAll)
+                StoreSamples((q < 2 ? low : high) + (k + 4 * q % 8) * step, v);
+            else
+                StorePart(job.y, job.out, (axis + std::size_t(k + 4 * q) * m) ^ flip, v, job.clear, job.stream);
         }
     }
 }
-
-/// One row: where it is read and written, and what is fetched meanwhile.
-struct RowJob
-{
-    const float* x;
-    RowDigits in;
-    bool shiftIn;
-    float* y; ///< may be x
-    RowDigits out;
-    bool shiftOut;
-    bool stream; ///< stores past the caches
-    float scale;
-    Fetch fetch;
-};
 
 /// All but the last radix, and the last radix.
 template <bool kInverse, bool kAll>
@@ -1345,8 +1421,7 @@ LML_NOINLINE void RowEnd(const WideLength& length, const RowJob& job, const floa
         for (int k = 0; k < 16; k += W)
         {
             fetch.Some<W / 2>();
-            RowLast<kInverse, kAll>(run + k / kLineOutputs * line, line, job.y + 2 * (std::size_t(k) + 16 * j), job.out,
-                                    std::ptrdiff_t(2 * m), job.shiftOut, VF(job.scale), job.stream);
+            RowLast<kInverse, kAll>(run + k / kLineOutputs * line, line, job, std::size_t(k) + 16 * j, m);
         }
     }
 }
@@ -1503,20 +1578,6 @@ LML_INLINE void WriteRange(float* row, std::size_t origin, WideRange range, std:
     }
 }
 
-/// The sixteenths of an axis that a range consists of, for a row that is read or written where it is; false where it
-/// does not consist of such, or is shifted.
-LML_INLINE bool IsDigits(WideRange range, std::size_t n, std::size_t origin, bool shift, RowDigits& digits)
-{
-    const std::size_t m = n / 16;
-    if (origin == 0 && range.IsAll(n))
-        return true;
-    if (shift || range.begin > range.end || range.begin % m != 0 || range.end % m != 0)
-        return false;
-    digits.origin = origin;
-    digits.mask = (1u << (range.end / m)) - (1u << (range.begin / m));
-    return true;
-}
-
 static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, float* scratch)
 {
     const WideRows& job = p.job;
@@ -1527,52 +1588,53 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
     const float* source = reinterpret_cast<const float*>(job.source);
     float* target = reinterpret_cast<float*>(job.target);
     const bool inverse = job.sign >= 0;
-    RowDigits in, out;
-    const bool isLong = length.lg >= 8;
-    const bool readPlain = isLong ? IsDigits(job.input, n, job.sourceOrigin, job.shiftInput, in)
-                                  : job.input.IsAll(n) && job.sourceOrigin == 0;
-    const bool writePlain = isLong ? !job.clearRest && IsDigits(job.output, n, job.targetOrigin, job.shiftOutput, out)
-                                   : job.output.IsAll(n) && job.targetOrigin == 0;
-    const std::size_t batch = isLong ? 1 : W;
+    if (length.lg >= 8)
+    {
+        RowJob row(n, source + std::ptrdiff_t(first) * sourceStride, job.shiftInput,
+                   target + std::ptrdiff_t(first) * targetStride, job.shiftOutput, job.scale);
+        row.in = {job.input, n, job.sourceOrigin};
+        row.out = {job.output, n, job.targetOrigin};
+        row.clear = job.clearRest;
+        row.stream = p.stream && job.targetOrigin % 8 == 0;
+        for (std::size_t r = first; r < last; ++r, row.x += sourceStride, row.y += targetStride)
+        {
+            if (r + 1 < last)
+                row.fetch.Set(row.x + sourceStride, job.sourceOrigin, job.input, n);
+            LongRow(inverse, length, row, scratch);
+        }
+        if (row.stream)
+            _mm_sfence();
+        return;
+    }
+    const bool readAll = job.input.IsAll(n) && job.sourceOrigin == 0;
+    const bool writeAll = job.output.IsAll(n) && job.targetOrigin == 0;
     // Staged rows lie n samples apart.
     float* stage = scratch;
-    float* work = scratch + 2 * n * batch;
-    for (std::size_t r = first; r < last; r += batch)
+    float* work = scratch + 2 * n * W;
+    for (std::size_t r = first; r < last; r += W)
     {
-        const std::size_t count = last - r < batch ? last - r : batch;
+        const std::size_t count = last - r < W ? last - r : W;
         const float* x = source + std::ptrdiff_t(r) * sourceStride;
         float* y = target + std::ptrdiff_t(r) * targetStride;
         std::ptrdiff_t xStride = sourceStride, yStride = targetStride;
-        Fetch fetch;
-        if (isLong && r + 1 < last)
-            fetch.Set(x + sourceStride, job.sourceOrigin, job.input, n);
-        if (!readPlain)
+        if (!readAll)
         {
             for (std::size_t i = 0; i < count; ++i)
                 ReadRange(x + std::ptrdiff_t(i) * sourceStride, job.sourceOrigin, job.input, n, stage + 2 * n * i);
             x = stage;
             xStride = std::ptrdiff_t(2 * n);
         }
-        if (!writePlain)
+        if (!writeAll)
         {
             y = stage;
             yStride = std::ptrdiff_t(2 * n);
         }
-        if (isLong)
-        {
-            const bool stream = p.stream && writePlain && job.targetOrigin % 8 == 0;
-            RowJob row = {x, in, job.shiftInput, y, out, job.shiftOutput, stream, job.scale, fetch};
-            LongRow(inverse, length, row, work);
-        }
-        else
-            ShortRows(length, x, xStride, y, yStride, count, inverse, job.shiftInput, job.shiftOutput, job.scale, work);
-        if (!writePlain)
+        ShortRows(length, x, xStride, y, yStride, count, inverse, job.shiftInput, job.shiftOutput, job.scale, work);
+        if (!writeAll)
             for (std::size_t i = 0; i < count; ++i)
                 WriteRange(target + std::ptrdiff_t(r + i) * targetStride, job.targetOrigin, job.output, n,
                            stage + 2 * n * i, job.clearRest);
     }
-    if (p.stream)
-        _mm_sfence();
 }
 
 // ---------------------------------------------------------------------------------------------------- row convolution
@@ -1615,7 +1677,7 @@ static void Row(const WideLength& length, const float* x, float* y, bool inverse
 {
     if (length.lg >= 8)
     {
-        RowJob row = {x, {}, shiftIn, y, {}, shiftOut, false, scale, {}};
+        RowJob row(length.n, x, shiftIn, y, shiftOut, scale);
         LongRow(inverse, length, row, scratch);
     }
     else
@@ -1648,7 +1710,7 @@ static void ConvolveRows(const WideConvolveArgs& p, std::size_t first, std::size
         {
             if (batch == 1)
             {
-                RowJob row = {stage, {}, false, stage, {}, false, false, 1.0f, {}};
+                RowJob row(twice, stage, false, stage, false, 1.0f);
                 LongRow(pass != 0, length, row, work);
             }
             else
