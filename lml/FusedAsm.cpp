@@ -42,8 +42,8 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     // The enlarged grid's rows beyond the field are zero before the columns and not wanted after them: only the field's
     // own rows are held, over the full width.
     const bool enlarged = sweep.enlargeX != 1 || sweep.enlargeY != 1;
-    Lumora middle(enlarged ? static_cast<int>(width) : 0, enlarged ? ny : 0);
-    Complex* const spectrum = enlarged ? middle.GetDataPointer() : field.GetDataPointer();
+    const Scratch middle(enlarged ? 1 : 0, width * static_cast<std::size_t>(ny) * sizeof(Complex));
+    Complex* const spectrum = enlarged ? middle.As<Complex>(0) : field.GetDataPointer();
     const std::size_t x0 = (width - static_cast<std::size_t>(nx)) / 2;
     const std::size_t y0 = (height - static_cast<std::size_t>(ny)) / 2;
     const WideRange ownColumns{x0, x0 + static_cast<std::size_t>(nx)};

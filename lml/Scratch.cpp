@@ -15,6 +15,10 @@ namespace LumoraLib::detail
 namespace
 {
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kPage = 4096;
+
+// From here on blocks are offered to the system while nobody uses them.
+constexpr std::size_t kLendBack = std::size_t{32} << 20;
 
 // Free blocks of the process, the first `pooled` slots. A lease takes one per thread, and operations are not nested
 // deeply.
@@ -32,21 +36,23 @@ void* Allocate(std::size_t bytes)
     return p;
 }
 
-// The smallest free block that fits; otherwise a new one, and the largest free block is dropped in its favour.
+// The smallest free block that fits and is not much too large; otherwise a new one, and the largest free block that was
+// too small is dropped in its favour.
 Scratch::Block Take(std::size_t bytes)
 {
     Scratch::Block taken;
     {
         const std::lock_guard<std::mutex> lock(poolMutex);
-        int best = -1, largest = -1;
+        int best = -1, small = -1;
         for (int i = 0; i < pooled; ++i)
         {
-            if (pool[i].bytes >= bytes && (best < 0 || pool[i].bytes < pool[best].bytes))
+            const std::size_t has = pool[i].bytes;
+            if (has >= bytes && has / 8 <= bytes && (best < 0 || has < pool[best].bytes))
                 best = i;
-            if (largest < 0 || pool[i].bytes > pool[largest].bytes)
-                largest = i;
+            if (has < bytes && (small < 0 || has > pool[small].bytes))
+                small = i;
         }
-        const int slot = best >= 0 ? best : largest;
+        const int slot = best >= 0 ? best : small;
         if (slot >= 0)
         {
             taken = pool[slot];
@@ -63,6 +69,10 @@ void Return(Scratch::Block block) noexcept
 {
     if (block.memory == nullptr)
         return;
+    // A large block stays ours in name: the system takes its pages when it needs them, and gives them back with the next
+    // write otherwise, without clearing them anew.
+    if (block.bytes >= kLendBack)
+        static_cast<void>(madvise(block.memory, block.bytes / kPage * kPage, MADV_FREE));
     {
         const std::lock_guard<std::mutex> lock(poolMutex);
         if (pooled < kSlots)

@@ -8,8 +8,8 @@ namespace LumoraLib::detail
 {
 /// A lease of `count` blocks of at least `bytes` bytes each, one per thread of a team, aligned to 64 bytes (to 2 MiB
 /// and advised for huge pages from 2 MiB up), contents undefined. The lease is taken before a parallel region, so that
-/// a failure never leaves one; it gives the blocks back to a process-wide pool that grows and is never emptied. Errors:
-/// as Malloc(), with the label "scratch".
+/// a failure never leaves one; it gives the blocks back to a process-wide pool that grows and is never emptied, though
+/// the system may take the pages of large blocks in it. Errors: as Malloc(), with the label "scratch".
 class Scratch
 {
 public:
