@@ -62,6 +62,7 @@ LML_INLINE VH Columns(std::int32_t first, std::size_t i)
 
 struct TransferForm
 {
+    static constexpr bool kBand = false;
     VD du, c, tpd;
     LML_MEMBER explicit TransferForm(const PhaseForm& f) : du(f.p[0]), c(f.p[1]), tpd(f.p[2]) {}
     LML_MEMBER VD At(VH columns) const
@@ -74,6 +75,7 @@ struct TransferForm
 
 struct ShiftedForm
 {
+    static constexpr bool kBand = true;
     VD du, low, high, x0, z0, c, v2, y0v;
     LML_MEMBER explicit ShiftedForm(const PhaseForm& f)
         : du(f.p[0]), low(f.p[1]), high(f.p[2]), x0(f.p[3]), z0(f.p[4]), c(f.p[5]), v2(f.p[6]), y0v(f.p[7])
@@ -204,6 +206,18 @@ struct StoredBand
     ShiftedForm form;
     LML_MEMBER VD Phase(VH, std::size_t i) const { return VD::LoadU(phase + i); }
     LML_MEMBER VD Mask(VH columns, VD a) const { return Select(form.Outside(columns), VD::Zero(), a); }
+};
+
+template <class Form>
+struct MaskOf
+{
+    const Form& form;
+    LML_MEMBER VD Mask(VH columns, VD a) const
+    {
+        if constexpr (Form::kBand)
+            return Select(form.Outside(columns), VD::Zero(), a);
+        return a;
+    }
 };
 
 /// The second member of a sample.
@@ -521,12 +535,12 @@ struct AmplitudeSink
 // entries
 
 #if LML_WIDE_LEVEL == 2
-/// The row of transfer functions with the square roots one step ahead of the sines, where the registers suffice for it.
-template <class Sink>
-LML_INLINE void DriveTransfer(const PhaseForm& f, std::int32_t first, std::size_t n, const Sink& sink)
+/// A row of transfer functions with the square roots one step ahead of the sines, where the registers suffice for it.
+template <class Form, class Sink>
+LML_INLINE void DriveAhead(const PhaseForm& f, std::int32_t first, std::size_t n, const Sink& sink)
 {
-    const TransferForm form(f);
-    const Stored from{nullptr};
+    const Form form(f);
+    const MaskOf<Form> from{form};
     VD x[2], next[2], s[2], c[2];
     std::size_t i = 0;
     next[0] = form.At(Columns(first, 0));
@@ -538,16 +552,16 @@ LML_INLINE void DriveTransfer(const PhaseForm& f, std::int32_t first, std::size_
         next[0] = form.At(Columns(first, i + 2 * kLanes));
         next[1] = form.At(Columns(first, i + 3 * kLanes));
         SinCosGroup<2>(x, s, c);
-        sink.Whole(i, VH(0), from, c[0], s[0]);
-        sink.Whole(i + kLanes, VH(0), from, c[1], s[1]);
+        sink.Whole(i, Columns(first, i), from, c[0], s[0]);
+        sink.Whole(i + kLanes, Columns(first, i + kLanes), from, c[1], s[1]);
     }
     for (int v = 0; i < n; i += kLanes, ++v)
     {
         SinCosV(next[v], s[0], c[0]);
         if (i + kLanes <= n)
-            sink.Whole(i, VH(0), from, c[0], s[0]);
+            sink.Whole(i, Columns(first, i), from, c[0], s[0]);
         else
-            sink.Part(i, n - i, VH(0), from, c[0], s[0]);
+            sink.Part(i, n - i, Columns(first, i), from, c[0], s[0]);
     }
 }
 #endif
@@ -616,9 +630,9 @@ static void Unit(const PhaseForm& f, std::int32_t first, std::size_t n, float* u
     if (f.kind == PhaseForm::Kind::Transfer)
     {
         if (down == nullptr && up != nullptr)
-            DriveTransfer(f, first, n, UnitSink{up, nullptr});
+            DriveAhead<TransferForm>(f, first, n, UnitSink{up, nullptr});
         else
-            DriveTransfer(f, first, n, UnitSink{up, down});
+            DriveAhead<TransferForm>(f, first, n, UnitSink{up, down});
         return;
     }
 #endif
@@ -635,10 +649,9 @@ static void UnitSplit(const PhaseForm& f, std::int32_t first, std::size_t n, flo
 {
 #if LML_WIDE_LEVEL == 2
     if (f.kind == PhaseForm::Kind::Transfer)
-    {
-        DriveTransfer(f, first, n, SplitSink{re, im});
-        return;
-    }
+        return DriveAhead<TransferForm>(f, first, n, SplitSink{re, im});
+    if (f.kind == PhaseForm::Kind::Shifted)
+        return DriveAhead<ShiftedForm>(f, first, n, SplitSink{re, im});
 #endif
     InBlocks(f, first, n,
              [=, &f](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA {
