@@ -5,11 +5,13 @@
 #include "Fused.h"
 #include "IntMath.h"
 #include "Parallel.h"
+#include "Reduce.h"
 #include "WideFft.h"
 #include "WidePhase.h"
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 namespace LumoraLib::detail
 {
@@ -23,9 +25,10 @@ struct Sweep
     std::int32_t enlargeX, enlargeY;
     WideRange columns; // spectrum columns inside the band, transform order
     WideRange rows;    // spectrum rows inside the band, transform order
-    WideFactor factor;
+    WideFactor factor; // even on both axes
     const void* context;
-    bool symmetric;
+    const Complex* turnColumns; // beside it a factor per column and per row, or null
+    const Complex* turnRows;
 };
 
 void RunSweep(Lumora& field, const Sweep& sweep)
@@ -76,7 +79,9 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     middlePass.factor = sweep.factor;
     middlePass.context = sweep.context;
     middlePass.zeroRows = Complement(sweep.rows, static_cast<std::int32_t>(height));
-    middlePass.symmetric = sweep.symmetric;
+    middlePass.symmetric = true;
+    middlePass.column = sweep.turnColumns;
+    middlePass.row = sweep.turnRows;
 
     WideRows back;
     back.source = spectrum;
@@ -152,19 +157,18 @@ void TransferFactor(const void* context, std::size_t row, std::size_t column, st
     FillRow(PhaseForm::Transfer(t.du, t.inverseSquare, v * v, t.twoPiD), t.nx, column, count, re, im);
 }
 
-struct ShiftedContext
+/// exp(2 pi i shift f) for the frequencies of an axis in transform order: what a shift is in the spectrum. The phase of a
+/// shifted propagation is rounded once where the step-by-step form has the sum of all three terms in one.
+std::unique_ptr<Complex[], FreeMemory> ShiftTurns(std::int32_t n, double pitch, double shift)
 {
-    std::int32_t nx, ny;
-    ShiftedTransfer transfer;
-};
-
-void ShiftedFactor(const void* context, std::size_t row, std::size_t column, std::size_t count, float* re, float* im)
-{
-    const ShiftedContext& s = *static_cast<const ShiftedContext*>(context);
-    const ShiftedTransfer& t = s.transfer;
-    const double v = SignedIndex(row, s.ny) * t.dv;
-    FillRow(PhaseForm::Shifted(t.du, t.uLow, t.uHigh, t.x0, t.z0, t.inverseSquare, v * v, t.y0 * v), s.nx, column,
-            count, re, im);
+    const std::size_t count = static_cast<std::size_t>(n), room = (count + 63) / 64 * 64;
+    const auto phases = MallocArray<double>(count, "phase tables");
+    auto turns = MallocArray<Complex>(room, "phase tables");
+    std::fill(turns.get() + count, turns.get() + room, Complex());
+    for (std::size_t i = 0; i < count; ++i)
+        phases[i] = kTwoPi * (shift * (SignedIndex(i, n) * pitch));
+    Phases().unit(PhaseForm::Given(phases.get()), 0, count, reinterpret_cast<float*>(turns.get()), nullptr);
+    return turns;
 }
 
 /// The centred indices of an axis inside an open band, as a range in transform order.
@@ -204,15 +208,18 @@ void FusedAsm(Lumora& field, double d, bool bandLimit, std::int32_t enlarge)
         nx, ny, 1.0 / (nx * field.GetPx()), 1.0 / (ny * field.GetPy()), 1.0 / (lambda * lambda), kTwoPi * d};
     const IndexBox box = bandLimit ? AsmBandBox(nx, ny, context.du, context.dv, d, lambda) : IndexBox{0, nx, 0, ny};
     RunSweep(field, Sweep{enlarge, enlarge, TransformRange(box.i0, box.i1, nx), TransformRange(box.j0, box.j1, ny),
-                          TransferFactor, &context, true});
+                          TransferFactor, &context, nullptr, nullptr});
 }
 
 void FusedShiftedAsm(Lumora& field, const ShiftedTransfer& transfer, std::int32_t enlarge)
 {
     const std::int32_t nx = field.GetNx() * enlarge;
     const std::int32_t ny = field.GetNy() * enlarge;
-    const ShiftedContext context{nx, ny, transfer};
+    const TransferContext context{nx, ny, transfer.du, transfer.dv, transfer.inverseSquare, kTwoPi * transfer.z0};
+    const auto columns = ShiftTurns(nx, transfer.du, transfer.x0);
+    const auto rows = ShiftTurns(ny, transfer.dv, transfer.y0);
     RunSweep(field, Sweep{enlarge, enlarge, OpenBand(nx, transfer.du, transfer.uLow, transfer.uHigh),
-                          OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), ShiftedFactor, &context, false});
+                          OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), TransferFactor, &context,
+                          columns.get(), rows.get()});
 }
 } // namespace LumoraLib::detail

@@ -18,21 +18,12 @@ namespace LumoraLib::detail
 {
 namespace
 {
-template <class T>
-using Table = std::unique_ptr<T, FreeMemory>;
-
-template <class T>
-Table<T> MakeTable(std::size_t count)
-{
-    return Table<T>(static_cast<T*>(Malloc(count * sizeof(T), "chirp tables")));
-}
-
 /// Factors before and after the convolution of one axis, and the transform of its chirp kernel.
 struct AxisTables
 {
-    Table<Complex> pre;
-    Table<Complex> spectrum;
-    Table<Complex> post;
+    std::unique_ptr<Complex[], FreeMemory> pre;
+    std::unique_ptr<Complex[], FreeMemory> spectrum;
+    std::unique_ptr<Complex[], FreeMemory> post;
 };
 
 double Extra(const AxisPhase& phase, std::int32_t index)
@@ -48,9 +39,9 @@ void UnitFactors(const double* phases, std::size_t count, Complex* out)
 AxisTables MakeAxis(std::int32_t n, double a, const AxisPhase& pre, const AxisPhase& post, double cRe, double cIm)
 {
     const std::size_t count = static_cast<std::size_t>(n);
-    const Table<double> phases = MakeTable<double>(2 * count);
+    const auto phases = MallocArray<double>(2 * count, "phase tables");
     double* const p = phases.get();
-    AxisTables axis{MakeTable<Complex>(count), MakeTable<Complex>(2 * count), MakeTable<Complex>(count)};
+    AxisTables axis{MallocArray<Complex>(count, "phase tables"), MallocArray<Complex>(2 * count, "phase tables"), MallocArray<Complex>(count, "phase tables")};
     for (std::int32_t i = 0; i < n; ++i)
         p[i] = Extra(pre, i) - ChirpPhase(ChirpSquare(i), 0.0, a, 0.0);
     UnitFactors(p, count, axis.pre.get());

@@ -127,13 +127,6 @@ constexpr std::uint64_t PaddedRowBytes(std::int32_t width, std::int32_t bits)
 /// Reads the rows at the file's position into the field's samples.
 void ReadPixels(File& file, const char* path, const char* function, Lumora& field, const PixelRows& rows,
                 const PixelSamples& samples);
-
-/// Memory of Malloc that is given back on every path.
-template <class T>
-std::unique_ptr<T[], FreeMemory> MallocArray(std::size_t count, const char* label)
-{
-    return std::unique_ptr<T[], FreeMemory>(static_cast<T*>(Malloc(count * sizeof(T), label)));
-}
 } // namespace LumoraLib::detail
 
 #endif

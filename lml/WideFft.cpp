@@ -446,8 +446,16 @@ void LongStrips(const WideStripArgs& p, const WideKernels& kernels, std::size_t 
                     for (std::size_t c = 0; c < count; ++c)
                     {
                         float* v = copy + 2 * (c * n + k);
-                        const float wr = p.fused != nullptr ? values[c] : p.rowFactor[2 * k];
-                        const float wi = p.fused != nullptr ? values[32 + c] : p.rowFactor[2 * k + 1];
+                        float wr = p.fused != nullptr ? values[c] : p.rowFactor[2 * k];
+                        float wi = p.fused != nullptr ? values[32 + c] : p.rowFactor[2 * k + 1];
+                        if (p.fused != nullptr && p.fused->row != nullptr)
+                        {
+                            const float* e = reinterpret_cast<const float*>(p.fused->column + column + c);
+                            const float* f = reinterpret_cast<const float*>(p.fused->row + k);
+                            const float tr = e[0] * f[0] - e[1] * f[1], ti = e[0] * f[1] + e[1] * f[0], r = wr;
+                            wr = r * tr - wi * ti;
+                            wi = r * ti + wi * tr;
+                        }
                         const float re = v[0], im = v[1];
                         v[0] = zero ? 0.0f : re * wr - im * wi;
                         v[1] = zero ? 0.0f : re * wi + im * wr;
@@ -480,11 +488,11 @@ void LongStrips(const WideStripArgs& p, const WideKernels& kernels, std::size_t 
     }
 }
 
-std::size_t StripsScratch(const WideLength& length, bool fused, bool pairs)
+std::size_t StripsScratch(const WideLength& length, bool fused, bool pairs, bool turned = false)
 {
     if (!IsDirectColumn(length))
         return 2 * length.n * LongColumns(length.n) + 64 + LongScratch(length);
-    return fused ? WideFusedScratch(length, pairs) : WideStripScratch(length);
+    return fused ? WideFusedScratch(length, pairs, turned) : WideStripScratch(length);
 }
 
 std::size_t Bytes(std::size_t floats)
@@ -503,10 +511,11 @@ std::size_t WideStripScratch(const WideLength& length)
     return (std::max(length.a, length.b) + 1 + length.a * (length.b + 1) + 1) * pairRow + 128 * 32;
 }
 
-std::size_t WideFusedScratch(const WideLength& length, bool pairs)
+std::size_t WideFusedScratch(const WideLength& length, bool pairs, bool turned)
 {
     const std::size_t pairRow = 2 * kWideStrip;
-    return WideStripScratch(length) + 2 * (kWideStrip + 16) + (length.b + 1) * 32 + length.b * pairRow +
+    return WideStripScratch(length) + 2 * (kWideStrip + 16) + (length.b + 1) * 32 +
+           (turned ? 2 : 1) * length.b * pairRow +
            (pairs ? (length.n / 2 + 1) * kWideKeptRow : 0);
 }
 
@@ -624,14 +633,29 @@ bool PairsFit(const WideFused& job, const WideLength& length)
         which.begin > which.end && which.end > 0 && (which.end - 1) / kWideStrip == which.begin / kWideStrip;
     return job.symmetric && IsDirectColumn(length) && job.strips.columns % (2 * kWideStrip) == 0 && !hole;
 }
+
+bool PairWanted(const WideStrips& job, std::size_t pair)
+{
+    for (std::size_t c = pair * kWideStrip; c < (pair + 1) * kWideStrip; ++c)
+        if (job.which.Has(c) || job.which.Has(job.columns - 1 - c))
+            return true;
+    return false;
+}
 } // namespace
 
 WideFusedPass::WideFusedPass(const WideFused& job, int threads)
     : job_(job), kernels_(&Kernels()), length_(&LengthOf(job.strips.n, *kernels_)),
       stream_(MayStream(job.strips.target, job.strips.targetStride,
                         job.strips.output.Count(job.strips.n) * job.strips.columns)),
-      pairs_(PairsFit(job, *length_)), scratch_(std::max(threads, 1), Bytes(StripsScratch(*length_, true, pairs_)))
+      pairs_(PairsFit(job, *length_)), scratch_(std::max(threads, 1), Bytes(StripsScratch(*length_, true, pairs_, job.row != nullptr)))
 {
+    if (!pairs_)
+        return;
+    lastPair_ = job.strips.columns / (2 * kWideStrip);
+    while (firstPair_ < lastPair_ && !PairWanted(job.strips, firstPair_))
+        ++firstPair_;
+    while (firstPair_ < lastPair_ && !PairWanted(job.strips, lastPair_ - 1))
+        --lastPair_;
 }
 
 void WideFusedPass::Part(int index, int size) const noexcept
@@ -643,9 +667,11 @@ void WideFusedPass::Part(int index, int size) const noexcept
     args.near = IsNear(job_.strips);
     args.fused = &job_;
     args.pairs = pairs_;
-    const std::size_t count =
-        pairs_ ? job_.strips.columns / (2 * kWideStrip) : WideStripCount(job_.strips.which, job_.strips.columns);
-    const Block block = BlockOf(count, index, size);
+    // Not all columns need be wanted: the threads share those that are.
+    Block block = BlockOf(pairs_ ? lastPair_ - firstPair_ : WideStripCount(job_.strips.which, job_.strips.columns),
+                          index, size);
+    block.begin += firstPair_;
+    block.end += firstPair_;
     float* scratch = scratch_.As<float>(index);
     if (IsDirectColumn(*length_))
         kernels_->fused(args, block.begin, block.end, scratch);

@@ -168,6 +168,11 @@ struct WideFused
     /// quarter of the spectrum only, rows 0..n/2 and columns 0..columns/2; elsewhere for all of it. Same bits as
     /// without.
     bool symmetric = false;
+    /// Both or none: the factor is factor() times (column[c] times row[k]), in single precision; in transform order,
+    /// `column` with room up to a multiple of 64. Shifts of the field are such outer products, which leave the rest of
+    /// the factor even.
+    const Complex* column = nullptr;
+    const Complex* row = nullptr;
 };
 
 class WideFusedPass
@@ -184,6 +189,8 @@ private:
     const WideLength* length_;
     bool stream_;
     bool pairs_;
+    std::size_t firstPair_ = 0; // the mirrored pairs that have a wanted column
+    std::size_t lastPair_ = 0;
     Scratch scratch_;
 };
 void WideFusedAll(const WideFused& job, int threads);

@@ -890,13 +890,14 @@ struct FusedStrips
     const StripLayout at;
     RowReader reader;
     RowWriter writer;
-    float *values, *mid, *factors, *kept;
+    float *values, *mid, *factors, *turned, *kept;
     static constexpr std::size_t kRoom = kWideStrip + 16;
     static constexpr std::ptrdiff_t kFactorStep = 2 * std::ptrdiff_t(kWideStrip);
 
     LML_MEMBER FusedStrips(const WideStripArgs& args, float* scratch)
         : p(args), length(*args.length), at(length, scratch), reader(args, false), writer(args, true), values(at.rest),
-          mid(values + 2 * kRoom), factors(mid + at.line), kept(factors + std::ptrdiff_t(at.b) * kFactorStep)
+          mid(values + 2 * kRoom), factors(mid + at.line), turned(factors + std::ptrdiff_t(at.b) * kFactorStep),
+          kept(turned + (args.fused != nullptr && args.fused->row != nullptr ? std::ptrdiff_t(at.b) * kFactorStep : 0))
     {
         for (float* f = values; f < kept; f += W) // lanes beyond a narrow strip and rows that are zero are never filled
             VF::Zero().Store(f);
@@ -907,6 +908,31 @@ struct FusedStrips
         reader.place.SetStrip(strip);
         writer.place.SetStrip(strip);
         StripFirst<Form::Samples>(p, at, at.buffer, reader);
+    }
+
+    /// One k1 of a strip with the factors prepared, or with those of the mirrored k1 in reverse.
+    LML_MEMBER void Line(std::size_t column, std::size_t k1, bool reverse)
+    {
+        const WideFused& fused = *p.fused;
+        const std::ptrdiff_t last = reverse ? std::ptrdiff_t(at.b) - 1 : 0, step = reverse ? -kFactorStep : kFactorStep;
+        const float* from = factors + last * kFactorStep;
+        if (fused.row == nullptr)
+            return FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, from, step, fused.zeroRows);
+        const float* const columns = reinterpret_cast<const float*>(fused.column + column);
+        const float* const rows = reinterpret_cast<const float*>(fused.row);
+        float* to = turned;
+        for (std::size_t k2 = 0; k2 < at.b; ++k2, from += step, to += kFactorStep)
+        {
+            const std::size_t k = k1 + at.a * k2;
+            const VF re(rows[2 * k]), im(rows[2 * k + 1]);
+#pragma GCC unroll 16
+            for (int g = 0; g < kGroups; ++g)
+            {
+                const C turn = Times(LoadSamples(columns + g * kPair), re, im);
+                StorePair(to + g * kPair, Times(LoadPair(from + g * kPair), turn.r, turn.i));
+            }
+        }
+        FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, turned, kFactorStep, fused.zeroRows);
     }
 
     LML_MEMBER void SameForAllColumns(WideStripAt strip)
@@ -934,7 +960,7 @@ struct FusedStrips
                 fused.factor(fused.context, k, strip.column, span, values, values + kRoom);
                 PlaceFactors<false>(values, values + kRoom, factors + std::ptrdiff_t(k2) * kFactorStep);
             }
-            FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, factors, kFactorStep, fused.zeroRows);
+            Line(strip.column, k1, false);
         }
         FusedLast(length, at, at.buffer, writer);
     }
@@ -974,11 +1000,9 @@ struct FusedStrips
                     std::memcpy(line + kWideKeptRow / 2, values + kRoom, (kWideStrip + 1) * sizeof(float));
                 }
             }
-            FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, factors, kFactorStep, fused.zeroRows);
+            Line(strip.column, k1, false);
             if (other != at.a)
-                FusedLine<Post::Vector>(length, at, at.buffer, mid, other,
-                                        factors + std::ptrdiff_t(at.b - 1) * kFactorStep, -kFactorStep,
-                                        fused.zeroRows);
+                Line(strip.column, other, true);
         }
         FusedLast(length, at, at.buffer, writer);
     }

@@ -145,7 +145,7 @@ inline WideStripAt WideStripOf(WideRange which, std::size_t columns, std::size_t
 /// Floats of scratch per thread.
 std::size_t WideRowScratch(const WideLength& length);
 std::size_t WideStripScratch(const WideLength& length);
-std::size_t WideFusedScratch(const WideLength& length, bool pairs);
+std::size_t WideFusedScratch(const WideLength& length, bool pairs, bool turned);
 std::size_t WideConvolveScratch(const WideLength& length);
 
 /// Entries of one instruction set, for lengths done in one visit.

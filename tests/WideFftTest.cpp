@@ -492,11 +492,15 @@ TEST(WideFft, FusedStripsAreForwardFactorInverse)
                                      {40, 256, all, all, all, none},          {256, 4096, {0.1, 0.2}, all, all, none},
                                      {3, 32768, all, middle, all, {0.4, 0.6}}};
     for (const Case& c : cases)
-        for (const bool even : {false, true})
+        for (const int kind : {0, 1, 2}) // any factor, an even one, an even one times a factor per column and row
         {
+            const bool even = kind > 0;
             const Factors factors = {c.nx, c.ny, even};
             const Samples start = Random(c.nx * c.ny, 23);
+            const Samples column = Random((c.nx + 63) / 64 * 64, 29), row = Random(c.ny, 31);
             WideFused job;
+            job.column = kind == 2 ? column.data() : nullptr;
+            job.row = kind == 2 ? row.data() : nullptr;
             job.strips.sourceStride = job.strips.targetStride = job.strips.columns = c.nx;
             job.strips.which = RangeOf(c.which, c.nx);
             job.strips.n = c.ny;
@@ -520,6 +524,9 @@ TEST(WideFft, FusedStripsAreForwardFactorInverse)
                 for (std::size_t k = 0; k < c.ny; ++k)
                 {
                     const Complex f = factors.At(k, x);
+                    if (kind == 2)
+                        line[k] *=
+                            Double(column[x].real(), column[x].imag()) * Double(row[k].real(), row[k].imag());
                     line[k] *=
                         job.zeroRows.Has(k) ? Double(0.0) : Double(f.real(), f.imag()) / static_cast<double>(c.ny);
                 }
@@ -558,7 +565,7 @@ TEST(WideFft, FusedStripsAreForwardFactorInverse)
                 if (!even)
                     continue;
                 EXPECT_TRUE(SameMemory(run(true, 2), got))
-                    << "symmetric " << c.nx << " x " << c.ny << ", isa " << static_cast<int>(isa);
+                    << "symmetric, kind " << kind << ", " << c.nx << " x " << c.ny << ", isa " << static_cast<int>(isa);
             }
         }
 }
