@@ -29,14 +29,10 @@ const WideKernels& Kernels()
 // what does. Below it stores past the caches cost up to twice the time.
 constexpr std::size_t kStreamBytes = std::size_t{24} << 20;
 
-// Up to this a grid stays in the caches: strips are read without tiles, and rows need not be fetched ahead.
-constexpr std::size_t kNearBytes = std::size_t{8} << 20;
-
-bool IsNear(const WideStrips& job)
+std::size_t RowBytes(const WideStrips& job)
 {
-    return std::max(job.input.Count(job.n) * job.sourceStride, job.output.Count(job.n) * job.targetStride) *
-               sizeof(Complex) <=
-           kNearBytes;
+    return sizeof(Complex) *
+           std::max(job.input.Count(job.n) * job.sourceStride, job.output.Count(job.n) * job.targetStride);
 }
 
 bool MayStream(const Complex* target, std::size_t stride, std::size_t samples)
@@ -343,7 +339,7 @@ void LongPart(const LongJob& job, int index, int size, float* scratch, const Bar
         args.length = length.sideLength;
         args.twist = &length;
         args.stream = MayStream(args.job.target, row, length.n);
-        args.near = IsNear(args.job);
+        args.bytes = RowBytes(args.job);
         const Block block = BlockOf(WideStripCount(0, row), index, size);
         job.kernels->strips(args, block.begin, block.end, scratch);
     }
@@ -605,7 +601,7 @@ void WideStripPass::Part(int index, int size) const noexcept
     args.job = job_;
     args.length = length_;
     args.stream = stream_;
-    args.near = IsNear(job_);
+    args.bytes = RowBytes(job_);
     const Block block = BlockOf(WideStripCount(job_.which, job_.columns), index, size);
     float* scratch = scratch_.As<float>(index);
     if (IsDirectColumn(*length_))
@@ -664,7 +660,7 @@ void WideFusedPass::Part(int index, int size) const noexcept
     args.job = job_.strips;
     args.length = length_;
     args.stream = stream_;
-    args.near = IsNear(job_.strips);
+    args.bytes = RowBytes(job_.strips);
     args.fused = &job_;
     args.pairs = pairs_;
     // Not all columns need be wanted: the threads share those that are.
@@ -748,7 +744,7 @@ void WideColumnConvolution::Part(int index, int size) const noexcept
     args.job.input = args.job.output = {0, job_.rows};
     args.length = length_;
     args.stream = stream_;
-    args.near = IsNear(args.job);
+    args.bytes = RowBytes(args.job);
     args.pre = reinterpret_cast<const float*>(job_.pre);
     args.post = reinterpret_cast<const float*>(job_.post);
     args.rowFactor = reinterpret_cast<const float*>(job_.spectrum);

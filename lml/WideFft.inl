@@ -298,7 +298,7 @@ LML_INLINE void LaneStore(const LaneSteps& a, float* re, float* im, const float*
         StoreSamples((high ? im : re) + k * a.outStep, Exchanged<kOut == Form::Exchanged>(Scaled(v, VF(a.scale))));
 }
 
-/// `side` is told of each finished vector: it moves rows to a tile while the arithmetic goes on.
+/// `side` is told of each butterfly and each finished vector: it fetches rows while the arithmetic goes on.
 template <int L, Form kIn, Form kOut, Post kPost, class Side>
 LML_INLINE void LaneTransform(const LaneArgs& args, Side& side)
 {
@@ -334,6 +334,7 @@ LML_INLINE void LaneTransform(const LaneArgs& args, Side& side)
                 for (int p = 0; p < P; ++p)
                     x[p] = LaneLoad<kIn>(a, inRe, inIm, p * Q + q, 2 * p >= P);
                 Radix<P>(x);
+                side.Step();
                 const float* w = inner + 2 * P * q;
                 StorePair(tile + q * kPair, x[0]);
 #pragma GCC unroll 16
@@ -348,6 +349,7 @@ LML_INLINE void LaneTransform(const LaneArgs& args, Side& side)
                 for (int q = 0; q < Q; ++q)
                     x[q] = LoadPair(t + q * kPair);
                 Radix<Q>(x);
+                side.Step();
 #pragma GCC unroll 16
                 for (int k = 0; k < Q; ++k)
                     LaneStore<kOut, kPost>(a, outRe, outIm, post, k1 + P * k, 2 * k >= Q, x[k]);
@@ -388,6 +390,7 @@ LML_NOINLINE void Lane(int lg, const LaneArgs& a, Side& side)
 
 struct NoSide
 {
+    LML_MEMBER void Step() {}
     LML_MEMBER void Group() {}
 };
 
@@ -469,28 +472,35 @@ struct RowPlace
     }
 };
 
-/// Fetches rows that are read soon into the second cache, a share after each vector of the transforms that go on
-/// meanwhile: loads that have to wait for memory would stop them.
+/// Fetches rows that are read soon into the second cache, one after each butterfly of the transforms that go on
+/// meanwhile: loads that have to wait for memory would stop them, and so would many requests at once.
 struct RowAhead
 {
     RowMove move;
-    std::ptrdiff_t next = 0, share = 0;
+    std::ptrdiff_t next = 0, share = 0, due = 0;
+    /// With no count there is nothing to fetch.
     LML_MEMBER void Set(const RowPlace& place, std::size_t first, std::size_t step, std::size_t count)
     {
         place.Set(move, true, nullptr, 0, first, step, count);
-        next = move.begin;
-        share = move.plain ? (move.end - move.begin + kGroups - 1) / kGroups : 0;
+        next = due = move.begin;
+        if (!move.plain)
+            move.end = move.begin;
+        share = (move.end - move.begin + kGroups - 1) / kGroups;
     }
-    __attribute__((noinline)) void Group()
+    LML_MEMBER void Step()
     {
-        const std::ptrdiff_t last = next + share < move.end ? next + share : move.end;
-        for (; next < last; ++next)
-        {
-            const float* row = move.Row(next);
+        if (next >= move.end)
+            return;
+        const float* row = move.Row(next++);
 #pragma GCC unroll 8
-            for (std::size_t line = 0; line < kWideStrip / 8; ++line)
-                _mm_prefetch(reinterpret_cast<const char*>(row + 16 * line), _MM_HINT_T1);
-        }
+        for (std::size_t line = 0; line < kWideStrip / 8; ++line)
+            _mm_prefetch(reinterpret_cast<const char*>(row + 16 * line), _MM_HINT_T1);
+    }
+    LML_MEMBER void Group()
+    {
+        due += share;
+        while (next < due && next < move.end)
+            Step();
     }
 };
 
@@ -501,12 +511,18 @@ struct RowReader
     RowAhead ahead;
     const float* pre;
     std::ptrdiff_t re, im; ///< where the parts go within a pair
-    bool far;              ///< the grid lies beyond the near caches: rows are fetched ahead
+    bool far;              ///< rows are fetched ahead
 
     LML_MEMBER RowReader(const WideStripArgs& p, bool exchanged)
         : place(p.job.source, p.job.sourceStride, p.job.input, p.job.n, p.job.sourceOrigin, p.job.shiftInput),
-          pre(p.pre), re(exchanged ? W : 0), im(exchanged ? 0 : W), far(!p.near)
+          pre(p.pre), re(exchanged ? W : 0), im(exchanged ? 0 : W), far(p.bytes > kWideNext)
     {
+    }
+    /// The a rows that follow rows b, b + step, ... are fetched from now on.
+    LML_MEMBER void FetchAfter(std::size_t b, std::size_t a, std::size_t step)
+    {
+        const bool later = far && b + 1 < step;
+        ahead.Set(place, later ? b + 1 : 0, step, later ? a : 0);
     }
     /// Reads all rows of a tile.
     __attribute__((noinline)) void Read(float* tile, std::ptrdiff_t groupStep, std::size_t first, std::size_t step,
@@ -718,8 +734,7 @@ LML_INLINE void TileFirst(const WideLength& length, const StripLayout& at, float
     for (std::size_t b = 0; b < at.b; ++b)
     {
         reader.Read(at.tile, at.tileA, b, at.b, at.a);
-        const bool later = reader.far && b + 2 < at.b;
-        reader.ahead.Set(reader.place, later ? b + 2 : 0, at.b, later ? at.a : 0);
+        reader.FetchAfter(b, at.a, at.b);
         float* out = buffer + std::ptrdiff_t(b) * kPair;
         Lane<Form::Split, Form::Split, Post::Scalar>(length.lengthA->lg,
                                                      {at.tile, at.tile + W, kPair, at.tileA, out, out + W, at.line,
@@ -732,21 +747,21 @@ LML_INLINE void TileFirst(const WideLength& length, const StripLayout& at, float
 /// The same for whole strips read without a tile: for grids that stay in the near caches, where a row may be visited
 /// once per vector, and a > 1, so that each transform has both halves of the rows.
 template <Form kForm>
-LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, float* buffer, std::size_t column)
+LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, float* buffer, RowReader& reader)
 {
     const WideLength& length = *p.length;
     const std::ptrdiff_t stride = std::ptrdiff_t(2 * p.job.sourceStride), step = std::ptrdiff_t(at.b) * stride;
     const std::ptrdiff_t half = p.job.shiftInput ? std::ptrdiff_t(length.n / 2) * stride : 0;
-    const float* in = reinterpret_cast<const float*>(p.job.source) + 2 * column;
-    NoSide none;
+    const float* in = reinterpret_cast<const float*>(p.job.source) + 2 * reader.place.column;
     for (std::size_t b = 0; b < at.b; ++b, in += stride)
     {
+        reader.FetchAfter(b, at.a, at.b);
         float* to = buffer + std::ptrdiff_t(b) * kPair;
         Lane<kForm, Form::Split, Post::Scalar>(length.lengthA->lg,
                                                {in + half, in - half, step, kPair, to, to + W, at.line, at.group,
                                                 at.inner, length.lengthA->inner, length.twiddle + 2 * b * at.a, 2, 0,
                                                 kGroups, 1.0f},
-                                               none);
+                                               reader.ahead);
     }
 }
 
@@ -772,8 +787,8 @@ LML_INLINE void DirectWhole(const WideStripArgs& p, const StripLayout& at, std::
 template <Form kForm>
 LML_INLINE void StripFirst(const WideStripArgs& p, const StripLayout& at, float* buffer, RowReader& reader)
 {
-    if (at.a > 1 && p.near && p.pre == nullptr && reader.place.all && reader.place.Whole())
-        DirectFirst<kForm>(p, at, buffer, reader.place.column);
+    if (at.a > 1 && p.bytes <= kWideNear && p.pre == nullptr && reader.place.all && reader.place.Whole())
+        DirectFirst<kForm>(p, at, buffer, reader);
     else
         TileFirst(*p.length, at, buffer, reader);
 }
@@ -791,7 +806,7 @@ LML_INLINE void AllStrips(const WideStripArgs& p, std::size_t first, std::size_t
         const WideStripAt strip = WideStripOf(p.job.which, p.job.columns, s);
         reader.place.SetStrip(strip);
         writer.place.SetStrip(strip);
-        if (at.a == 1 && p.near && p.twist == nullptr && reader.place.Whole() && reader.place.all && writer.place.all)
+        if (at.a == 1 && p.bytes <= kWideNear && p.twist == nullptr && reader.place.Whole() && reader.place.all && writer.place.all)
         {
             DirectWhole<kForm>(p, at, strip.column);
             continue;
@@ -996,8 +1011,15 @@ struct FusedStrips
                 PlaceFactors<kMirrored>(values, values + kRoom, to);
                 if (source == Source::FunctionKept)
                 {
-                    std::memcpy(line, values, (kWideStrip + 1) * sizeof(float));
-                    std::memcpy(line + kWideKeptRow / 2, values + kRoom, (kWideStrip + 1) * sizeof(float));
+                    for (std::size_t part = 0; part < 2; ++part)
+                    {
+                        const float* from = values + part * kRoom;
+                        float* keep = line + part * (kWideKeptRow / 2);
+#pragma GCC unroll 16
+                        for (int v = 0; v < kGroups; ++v)
+                            VF::Load(from + v * W).StoreU(keep + v * W);
+                        keep[kWideStrip] = from[kWideStrip];
+                    }
                 }
             }
             Line(strip.column, k1, false);

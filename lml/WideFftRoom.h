@@ -18,6 +18,11 @@ inline constexpr int kWideMaxLongLg = 29;
 /// as much for grids out of cache, since rows a power of two apart leave nothing in the caches for the neighbour.
 inline constexpr std::size_t kWideStrip = 64;
 
+/// Up to this many bytes a grid stays in the caches, and its strips are read without tiles; beyond the other, the cache
+/// next to the processor, rows are fetched ahead.
+inline constexpr std::size_t kWideNear = std::size_t{8} << 20;
+inline constexpr std::size_t kWideNext = std::size_t{1} << 20;
+
 /// Floats of a spectrum row's factors that are kept for the mirrored strip: a strip and one column more, both parts.
 inline constexpr std::size_t kWideKeptRow = 2 * (kWideStrip + 1);
 
@@ -91,7 +96,7 @@ struct WideStripArgs
     WideStrips job;
     const WideLength* length;
     bool stream = false;               ///< stores past the caches
-    bool near = false;                 ///< the grid stays in the near caches
+    std::size_t bytes = 0;             ///< of the rows that are read or written
     const float* pre = nullptr;        ///< pairs per axis index, applied to the samples read
     const float* post = nullptr;       ///< pairs per axis index, applied to the samples written
     const WideLength* twist = nullptr; ///< first level of a two-level length: roots by row and column
