@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 
 namespace LumoraLib::detail
@@ -157,6 +158,25 @@ void TransferFactor(const void* context, std::size_t row, std::size_t column, st
     FillRow(PhaseForm::Transfer(t.du, t.inverseSquare, v * v, t.twoPiD), t.nx, column, count, re, im);
 }
 
+struct PathContext
+{
+    std::int32_t nx, ny;
+    double du, dv;
+    double inverseSquare;
+    double z0;
+};
+
+/// The even part of a shifted transfer function. Kept: the root is not guarded, so that frequencies of the band beyond
+/// 1 / wavelength, which very small pitches have, make the field not a number.
+void PathFactor(const void* context, std::size_t row, std::size_t column, std::size_t count, float* re, float* im)
+{
+    constexpr double kNever = std::numeric_limits<double>::infinity();
+    const PathContext& t = *static_cast<const PathContext*>(context);
+    const double v = std::abs(SignedIndex(row, t.ny)) * t.dv;
+    FillRow(PhaseForm::Shifted(t.du, -kNever, kNever, 0.0, t.z0, t.inverseSquare, v * v, 0.0), t.nx, column, count, re,
+            im);
+}
+
 /// exp(2 pi i shift f) for the frequencies of an axis in transform order: what a shift is in the spectrum. The phase of a
 /// shifted propagation is rounded once where the step-by-step form has the sum of all three terms in one.
 std::unique_ptr<Complex[], FreeMemory> ShiftTurns(std::int32_t n, double pitch, double shift)
@@ -215,11 +235,11 @@ void FusedShiftedAsm(Lumora& field, const ShiftedTransfer& transfer, std::int32_
 {
     const std::int32_t nx = field.GetNx() * enlarge;
     const std::int32_t ny = field.GetNy() * enlarge;
-    const TransferContext context{nx, ny, transfer.du, transfer.dv, transfer.inverseSquare, kTwoPi * transfer.z0};
+    const PathContext context{nx, ny, transfer.du, transfer.dv, transfer.inverseSquare, transfer.z0};
     const auto columns = ShiftTurns(nx, transfer.du, transfer.x0);
     const auto rows = ShiftTurns(ny, transfer.dv, transfer.y0);
     RunSweep(field, Sweep{enlarge, enlarge, OpenBand(nx, transfer.du, transfer.uLow, transfer.uHigh),
-                          OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), TransferFactor, &context,
+                          OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), PathFactor, &context,
                           columns.get(), rows.get()});
 }
 } // namespace LumoraLib::detail

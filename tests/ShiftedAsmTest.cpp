@@ -158,6 +158,27 @@ TEST(ShiftedAsm, DirectionAndAxesAreLost)
     }
 }
 
+// With pitches so small that corners of the band lie beyond 1 / wavelength the root there is not a number, and so is then
+// every sample; a little farther away the band ends before.
+TEST(ShiftedAsm, RootsBeyondTheWavelengthAreNotGuarded)
+{
+    for (const FftLib engine : kEngines)
+        for (const bool near : {true, false})
+        {
+            SetFftLib(engine);
+            Lumora source(64, 64, 0.6 * kLambda, 0.6 * kLambda, kLambda);
+            FillRandom(source, 3);
+            Lumora target(source);
+            target.SetOrigin(Vector(1e-6, -2e-6, near ? 1e-6 : 1e-4));
+            target.ShiftedAsmProp(source, 1);
+            std::size_t broken = 0;
+            for (std::size_t n = 0; n < target.N(); ++n)
+                broken += std::isnan(target.GetDataPointer()[n].Real()) ? 1u : 0u;
+            EXPECT_EQ(broken, near ? target.N() : 0u) << engine;
+        }
+    SetFftLib(FFT_LIB_VENDOR);
+}
+
 TEST(ShiftedAsm, BandBesideTheSpectrumGivesZeros)
 {
     for (const FftLib lib : kEngines)

@@ -424,6 +424,50 @@ TEST(WideFft, RangesOfRowsAndColumnsAreTheFullTransformWithZeros)
             }
 }
 
+// A large grid of its own is written past the caches, one row alone is not; an array that starts off a cache line or a
+// vector cannot be.
+TEST(WideFft, LargeTargetsGetTheSameRows)
+{
+    const std::size_t n = 4096, rows = 1024, source = 1024;
+    const Complex mark(7.0f, -7.0f);
+    const Samples start = Random(rows * source, 37);
+    for (const std::size_t origin : {std::size_t{0}, std::size_t{8}, std::size_t{11}})
+        for (const WideRange out : {WideRange{3000, 900}, WideRange{1024, 3072}})
+        {
+            if (out.begin > out.end && origin != 0)
+                continue; // a range across the end needs the whole axis
+            WideRows job;
+            job.source = start.data();
+            job.sourceStride = source;
+            job.sourceOrigin = 1500;
+            job.targetStride = n;
+            job.targetOrigin = origin;
+            job.n = n;
+            job.rows = rows;
+            job.input = {1500, 1500 + source};
+            job.output = out;
+            for (const Isa isa : Isas())
+            {
+                const Cap cap(isa);
+                Lumora large(static_cast<int>(n), static_cast<int>(rows)); // as fields are: on a page of its own
+                std::fill(large.GetDataPointer(), large.GetDataPointer() + large.N(), mark);
+                job.target = large.GetDataPointer();
+                WideRowsAll(job, 2);
+                for (const std::size_t r : {std::size_t{0}, rows / 2, rows - 1})
+                {
+                    Samples want(n, mark);
+                    WideRows one = job;
+                    one.rows = 1;
+                    one.source = start.data() + r * source;
+                    one.target = want.data();
+                    WideRowsAll(one, 1);
+                    EXPECT_TRUE(Equal(Samples(large.GetDataPointer() + r * n, large.GetDataPointer() + (r + 1) * n), want))
+                        << "row " << r << ", origin " << origin << ", isa " << static_cast<int>(isa);
+                }
+            }
+        }
+}
+
 TEST(WideFft, StripsDoTheWantedColumnsOnly)
 {
     const std::size_t nx = 512, n = 128;
