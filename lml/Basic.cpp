@@ -36,6 +36,8 @@ constexpr int kFormStackSize = 20;
 ComplexForm formStack[kFormStackSize];
 int formStackTop = -1;
 
+constexpr char kFnInit[] = "LumoraLib::Lumora::Init";
+
 /// The smallest power of two not below `size`, in 64 bits; 1 for sizes of 1 or less.
 std::int64_t RaisedSize(std::int32_t size)
 {
@@ -60,6 +62,15 @@ Complex* NewSamples(std::uint64_t count)
     return static_cast<Complex*>(block);
 }
 } // namespace
+
+void detail::NoSamples(std::uint64_t bytes)
+{
+    static char message[128];
+    constexpr std::uint64_t most = static_cast<std::uint64_t>(std::numeric_limits<long>::max());
+    std::snprintf(message, sizeof message, "Memory allocation failed : Demanded bytes = %ld",
+                  static_cast<long>(bytes < most ? bytes : most));
+    Error(ERR_MEMORY, kFnInit, message);
+}
 
 // -------------------------------------------------------------------------------------------------- life cycle
 
@@ -188,7 +199,6 @@ void Lumora::__Ctr(int Nx, int Ny, double Px, double Py, double wavelength)
 
 void Lumora::Init(Complex* buffer)
 {
-    static constexpr char fn[] = "LumoraLib::Lumora::Init";
     if (std::int64_t{nx_} * ny_ == 0)
     {
         // Kept: a zero size gives a caller's buffer back through Free and keeps an owned one, so a caller that sets
@@ -224,7 +234,7 @@ void Lumora::Init(Complex* buffer)
     if (buffer == nullptr && userBufferLength_ != 0)
     {
         if (!sizesFit || count > userBufferLength_)
-            Error(ERR_MEMORY, fn, "User-Defined buffer is too small");
+            Error(ERR_MEMORY, kFnInit, "User-Defined buffer is too small");
         return;
     }
     if (sizesFit && dataPointer_ != nullptr && count == capacity_)
@@ -232,14 +242,8 @@ void Lumora::Init(Complex* buffer)
     Complex* const block = sizesFit ? NewSamples(count) : nullptr;
     if (block == nullptr)
     {
-        static char message[128];
-        constexpr std::uint64_t most = static_cast<std::uint64_t>(std::numeric_limits<long>::max());
         std::uint64_t bytes = 0;
-        if (!detail::CheckedMul(count, sizeof(Complex), bytes) || bytes > most)
-            bytes = most;
-        std::snprintf(message, sizeof message, "Memory allocation failed : Demanded bytes = %ld",
-                      static_cast<long>(bytes));
-        Error(ERR_MEMORY, fn, message);
+        detail::NoSamples(detail::CheckedMul(count, sizeof(Complex), bytes) ? bytes : UINT64_MAX);
     }
     // The leading samples survive a change of size; a fresh block stays undefined.
     if (dataPointer_ != nullptr)

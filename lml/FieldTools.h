@@ -6,6 +6,7 @@
 #include "LmlLumora.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace LumoraLib::detail
 {
@@ -30,6 +31,8 @@ struct FieldAccess
     }
 };
 
+/// Reports, as Init does, that there is no memory for so many bytes of samples.
+[[noreturn]] void NoSamples(std::uint64_t bytes);
 /// Fills `count` samples at `target` from the `available` ones at `source`; what the source does not have becomes zero.
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available);
 /// All samples to polar, (float) sqrt(x x + y y) and (float) atan2(y, x) on the widened members; a parallel flat loop.

@@ -46,7 +46,8 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     // The enlarged grid's rows beyond the field are zero before the columns and not wanted after them: only the field's
     // own rows are held, over the full width.
     const bool enlarged = sweep.enlargeX != 1 || sweep.enlargeY != 1;
-    const Scratch middle(enlarged ? 1 : 0, width * static_cast<std::size_t>(ny) * sizeof(Complex));
+    const Scratch middle(enlarged ? 1 : 0, width * static_cast<std::size_t>(ny) * sizeof(Complex),
+                         [](std::size_t bytes) { NoSamples(bytes); });
     Complex* const spectrum = enlarged ? middle.As<Complex>(0) : field.GetDataPointer();
     const std::size_t x0 = (width - static_cast<std::size_t>(nx)) / 2;
     const std::size_t y0 = (height - static_cast<std::size_t>(ny)) / 2;

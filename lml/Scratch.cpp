@@ -27,18 +27,22 @@ std::mutex poolMutex;
 Scratch::Block pool[kSlots];
 int pooled = 0;
 
-void* Allocate(std::size_t bytes)
+void* Allocate(std::size_t bytes, Scratch::Lack lack)
 {
     void* p = nullptr;
     if (bytes < kHugePage || bytes > (SIZE_MAX >> 2) || posix_memalign(&p, kHugePage, bytes) != 0)
+    {
+        if (lack != nullptr && bytes >= kHugePage)
+            lack(bytes);
         return Malloc(bytes, "scratch"); // reports the failure
+    }
     madvise(p, bytes, MADV_HUGEPAGE);    // advice only, nothing depends on it
     return p;
 }
 
 // The smallest free block that fits and is not much too large; otherwise a new one, and the largest free block that was
 // too small is dropped in its favour.
-Scratch::Block Take(std::size_t bytes)
+Scratch::Block Take(std::size_t bytes, Scratch::Lack lack)
 {
     Scratch::Block taken;
     {
@@ -62,7 +66,7 @@ Scratch::Block Take(std::size_t bytes)
     if (taken.bytes >= bytes && taken.memory != nullptr)
         return taken;
     std::free(taken.memory);
-    return {Allocate(bytes), bytes};
+    return {Allocate(bytes, lack), bytes};
 }
 
 void Return(Scratch::Block block) noexcept
@@ -85,7 +89,7 @@ void Return(Scratch::Block block) noexcept
 }
 } // namespace
 
-Scratch::Scratch(int count, std::size_t bytes)
+Scratch::Scratch(int count, std::size_t bytes, Lack lack)
     : count_(count), bytes_(bytes), blocks_(new (std::nothrow) Block[static_cast<std::size_t>(count)])
 {
     if (!blocks_)
@@ -93,7 +97,7 @@ Scratch::Scratch(int count, std::size_t bytes)
     try
     {
         for (int i = 0; i < count_; ++i)
-            blocks_[static_cast<std::size_t>(i)] = Take((bytes + 63) / 64 * 64);
+            blocks_[static_cast<std::size_t>(i)] = Take((bytes + 63) / 64 * 64, lack);
     }
     catch (...)
     {

@@ -13,7 +13,9 @@ namespace LumoraLib::detail
 class Scratch
 {
 public:
-    Scratch(int count, std::size_t bytes);
+    /// Reports that there is no memory, in place of Malloc(); must not return.
+    using Lack = void (*)(std::size_t bytes);
+    Scratch(int count, std::size_t bytes, Lack lack = nullptr);
     ~Scratch();
     Scratch(const Scratch&) = delete;
     Scratch& operator=(const Scratch&) = delete;
