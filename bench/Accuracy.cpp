@@ -124,6 +124,50 @@ Grid Asm(const Lumora& f, double d, bool limit)
     return g;
 }
 
+/// The shifted angular spectrum on a grid of twice the size, in double.
+Grid Shifted(const Lumora& f, double x0, double y0, double z0)
+{
+    const int nx = f.GetNx();
+    const int ny = f.GetNy();
+    const int wide = 2 * nx;
+    const int high = 2 * ny;
+    Grid g(4 * f.N());
+    for (int j = 0; j < ny; ++j)
+        for (int i = 0; i < nx; ++i)
+        {
+            const Complex v = f.GetPixel(i, j);
+            g[static_cast<std::size_t>((j + ny / 2) * wide + i + nx / 2)] = {v.GetReal(), v.GetImag()};
+        }
+    Transform(g, wide, high, -1);
+    const double lambda = f.GetWavelength();
+    const double du = 1.0 / (wide * f.GetPx());
+    const double dv = 1.0 / (high * f.GetPy());
+    const auto inside = [&](double frequency, double shift, double pitch)
+    {
+        // The shift lies within half the grid here, so that the band holds frequency 0.
+        const auto bound = [&](double s) { return 1.0 / std::sqrt(z0 * z0 / (s * s) + 1.0) / lambda; };
+        const double half = 1.0 / (2.0 * pitch);
+        return frequency > -bound(shift - half) && frequency < bound(shift + half);
+    };
+    for (int j = 0; j < high; ++j)
+        for (int i = 0; i < wide; ++i)
+        {
+            const double u = (i - nx) * du;
+            const double v = (j - ny) * dv;
+            std::complex<double>& s = g[static_cast<std::size_t>(j * wide + i)];
+            s = inside(u, x0, du) && inside(v, y0, dv)
+                    ? s * std::polar(1.0, 2.0 * kPi * (x0 * u + y0 * v + z0 * std::sqrt(1.0 / (lambda * lambda) - u * u - v * v)))
+                    : 0.0;
+        }
+    Transform(g, wide, high, 1);
+    Grid out(f.N());
+    for (int j = 0; j < ny; ++j)
+        for (int i = 0; i < nx; ++i)
+            out[static_cast<std::size_t>(j * nx + i)] =
+                g[static_cast<std::size_t>((j + ny / 2) * wide + i + nx / 2)] / static_cast<double>(g.size());
+    return out;
+}
+
 /// The raw scaled sum along one axis after the other, in double.
 Grid Scaled(const Lumora& f, double a, double b)
 {
@@ -164,6 +208,15 @@ int main()
         Row("`Fft`", f, [](Lumora& x) { x.Fft(-1); }, spectrum);
         Row("`RawAsmProp`, 0.1 m", f, [](Lumora& x) { x.RawAsmProp(0.1); }, Asm(f, 0.1, false));
         Row("`AsmProp`, 0.1 m", f, [](Lumora& x) { x.AsmProp(0.1); }, Asm(f, 0.1, true));
+        if (n <= 1024)
+            Row("`ShiftedAsmProp`, 1 cm", f,
+                [](Lumora& x)
+                {
+                    Lumora target(x);
+                    target.SetOrigin(Vector(1e-4, -2e-4, 0.01)).ShiftedAsmProp(x, 1);
+                    x = target;
+                },
+                Shifted(f, 1e-4, -2e-4, 0.01));
         if (n <= 256)
             Row("`RawScaledFft`", f, [n](Lumora& x) { x.RawScaledFft(0.8 / n, 0.7 / n); }, Scaled(f, 0.8 / n, 0.7 / n));
     }
