@@ -749,8 +749,8 @@ public:
     /// The same with the band limit of AsmPropFs: the form for every day. Errors as RawAsmProp under its own name.
     Lumora& AsmProp(double d);
     /// AsmProp on a grid embedded at twice the size (of one row, in x only), so that nothing wraps around. Memory: two
-    /// fields more with the fast engine, about four with FftLib 0. Errors as RawAsmProp under its own name; code 1
-    /// from Init.
+    /// fields more with the fast engine (kept for the next call, unless the system needs their pages), about four with
+    /// FftLib 0. Errors as RawAsmProp under its own name; code 1 from Init.
     Lumora& ExactAsmProp(double d);
     /// Single-transform Fresnel propagation of a real-space field: quadratic phase, transform, quadratic phase and k d.
     /// The pitches become lambda d / (N p), negative for a negative d. The result is the bare sum: multiply by Px * Py
@@ -793,8 +793,8 @@ public:
     ///
     /// Valid for ways between the two grids, |tan| from (x0 - W) / z to (x0 + W) / z with W = Nx Px and precision 1.
     /// Where lambda z exceeds W^2 / 8, too few waves are left; at a pitch below lambda / sqrt(2) the corners of the
-    /// band can give not-a-number. Cost: about ten transforms; memory: 2^precision fields with the fast engine,
-    /// 4^precision with FftLib 0. Source: Optics Express 18 (2010) 18453.
+    /// band can give not-a-number. Cost: about eight transforms; memory: 2^precision fields with the fast engine, kept
+    /// as by ExactAsmProp, 4^precision with FftLib 0. Source: Optics Express 18 (2010) 18453.
     /// @throws "LumoraLib::Lumora::ShiftedAsmProp", before anything is written: code 6, "both objects must be in real
     ///         space"; code 3, "at least one parameter is different" (wavelength, size, pitch), "normal vector of the
     ///         destination is not same as the source", "precision must be more than zero". Code 1 from Init.
