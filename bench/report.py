@@ -25,6 +25,8 @@ WANTED_FROM = {"AsmProp": 1024, "RawAsmProp": 1024}
 
 def wanted_of(operation, size, threads):
     wanted = WANTED.get(operation) or ((5.0, 5.0) if operation.startswith("ResamplingCopy") else None)
+    if operation == "point table" and size > 1024:
+        wanted = (3.3, 3.3)  # from memory
     return wanted[0 if threads == 1 else 1] if wanted and size >= WANTED_FROM.get(operation, 0) else None
 
 

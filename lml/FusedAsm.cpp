@@ -178,8 +178,8 @@ void PathFactor(const void* context, std::size_t row, std::size_t column, std::s
             im);
 }
 
-/// exp(2 pi i shift f) for the frequencies of an axis in transform order: what a shift is in the spectrum. The phase of a
-/// shifted propagation is rounded once where the step-by-step form has the sum of all three terms in one.
+/// exp(2 pi i shift f) for the frequencies of an axis in transform order: what a shift is in the spectrum. The phase of
+/// a shifted propagation is rounded once where the step-by-step form has the sum of all three terms in one.
 std::unique_ptr<Complex[], FreeMemory> ShiftTurns(std::int32_t n, double pitch, double shift)
 {
     const std::size_t count = static_cast<std::size_t>(n), room = (count + 63) / 64 * 64;
@@ -240,7 +240,7 @@ void FusedShiftedAsm(Lumora& field, const ShiftedTransfer& transfer, std::int32_
     const auto columns = ShiftTurns(nx, transfer.du, transfer.x0);
     const auto rows = ShiftTurns(ny, transfer.dv, transfer.y0);
     RunSweep(field, Sweep{enlarge, enlarge, OpenBand(nx, transfer.du, transfer.uLow, transfer.uHigh),
-                          OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), PathFactor, &context,
-                          columns.get(), rows.get()});
+                          OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), PathFactor, &context, columns.get(),
+                          rows.get()});
 }
 } // namespace LumoraLib::detail

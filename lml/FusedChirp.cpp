@@ -41,7 +41,8 @@ AxisTables MakeAxis(std::int32_t n, double a, const AxisPhase& pre, const AxisPh
     const std::size_t count = static_cast<std::size_t>(n);
     const auto phases = MallocArray<double>(2 * count, "phase tables");
     double* const p = phases.get();
-    AxisTables axis{MallocArray<Complex>(count, "phase tables"), MallocArray<Complex>(2 * count, "phase tables"), MallocArray<Complex>(count, "phase tables")};
+    AxisTables axis{MallocArray<Complex>(count, "phase tables"), MallocArray<Complex>(2 * count, "phase tables"),
+                    MallocArray<Complex>(count, "phase tables")};
     for (std::int32_t i = 0; i < n; ++i)
         p[i] = Extra(pre, i) - ChirpPhase(ChirpSquare(i), 0.0, a, 0.0);
     UnitFactors(p, count, axis.pre.get());

@@ -793,7 +793,7 @@ public:
     ///
     /// Valid for ways between the two grids, |tan| from (x0 - W) / z to (x0 + W) / z with W = Nx Px and precision 1.
     /// Where lambda z exceeds W^2 / 8, too few waves are left; at a pitch below lambda / sqrt(2) the corners of the
-    /// band can give not-a-number. Cost: about eight transforms; memory: 2^precision fields with the fast engine, kept
+    /// band can give not-a-number. Cost: about seven transforms; memory: 2^precision fields with the fast engine, kept
     /// as by ExactAsmProp, 4^precision with FftLib 0. Source: Optics Express 18 (2010) 18453.
     /// @throws "LumoraLib::Lumora::ShiftedAsmProp", before anything is written: code 6, "both objects must be in real
     ///         space"; code 3, "at least one parameter is different" (wavelength, size, pitch), "normal vector of the

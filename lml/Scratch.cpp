@@ -36,7 +36,7 @@ void* Allocate(std::size_t bytes, Scratch::Lack lack)
             lack(bytes);
         return Malloc(bytes, "scratch"); // reports the failure
     }
-    madvise(p, bytes, MADV_HUGEPAGE);    // advice only, nothing depends on it
+    madvise(p, bytes, MADV_HUGEPAGE); // advice only, nothing depends on it
     return p;
 }
 
@@ -73,8 +73,8 @@ void Return(Scratch::Block block) noexcept
 {
     if (block.memory == nullptr)
         return;
-    // A large block stays ours in name: the system takes its pages when it needs them, and gives them back with the next
-    // write otherwise, without clearing them anew.
+    // A large block stays ours in name: the system takes its pages when it needs them, and gives them back with the
+    // next write otherwise, without clearing them anew.
     if (block.bytes >= kLendBack)
         static_cast<void>(madvise(block.memory, block.bytes / kPage * kPage, MADV_FREE));
     {

@@ -511,8 +511,7 @@ std::size_t WideFusedScratch(const WideLength& length, bool pairs, bool turned)
 {
     const std::size_t pairRow = 2 * kWideStrip;
     return WideStripScratch(length) + 2 * (kWideStrip + 16) + (length.b + 1) * 32 +
-           (turned ? 2 : 1) * length.b * pairRow +
-           (pairs ? (length.n / 2 + 1) * kWideKeptRow : 0);
+           (turned ? 2 : 1) * length.b * pairRow + (pairs ? (length.n / 2 + 1) * kWideKeptRow : 0);
 }
 
 std::size_t WideRowScratch(const WideLength& length)
@@ -643,7 +642,8 @@ WideFusedPass::WideFusedPass(const WideFused& job, int threads)
     : job_(job), kernels_(&Kernels()), length_(&LengthOf(job.strips.n, *kernels_)),
       stream_(MayStream(job.strips.target, job.strips.targetStride,
                         job.strips.output.Count(job.strips.n) * job.strips.columns)),
-      pairs_(PairsFit(job, *length_)), scratch_(std::max(threads, 1), Bytes(StripsScratch(*length_, true, pairs_, job.row != nullptr)))
+      pairs_(PairsFit(job, *length_)),
+      scratch_(std::max(threads, 1), Bytes(StripsScratch(*length_, true, pairs_, job.row != nullptr)))
 {
     if (!pairs_)
         return;
@@ -664,8 +664,8 @@ void WideFusedPass::Part(int index, int size) const noexcept
     args.fused = &job_;
     args.pairs = pairs_;
     // Not all columns need be wanted: the threads share those that are.
-    Block block = BlockOf(pairs_ ? lastPair_ - firstPair_ : WideStripCount(job_.strips.which, job_.strips.columns),
-                          index, size);
+    Block block =
+        BlockOf(pairs_ ? lastPair_ - firstPair_ : WideStripCount(job_.strips.which, job_.strips.columns), index, size);
     block.begin += firstPair_;
     block.end += firstPair_;
     float* scratch = scratch_.As<float>(index);

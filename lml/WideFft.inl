@@ -552,7 +552,7 @@ struct RowReader
                 v.i.Store(to + g * groupStep + i);
             }
         }
-        zeros(move.end > move.begin ? move.end : move.begin, move.count);
+        zeros(move.end, move.count);
     }
 
 private:
@@ -806,7 +806,8 @@ LML_INLINE void AllStrips(const WideStripArgs& p, std::size_t first, std::size_t
         const WideStripAt strip = WideStripOf(p.job.which, p.job.columns, s);
         reader.place.SetStrip(strip);
         writer.place.SetStrip(strip);
-        if (at.a == 1 && p.bytes <= kWideNear && p.twist == nullptr && reader.place.Whole() && reader.place.all && writer.place.all)
+        if (at.a == 1 && p.bytes <= kWideNear && p.twist == nullptr && reader.place.Whole() && reader.place.all &&
+            writer.place.all)
         {
             DirectWhole<kForm>(p, at, strip.column);
             continue;

@@ -158,8 +158,8 @@ TEST(ShiftedAsm, DirectionAndAxesAreLost)
     }
 }
 
-// With pitches so small that corners of the band lie beyond 1 / wavelength the root there is not a number, and so is then
-// every sample; a little farther away the band ends before.
+// With pitches so small that corners of the band lie beyond 1 / wavelength the root there is not a number, and so is
+// then every sample; a little farther away the band ends before.
 TEST(ShiftedAsm, RootsBeyondTheWavelengthAreNotGuarded)
 {
     for (const FftLib engine : kEngines)

@@ -461,7 +461,8 @@ TEST(WideFft, LargeTargetsGetTheSameRows)
                     one.source = start.data() + r * source;
                     one.target = want.data();
                     WideRowsAll(one, 1);
-                    EXPECT_TRUE(Equal(Samples(large.GetDataPointer() + r * n, large.GetDataPointer() + (r + 1) * n), want))
+                    EXPECT_TRUE(
+                        Equal(Samples(large.GetDataPointer() + r * n, large.GetDataPointer() + (r + 1) * n), want))
                         << "row " << r << ", origin " << origin << ", isa " << static_cast<int>(isa);
                 }
             }
@@ -569,8 +570,7 @@ TEST(WideFft, FusedStripsAreForwardFactorInverse)
                 {
                     const Complex f = factors.At(k, x);
                     if (kind == 2)
-                        line[k] *=
-                            Double(column[x].real(), column[x].imag()) * Double(row[k].real(), row[k].imag());
+                        line[k] *= Double(column[x].real(), column[x].imag()) * Double(row[k].real(), row[k].imag());
                     line[k] *=
                         job.zeroRows.Has(k) ? Double(0.0) : Double(f.real(), f.imag()) / static_cast<double>(c.ny);
                 }
