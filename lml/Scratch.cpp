@@ -36,7 +36,8 @@ void* Allocate(std::size_t bytes, Scratch::Lack lack)
             lack(bytes);
         return Malloc(bytes, "scratch"); // reports the failure
     }
-    madvise(p, bytes, MADV_HUGEPAGE); // advice only, nothing depends on it
+    // Advice only, nothing depends on it; the rest behind whole huge pages takes no more than it needs.
+    static_cast<void>(madvise(p, bytes / kHugePage * kHugePage, MADV_HUGEPAGE));
     return p;
 }
 
