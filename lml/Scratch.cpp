@@ -30,12 +30,15 @@ int pooled = 0;
 void* Allocate(std::size_t bytes, Scratch::Lack lack)
 {
     void* p = nullptr;
-    if (bytes < kHugePage || bytes > (SIZE_MAX >> 2) || posix_memalign(&p, kHugePage, bytes) != 0)
+    const bool large = bytes >= kHugePage;
+    if (bytes > (SIZE_MAX >> 2) || posix_memalign(&p, large ? kHugePage : 64, bytes) != 0)
     {
-        if (lack != nullptr && bytes >= kHugePage)
+        if (lack != nullptr)
             lack(bytes);
         return Malloc(bytes, "scratch"); // reports the failure
     }
+    if (!large)
+        return p;
     // Advice only, nothing depends on it; the rest behind whole huge pages takes no more than it needs.
     static_cast<void>(madvise(p, bytes / kHugePage * kHugePage, MADV_HUGEPAGE));
     return p;

@@ -729,13 +729,13 @@ struct StripLayout
 };
 
 /// Gathers a strip and does its transforms over a' with the twiddles: buffer[g][k1][b'].
-LML_INLINE void TileFirst(const WideLength& length, const StripLayout& at, float* buffer, RowReader& reader)
+LML_INLINE void TileFirst(const WideLength& length, const StripLayout& at, RowReader& reader)
 {
     for (std::size_t b = 0; b < at.b; ++b)
     {
         reader.Read(at.tile, at.tileA, b, at.b, at.a);
         reader.FetchAfter(b, at.a, at.b);
-        float* out = buffer + std::ptrdiff_t(b) * kPair;
+        float* out = at.buffer + std::ptrdiff_t(b) * kPair;
         Lane<Form::Split, Form::Split, Post::Scalar>(length.lengthA->lg,
                                                      {at.tile, at.tile + W, kPair, at.tileA, out, out + W, at.line,
                                                       at.group, at.inner, length.lengthA->inner,
@@ -747,7 +747,7 @@ LML_INLINE void TileFirst(const WideLength& length, const StripLayout& at, float
 /// The same for whole strips read without a tile: for grids that stay in the near caches, where a row may be visited
 /// once per vector, and a > 1, so that each transform has both halves of the rows.
 template <Form kForm>
-LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, float* buffer, RowReader& reader)
+LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, RowReader& reader)
 {
     const WideLength& length = *p.length;
     const std::ptrdiff_t stride = std::ptrdiff_t(2 * p.job.sourceStride), step = std::ptrdiff_t(at.b) * stride;
@@ -756,7 +756,7 @@ LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, float
     for (std::size_t b = 0; b < at.b; ++b, in += stride)
     {
         reader.FetchAfter(b, at.a, at.b);
-        float* to = buffer + std::ptrdiff_t(b) * kPair;
+        float* to = at.buffer + std::ptrdiff_t(b) * kPair;
         Lane<kForm, Form::Split, Post::Scalar>(length.lengthA->lg,
                                                {in + half, in - half, step, kPair, to, to + W, at.line, at.group,
                                                 at.inner, length.lengthA->inner, length.twiddle + 2 * b * at.a, 2, 0,
@@ -785,12 +785,12 @@ LML_INLINE void DirectWhole(const WideStripArgs& p, const StripLayout& at, std::
 
 /// The first half of a strip by the way that fits it.
 template <Form kForm>
-LML_INLINE void StripFirst(const WideStripArgs& p, const StripLayout& at, float* buffer, RowReader& reader)
+LML_INLINE void StripFirst(const WideStripArgs& p, const StripLayout& at, RowReader& reader)
 {
     if (at.a > 1 && p.bytes <= kWideNear && p.pre == nullptr && reader.place.all && reader.place.Whole())
-        DirectFirst<kForm>(p, at, buffer, reader);
+        DirectFirst<kForm>(p, at, reader);
     else
-        TileFirst(*p.length, at, buffer, reader);
+        TileFirst(*p.length, at, reader);
 }
 
 template <bool kInverse>
@@ -812,7 +812,7 @@ LML_INLINE void AllStrips(const WideStripArgs& p, std::size_t first, std::size_t
             DirectWhole<kForm>(p, at, strip.column);
             continue;
         }
-        StripFirst<kForm>(p, at, at.buffer, reader);
+        StripFirst<kForm>(p, at, reader);
         NoSide none;
         for (std::size_t k1 = 0; k1 < at.a; ++k1)
         {
@@ -842,14 +842,14 @@ static void Strips(const WideStripArgs& p, std::size_t first, std::size_t last, 
 /// Forward, factor, inverse for one k1 of a strip: buffer[g][k1][.] in place, exchanged on return. factor: [k2][g]
 /// pairs with a step per k2 that may be negative, or per-row scalars.
 template <Post kPost>
-LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float* buffer, float* mid, std::size_t k1,
+LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float* mid, std::size_t k1,
                           const float* factor, std::ptrdiff_t factorStep, const WideRange& zeroRows)
 {
     const WideLength& rows = *length.lengthB;
     NoSide none;
     for (int g = 0; g < kGroups; ++g)
     {
-        float* line = buffer + g * at.group + std::ptrdiff_t(k1) * at.line;
+        float* line = at.buffer + g * at.group + std::ptrdiff_t(k1) * at.line;
         const float* f = kPost == Post::Vector ? factor + g * kPair : factor;
         Lane<Form::Split, Form::Split, kPost>(
             rows.lg,
@@ -866,12 +866,12 @@ LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float
 }
 
 /// Inverse transforms over k1 and the way out.
-LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, const float* buffer, RowWriter& writer)
+LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWriter& writer)
 {
     NoSide none;
     for (std::size_t b = 0; b < at.b; ++b)
     {
-        const float* in = buffer + std::ptrdiff_t(b) * kPair;
+        const float* in = at.buffer + std::ptrdiff_t(b) * kPair;
         Lane<Form::Split, Form::Split, Post::None>(length.lengthA->lg,
                                                    {in, in + W, at.line, at.group, at.tile, at.tile + W, kPair,
                                                     at.tileA, at.inner, length.lengthA->inner, nullptr, 0, 0, kGroups,
@@ -923,7 +923,7 @@ struct FusedStrips
     {
         reader.place.SetStrip(strip);
         writer.place.SetStrip(strip);
-        StripFirst<Form::Samples>(p, at, at.buffer, reader);
+        StripFirst<Form::Samples>(p, at, reader);
     }
 
     /// One k1 of a strip with the factors prepared, or with those of the mirrored k1 in reverse.
@@ -933,7 +933,7 @@ struct FusedStrips
         const std::ptrdiff_t last = reverse ? std::ptrdiff_t(at.b) - 1 : 0, step = reverse ? -kFactorStep : kFactorStep;
         const float* from = factors + last * kFactorStep;
         if (fused.row == nullptr)
-            return FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, from, step, fused.zeroRows);
+            return FusedLine<Post::Vector>(length, at, mid, k1, from, step, fused.zeroRows);
         const float* const columns = reinterpret_cast<const float*>(fused.column + column);
         const float* const rows = reinterpret_cast<const float*>(fused.row);
         float* to = turned;
@@ -948,16 +948,15 @@ struct FusedStrips
                 StorePair(to + g * kPair, Times(LoadPair(from + g * kPair), turn.r, turn.i));
             }
         }
-        FusedLine<Post::Vector>(length, at, at.buffer, mid, k1, turned, kFactorStep, fused.zeroRows);
+        FusedLine<Post::Vector>(length, at, mid, k1, turned, kFactorStep, fused.zeroRows);
     }
 
     LML_MEMBER void SameForAllColumns(WideStripAt strip)
     {
         Begin(strip);
         for (std::size_t k1 = 0; k1 < at.a; ++k1)
-            FusedLine<Post::Scalar>(length, at, at.buffer, mid, k1, p.rowFactor + 2 * k1, std::ptrdiff_t(2 * at.a),
-                                    WideRange());
-        FusedLast(length, at, at.buffer, writer);
+            FusedLine<Post::Scalar>(length, at, mid, k1, p.rowFactor + 2 * k1, std::ptrdiff_t(2 * at.a), WideRange());
+        FusedLast(length, at, writer);
     }
 
     LML_MEMBER void Single(WideStripAt strip)
@@ -978,7 +977,7 @@ struct FusedStrips
             }
             Line(strip.column, k1, false);
         }
-        FusedLast(length, at, at.buffer, writer);
+        FusedLast(length, at, writer);
     }
 
     enum class Source
@@ -1027,7 +1026,7 @@ struct FusedStrips
             if (other != at.a)
                 Line(strip.column, other, true);
         }
-        FusedLast(length, at, at.buffer, writer);
+        FusedLast(length, at, writer);
     }
 
     LML_MEMBER void Pair(std::size_t s)
@@ -1202,7 +1201,7 @@ struct Fetch
     LML_MEMBER void Set(const float* row, std::size_t origin, WideRange range, std::size_t n)
     {
         const bool one = range.begin <= range.end;
-        next = reinterpret_cast<const char*>(row + 2 * (range.begin - origin));
+        next = reinterpret_cast<const char*>(row + 2 * (std::ptrdiff_t(range.begin) - std::ptrdiff_t(origin)));
         end = next + 8 * ((one ? range.end : n) - range.begin);
         second = reinterpret_cast<const char*>(row);
         secondEnd = second + (one ? 0 : 8 * range.end);
@@ -1645,6 +1644,7 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
         row.stream = p.stream && job.targetOrigin % 8 == 0;
         for (std::size_t r = first; r < last; ++r, row.x += sourceStride, row.y += targetStride)
         {
+            row.fetch = Fetch();
             if (r + 1 < last)
                 row.fetch.Set(row.x + sourceStride, job.sourceOrigin, job.input, n);
             LongRow(inverse, length, row, scratch);
