@@ -9,6 +9,13 @@
 
 namespace LumoraLib::detail
 {
+/// The longest axis that a transform takes, in samples: the split-radix engine counts a row's floats in 32 bits, and
+/// the wide engine has tables up to it. Grids may be longer (2^30); operations that enlarge a grid to transform it take
+/// that much less. Everything that transforms refuses a longer axis, code 6, before it changes anything.
+inline constexpr int kLongestTransformLg = 29;
+inline constexpr std::int32_t kLongestTransform = std::int32_t{1} << kLongestTransformLg;
+inline constexpr char kTextTooLong[] = "an axis is longer than a transform takes (2^29 samples)";
+
 /// What an engine offers. Transforms are in place and unscaled; sign < 0 is the kernel exp(-2 pi i n m / N).
 struct FftBinding
 {

@@ -1,8 +1,6 @@
 // The choice of the FFT engine, and the transform of a field: quadrant exchange, pitches, form flag.
 #include "CentredFft.h"
 #include "FieldTools.h"
-#include "Reduce.h"
-#include "WideFft.h"
 
 #ifdef LML_WITH_MKL
 #include "VendorFft.h"
@@ -85,11 +83,20 @@ bool FusedBound()
     return !kVendorBuilt && fftLib != FFT_LIB_SPLIT_RADIX;
 }
 
-void RequireTransformable(const Lumora& field, const char* function)
+void RequireLength(const Lumora& field, std::int64_t factor, const char* function)
+{
+    if (field.GetNx() > kLongestTransform / factor || field.GetNy() > kLongestTransform / factor)
+        Error(ERR_SOMETHING, function, kTextTooLong);
+}
+
+void RequireTransformable(const Lumora& field, const char* function, std::int64_t factor)
 {
     FieldAccess::RequireSamples(field, function);
-    if (field.N() != 0 && !(IsPowerOfTwo(field.GetNx()) && IsPowerOfTwo(field.GetNy())))
+    if (field.N() == 0)
+        return;
+    if (!(IsPowerOfTwo(field.GetNx()) && IsPowerOfTwo(field.GetNy())))
         Error(ERR_SOMETHING, function, "the grid has no samples yet: Init must come first");
+    RequireLength(field, factor, function);
 }
 
 void SwapHalves(Complex* samples, std::int32_t n)
@@ -98,19 +105,23 @@ void SwapHalves(Complex* samples, std::int32_t n)
     std::swap_ranges(samples, middle, middle);
 }
 
-void SwapQuadrants(Complex* samples, std::int32_t nx, std::int32_t ny)
+namespace
 {
-    if (nx <= 0)
-        return;
+std::unique_ptr<unsigned char[], FreeMemory> HalfRow(std::int32_t nx)
+{
+    return MallocArray<unsigned char>(static_cast<std::size_t>(nx) * sizeof(Complex) / 2, nullptr);
+}
+
+void SwapQuadrants(Complex* samples, std::int32_t nx, std::int32_t ny, unsigned char* temporary)
+{
     const std::size_t row = static_cast<std::size_t>(nx) * sizeof(Complex);
     const std::size_t half = row / 2;
-    const std::unique_ptr<void, FreeMemory> temporary(Malloc(half, nullptr));
     unsigned char* const bytes = reinterpret_cast<unsigned char*>(samples);
     const auto exchange = [&](unsigned char* a, unsigned char* b)
     {
-        std::memcpy(temporary.get(), a, half);
+        std::memcpy(temporary, a, half);
         std::memcpy(a, b, half);
-        std::memcpy(b, temporary.get(), half);
+        std::memcpy(b, temporary, half);
     };
     for (std::int32_t j = 0; j < ny / 2; ++j)
     {
@@ -120,42 +131,59 @@ void SwapQuadrants(Complex* samples, std::int32_t nx, std::int32_t ny)
         exchange(lower + half, upper);
     }
 }
+} // namespace
 
-void CentredTransform1d(Complex* samples, std::int32_t n, int sign)
+void SwapQuadrants(Complex* samples, std::int32_t nx, std::int32_t ny)
 {
-    if (n <= 0)
-        return;
-    if (FusedBound()) // the wide engine folds the exchanges into its loads and stores
-    {
-        WideFft1d(samples, static_cast<std::size_t>(n), sign, true, 1.0f, GetNumThreads());
-        return;
-    }
-    SwapHalves(samples, n);
-    fftBinding.transform1d(samples, n, sign);
-    SwapHalves(samples, n);
+    if (nx > 0)
+        SwapQuadrants(samples, nx, ny, HalfRow(nx).get());
 }
 
-void CentredTransform2d(Complex* samples, std::int32_t nx, std::int32_t ny, int sign)
+ReadyTransform::ReadyTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign)
+    : samples_(samples), nx_(nx), ny_(ny), sign_(sign)
 {
     if (nx <= 0 || ny <= 0)
         return;
-    if (FusedBound())
+    if (FusedBound()) // the wide engine folds the exchanges into its loads and stores
     {
-        WideFft2d(samples, static_cast<std::size_t>(nx), static_cast<std::size_t>(ny), sign, true, 1.0f,
-                  GetNumThreads());
+        wide_.emplace(samples, static_cast<std::size_t>(nx), static_cast<std::size_t>(ny), sign, true, 1.0f,
+                      GetNumThreads());
         return;
     }
-    SwapQuadrants(samples, nx, ny);
-    fftBinding.transform2d(samples, nx, ny, sign);
-    SwapQuadrants(samples, nx, ny);
+    if (ny != 1)
+        halfRow_ = HalfRow(nx);
+    if (!VendorBound())
+        areas_ = ny == 1 ? FftsgAreas(nx) : FftsgAreas(nx, ny);
+}
+
+void ReadyTransform::Run() const
+{
+    if (nx_ <= 0 || ny_ <= 0)
+        return;
+    if (wide_)
+        return wide_->Run();
+    const auto exchange = [this]
+    {
+        ny_ == 1 ? SwapHalves(samples_, nx_) : SwapQuadrants(samples_, nx_, ny_, halfRow_.get());
+    };
+    exchange();
+    if (!VendorBound())
+        areas_.Run(samples_, sign_);
+    else if (ny_ == 1)
+        fftBinding.transform1d(samples_, nx_, sign_);
+    else
+        fftBinding.transform2d(samples_, nx_, ny_, sign_);
+    exchange();
+}
+
+void CentredTransform1d(Complex* samples, std::int32_t n, int sign)
+{
+    ReadyTransform(samples, n, 1, sign).Run();
 }
 
 void CentredTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign)
 {
-    if (ny == 1)
-        CentredTransform1d(samples, nx, sign);
-    else
-        CentredTransform2d(samples, nx, ny, sign);
+    ReadyTransform(samples, nx, ny, sign).Run();
 }
 } // namespace detail
 
@@ -175,12 +203,15 @@ Lumora& Lumora::Fft(int sign)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::Fft";
     detail::RequireTransformable(*this, fn);
+    const bool known = sign == 1 || sign == -1;
+    // All memory first: without it the field stays as it is.
+    const detail::ReadyTransform transform(dataPointer_, known ? nx_ : 0, ny_, sign);
     const bool wasPolar = detail::MakeCartesian(*this);
     form_ = static_cast<ComplexForm>(form_ ^ 1);
     // Kept: the form is already converted and the domain flipped when the sign is refused.
-    if (sign != 1 && sign != -1)
+    if (!known)
         Error(ERR_PARAMETER, fn, "FFT mode");
-    detail::CentredTransform(dataPointer_, nx_, ny_, sign);
+    transform.Run();
     px_ = 1.0 / (nx_ * px_);
     if (ny_ != 1)
         py_ = 1.0 / (ny_ * py_);

@@ -31,13 +31,12 @@
 // Precision: each stage loads floats, computes in double and rounds once on store; a 16-point kernel is one stage. That
 // is one rounding per two or four levels, and keeps the error well inside 2^-24 sqrt(log2 N).
 
+#include "Dispatch.h"
 #include "Fftsg.h"
-
-#include "LmlRuntime.h"
+#include "FftsgAreas.h"
 
 #include <cmath>
 #include <cstddef>
-#include <memory>
 
 namespace LumoraLib
 {
@@ -47,8 +46,6 @@ namespace
 // recursion stop above kMid, where the unrolled kernels of a leaf take over.
 constexpr int kLeaf = 512;
 constexpr int kMid = 128;
-// The longest row whose count of floats is an int, in points.
-constexpr int kLongest = 1 << 29;
 
 using Index = std::ptrdiff_t;
 
@@ -626,76 +623,90 @@ void Strip(int n1, Index at, int sign, float** rows, float* t, int* ip, double* 
     Scatter<kColumns>(n1, at, rows, t);
 }
 
-// ---------------------------------------------------------------------------------------------- work areas
-
-struct FreeArea
-{
-    void operator()(void* p) const { Free(p); }
-};
-
-/// Memory of a call, freed at its end and when a later allocation throws.
-template <typename T>
-using WorkArea = std::unique_ptr<T[], FreeArea>;
-
-template <typename T>
-WorkArea<T> Allocate(std::size_t count, const char* what)
-{
-    return WorkArea<T>(static_cast<T*>(Malloc(count * sizeof(T), what)));
-}
-
 inline std::size_t AtLeast(int count, std::size_t least)
 {
     const std::size_t n = static_cast<std::size_t>(count);
     return n > least ? n : least;
 }
+
+/// A length beyond the engine's is refused: its floats could not be counted in an int.
+void RequireLength(int n, const char* function)
+{
+    if (n > detail::kLongestTransform)
+        Error(ERR_SOMETHING, function, detail::kTextTooLong);
+}
 } // namespace
+
+// ---------------------------------------------------------------------------------------------- work areas
+
+namespace detail
+{
+FftsgAreas::FftsgAreas(int n) : nx_(n), ny_(1)
+{
+    static constexpr char tag[] = "fftsg: Temporary Array";
+    ip_ = MallocArray<int>(static_cast<std::size_t>(n) + 2, tag);
+    w_ = MallocArray<double>(AtLeast(n / 2, 1), tag);
+}
+
+FftsgAreas::FftsgAreas(int nx, int ny) : nx_(nx), ny_(ny)
+{
+    static constexpr char tag[] = "fftsg2d:Temporary Array";
+    const int longest = nx > ny ? nx : ny;
+    rows_ = MallocArray<float*>(static_cast<std::size_t>(ny), tag);
+    ip_ = MallocArray<int>(AtLeast(longest, 2), tag);
+    w_ = MallocArray<double>(AtLeast(longest / 2, 1), tag);
+    std::size_t nt = 8 * static_cast<std::size_t>(ny);
+    if (nx == 2)
+        nt >>= 1;
+    else if (nx < 2)
+        nt >>= 2;
+    // Kept: this buffer has no label, so its failure reads "demanded bytes = <size> : (null)".
+    t_ = MallocArray<float>(nt, nullptr);
+}
+
+void FftsgAreas::Run(Complex* data, int sign) const
+{
+    if (!ip_)
+        return;
+    int* const ip = ip_.get();
+    double* const w = w_.get();
+    const int n2 = 2 * nx_;
+    const int longest = nx_ > ny_ ? nx_ : ny_;
+    ip[0] = 0;
+    FftsgMakeTables((2 * longest) >> 2, ip, w);
+    if (!rows_)
+    {
+        RowOf(sign)(n2, reinterpret_cast<float*>(data), ip, ip[0], w);
+        return;
+    }
+    for (Index y = 0; y < ny_; ++y)
+    {
+        float* const row = reinterpret_cast<float*>(data) + y * n2;
+        rows_[static_cast<std::size_t>(y)] = row;
+        if (n2 > 4 * ip[0])
+            FftsgMakeTables(n2 >> 2, ip, w);
+        RowOf(sign)(n2, row, ip, ip[0], w);
+    }
+    FftsgColumns(ny_, n2, sign, rows_.get(), t_.get(), ip, w);
+}
+} // namespace detail
 
 // ---------------------------------------------------------------------------------------------- entries
 
 void FftsgTransform1d(Complex* data, int n, int sign)
 {
-    static constexpr char tag[] = "fftsg: Temporary Array";
-    if (n <= 0 || n > kLongest)
-        return;
-    const WorkArea<int> ip = Allocate<int>(static_cast<std::size_t>(n) + 2, tag);
-    const WorkArea<double> w = Allocate<double>(AtLeast(n / 2, 1), tag);
-    ip[0] = 0;
-    const int nw = (2 * n) >> 2;
-    FftsgMakeTables(nw, ip.get(), w.get());
-    RowOf(sign)(2 * n, reinterpret_cast<float*>(data), ip.get(), nw, w.get());
+    RequireLength(n, "LumoraLib::FftsgTransform1d");
+    if (n > 0)
+        detail::FftsgAreas(n).Run(data, sign);
 }
 
 void FftsgTransform2d(Complex* data, int nx, int ny, int sign)
 {
-    static constexpr char tag[] = "fftsg2d:Temporary Array";
-    if (nx <= 0 || ny <= 0 || nx > kLongest || ny > kLongest)
-        return;
-    const int n2 = 2 * nx;
-    const int longest = nx > ny ? nx : ny;
-    const WorkArea<float*> rows = Allocate<float*>(static_cast<std::size_t>(ny), tag);
-    float* const samples = reinterpret_cast<float*>(data);
-    for (Index y = 0; y < ny; ++y)
-        rows[static_cast<std::size_t>(y)] = samples + y * n2;
-    const WorkArea<int> ip = Allocate<int>(AtLeast(longest, 2), tag);
-    const WorkArea<double> w = Allocate<double>(AtLeast(longest / 2, 1), tag);
-    ip[0] = 0;
-    FftsgMakeTables((2 * longest) >> 2, ip.get(), w.get());
-
-    std::size_t nt = 8 * static_cast<std::size_t>(ny);
-    if (n2 == 4)
-        nt >>= 1;
-    else if (n2 < 4)
-        nt >>= 2;
-    // Kept: this buffer has no label, so its failure reads "demanded bytes = <size> : (null)".
-    const WorkArea<float> t = Allocate<float>(nt, nullptr);
-
-    for (Index y = 0; y < ny; ++y)
-    {
-        if (n2 > 4 * ip[0])
-            FftsgMakeTables(n2 >> 2, ip.get(), w.get());
-        RowOf(sign)(n2, rows[static_cast<std::size_t>(y)], ip.get(), ip[0], w.get());
-    }
-    FftsgColumns(ny, n2, sign, rows.get(), t.get(), ip.get(), w.get());
+    static constexpr char fn[] = "LumoraLib::FftsgTransform2d";
+    RequireLength(nx, fn);
+    RequireLength(ny, fn);
+    if (nx > 0 && ny > 0)
+        detail::FftsgAreas(nx, ny).Run(data, sign);
 }
 
 void FftsgMakeTables(int nw, int* ip, double* w)
@@ -781,7 +792,8 @@ void FftsgBackwardRow(int n, float* a, int* ip, int nw, double* w)
 
 void FftsgColumns(int n1, int n2, int sign, float** rows, float* t, int* ip, double* w)
 {
-    if (n1 <= 0 || n1 > kLongest)
+    RequireLength(n1, "LumoraLib::FftsgColumns");
+    if (n1 <= 0)
         return;
     for (Index at = 0; n2 - at >= 2;)
     {

@@ -14,8 +14,10 @@ namespace LumoraLib
 //
 // Both run in place, one after the other multiplies by N. Samples are rounded to float between the stages and computed
 // in double within one, so the relative l2 error stays below 2^-24 sqrt(log2 N); about 0.3 of it is usual. Supported
-// lengths are the powers of two up to 2^29; any other length leaves its samples as they are. The engine has no threads
-// and no static state: calls on different buffers may run at the same time.
+// lengths are the powers of two up to 2^29; any other length leaves its samples as they are. Longer ones are refused by
+// the entries that count in points: ERR_SOMETHING, "LumoraLib::FftsgTransform1d" (FftsgTransform2d, FftsgColumns), "an
+// axis is longer than a transform takes (2^29 samples)". The engine has no threads and no static state: calls on
+// different buffers may run at the same time.
 //
 // The two ...Transform entries allocate what they need for the duration of the call. The other four work on the
 // caller's areas, sized for N = the longest length that will be transformed:
@@ -28,7 +30,8 @@ namespace LumoraLib
 /// @param n     length in complex points; n <= 0 does nothing
 /// @param sign  sign of the exponent: minus when negative, plus otherwise
 /// Memory: 4 (n + 2) + 4 n bytes while it runs. Cost: tables of n / 2 doubles are built on each call.
-/// Errors: ERR_MEMORY, "LumoraLib::Malloc", "demanded bytes = <size> : fftsg: Temporary Array".
+/// Errors: ERR_MEMORY, "LumoraLib::Malloc", "demanded bytes = <size> : fftsg: Temporary Array"; the samples are then
+/// unchanged.
 /// Source: P. Duhamel, H. Hollmann, "Split radix FFT algorithm", Electronics Letters 20 (1984) 14-16.
 LML_API void FftsgTransform1d(Complex* data, int n, int sign);
 

@@ -105,13 +105,10 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     ParallelTeam(threads,
                  [&](int index, int size)
                  {
-                     // Alone there is nobody to wait for, also where the caller stands in a team of its own.
                      first.Part(index, size);
-                     if (size > 1)
-                         TeamBarrier();
+                     TeamBarrier(size);
                      second.Part(index, size);
-                     if (size > 1)
-                         TeamBarrier();
+                     TeamBarrier(size);
                      third.Part(index, size);
                  });
 }

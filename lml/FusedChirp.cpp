@@ -97,8 +97,7 @@ void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, doubl
                  [&](int index, int size)
                  {
                      rows.Part(index, size);
-                     if (size > 1)
-                         TeamBarrier();
+                     TeamBarrier(size);
                      columns.Part(index, size);
                  });
 }

@@ -45,10 +45,14 @@ void ParallelTeam(int threads, const Body& body)
     body(omp_get_thread_num(), omp_get_num_threads());
 }
 
-/// Waits until every thread of the innermost team has come here.
-inline void TeamBarrier()
+/// Waits until every thread of a team of `size` has come here. Alone there is nobody to wait for: a barrier would then
+/// belong to a team that the caller stands in, whose other threads wait for the caller and never come.
+inline void TeamBarrier(int size)
 {
+    if (size > 1)
+    {
 #pragma omp barrier
+    }
 }
 
 /// Blocks: body(begin, end, threadIndex) for the contiguous block of each thread.

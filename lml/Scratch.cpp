@@ -126,38 +126,4 @@ void Scratch::GiveBack() noexcept
     for (int i = 0; i < count_; ++i)
         Return(blocks_[static_cast<std::size_t>(i)]);
 }
-
-namespace
-{
-// Plain thread-local values, so that the common case is two loads; the owner, with its destructor, is touched when the
-// memory is allocated only.
-thread_local void* threadMemory = nullptr;
-thread_local std::size_t threadBytes = 0;
-
-struct ThreadOwner
-{
-    bool used = false;
-    ~ThreadOwner()
-    {
-        std::free(threadMemory);
-        threadMemory = nullptr;
-        threadBytes = 0;
-    }
-};
-thread_local ThreadOwner threadOwner;
-} // namespace
-
-void* ThreadScratch(std::size_t bytes)
-{
-    if (threadBytes < bytes)
-    {
-        threadOwner.used = true;
-        std::free(threadMemory);
-        threadMemory = nullptr;
-        threadBytes = 0;
-        threadMemory = Malloc(bytes, "scratch");
-        threadBytes = bytes;
-    }
-    return threadMemory;
-}
 } // namespace LumoraLib::detail

@@ -47,9 +47,4 @@ private:
     std::size_t bytes_;
     std::unique_ptr<Block[]> blocks_;
 };
-
-/// Working memory of the calling thread, at least `bytes`, aligned to 64 bytes, contents undefined: for short
-/// operations that call nothing else which asks for it. Kept until the thread ends, grown by need. Errors: as Malloc(),
-/// with the label "scratch"; not for parallel regions.
-void* ThreadScratch(std::size_t bytes);
 } // namespace LumoraLib::detail

@@ -3,16 +3,16 @@
 
 #include "Isa.h"
 #include "LmlRuntime.h"
-#include "Parallel.h"
+#include "Reduce.h"
 #include "WideFftRoom.h"
 
 #include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 namespace LumoraLib::detail
 {
@@ -43,11 +43,7 @@ bool MayStream(const Complex* target, std::size_t stride, std::size_t samples)
 
 // ---------------------------------------------------------------------------------------------------------- tables
 
-struct FreeLater
-{
-    void operator()(void* p) const { std::free(p); }
-};
-using Memory = std::unique_ptr<float, FreeLater>;
+constexpr char kTables[] = "transform tables";
 
 /// exp(-2 pi i e / n), each part to float from a double that is itself good to its last place: the angle is reduced
 /// exactly, in integers, to an eighth of the circle.
@@ -76,12 +72,7 @@ Root RootOf(std::uint64_t e, std::uint64_t n)
     return {static_cast<float>(re + 0.0), static_cast<float>(im + 0.0)};
 }
 
-struct LengthWithMemory : WideLength
-{
-    Memory memory;
-};
-
-std::atomic<const LengthWithMemory*> published[3][kWideMaxLongLg + 1];
+std::atomic<const WideLength*> published[3][kWideMaxLongLg + 1];
 
 const WideLength& LengthOfLg(int lg, Isa isa);
 
@@ -103,7 +94,7 @@ private:
     std::size_t used_ = 0;
 };
 
-void FillTables(LengthWithMemory& t, Isa isa, Layout& layout, bool fill)
+void FillTables(WideLength& t, Isa isa, Layout& layout, bool fill)
 {
     const std::size_t n = t.n;
     if (t.lg > kWideMaxRowLg)
@@ -145,7 +136,7 @@ void FillTables(LengthWithMemory& t, Isa isa, Layout& layout, bool fill)
     if (!fill)
         return;
 
-    const std::unique_ptr<Root[]> roots(new Root[n]);
+    const auto roots = MallocArray<Root>(n, kTables);
     for (std::size_t e = 0; e < n; ++e)
         roots[e] = RootOf(e, n);
     const auto put = [&](float* to, std::size_t e)
@@ -207,50 +198,61 @@ void FillTables(LengthWithMemory& t, Isa isa, Layout& layout, bool fill)
     t.lineRoots = lineRoots;
 }
 
-std::unique_ptr<LengthWithMemory> MakeLength(int lg, Isa isa)
+/// A length in a block of its own, its tables behind it.
+using OwnedLength = std::unique_ptr<WideLength, FreeMemory>;
+
+OwnedLength MakeLength(int lg, Isa isa)
 {
-    auto t = std::make_unique<LengthWithMemory>();
-    t->lg = lg;
-    t->n = std::size_t{1} << lg;
+    WideLength t;
+    t.lg = lg;
+    t.n = std::size_t{1} << lg;
+    int lgA = -1;
     if (lg > kWideMaxRowLg)
     {
         const int sideLg = std::min(lg / 2, kWideMaxColumnLg);
-        t->side = std::size_t{1} << sideLg;
-        t->middle = t->n / t->side / t->side;
-        t->sideLength = &LengthOfLg(sideLg, isa);
-        t->rowLength = &LengthOfLg(lg - sideLg, isa);
+        t.side = std::size_t{1} << sideLg;
+        t.middle = t.n / t.side / t.side;
+        t.sideLength = &LengthOfLg(sideLg, isa);
+        t.rowLength = &LengthOfLg(lg - sideLg, isa);
     }
     else
     {
         // Up to 128 one lane-parallel transform does a column; above, two of about the square root.
         if (lg <= kWideMaxColumnLg)
         {
-            const int lgA = lg <= 7 ? 0 : lg / 2;
-            t->a = std::size_t{1} << lgA;
-            t->b = t->n / t->a;
-            t->lengthA = lgA == lg ? t.get() : &LengthOfLg(lgA, isa);
-            t->lengthB = lgA == 0 ? t.get() : &LengthOfLg(lg - lgA, isa);
+            lgA = lg <= 7 ? 0 : lg / 2;
+            t.a = std::size_t{1} << lgA;
+            t.b = t.n / t.a;
+            t.lengthA = lgA == lg ? nullptr : &LengthOfLg(lgA, isa); // null: itself, once it has its place
+            t.lengthB = lgA == 0 ? nullptr : &LengthOfLg(lg - lgA, isa);
         }
         if (lg >= 8)
-            t->rowNext = &LengthOfLg(lg - 4, isa);
+            t.rowNext = &LengthOfLg(lg - 4, isa);
         if (lg >= 5 && lg <= 12)
-            t->lineNext = &LengthOfLg(lg - std::countr_zero(static_cast<unsigned>(WideLineRadix(lg))), isa);
+            t.lineNext = &LengthOfLg(lg - std::countr_zero(static_cast<unsigned>(WideLineRadix(lg))), isa);
     }
     Layout count(nullptr);
-    FillTables(*t, isa, count, false);
-    t->memory.reset(static_cast<float*>(Malloc(count.Used() * sizeof(float), "transform tables")));
-    Layout place(t->memory.get());
-    FillTables(*t, isa, place, true);
-    return t;
+    FillTables(t, isa, count, false);
+    constexpr std::size_t head = (sizeof(WideLength) + 63) / 64 * 64;
+    auto block = MallocArray<unsigned char>(head + count.Used() * sizeof(float), kTables);
+    Layout place(reinterpret_cast<float*>(block.get() + head));
+    FillTables(t, isa, place, true);
+    OwnedLength made(new (block.get()) WideLength(t));
+    static_cast<void>(block.release());
+    if (lgA == lg)
+        made->lengthA = made.get();
+    if (lgA == 0)
+        made->lengthB = made.get();
+    return made;
 }
 
 const WideLength& LengthOfLg(int lg, Isa isa)
 {
-    std::atomic<const LengthWithMemory*>& slot = published[static_cast<int>(isa)][lg];
-    if (const LengthWithMemory* t = slot.load(std::memory_order_acquire))
+    std::atomic<const WideLength*>& slot = published[static_cast<int>(isa)][lg];
+    if (const WideLength* t = slot.load(std::memory_order_acquire))
         return *t;
-    std::unique_ptr<LengthWithMemory> made = MakeLength(lg, isa);
-    const LengthWithMemory* expected = nullptr;
+    OwnedLength made = MakeLength(lg, isa);
+    const WideLength* expected = nullptr;
     if (slot.compare_exchange_strong(expected, made.get(), std::memory_order_acq_rel, std::memory_order_acquire))
         return *made.release(); // kept for the process
     return *expected;
@@ -758,34 +760,63 @@ void WideColumnConvolution::Part(int index, int size) const noexcept
 
 // ------------------------------------------------------------------------------------------------ whole transforms
 
-void WideFft1d(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads)
+namespace
 {
-    // Short rows are done one per lane: a single one wastes least in the narrowest build.
-    const WideKernels& kernels = n < 256 ? sse2::wideFftKernels : Kernels();
-    const WideLength& length = LengthOf(n, kernels);
-    float* samples = reinterpret_cast<float*>(x);
-    if (IsDirectRow(length)) // one row, for one thread
-        return kernels.row(length, samples, samples, sign >= 0, halfShift, halfShift, scale,
-                           static_cast<float*>(ThreadScratch(Bytes(WideRowScratch(length)))));
-    const LongJob job = {&kernels, &length, samples, sign, halfShift, halfShift, scale};
-    const int team = WideThreads(n, threads);
-    const Scratch scratch(team, Bytes(LongScratch(length)));
-    ParallelTeam(team, [&](int index, int size)
-                 { LongPart(job, index, size, scratch.As<float>(index), [] { TeamBarrier(); }); });
+// Room on the stack for one row of up to 4096 samples, so that short transforms touch no shared state.
+constexpr std::size_t kNearFloats = 2 * 4096 + 16 * 32;
+
+/// Scratch of one row: short rows are done one per lane, and here there is one.
+std::size_t OneRowScratch(const WideLength& length, const WideKernels& kernels)
+{
+    return length.lg >= 8 ? WideRowScratch(length)
+                          : (2 * length.n + 128) * 2 * static_cast<std::size_t>(kernels.lanes);
+}
+} // namespace
+
+WideReadyRow::WideReadyRow(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads)
+    // A single short row wastes least in the narrowest build.
+    : x_(reinterpret_cast<float*>(x)), sign_(sign), halfShift_(halfShift), scale_(scale),
+      kernels_(n < 256 ? &sse2::wideFftKernels : &Kernels()), length_(&LengthOf(n, *kernels_)),
+      team_(IsDirectRow(*length_) ? 1 : WideThreads(n, threads))
+{
+    const std::size_t floats = IsDirectRow(*length_) ? OneRowScratch(*length_, *kernels_) : LongScratch(*length_);
+    if (floats > kNearFloats)
+        scratch_.emplace(team_, Bytes(floats));
 }
 
-void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale, int threads)
+void WideReadyRow::Run(std::size_t offset) const noexcept
+{
+    float* const samples = x_ + 2 * offset;
+    if (!scratch_)
+    {
+        alignas(64) float near[kNearFloats];
+        kernels_->row(*length_, samples, samples, sign_ >= 0, halfShift_, halfShift_, scale_, near);
+        return;
+    }
+    const LongJob job = {kernels_, length_, samples, sign_, halfShift_, halfShift_, scale_};
+    ParallelTeam(team_, [&](int index, int size)
+                 { LongPart(job, index, size, scratch_->As<float>(index), [size] { TeamBarrier(size); }); });
+}
+
+void WideFft1d(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads)
+{
+    WideReadyRow(x, n, sign, halfShift, scale, threads).Run();
+}
+
+WideReadyGrid::WideReadyGrid(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale,
+                                 int threads)
+    : nx_(nx), rows_(0), team_(WideThreads(nx * ny, threads))
 {
     if (nx == 1 || ny == 1)
-        return WideFft1d(x, nx * ny, sign, halfShift, scale, threads);
-    const int team = WideThreads(nx * ny, threads);
-    const bool byRow = nx >> kWideMaxRowLg > 1 && ny < static_cast<std::size_t>(team);
-    if (byRow)
-        for (std::size_t r = 0; r < ny; ++r)
-            WideFft1d(x + r * nx, nx, sign, halfShift, 1.0f, team);
-
+    {
+        lines_.emplace(x, nx * ny, sign, halfShift, scale, threads);
+        rows_ = 1;
+        return;
+    }
+    // Few long rows: the team does them one after another.
+    const bool byRow = nx >> kWideMaxRowLg > 1 && ny < static_cast<std::size_t>(team_);
     WideRows rows = WholeRows(x, x, nx, sign, halfShift, halfShift, 1.0f);
-    rows.rows = byRow ? 0 : ny;
+    rows.rows = ny;
     WideStrips strips;
     strips.source = strips.target = x;
     strips.sourceStride = strips.targetStride = strips.columns = nx;
@@ -795,14 +826,36 @@ void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfSh
     strips.shiftInput = strips.shiftOutput = halfShift;
     strips.scale = scale;
     strips.input = strips.output = {0, ny};
-    const WideStripPass stripPass(strips, team);
-    const WideRowPass rowPass(rows, team, &stripPass.Memory());
-    ParallelTeam(team,
+    stripPass_.emplace(strips, team_);
+    if (byRow)
+    {
+        lines_.emplace(x, nx, sign, halfShift, 1.0f, team_);
+        rows_ = ny;
+    }
+    else
+        rowPass_.emplace(rows, team_, &stripPass_->Memory());
+}
+
+void WideReadyGrid::Run() const noexcept
+{
+    for (std::size_t r = 0; r < rows_; ++r)
+        lines_->Run(r * nx_);
+    if (!stripPass_)
+        return;
+    ParallelTeam(team_,
                  [&](int index, int size)
                  {
-                     rowPass.Part(index, size);
-                     TeamBarrier();
-                     stripPass.Part(index, size);
+                     if (rowPass_)
+                     {
+                         rowPass_->Part(index, size);
+                         TeamBarrier(size);
+                     }
+                     stripPass_->Part(index, size);
                  });
+}
+
+void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale, int threads)
+{
+    WideReadyGrid(x, nx, ny, sign, halfShift, scale, threads).Run();
 }
 } // namespace LumoraLib::detail

@@ -11,11 +11,13 @@
 // Half shift: index j of an array stands for index j ^ (n/2) of the transform, so that a transform with both shifts is
 // exchange of halves, transform, exchange of halves. It costs nothing.
 //
-// Whole operations: WideFft1d, WideFft2d, and the ...All functions. For several sweeps in one parallel region make the
+// Whole operations: WideFft1d, WideFft2d, and the ...All functions; WideReadyGrid where the caller must know before
+// it touches anything that the transform cannot fail. For several sweeps in one parallel region make the
 // pass objects first (they take tables and scratch and may fail with ERR_MEMORY), then
 //
 //   ParallelTeam(threads, [&](int index, int size) {
-//       rows.Part(index, size);  TeamBarrier();  columns.Part(index, size);  TeamBarrier();  back.Part(index, size);
+//       rows.Part(index, size);  TeamBarrier(size);  columns.Part(index, size);  TeamBarrier(size);
+//       back.Part(index, size);
 //       });
 //
 // Part() never fails and never allocates. Every pass of one region must have been made for at least the team's size.
@@ -25,7 +27,7 @@
 #include "Scratch.h"
 
 #include <cstddef>
-#include <memory>
+#include <optional>
 
 namespace LumoraLib::detail
 {
@@ -54,14 +56,14 @@ inline int WideThreads(std::size_t samples, int threads)
 
 // ------------------------------------------------------------------------------------------------ whole transforms
 
-/// 1-D transform in place of x[0..n), n a power of two up to 2^29; with `halfShift` both quadrant exchanges are folded
-/// in. Up to 65536 it runs on the calling thread, within a buffer of about n samples; longer ones take three sweeps by
-/// the team in place, with tables of about n/20 samples. Not for use inside a parallel region. Errors: ERR_MEMORY as
-/// Malloc().
+/// 1-D transform in place of x[0..n), n a power of two up to kLongestTransform (the callers' check); with `halfShift`
+/// both quadrant exchanges are folded in. Up to 65536 it runs on the calling thread, within a buffer of about n samples
+/// (on the stack up to 4096); longer ones take three sweeps by the team in place, with tables of about n/20 samples.
+/// Not for use inside a parallel region of the library. Errors: ERR_MEMORY as Malloc(), x is then untouched.
 void WideFft1d(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads);
 
 /// 2-D transform in place of ny rows of nx samples, both powers of two; any shape, the best speed for 256..16384.
-/// Scratch per thread: a strip of 64 columns. `scale` is applied last. Errors: ERR_MEMORY as Malloc().
+/// Scratch per thread: a strip of 64 columns. `scale` is applied last. Errors: ERR_MEMORY as Malloc(), x untouched.
 void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale, int threads);
 
 // ---------------------------------------------------------------------------------------------------------- passes
@@ -234,5 +236,43 @@ private:
     const WideLength* length_;
     bool stream_;
     Scratch scratch_;
+};
+
+// ------------------------------------------------------------------------------------------- transforms made ready
+
+/// WideFft1d in two steps: the constructor takes tables and scratch, Run() transforms the row that starts at `offset`.
+class WideReadyRow
+{
+public:
+    WideReadyRow(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads);
+    void Run(std::size_t offset = 0) const noexcept;
+
+private:
+    float* x_;
+    int sign_;
+    bool halfShift_;
+    float scale_;
+    const WideKernels* kernels_;
+    const WideLength* length_;
+    int team_;
+    std::optional<Scratch> scratch_; // none for rows that fit the stack
+};
+
+/// WideFft2d in two steps.
+class WideReadyGrid
+{
+public:
+    WideReadyGrid(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale, int threads);
+    WideReadyGrid(const WideReadyGrid&) = delete;
+    WideReadyGrid& operator=(const WideReadyGrid&) = delete;
+    void Run() const noexcept;
+
+private:
+    std::size_t nx_;
+    std::size_t rows_; // done one after another by lines_
+    int team_;
+    std::optional<WideReadyRow> lines_;
+    std::optional<WideStripPass> stripPass_;
+    std::optional<WideRowPass> rowPass_; // borrows the strips' scratch
 };
 } // namespace LumoraLib::detail

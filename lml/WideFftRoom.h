@@ -1,6 +1,7 @@
 // What the wide transform engine's common part and its three builds share: tables, arguments, entries.
 #pragma once
 
+#include "Dispatch.h"
 #include "Isa.h"
 #include "WideFft.h"
 
@@ -12,7 +13,7 @@ namespace LumoraLib::detail
 /// Longest lengths done in one visit of a row or a column; longer ones are split in two levels.
 inline constexpr int kWideMaxRowLg = 16;
 inline constexpr int kWideMaxColumnLg = 14;
-inline constexpr int kWideMaxLongLg = 29;
+inline constexpr int kWideMaxLongLg = kLongestTransformLg;
 
 /// Columns of a strip: 512 bytes of every row at once, whatever the lane count. Narrower pieces cost up to four times
 /// as much for grids out of cache, since rows a power of two apart leave nothing in the caches for the neighbour.
