@@ -102,6 +102,7 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     const WideFusedPass second(middlePass, threads);
     const WideRowPass first(forward, threads, &second.Memory());
     const WideRowPass third(back, threads, &second.Memory());
+    const bool wasPolar = MakeCartesian(field); // not before all memory is taken
     ParallelTeam(threads,
                  [&](int index, int size)
                  {
@@ -111,6 +112,7 @@ void RunSweep(Lumora& field, const Sweep& sweep)
                      TeamBarrier(size);
                      third.Part(index, size);
                  });
+    RestorePolar(field, wasPolar);
 }
 
 bool IsLength(std::int32_t n)

@@ -77,10 +77,9 @@ WideConvolution Job(Complex* data, std::int32_t nx, std::int32_t ny, const AxisT
 
 bool CanFuseChirp(std::int32_t nx, std::int32_t ny)
 {
-    constexpr std::int32_t kLargest = std::int32_t{1} << 28;
     const auto isLength = [](std::int32_t n)
     {
-        return n > 1 && n <= kLargest && (n & (n - 1)) == 0;
+        return n > 1 && n <= kLongestTransform / 2 && (n & (n - 1)) == 0;
     };
     return FusedBound() && isLength(nx) && isLength(ny);
 }

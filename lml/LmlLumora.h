@@ -673,10 +673,12 @@ public:
     /// Accuracy: relative l2 error at most 2^-24 sqrt(log2(Nx * Ny)) with either own engine. Cost: the fast engine
     /// folds the quadrant exchanges into the transform and uses all threads; FftLib 0 exchanges by copies, on one
     /// thread.
+    /// Axes are at most 2^29 samples long.
     /// Kept: one column (Nx = 1 with more than one row) is no supported transform; FftLib 0 mixes members across rows
     /// there.
     /// @throws code 3, "LumoraLib::Lumora::Fft", "FFT mode" for a sign that is neither 1 nor -1: the samples are then
-    ///         already cartesian and bit 0 flipped; code 1, "LumoraLib::Malloc" for the engine's areas.
+    ///         already cartesian and bit 0 flipped; code 1, "LumoraLib::Malloc" for the engine's areas; code 6, "an
+    ///         axis is longer than a transform takes (2^29 samples)". After the last two the field is as it was.
     Lumora& Fft(int sign);
     /// The same.
     Lumora& FFT(int sign);
@@ -694,6 +696,8 @@ public:
 
     // No member looks at bit 1 of Form: polar samples count as real and imaginary part. Windows and origins stay.
     // Memory: scratch of each thread with the fast engine, eight fields more with FftLib 0 (four with a descriptor).
+    // Axes are at most 2^28 samples long (transforms of twice the length): code 6 otherwise, "an axis is longer than a
+    // transform takes (2^29 samples)". A call that fails leaves its field as it was.
 
     /// Replaces the samples by U(k, l) = sum over i, j of u(i, j) exp(-2 pi i (a k i + b l j)), all indices from 0,
     /// unscaled; nothing but samples changes. a = 1 / Nx, b = 1 / Ny is the plain transform with sign -1; any values

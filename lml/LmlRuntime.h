@@ -216,16 +216,29 @@ LML_API Platform GetPlatform();            ///< PLATFORM_X64
 // Threads. One count for all parallel loops of the library; 1 at load and after Start().             (Threads.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
-/// Sets the number of threads of every parallel loop that starts from now on; not for use during an operation.
+// The loops run on teams of an OpenMP runtime. Three things are that runtime's and not the library's:
+// - When the system refuses a thread (limits of threads, no address space for its stack), the runtime prints a line of
+//   its own and ends the process; no Error() is called. A team is started when the first parallel loop after a larger
+//   count runs, and kept. A program that must survive sets the count and runs one operation while memory is plenty.
+// - A thread of a program's own parallel region may use the library, one at a time (inside `single` or `master`):
+//   with nested regions off, as is usual, the library's loops then run on that thread alone, with the same samples.
+// - Floating-point modes. All arithmetic assumes the modes that a process starts with: rounding to nearest, subnormal
+//   numbers neither flushed to zero nor read as zero. The library does not set or check them, and the runtime's
+//   threads keep those of the moment at which they were started: under any other mode the last bits of samples depend
+//   on the thread count. Who needs another mode, or loads a library that sets one (builds with fast-math do that at
+//   load), restores the default around calls of this one.
+
+/// Sets the number of threads of every parallel loop that starts from now on; not for use during an operation. At most
+/// 1024: a larger n counts as that, and GetNumThreads() says so.
 /// Errors: ERR_PARAMETER, "LumoraLib::SetNumThreads", "" if n is below 1; the count then stays.
 LML_API void SetNumThreads(int n);
-/// Sets the count to the number of processors.
+/// Sets the count to the number of processors, at most 1024.
 LML_API void SetNumThreads();
 /// The count.
 LML_API int GetNumThreads();
 /// Processors that the OpenMP runtime reports.
 LML_API int GetNumProcs();
-/// Saves the count and sets n. 33 saved counts fit.
+/// Saves the count and sets n, at most 1024 as SetNumThreads(int). 33 saved counts fit.
 /// Errors: ERR_SOMETHING, "LumoraLib::PushNumThreads", "Stack size over"; for an n below 1 as SetNumThreads(), and
 /// then the count is saved but unchanged.
 LML_API void PushNumThreads(int n);

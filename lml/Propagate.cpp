@@ -151,19 +151,16 @@ double BandLimit(double du, double d, double lambda)
 /// limit, on an embedded grid or not. Pitches and window are those that came in, to the last bit.
 void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, const char* fn, const char* message)
 {
-    detail::RequireTransformable(field, fn);
+    detail::RequireTransformable(field, fn, embed ? 2 : 1);
     if (field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, message);
-    const bool wasPolar = detail::MakeCartesian(field);
-    constexpr std::int32_t kLargestToDouble = std::int32_t{1} << 29;
-    const bool doubles = field.GetNx() <= kLargestToDouble && field.GetNy() <= kLargestToDouble;
-    if (field.N() != 0 && (embed ? doubles && detail::CanFuseEnlarged(field) : detail::CanFuse(field)))
+    if (field.N() != 0 && (embed ? detail::CanFuseEnlarged(field) : detail::CanFuse(field)))
     {
         detail::FusedAsm(field, d, bandLimit, embed ? 2 : 1);
         detail::FieldAccess::AddToOrigin(field, d);
-        detail::RestorePolar(field, wasPolar);
         return;
     }
+    const bool wasPolar = detail::MakeCartesian(field);
     const LML_RECT window = field.Window();
     const double px = field.GetPx();
     const double py = field.GetPy();

@@ -1,8 +1,8 @@
 // The scaled FFT: discrete Fourier sums with a free output pitch, by chirp convolution on a grid of twice the size.
 //
 // All phases are computed in double, factors multiply a sample in double, and the sample is rounded once.
+#include "CentredFft.h"
 #include "ChirpPhase.h"
-#include "Dispatch.h"
 #include "FieldTools.h"
 #include "Fused.h"
 #include "IntMath.h"
@@ -58,12 +58,36 @@ void MultiplyChirp(Complex* to, std::int64_t toStride, const Complex* from, std:
                          });
 }
 
-/// The first quadrant of the signal buffer: the chirped field; the rest of it is zero.
-void FillSignal(Lumora& buffer, const Lumora& field, double a, double b)
+/// Magnitudes of the scales whose linear phases pi (i sx + j sy) stand on both sides of a centred transform.
+struct Centring
+{
+    double sx = 0.0;
+    double sy = 0.0;
+};
+
+/// Multiplies the linear phases onto nx by ny samples.
+void MultiplyCentring(Complex* to, std::int64_t toStride, const Complex* from, std::int64_t fromStride, std::int32_t nx,
+                      std::int32_t ny, const Centring& c, const detail::PhaseProduct& how)
+{
+    for (std::int32_t j = 0; j < ny; ++j)
+        detail::MultiplyRow(
+            to + j * toStride, from + j * fromStride, nx,
+            [=](std::int32_t i) { return detail::kChirpPi * (i * c.sx + j * c.sy); }, how);
+}
+
+/// The first quadrant of the signal buffer: the chirped field, with `centring` the field times its phases first; the
+/// rest of it is zero.
+void FillSignal(Lumora& buffer, const Lumora& field, double a, double b, const Centring* centring)
 {
     buffer.Clear();
-    MultiplyChirp(buffer.GetDataPointer(), buffer.GetNx(), field.GetDataPointer(), field.GetNx(), field.GetNx(),
-                  field.GetNy(), a, b);
+    Complex* const to = buffer.GetDataPointer();
+    const Complex* const samples = field.GetDataPointer();
+    const std::int32_t nx = field.GetNx();
+    const std::int32_t ny = field.GetNy();
+    if (centring == nullptr)
+        return MultiplyChirp(to, buffer.GetNx(), samples, nx, nx, ny, a, b);
+    MultiplyCentring(to, buffer.GetNx(), samples, nx, nx, ny, *centring, {});
+    MultiplyChirp(to, buffer.GetNx(), to, buffer.GetNx(), nx, ny, a, b);
 }
 
 void Transform(Lumora& field, int sign)
@@ -71,7 +95,8 @@ void Transform(Lumora& field, int sign)
     detail::fftBinding.transform2d(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
 }
 
-/// From the transformed signal to the field: times the kernel's transform, back, scaled, times the output chirp.
+/// From the transformed signal to the field: times the kernel's transform, back, scaled, times the output chirp. The
+/// field is written last, when nothing can fail any more.
 void Convolve(Lumora& field, Lumora& buffer, const Lumora& kernel, double a, double b)
 {
     buffer *= kernel;
@@ -80,6 +105,49 @@ void Convolve(Lumora& field, Lumora& buffer, const Lumora& kernel, double a, dou
                          static_cast<float>(1.0 / static_cast<double>(buffer.N())));
     MultiplyChirp(field.GetDataPointer(), field.GetNx(), buffer.GetDataPointer(), buffer.GetNx(), field.GetNx(),
                   field.GetNy(), a, b);
+}
+
+/// The two-dimensional sum step by step.
+void SumBySteps(Lumora& field, double a, double b, const Centring* centring)
+{
+    Lumora signal(Doubled(field.GetNx()), Doubled(field.GetNy()));
+    Lumora kernel(Doubled(field.GetNx()), Doubled(field.GetNy()));
+    FillSignal(signal, field, a, b, centring);
+    kernel.Clear(); // Kept: cleared although every sample of it is written next; callers see nothing of it.
+    FillKernel(kernel, a, b);
+    Transform(signal, -1);
+    Transform(kernel, -1);
+    Convolve(field, signal, kernel, a, b);
+}
+
+/// The one-dimensional sum of the field's row, with `centring` the row times its phases first. Squares of doubles here,
+/// unlike the 32-bit products of the two-dimensional form. The field is written last.
+void SumOfRow(Lumora& field, double a, const Centring* centring)
+{
+    const std::int32_t nx = field.GetNx();
+    Lumora signal(Doubled(nx), 1);
+    Lumora kernel(Doubled(nx), 1);
+    const std::int32_t size = signal.GetNx();
+    const auto phase = [a](double n)
+    {
+        return detail::kChirpPi * (a * (n * n));
+    };
+    Complex* const samples = signal.GetDataPointer();
+    const Complex* from = field.GetDataPointer();
+    signal.Clear();
+    if (centring != nullptr)
+    {
+        MultiplyCentring(samples, size, from, nx, nx, 1, *centring, {});
+        from = samples;
+    }
+    detail::MultiplyRow(samples, from, nx, [=](std::int32_t n) { return -phase(n); });
+    detail::UnitRow(kernel.GetDataPointer(), size, [=](std::int32_t n) { return phase(detail::ChirpIndex(n, size)); });
+    detail::fftBinding.transform1d(samples, size, -1);
+    detail::fftBinding.transform1d(kernel.GetDataPointer(), size, -1);
+    signal *= kernel;
+    detail::fftBinding.transform1d(samples, size, 1);
+    detail::ScaleSamples(samples, signal.N(), static_cast<float>(1.0 / size));
+    detail::MultiplyRow(field.GetDataPointer(), samples, nx, [=](std::int32_t k) { return -phase(k); });
 }
 
 /// The phase pi i s of the centred transform on one axis; the context is s.
@@ -93,6 +161,35 @@ double KernelSign(double a)
 {
     return a >= 0.0 ? -1.0 : 1.0;
 }
+
+/// The centred transform of both axes. Memory is taken before anything of the field changes.
+void CentredSum(Lumora& field, double a, double b)
+{
+    const std::int32_t nx = field.GetNx();
+    const std::int32_t ny = field.GetNy();
+    const Centring centring{std::fabs(a), std::fabs(b)};
+    const double rawA = KernelSign(a) * centring.sx / nx;
+    const double rawB = KernelSign(b) * centring.sy / ny;
+    // Kept: the phases on both sides use the magnitudes and do not follow the sign, so for a >= 0 a residual factor
+    // stays in the result; it is 1 only for integer scales.
+    const double phase0 = -detail::kChirpPi / 2.0 * (nx * centring.sx + ny * centring.sy);
+    const ComplexDouble constant = detail::Unit(phase0);
+    Complex* const samples = field.GetDataPointer();
+    if (detail::CanFuseChirp(nx, ny))
+    {
+        const detail::AxisPhase centreX{CentringPhase, &centring.sx};
+        const detail::AxisPhase centreY{CentringPhase, &centring.sy};
+        detail::FusedChirp(samples, nx, ny, rawA, rawB, centreX, centreY, centreX, centreY, constant.Real(),
+                           constant.Imag());
+    }
+    else if (field.N() != 0)
+    {
+        SumBySteps(field, rawA, rawB, &centring);
+        MultiplyCentring(samples, nx, samples, nx, nx, ny, centring, detail::FactorTimes(constant));
+    }
+    detail::FieldAccess::SetForm(field, detail::FieldAccess::Form(field) ^ 1);
+    field.SetPx(centring.sx / (nx * field.GetPx())).SetPy(centring.sy / (ny * field.GetPy()));
+}
 } // namespace
 
 Lumora& Lumora::RawScaledFft(double a, double b)
@@ -101,19 +198,11 @@ Lumora& Lumora::RawScaledFft(double a, double b)
     RequireSamples(fn);
     if (N() == 0)
         return *this;
+    detail::RequireLength(*this, 2, fn);
     if (detail::CanFuseChirp(nx_, ny_))
-    {
         detail::FusedChirp(dataPointer_, nx_, ny_, a, b, {}, {}, {}, {}, 1.0, 0.0);
-        return *this;
-    }
-    Lumora signal(Doubled(nx_), Doubled(ny_));
-    Lumora kernel(Doubled(nx_), Doubled(ny_));
-    FillSignal(signal, *this, a, b);
-    kernel.Clear(); // Kept: cleared although every sample of it is written next; callers see nothing of it.
-    FillKernel(kernel, a, b);
-    Transform(signal, -1);
-    Transform(kernel, -1);
-    Convolve(*this, signal, kernel, a, b);
+    else
+        SumBySteps(*this, a, b, nullptr);
     return *this;
 }
 
@@ -126,10 +215,11 @@ Lumora& Lumora::RawScaledFft(const ScaledFftDescriptor& d)
     detail::FieldAccess::RequireSamples(d, fn);
     if (N() == 0)
         return *this;
+    detail::RequireLength(*this, 2, fn);
     if (detail::CanFuseChirp(nx_, ny_))
         return RawScaledFft(d.chirpX, d.chirpY); // the parameters decide: this form needs no cached kernel
     Lumora signal(Doubled(nx_), Doubled(ny_));
-    FillSignal(signal, *this, d.chirpX, d.chirpY);
+    FillSignal(signal, *this, d.chirpX, d.chirpY, nullptr);
     Transform(signal, -1);
     Convolve(*this, signal, d, d.chirpX, d.chirpY);
     return *this;
@@ -143,23 +233,8 @@ Lumora& Lumora::RawScaledFft1d(double a)
     RequireSamples(fn);
     if (N() == 0)
         return *this;
-    Lumora signal(Doubled(nx_), 1);
-    Lumora kernel(Doubled(nx_), 1);
-    const std::int32_t size = signal.nx_;
-    // Squares of doubles here, unlike the 32-bit products of the two-dimensional form.
-    const auto phase = [a](double n)
-    {
-        return detail::kChirpPi * (a * (n * n));
-    };
-    signal.Clear();
-    detail::MultiplyRow(signal.dataPointer_, dataPointer_, nx_, [=](std::int32_t n) { return -phase(n); });
-    detail::UnitRow(kernel.dataPointer_, size, [=](std::int32_t n) { return phase(detail::ChirpIndex(n, size)); });
-    detail::fftBinding.transform1d(signal.dataPointer_, size, -1);
-    detail::fftBinding.transform1d(kernel.dataPointer_, size, -1);
-    signal *= kernel;
-    detail::fftBinding.transform1d(signal.dataPointer_, size, 1);
-    detail::ScaleSamples(signal.dataPointer_, signal.N(), static_cast<float>(1.0 / size));
-    detail::MultiplyRow(dataPointer_, signal.dataPointer_, nx_, [=](std::int32_t k) { return -phase(k); });
+    detail::RequireLength(*this, 2, fn);
+    SumOfRow(*this, a, nullptr);
     return *this;
 }
 
@@ -167,43 +242,18 @@ Lumora& Lumora::ScaledFft(double a, double b)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::ScaledFft";
     RequireSamples(fn);
+    detail::RequireLength(*this, 2, fn);
     // Kept: the test is on Nx. A single column of more than one row ends in the error of ScaledFft1d, a single row
     // takes the path below, and a 1 by 1 field goes through both.
+    if (nx_ == 1 && ny_ != 1)
+        return ScaledFft1d(a);
     if (nx_ == 1)
-        ScaledFft1d(a);
-    form_ = static_cast<ComplexForm>(form_ ^ 1);
-    const double sx = std::fabs(a);
-    const double sy = std::fabs(b);
-    const double rawA = KernelSign(a) * sx / nx_;
-    const double rawB = KernelSign(b) * sy / ny_;
-    // Kept: the phases on both sides use the magnitudes and do not follow the sign, so for a >= 0 a residual factor
-    // stays in the result; it is 1 only for integer scales.
-    const double phase0 = -detail::kChirpPi / 2.0 * (nx_ * sx + ny_ * sy);
-    const ComplexDouble constant = detail::Unit(phase0);
-    if (detail::CanFuseChirp(nx_, ny_))
     {
-        const detail::AxisPhase centreX{CentringPhase, &sx};
-        const detail::AxisPhase centreY{CentringPhase, &sy};
-        detail::FusedChirp(dataPointer_, nx_, ny_, rawA, rawB, centreX, centreY, centreX, centreY, constant.Real(),
-                           constant.Imag());
+        Lumora twice(*this);
+        CentredSum(twice.ScaledFft1d(a), a, b);
+        return *this = twice;
     }
-    else
-    {
-        const auto centre = [&](const detail::PhaseProduct& how)
-        {
-            for (std::int32_t j = 0; j < ny_; ++j)
-            {
-                Complex* const row = dataPointer_ + IJ(0, static_cast<std::size_t>(j));
-                detail::MultiplyRow(
-                    row, row, nx_, [=](std::int32_t i) { return detail::kChirpPi * (i * sx + j * sy); }, how);
-            }
-        };
-        centre({});
-        RawScaledFft(rawA, rawB);
-        centre(detail::FactorTimes(constant));
-    }
-    px_ = sx / (nx_ * px_);
-    py_ = sy / (ny_ * py_);
+    CentredSum(*this, a, b);
     return *this;
 }
 
@@ -213,16 +263,16 @@ Lumora& Lumora::ScaledFft1d(double a)
     if (ny_ != 1)
         Error(ERR_PARAMETER, fn, "this object must be 1 dimensional");
     RequireSamples(fn);
-    form_ = static_cast<ComplexForm>(form_ ^ 1);
-    const double s = std::fabs(a);
-    const auto centring = [s](std::int32_t i)
+    detail::RequireLength(*this, 2, fn);
+    const Centring centring{std::fabs(a), 0.0};
+    const double s = centring.sx;
+    if (N() != 0)
     {
-        return detail::kChirpPi * (i * s);
-    };
-    detail::MultiplyRow(dataPointer_, dataPointer_, nx_, centring);
-    RawScaledFft1d(KernelSign(a) * s / nx_);
-    detail::MultiplyRow(dataPointer_, dataPointer_, nx_, centring,
-                        detail::FactorTimes(detail::Unit(-(detail::kChirpPi / 2.0) * s * nx_)));
+        SumOfRow(*this, KernelSign(a) * s / nx_, &centring);
+        MultiplyCentring(dataPointer_, nx_, dataPointer_, nx_, nx_, 1, centring,
+                         detail::FactorTimes(detail::Unit(-(detail::kChirpPi / 2.0) * s * nx_)));
+    }
+    form_ = static_cast<ComplexForm>(form_ ^ 1);
     px_ = s / (nx_ * px_);
     return *this;
 }
@@ -231,35 +281,37 @@ Lumora& Lumora::ScaledProp1d(const Lumora& source, double z)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::ScaledProp1d";
     source.RequireSamples(fn);
-    nx_ = source.nx_;
-    Init(nullptr);
-    k_ = detail::kTwoPi / (detail::kTwoPi / source.k_);
+    detail::RequireLength(source, 2, fn);
+    // In a field of its own, so that a failure leaves this one as it was.
+    Lumora result(source);
+    result.CopyParam(*this);
+    result.k_ = detail::kTwoPi / (detail::kTwoPi / source.k_);
     const double pitchD = px_;
     const double pitchS = source.px_;
-    const std::int32_t sizeD = nx_;
+    const std::int32_t sizeD = result.nx_;
     const std::int32_t sizeS = source.nx_;
     const double df = 1.0 / (sizeS * pitchD);
     const double x0S = (-sizeS / 2) * pitchS;
     const double x0D = (-sizeD / 2) * pitchD;
     const double f0 = (0.0 - df) * 0.5 * sizeD;
-    CopyData(source);
-    RawScaledFft1d(0.0 - pitchS * df);
-    SaveAsCsv("test1-4.csv", X_AXIS,
-              0); // Kept: the intermediate goes to this fixed name in the working directory on each call.
-    const double wavelength = GetWavelength();
+    result.RawScaledFft1d(0.0 - pitchS * df);
+    // Kept: the intermediate goes to this fixed name in the working directory on each call.
+    result.SaveAsCsv("test1-4.csv", X_AXIS, 0);
+    const double wavelength = result.GetWavelength();
     const double c = 1.0 / (wavelength * wavelength);
+    Complex* const samples = result.dataPointer_;
     for (std::int32_t k = 0; k < sizeD; ++k)
     {
         const double f = df * k + f0;
         // Kept: the root is not guarded, so frequencies beyond the band limit give not-a-number samples.
         const double turns = k * (x0D - x0S) * df - x0S * f0 - z * std::sqrt(c - f * f);
-        dataPointer_[k] = detail::TimesUnit(dataPointer_[k], detail::kTwoPi * turns);
+        samples[k] = detail::TimesUnit(samples[k], detail::kTwoPi * turns);
     }
-    detail::fftBinding.transform1d(dataPointer_, sizeD, 1);
+    detail::fftBinding.transform1d(samples, sizeD, 1);
     for (std::int32_t n = 0; n < sizeD; ++n)
-        dataPointer_[n] = detail::TimesUnit(dataPointer_[n], detail::kTwoPi * f0 * (n * pitchD + x0D));
-    detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / sizeD));
-    return *this;
+        samples[n] = detail::TimesUnit(samples[n], detail::kTwoPi * f0 * (n * pitchD + x0D));
+    detail::ScaleSamples(samples, result.N(), static_cast<float>(1.0 / sizeD));
+    return *this = result;
 }
 
 // ------------------------------------------------------------------------------------------------------- descriptors
@@ -312,9 +364,11 @@ void ScaledFftDescriptor::_ScaledFftDescriptor(int nx, int ny, double a, double 
 {
     static_cast<void>(nx); // sizes that are not powers of two were raised: the grid itself says what is filled
     static_cast<void>(ny);
-    detail::FieldAccess::RequireSamples(*this, "LumoraLib::ScaledFftDescriptor::_ScaledFftDescriptor");
+    static constexpr char fn[] = "LumoraLib::ScaledFftDescriptor::_ScaledFftDescriptor";
+    detail::FieldAccess::RequireSamples(*this, fn);
     if (N() == 0)
         return;
+    detail::RequireLength(*this, 1, fn);
     FillKernel(*this, a, b);
     Transform(*this, -1);
 }

@@ -4,6 +4,7 @@
 
 #include "Dispatch.h"
 
+#include <algorithm>
 #include <omp.h>
 
 namespace LumoraLib
@@ -11,6 +12,10 @@ namespace LumoraLib
 namespace
 {
 constexpr int kStackSize = 33;
+
+// The OpenMP runtime ends the process when the system has no more threads for a team, so the count stays where every
+// usual limit of threads, and of address space for their stacks, is far away.
+constexpr int kMostThreads = 1024;
 
 int threadCount = 1;
 // Kept: what is reported until the first call; the OpenMP runtime is not told at load and may differ.
@@ -44,9 +49,9 @@ void SetNumThreads(int n)
 {
     if (n < 1)
         Error(ERR_PARAMETER, "LumoraLib::SetNumThreads", "");
-    threadCount = n;
+    threadCount = std::min(n, kMostThreads);
     if (GetFftLib() != FFT_LIB_SPLIT_RADIX)
-        detail::fftBinding.setThreads(n);
+        detail::fftBinding.setThreads(threadCount);
 }
 
 void SetNumThreads()
