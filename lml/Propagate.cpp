@@ -314,8 +314,9 @@ void FraunhoferStep(Lumora& field, double d, int sign, const char* fn)
     detail::RequireTransformable(field, fn);
     if (field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
+    const detail::ReadyTransform transform(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
     const bool wasPolar = detail::MakeCartesian(field);
-    detail::CentredTransform(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
+    transform.Run();
     const double s = field.GetWavelength() * d;
     field.SetPx(s / (field.GetNx() * field.GetPx()));
     if (field.GetNy() != 1)
@@ -330,12 +331,13 @@ Lumora& Lumora::FresnelProp(double d)
     detail::RequireTransformable(*this, fn);
     if (IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "p");
+    const detail::ReadyTransform transform(dataPointer_, nx_, ny_, -1);
     const bool wasPolar = detail::MakeCartesian(*this);
     const double k = k_;
     MultiplyPhase(
         *this, [=](double x, double y) { return (y * y + x * x) * k / (d + d); },
         [=](double px, double y2) { return detail::PhaseForm::FresnelIn(px, y2, k, d + d); });
-    detail::CentredTransform(dataPointer_, nx_, ny_, -1);
+    transform.Run();
     const double lambda = GetWavelength();
     if (ny_ == 1)
     {

@@ -3,8 +3,8 @@
 // Geometry comes from the two objects alone. Kept: the distance is an absolute value, so the direction of travel is
 // lost and a destination behind the source is computed as a forward propagation; the lateral shifts are plain
 // differences of global coordinates, also between tilted planes.
+#include "CentredFft.h"
 #include "ChirpPhase.h"
-#include "Dispatch.h"
 #include "FieldTools.h"
 #include "Fused.h"
 #include "Parallel.h"
@@ -39,9 +39,8 @@ Band ShiftedBandLimit(double x0, double z0, double d)
     return {-b, a};
 }
 
-// Enlargements and sizes that the fused form takes; beyond them the step-by-step form meets the limits of memory.
+// Enlargements that the fused form takes; beyond them the step-by-step form meets the limits of memory.
 constexpr double kLargestFused = 16.0;
-constexpr double kLargestSize = 1 << 29;
 
 constexpr char kTextParameter[] = "at least one parameter is different";
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedAsmProp";
@@ -90,6 +89,7 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     if (precision < 1)
         Error(ERR_PARAMETER, fnProp, "precision must be more than zero");
     source.RequireSamples(fnProp);
+    detail::RequireLength(source, std::int64_t{1} << std::min(precision, 62), fnProp);
 
     const double z0 = GetPlane().GetDistance(source.origin_);
     const double x0 = origin_.x - source.origin_.x;
@@ -122,8 +122,7 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     const double ownWavelength = GetWavelength();
     detail::ShiftedTransfer transfer{x0,   y0,    z0,  uLow, uHigh,
                                      vLow, vHigh, 0.0, 0.0,  1.0 / (ownWavelength * ownWavelength)};
-    if (form_ == COMPLEX_AMPLITUDE && enlargement <= kLargestFused && nx_ * enlargement <= kLargestSize &&
-        ny_ * enlargement <= kLargestSize && detail::CanFuseEnlarged(*this))
+    if (form_ == COMPLEX_AMPLITUDE && enlargement <= kLargestFused && detail::CanFuseEnlarged(*this))
     {
         transfer.du = 1.0 / (nx_ * enlargement * px_);
         transfer.dv = 1.0 / (ny_ * enlargement * py_);

@@ -5,8 +5,8 @@
 // exp(i PhiD) exp(i PhiS) exp(-2 pi i (a k i + b l j)), a = pD pS / (lambda z), b = qD qS / (lambda z)
 // (Muffoletto, Tyler, Tohline, Optics Express 15 (2007) 5631). Kept: the distance is an absolute value, so the
 // direction of travel is lost; the corners are global x and y, also between tilted planes.
+#include "CentredFft.h"
 #include "ChirpPhase.h"
-#include "Dispatch.h"
 #include "FieldTools.h"
 #include "Fused.h"
 #include "Parallel.h"
@@ -232,6 +232,7 @@ void RequirePair(const Lumora& destination, const Lumora& source, const char* fu
         Error(ERR_PARAMETER, function, detail::kTextSourceNormal);
     detail::FieldAccess::RequireSamples(destination, function);
     detail::FieldAccess::RequireSamples(source, function);
+    detail::RequireLength(source, 2, function);
 }
 
 bool Near(double a, double b)
@@ -287,6 +288,7 @@ Lumora& Lumora::ShiftedFresnelProp(const Vector& position, double px, double py)
     if (IsSpectrum())
         Error(ERR_SOMETHING, fnProp, "object is in real space");
     RequireSamples(fnProp);
+    detail::RequireLength(*this, 2, fnProp);
     const Vector place = position;
     PropagateComputed(*this, *this, MakeGeometry(*this, place, normalVector_, nx_, ny_, px, py));
     origin_ = place;
@@ -300,6 +302,7 @@ Lumora& Lumora::ShiftedFresnelProp(const Vector& position, double px, double py,
     if (IsSpectrum())
         Error(ERR_SOMETHING, fnProp, "object is in real space");
     RequireSamples(fnProp);
+    detail::RequireLength(*this, 2, fnProp);
     const Vector place = position;
     const Geometry g = MakeGeometry(*this, place, normalVector_, nx_, ny_, px, py);
     RequireKernel(KernelOf(d), g, *this, fnProp);
@@ -351,6 +354,7 @@ Lumora& Lumora::ShiftedFresnelProp1d(const Lumora& source)
     if (detail::NormalsDiffer(*this, source))
         Error(ERR_PARAMETER, fn, detail::kTextOtherNormal);
     source.RequireSamples(fn);
+    detail::RequireLength(source, 2, fn);
     const Geometry g = GeometryOf(source, *this);
     Init(nullptr);
     MultiplyRow(dataPointer_, source.dataPointer_, nx_,

@@ -1,6 +1,7 @@
 // One test for each sentence of docs/conventions.md; the first one checks that none is missing.
 #include "TestTools.h"
 
+#include <cfenv>
 #include <clocale>
 #include <cmath>
 #include <regex>
@@ -10,6 +11,12 @@ using namespace lmltest;
 namespace
 {
 constexpr double kPi = 3.141592653589793;
+
+#ifdef LML_TEST_SANITIZED
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
 
 /// Index of the largest sample.
 std::size_t PeakOf(const Lumora& field)
@@ -349,4 +356,29 @@ TEST(Conventions, ThreadsDoNotMatter)
         three.AsmProp(2e-3).Normalize(1.0).ConvToPolarForm();
     }
     EXPECT_TRUE(SameBits(one, three));
+}
+
+TEST(Conventions, ModesAreLeftAlone)
+{
+    const int before = std::fegetround();
+    for (const int mode : {FE_TONEAREST, FE_UPWARD})
+    {
+        std::fesetround(mode);
+        Lumora f(64, 64, 2e-6);
+        FillRandom(f);
+        f.AsmProp(2e-3).Normalize(1.0).ConvToPolarForm();
+        EXPECT_EQ(std::fegetround(), mode);
+    }
+    std::fesetround(before);
+}
+
+TEST(Conventions, MostThreads)
+{
+    if (sanitized)
+        GTEST_SKIP() << "checked threads take too much memory";
+    const Threads threads(60000);
+    EXPECT_EQ(GetNumThreads(), 1024);
+    Lumora f(2048, 2);
+    f.SetConst(Complex(2.0, 0.0)).ConvToConjugate(); // on a team of that size: the process lives
+    EXPECT_EQ(f[4095].Real(), 2.0f);
 }

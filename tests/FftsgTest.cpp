@@ -393,8 +393,17 @@ TEST(Fftsg, UnsupportedLengthsStayInside)
             EXPECT_TRUE(Same(x, y)) << n;
         }
     }
-    FftsgTransform1d(nullptr, std::numeric_limits<int>::max(), 1);
-    FftsgTransform2d(nullptr, 1 << 30, 1, 1);
+    const std::string tooLong = "an axis is longer than a transform takes (2^29 samples)";
+    for (const int n : {1 << 30, std::numeric_limits<int>::max()}) // before anything is allocated or touched
+    {
+        EXPECT_EQ(lmltest::Catch([n] { FftsgTransform1d(nullptr, n, 1); }),
+                  (lmltest::Failure{ERR_SOMETHING, "LumoraLib::FftsgTransform1d", tooLong}));
+        EXPECT_EQ(lmltest::Catch([n] { FftsgTransform2d(nullptr, n, 1, 1); }),
+                  (lmltest::Failure{ERR_SOMETHING, "LumoraLib::FftsgTransform2d", tooLong}));
+        EXPECT_EQ(lmltest::Catch([n] { FftsgTransform2d(nullptr, 1, n, 1); }).code, ERR_SOMETHING);
+        EXPECT_EQ(lmltest::Catch([n] { FftsgColumns(n, 8, 1, nullptr, nullptr, nullptr, nullptr); }),
+                  (lmltest::Failure{ERR_SOMETHING, "LumoraLib::FftsgColumns", tooLong}));
+    }
     const int shapes[][2] = {{3, 5}, {6, 4}, {5, 64}, {24, 16}, {7, 1}, {1, 7}, {3, 128}, {128, 3}, {96, 96}, {44, 16}};
     for (const auto& shape : shapes)
     {

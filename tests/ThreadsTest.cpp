@@ -3,6 +3,7 @@
 #include "Dispatch.h"
 #include "TestTools.h"
 
+#include <algorithm>
 #include <omp.h>
 
 using namespace lmltest;
@@ -52,10 +53,14 @@ TEST_F(ThreadsTest, StateAtLoad)
 
 TEST_F(ThreadsTest, CountIsSetRefusedBelowOneAndResetByStart)
 {
-    for (int n : {1, 2, 3, 7, 64, 1000000})
+    for (int n : {1, 2, 3, 7, 64, 1024, 1025, 60000, std::numeric_limits<int>::max()})
     {
         SetNumThreads(n);
-        EXPECT_EQ(GetNumThreads(), n);
+        EXPECT_EQ(GetNumThreads(), std::min(n, 1024));
+        SetNumThreads(1);
+        PushNumThreads(n);
+        EXPECT_EQ(GetNumThreads(), std::min(n, 1024));
+        EXPECT_EQ(PopNumThreads(), 1);
     }
     SetNumThreads(5);
     for (int n : {0, -1, std::numeric_limits<int>::min()})
