@@ -31,8 +31,8 @@
 // Precision: each stage loads floats, computes in double and rounds once on store; a 16-point kernel is one stage. That
 // is one rounding per two or four levels, and keeps the error well inside 2^-24 sqrt(log2 N).
 
-#include "Dispatch.h"
 #include "Fftsg.h"
+#include "Dispatch.h"
 #include "FftsgAreas.h"
 
 #include <cmath>

@@ -11,7 +11,8 @@
 namespace LumoraLib::detail
 {
 /// What FftsgTransform1d (one row) or FftsgTransform2d allocates. The constructors report as those do, code 1, and take
-/// sizes of 1 to kLongestTransform; Run() does the rest of the transform and cannot fail. Without sizes it does nothing.
+/// sizes of 1 to kLongestTransform; Run() does the rest of the transform and cannot fail. Without sizes it does
+/// nothing.
 class FftsgAreas
 {
 public:

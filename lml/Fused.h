@@ -18,10 +18,10 @@ bool CanFuseChirp(std::int32_t nx, std::int32_t ny);
 
 /// The samples of a real-space field after propagation by the angular spectrum over d, with or without the band limit,
 /// scaled; `enlarge` is 1 or 2 (the field in the centre of a grid twice the size). Polar samples are converted and come
-/// back polar. Touches nothing but samples, and those only once all memory is taken. Let S exchange quadrants, F transform: S F' S H S F S = F' (S H) F, since a half shift is a sign pattern in
-/// the other domain and commutes with the diagonal H. So there is no exchange at all: rows forward; column by column
-/// forward, times H in transform order, inverse; rows inverse. Memory: per-thread scratch, and for the enlarged grid
-/// two fields.
+/// back polar. Touches nothing but samples, and those only once all memory is taken. Let S exchange quadrants, F
+/// transform: S F' S H S F S = F' (S H) F, since a half shift is a sign pattern in the other domain and commutes with
+/// the diagonal H. So there is no exchange at all: rows forward; column by column forward, times H in transform order,
+/// inverse; rows inverse. Memory: per-thread scratch, and for the enlarged grid two fields.
 void FusedAsm(Lumora& field, double d, bool bandLimit, std::int32_t enlarge);
 
 /// One shifted propagation, as ShiftedAsmProp has it. Bounds in cycles per metre, open; pitches of the enlarged

@@ -768,8 +768,7 @@ constexpr std::size_t kNearFloats = 2 * 4096 + 16 * 32;
 /// Scratch of one row: short rows are done one per lane, and here there is one.
 std::size_t OneRowScratch(const WideLength& length, const WideKernels& kernels)
 {
-    return length.lg >= 8 ? WideRowScratch(length)
-                          : (2 * length.n + 128) * 2 * static_cast<std::size_t>(kernels.lanes);
+    return length.lg >= 8 ? WideRowScratch(length) : (2 * length.n + 128) * 2 * static_cast<std::size_t>(kernels.lanes);
 }
 } // namespace
 
@@ -804,7 +803,7 @@ void WideFft1d(Complex* x, std::size_t n, int sign, bool halfShift, float scale,
 }
 
 WideReadyGrid::WideReadyGrid(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale,
-                                 int threads)
+                             int threads)
     : nx_(nx), rows_(0), team_(WideThreads(nx * ny, threads))
 {
     if (nx == 1 || ny == 1)

@@ -64,6 +64,7 @@ struct Operation
 };
 
 // Sizes differ from row to row, so that each meets tables which are not made yet.
+// clang-format off
 const std::vector<Operation> kOperations = {
     {"Fft of a short row", 64, 1, POLAR_AMPLITUDE, [](Lumora& f) { f.Fft(-1); }},
     {"Fft of a row", 1 << 16, 1, POLAR_AMPLITUDE, [](Lumora& f) { f.Fft(-1); }},
@@ -82,6 +83,7 @@ const std::vector<Operation> kOperations = {
     {"Extract", 16, 8, POLAR_AMPLITUDE, [](Lumora& f) { f.Extract(1); }},
     {"SwitchQuadrant", 16, 8, POLAR_AMPLITUDE, [](Lumora& f) { f.SwitchQuadrant(); }},
 };
+// clang-format on
 
 /// What the call reports when there is memory for `count` allocations: 0 nothing, -1 an exception that is not ours.
 int CodeAfter(int count, const std::function<void()>& call)
@@ -161,6 +163,7 @@ TEST(Memory, LengthsThatNoTransformTakesAreRefused)
         int nx, ny;
         std::function<void(Lumora&)> run;
     };
+    // clang-format off
     const std::vector<Row> rows = {
         {"Fft", 1 << 30, 1, [](Lumora& f) { f.Fft(-1); }},
         {"Fft", 1, 1 << 30, [](Lumora& f) { f.Fft(1); }},
@@ -177,6 +180,7 @@ TEST(Memory, LengthsThatNoTransformTakesAreRefused)
         {"ShiftedFresnelProp1d", 1 << 29, 1, [](Lumora& f) { f.ShiftedFresnelProp1d(f); }},
         {"ShiftedAsmProp", 1 << 29, 2, [](Lumora& f) { f.ShiftedAsmProp(f, 1); }},
     };
+    // clang-format on
     for (const FftLib lib : {FFT_LIB_VENDOR, FFT_LIB_SPLIT_RADIX})
         for (const ComplexForm form : {COMPLEX_AMPLITUDE, POLAR_AMPLITUDE})
             for (const Row& row : rows)

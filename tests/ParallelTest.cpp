@@ -17,6 +17,7 @@ struct Operation
     std::function<void(Lumora&)> run;
 };
 
+// clang-format off
 const std::vector<Operation> kOperations = {
     {"Fft", 256, 256, [](Lumora& f) { f.Fft(-1).Fft(1); }},
     {"Fft 64", 64, 64, [](Lumora& f) { f.Fft(-1); }},
@@ -72,6 +73,7 @@ const std::vector<Operation> kOperations = {
          f.ShiftZeroFill(3, 5).Extract(1).ConvToIntensity();
      }},
 };
+// clang-format on
 
 /// What stands around a call: how a program comes to its one library call at a time.
 struct Surrounding
