@@ -1,39 +1,33 @@
 // The oldest propagators, kept for compatibility: no band limit, no normalisation, and a form with sine and cosine
 // tables.
 #include "CentredFft.h"
+#include "ChirpPhase.h"
 #include "FieldTools.h"
 #include "IntMath.h"
 #include "Reduce.h"
-#include "SinCos.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <memory>
-#include <vector>
 
 namespace LumoraLib
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
+using detail::kTwoPi;
 
-/// exp(i phi) as a sample: the factor is rounded to float, the product with a sample is formed in double.
-Complex UnitFactor(double phi)
-{
-    double s = 0.0;
-    double c = 0.0;
-    detail::SinCos1(phi, s, c);
-    return Complex(c, s);
-}
+constexpr char kTableLabel[] = ": TrigTable";
 
 /// Tables stay to the end of the process; the list keeps them reachable, since copies of a TrigTable come and go.
-void KeepForever(void* table)
+struct KeptTables
 {
-    static std::vector<void*>* const kept = new std::vector<void*>;
-    kept->push_back(table);
-}
+    double* cosines;
+    double* sines;
+    KeptTables* next;
+};
+std::atomic<KeptTables*> keptTables{nullptr};
 
 /// truncate(turns * n + 0.5) & mask, the truncation toward zero in 64 bits: large propagation distances stay in range.
 /// Kept: half a step is added below zero too, so negative turns find an entry up to one and a half steps above.
@@ -52,19 +46,22 @@ std::size_t TableIndex(double turns, std::uint32_t n, std::uint32_t mask)
 TrigTable::TrigTable(unsigned int bits)
     : cosTable(nullptr), sinTable(nullptr), n(std::uint32_t{1} << (bits & 31u)), mask(n - 1u)
 {
-    static constexpr char label[] = ": TrigTable";
-    using Table = std::unique_ptr<double, detail::FreeMemory>;
-    Table cosines(static_cast<double*>(Malloc(sizeof(double) * n, label)));
-    Table sines(static_cast<double*>(Malloc(sizeof(double) * n, label)));
-    KeepForever(cosines.get());
+    auto cosines = detail::MallocArray<double>(n, kTableLabel);
+    auto sines = detail::MallocArray<double>(n, kTableLabel);
+    auto kept = detail::MallocArray<KeptTables>(1, kTableLabel);
     cosTable = cosines.release();
-    KeepForever(sines.get());
     sinTable = sines.release();
     for (std::uint32_t i = 0; i < n; ++i)
     {
         const double t = i * kTwoPi;
         detail::SinCos1(t / n, sinTable[i], cosTable[i]);
     }
+    *kept.get() = {cosTable, sinTable, keptTables.load(std::memory_order_relaxed)};
+    while (!keptTables.compare_exchange_weak(kept.get()->next, kept.get(), std::memory_order_release,
+                                             std::memory_order_relaxed))
+    {
+    }
+    static_cast<void>(kept.release());
 }
 
 TrigTable& TrigTable::operator=(const TrigTable& other) = default;
@@ -121,7 +118,7 @@ Lumora& Lumora::_Old_SPWProp(double z)
             const double u = X(i);
             const double q = c - v * v - u * u;
             if (q > 0.0)
-                row[i] *= UnitFactor(kTwoPi * z * std::sqrt(q)); // Kept: the evanescent part keeps its value
+                row[i] = detail::TimesUnit(row[i], kTwoPi * z * std::sqrt(q)); // Kept: the evanescent part stays
         }
     }
     // Kept: no division by Nx * Ny; the caller scales.
@@ -146,7 +143,7 @@ void Lumora::SPW1d(double z)
     {
         const double q = c - u * u;
         if (q > 0.0)
-            dataPointer_[i] *= UnitFactor(static_cast<double>(static_cast<float>(std::sqrt(q) * z * kTwoPi)));
+            dataPointer_[i] = detail::TimesUnit(dataPointer_[i], static_cast<float>(std::sqrt(q) * z * kTwoPi));
         u += step;
     }
     detail::CentredTransform1d(dataPointer_, nx_, 1);
@@ -168,12 +165,15 @@ Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
     const auto factor = [&](double q)
     {
         const std::size_t e = TableIndex(std::sqrt(q) * z, table.n, table.mask);
-        return Complex(table.cosTable[e], table.sinTable[e]);
+        return ComplexDouble(table.cosTable[e], table.sinTable[e]);
     };
+    // Products and quotients in double, rounded once.
+    const auto times = [this](std::int32_t i, std::int32_t j, const ComplexDouble& t)
+    { Pixel(i, j) = Complex(ComplexDouble(Pixel(i, j)) * t); };
     const auto multiply = [&](std::int32_t i, std::int32_t j, double q)
     {
         if (q > 0.0)
-            Pixel(i, j) *= factor(q);
+            times(i, j, factor(q));
     };
     for (std::int32_t r = 1; r < g; ++r)
     {
@@ -184,11 +184,11 @@ Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
             const double q = c - v * v - u * u;
             if (!(q > 0.0))
                 continue;
-            const Complex t = factor(q);
-            Pixel(h + i, g + r) *= t;
-            Pixel(h + i, g - r) *= t;
-            Pixel(h - i, g + r) *= t;
-            Pixel(h - i, g - r) *= t;
+            const ComplexDouble t = factor(q);
+            times(h + i, g + r, t);
+            times(h + i, g - r, t);
+            times(h - i, g + r, t);
+            times(h - i, g - r, t);
         }
     }
     const double vEdge = -g * py_;
@@ -206,7 +206,10 @@ Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
     const double cornerU = h * px_;
     const double cornerV = g * py_;
     const auto divide = [&](std::int32_t i, std::int32_t j, double root)
-    { Pixel(i, j) /= UnitFactor(static_cast<double>(static_cast<float>(kTwoPi * z * root))); };
+    {
+        const ComplexDouble t = detail::Unit(static_cast<float>(kTwoPi * z * root));
+        Pixel(i, j) = Complex(ComplexDouble(Pixel(i, j)) / t);
+    };
     divide(h, g, std::sqrt(c));
     divide(0, 0, std::sqrt(c - cornerU * cornerU - cornerV * cornerV));
     const double uEdge = -h * px_;
