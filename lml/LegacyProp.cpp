@@ -39,6 +39,37 @@ std::size_t TableIndex(double turns, std::uint32_t n, std::uint32_t mask)
         return 0;
     return static_cast<std::size_t>(static_cast<std::uint64_t>(static_cast<std::int64_t>(t)) & mask);
 }
+
+/// The one-row path on the first row, polar samples converted before or taken as they are.
+void PropagateRow(Lumora& field, double z, bool convert)
+{
+    const std::int32_t nx = field.GetNx();
+    Complex* const samples = field.GetDataPointer();
+    if (field.N() == 0)
+    {
+        if (convert)
+            detail::MakeCartesian(field);
+        return;
+    }
+    const detail::ReadyTransform there(samples, nx, 1, -1);
+    const detail::ReadyTransform back(samples, nx, 1, 1);
+    if (convert)
+        detail::MakeCartesian(field);
+    there.Run();
+    const double lambda = field.GetWavelength();
+    const double c = 1.0 / (lambda * lambda);
+    // Kept: the frequency is a running sum and the phase a float, so far samples differ from those of the 2-D form.
+    double u = -1.0 / (2.0 * field.GetPx());
+    const double step = 1.0 / (nx * field.GetPx());
+    for (std::int32_t i = 0; i < nx; ++i)
+    {
+        const double q = c - u * u;
+        if (q > 0.0)
+            samples[i] = detail::TimesUnit(samples[i], static_cast<float>(std::sqrt(q) * z * kTwoPi));
+        u += step;
+    }
+    back.Run();
+}
 } // namespace
 
 // ---------------------------------------------------------------------------------------------------- TrigTable
@@ -99,30 +130,36 @@ Lumora& Lumora::_Old_SPWProp(double z)
     detail::RequireTransformable(*this, fn);
     if (IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
-    const bool wasPolar = detail::MakeCartesian(*this);
     if (ny_ == 1)
     {
         // Kept: a polar field of one row comes back cartesian.
-        SPW1d(z);
+        PropagateRow(*this, z, true);
         return *this;
     }
-    Fft(-1);
+    const detail::ReadyTransform there(dataPointer_, nx_, ny_, -1);
+    const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
+    const bool wasPolar = detail::MakeCartesian(*this);
+    there.Run();
+    const double du = 1.0 / (nx_ * px_);
+    const double dv = 1.0 / (ny_ * py_);
     const double lambda = GetWavelength();
     const double c = 1.0 / (lambda * lambda);
     for (std::int32_t j = 0; N() != 0 && j < ny_; ++j)
     {
-        const double v = Y(j);
+        const double v = (j - ny_ / 2) * dv;
         Complex* const row = dataPointer_ + Index(0, j);
         for (std::int32_t i = 0; i < nx_; ++i)
         {
-            const double u = X(i);
+            const double u = (i - nx_ / 2) * du;
             const double q = c - v * v - u * u;
             if (q > 0.0)
                 row[i] = detail::TimesUnit(row[i], kTwoPi * z * std::sqrt(q)); // Kept: the evanescent part stays
         }
     }
     // Kept: no division by Nx * Ny; the caller scales.
-    Fft(1);
+    back.Run();
+    px_ = 1.0 / (nx_ * du);
+    py_ = 1.0 / (ny_ * dv);
     detail::RestorePolar(*this, wasPolar);
     return *this;
 }
@@ -131,22 +168,7 @@ void Lumora::SPW1d(double z)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::SPW1d";
     detail::RequireTransformable(*this, fn);
-    if (N() == 0)
-        return;
-    detail::CentredTransform1d(dataPointer_, nx_, -1);
-    const double lambda = GetWavelength();
-    const double c = 1.0 / (lambda * lambda);
-    // Kept: the frequency is a running sum and the phase a float, so far samples differ from those of the 2-D form.
-    double u = -1.0 / (2.0 * px_);
-    const double step = 1.0 / (nx_ * px_);
-    for (std::int32_t i = 0; i < nx_; ++i)
-    {
-        const double q = c - u * u;
-        if (q > 0.0)
-            dataPointer_[i] = detail::TimesUnit(dataPointer_[i], static_cast<float>(std::sqrt(q) * z * kTwoPi));
-        u += step;
-    }
-    detail::CentredTransform1d(dataPointer_, nx_, 1);
+    PropagateRow(*this, z, false);
 }
 
 Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
