@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 namespace LumoraLib::detail
 {
@@ -33,6 +34,23 @@ struct FieldAccess
 
 /// Reports, as Init does, that there is no memory for so many bytes of samples.
 [[noreturn]] void NoSamples(std::uint64_t bytes);
+/// Runs change(), and puts the field back as it was when that fails. For operations that cannot take all their memory
+/// first; costs a copy of the field.
+template <class Change>
+void OrRestore(Lumora& field, const Change& change)
+{
+    Lumora before(field);
+    try
+    {
+        change();
+    }
+    catch (...)
+    {
+        field = std::move(before); // needs no memory
+        throw;
+    }
+}
+
 /// Fills `count` samples at `target` from the `available` ones at `source`; what the source does not have becomes zero.
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available);
 /// All samples to polar, (float) sqrt(x x + y y) and (float) atan2(y, x) on the widened members; a parallel flat loop.

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+// All memory is taken before the first sample changes: a failure (ERR_MEMORY) leaves them as they were.
 namespace LumoraLib::detail
 {
 /// Whether an operation on this field takes the fused form: the wide engine is bound, the grid has both axes, and the
@@ -24,8 +25,8 @@ bool CanFuseChirp(std::int32_t nx, std::int32_t ny);
 /// inverse; rows inverse. Memory: per-thread scratch, and for the enlarged grid two fields.
 void FusedAsm(Lumora& field, double d, bool bandLimit, std::int32_t enlarge);
 
-/// One shifted propagation, as ShiftedAsmProp has it. Bounds in cycles per metre, open; pitches of the enlarged
-/// spectrum.
+/// One shifted propagation, as ShiftedAsmProp has it, from `source`, samples of a grid of the field's size (its own or
+/// another's), to those of the field. Bounds in cycles per metre, open; pitches of the enlarged spectrum.
 struct ShiftedTransfer
 {
     double x0, y0, z0;
@@ -33,7 +34,7 @@ struct ShiftedTransfer
     double du, dv;
     double inverseSquare; // 1 / lambda^2
 };
-void FusedShiftedAsm(Lumora& field, const ShiftedTransfer& transfer, std::int32_t enlarge);
+void FusedShiftedAsm(Lumora& field, const Complex* source, const ShiftedTransfer& transfer, std::int32_t enlarge);
 
 /// Phases of one axis of a chirp transform beside the chirp itself: theta(i) = quadratic i^2 + linear i + constant
 /// would not keep the stated order of operations, so the values come from functions of the index.
@@ -45,9 +46,15 @@ struct AxisPhase
 
 /// data(k, l) := c * exp(i (postX(k) + postY(l))) * sum over i, j of data(i, j) exp(i (preX(i) + preY(j)))
 /// exp(-2 pi i (a k i + b l j)), by a row pass and a column pass of one-dimensional chirp convolutions in place.
-/// (cRe, cIm) is the complex constant c. Memory: tables per axis and per-thread scratch.
+/// (cRe, cIm) is the complex constant c. Memory: tables per axis and per-thread scratch. With a `source` apart from
+/// data, its nx by ny samples are the ones transformed.
 void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, double b, AxisPhase preX, AxisPhase preY,
-                AxisPhase postX, AxisPhase postY, double cRe, double cIm);
+                AxisPhase postX, AxisPhase postY, double cRe, double cIm, const Complex* source = nullptr);
+
+/// Whether the samples of a descriptor's doubled grid are still the transform of the chirp kernel of a and b, to 1e-5 of
+/// their root mean square: only then do the parameters stand for the samples. For grids that CanFuseChirp takes (half
+/// the size). One sweep over the samples.
+bool IsChirpKernel(const Lumora& kernel, double a, double b);
 } // namespace LumoraLib::detail
 
 #endif

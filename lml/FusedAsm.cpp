@@ -30,6 +30,7 @@ struct Sweep
     const void* context;
     const Complex* turnColumns; // beside it a factor per column and per row, or null
     const Complex* turnRows;
+    const Complex* source; // the samples that the field becomes: its own or another's
 };
 
 void RunSweep(Lumora& field, const Sweep& sweep)
@@ -55,7 +56,7 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     const WideRange ownRows{y0, y0 + static_cast<std::size_t>(ny)};
 
     WideRows forward;
-    forward.source = field.GetDataPointer();
+    forward.source = sweep.source;
     forward.sourceStride = static_cast<std::size_t>(nx);
     forward.sourceOrigin = x0;
     forward.target = spectrum;
@@ -102,7 +103,8 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     const WideFusedPass second(middlePass, threads);
     const WideRowPass first(forward, threads, &second.Memory());
     const WideRowPass third(back, threads, &second.Memory());
-    const bool wasPolar = MakeCartesian(field); // not before all memory is taken
+    // Not before all memory is taken; samples that come from another field are not converted.
+    const bool wasPolar = sweep.source == field.GetDataPointer() && MakeCartesian(field);
     ParallelTeam(threads,
                  [&](int index, int size)
                  {
@@ -228,10 +230,10 @@ void FusedAsm(Lumora& field, double d, bool bandLimit, std::int32_t enlarge)
         nx, ny, 1.0 / (nx * field.GetPx()), 1.0 / (ny * field.GetPy()), 1.0 / (lambda * lambda), kTwoPi * d};
     const IndexBox box = bandLimit ? AsmBandBox(nx, ny, context.du, context.dv, d, lambda) : IndexBox{0, nx, 0, ny};
     RunSweep(field, Sweep{enlarge, enlarge, TransformRange(box.i0, box.i1, nx), TransformRange(box.j0, box.j1, ny),
-                          TransferFactor, &context, nullptr, nullptr});
+                          TransferFactor, &context, nullptr, nullptr, field.GetDataPointer()});
 }
 
-void FusedShiftedAsm(Lumora& field, const ShiftedTransfer& transfer, std::int32_t enlarge)
+void FusedShiftedAsm(Lumora& field, const Complex* source, const ShiftedTransfer& transfer, std::int32_t enlarge)
 {
     const std::int32_t nx = field.GetNx() * enlarge;
     const std::int32_t ny = field.GetNy() * enlarge;
@@ -240,6 +242,6 @@ void FusedShiftedAsm(Lumora& field, const ShiftedTransfer& transfer, std::int32_
     const auto rows = ShiftTurns(ny, transfer.dv, transfer.y0);
     RunSweep(field, Sweep{enlarge, enlarge, OpenBand(nx, transfer.du, transfer.uLow, transfer.uHigh),
                           OpenBand(ny, transfer.dv, transfer.vLow, transfer.vHigh), PathFactor, &context, columns.get(),
-                          rows.get()});
+                          rows.get(), source});
 }
 } // namespace LumoraLib::detail

@@ -5,6 +5,7 @@
 // doubled grid. Phases are per axis, in double, and each axis' factor is rounded to float once.
 #include "ChirpPhase.h"
 #include "Dispatch.h"
+#include "FieldTools.h"
 #include "Fused.h"
 #include "Parallel.h"
 #include "Reduce.h"
@@ -12,6 +13,8 @@
 #include "WideFft.h"
 #include "WidePhase.h"
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 
 namespace LumoraLib::detail
@@ -36,20 +39,46 @@ void UnitFactors(const double* phases, std::size_t count, Complex* out)
     Phases().unit(PhaseForm::Given(phases), 0, count, reinterpret_cast<float*>(out), nullptr);
 }
 
+/// The transform of the chirp kernel of an axis, 2 n values.
+std::unique_ptr<Complex[], FreeMemory> AxisKernel(std::int32_t n, double a)
+{
+    const std::size_t count = 2 * static_cast<std::size_t>(n);
+    const auto phases = MallocArray<double>(count, "phase tables");
+    auto spectrum = MallocArray<Complex>(count, "phase tables");
+    for (std::int32_t i = 0; i < 2 * n; ++i)
+        phases[static_cast<std::size_t>(i)] = ChirpPhase(ChirpSquare(ChirpIndex(i, 2 * n)), 0.0, a, 0.0);
+    UnitFactors(phases.get(), count, spectrum.get());
+    WideFft1d(spectrum.get(), count, -1, false, 1.0f, 1);
+    return spectrum;
+}
+
+/// Whether the row is the products of y with the factors x, each within sqrt(limit).
+bool IsProductRow(const Complex* row, const Complex* x, const Complex& y, std::size_t count, float limit)
+{
+    const float* const s = reinterpret_cast<const float*>(row);
+    const float* const f = reinterpret_cast<const float*>(x);
+    const float yRe = y.Real();
+    const float yIm = y.Imag();
+    std::uint32_t far = 0; // also for what is not a number
+    for (std::size_t i = 0; i < 2 * count; i += 2)
+    {
+        const float dRe = s[i] - (f[i] * yRe - f[i + 1] * yIm);
+        const float dIm = s[i + 1] - (f[i] * yIm + f[i + 1] * yRe);
+        far |= static_cast<std::uint32_t>(!(dRe * dRe + dIm * dIm <= limit));
+    }
+    return far == 0;
+}
+
 AxisTables MakeAxis(std::int32_t n, double a, const AxisPhase& pre, const AxisPhase& post, double cRe, double cIm)
 {
     const std::size_t count = static_cast<std::size_t>(n);
-    const auto phases = MallocArray<double>(2 * count, "phase tables");
+    const auto phases = MallocArray<double>(count, "phase tables");
     double* const p = phases.get();
-    AxisTables axis{MallocArray<Complex>(count, "phase tables"), MallocArray<Complex>(2 * count, "phase tables"),
+    AxisTables axis{MallocArray<Complex>(count, "phase tables"), AxisKernel(n, a),
                     MallocArray<Complex>(count, "phase tables")};
     for (std::int32_t i = 0; i < n; ++i)
         p[i] = Extra(pre, i) - ChirpPhase(ChirpSquare(i), 0.0, a, 0.0);
     UnitFactors(p, count, axis.pre.get());
-    for (std::int32_t i = 0; i < 2 * n; ++i)
-        p[i] = ChirpPhase(ChirpSquare(ChirpIndex(i, 2 * n)), 0.0, a, 0.0);
-    UnitFactors(p, 2 * count, axis.spectrum.get());
-    WideFft1d(axis.spectrum.get(), 2 * count, -1, false, 1.0f, 1);
     for (std::int32_t k = 0; k < n; ++k)
     {
         double s = 0.0;
@@ -85,13 +114,18 @@ bool CanFuseChirp(std::int32_t nx, std::int32_t ny)
 }
 
 void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, double b, AxisPhase preX, AxisPhase preY,
-                AxisPhase postX, AxisPhase postY, double cRe, double cIm)
+                AxisPhase postX, AxisPhase postY, double cRe, double cIm, const Complex* source)
 {
     const AxisTables x = MakeAxis(nx, a, preX, postX, 1.0, 0.0);
     const AxisTables y = MakeAxis(ny, b, preY, postY, cRe, cIm);
     const int threads = WideThreads(static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny), GetNumThreads());
     const WideRowConvolution rows(Job(data, nx, ny, x, nx), threads);
     const WideColumnConvolution columns(Job(data, nx, ny, y, ny), threads);
+    if (source != nullptr && source != data)
+    {
+        const std::size_t count = static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny);
+        CopySamples(data, count, source, count);
+    }
     ParallelTeam(threads,
                  [&](int index, int size)
                  {
@@ -99,5 +133,28 @@ void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, doubl
                      TeamBarrier(size);
                      columns.Part(index, size);
                  });
+}
+
+bool IsChirpKernel(const Lumora& kernel, double a, double b)
+{
+    // Relative to the root mean square of the samples, which is the root of their number; the transform in two steps
+    // differs from the one in place by up to a tenth of that.
+    constexpr double kTolerance = 1e-5;
+    const std::int32_t nx = kernel.GetNx();
+    const std::int32_t ny = kernel.GetNy();
+    const auto x = AxisKernel(nx / 2, a);
+    const auto y = AxisKernel(ny / 2, b);
+    const float limit = static_cast<float>(kTolerance * kTolerance * static_cast<double>(kernel.N()));
+    const std::size_t width = static_cast<std::size_t>(nx);
+    std::atomic<bool> same{true};
+    ParallelRows(0, ny,
+                 [&](std::int32_t j)
+                 {
+                     const std::size_t row = static_cast<std::size_t>(j);
+                     if (same.load(std::memory_order_relaxed) &&
+                         !IsProductRow(kernel.GetDataPointer() + row * width, x.get(), y[row], width, limit))
+                         same.store(false, std::memory_order_relaxed);
+                 });
+    return same.load();
 }
 } // namespace LumoraLib::detail

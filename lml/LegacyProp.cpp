@@ -1,39 +1,33 @@
 // The oldest propagators, kept for compatibility: no band limit, no normalisation, and a form with sine and cosine
 // tables.
 #include "CentredFft.h"
+#include "ChirpPhase.h"
 #include "FieldTools.h"
 #include "IntMath.h"
 #include "Reduce.h"
-#include "SinCos.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <memory>
-#include <vector>
 
 namespace LumoraLib
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
+using detail::kTwoPi;
 
-/// exp(i phi) as a sample: the factor is rounded to float, the product with a sample is formed in double.
-Complex UnitFactor(double phi)
-{
-    double s = 0.0;
-    double c = 0.0;
-    detail::SinCos1(phi, s, c);
-    return Complex(c, s);
-}
+constexpr char kTableLabel[] = ": TrigTable";
 
 /// Tables stay to the end of the process; the list keeps them reachable, since copies of a TrigTable come and go.
-void KeepForever(void* table)
+struct KeptTables
 {
-    static std::vector<void*>* const kept = new std::vector<void*>;
-    kept->push_back(table);
-}
+    double* cosines;
+    double* sines;
+    KeptTables* next;
+};
+std::atomic<KeptTables*> keptTables{nullptr};
 
 /// truncate(turns * n + 0.5) & mask, the truncation toward zero in 64 bits: large propagation distances stay in range.
 /// Kept: half a step is added below zero too, so negative turns find an entry up to one and a half steps above.
@@ -45,6 +39,37 @@ std::size_t TableIndex(double turns, std::uint32_t n, std::uint32_t mask)
         return 0;
     return static_cast<std::size_t>(static_cast<std::uint64_t>(static_cast<std::int64_t>(t)) & mask);
 }
+
+/// The one-row path on the first row, polar samples converted before or taken as they are.
+void PropagateRow(Lumora& field, double z, bool convert)
+{
+    const std::int32_t nx = field.GetNx();
+    Complex* const samples = field.GetDataPointer();
+    if (field.N() == 0)
+    {
+        if (convert)
+            detail::MakeCartesian(field);
+        return;
+    }
+    const detail::ReadyTransform there(samples, nx, 1, -1);
+    const detail::ReadyTransform back(samples, nx, 1, 1);
+    if (convert)
+        detail::MakeCartesian(field);
+    there.Run();
+    const double lambda = field.GetWavelength();
+    const double c = 1.0 / (lambda * lambda);
+    // Kept: the frequency is a running sum and the phase a float, so far samples differ from those of the 2-D form.
+    double u = -1.0 / (2.0 * field.GetPx());
+    const double step = 1.0 / (nx * field.GetPx());
+    for (std::int32_t i = 0; i < nx; ++i)
+    {
+        const double q = c - u * u;
+        if (q > 0.0)
+            samples[i] = detail::TimesUnit(samples[i], static_cast<float>(std::sqrt(q) * z * kTwoPi));
+        u += step;
+    }
+    back.Run();
+}
 } // namespace
 
 // ---------------------------------------------------------------------------------------------------- TrigTable
@@ -52,19 +77,22 @@ std::size_t TableIndex(double turns, std::uint32_t n, std::uint32_t mask)
 TrigTable::TrigTable(unsigned int bits)
     : cosTable(nullptr), sinTable(nullptr), n(std::uint32_t{1} << (bits & 31u)), mask(n - 1u)
 {
-    static constexpr char label[] = ": TrigTable";
-    using Table = std::unique_ptr<double, detail::FreeMemory>;
-    Table cosines(static_cast<double*>(Malloc(sizeof(double) * n, label)));
-    Table sines(static_cast<double*>(Malloc(sizeof(double) * n, label)));
-    KeepForever(cosines.get());
+    auto cosines = detail::MallocArray<double>(n, kTableLabel);
+    auto sines = detail::MallocArray<double>(n, kTableLabel);
+    auto kept = detail::MallocArray<KeptTables>(1, kTableLabel);
     cosTable = cosines.release();
-    KeepForever(sines.get());
     sinTable = sines.release();
     for (std::uint32_t i = 0; i < n; ++i)
     {
         const double t = i * kTwoPi;
         detail::SinCos1(t / n, sinTable[i], cosTable[i]);
     }
+    *kept.get() = {cosTable, sinTable, keptTables.load(std::memory_order_relaxed)};
+    while (!keptTables.compare_exchange_weak(kept.get()->next, kept.get(), std::memory_order_release,
+                                             std::memory_order_relaxed))
+    {
+    }
+    static_cast<void>(kept.release());
 }
 
 TrigTable& TrigTable::operator=(const TrigTable& other) = default;
@@ -102,30 +130,36 @@ Lumora& Lumora::_Old_SPWProp(double z)
     detail::RequireTransformable(*this, fn);
     if (IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
-    const bool wasPolar = detail::MakeCartesian(*this);
     if (ny_ == 1)
     {
         // Kept: a polar field of one row comes back cartesian.
-        SPW1d(z);
+        PropagateRow(*this, z, true);
         return *this;
     }
-    Fft(-1);
+    const detail::ReadyTransform there(dataPointer_, nx_, ny_, -1);
+    const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
+    const bool wasPolar = detail::MakeCartesian(*this);
+    there.Run();
+    const double du = 1.0 / (nx_ * px_);
+    const double dv = 1.0 / (ny_ * py_);
     const double lambda = GetWavelength();
     const double c = 1.0 / (lambda * lambda);
     for (std::int32_t j = 0; N() != 0 && j < ny_; ++j)
     {
-        const double v = Y(j);
+        const double v = (j - ny_ / 2) * dv;
         Complex* const row = dataPointer_ + Index(0, j);
         for (std::int32_t i = 0; i < nx_; ++i)
         {
-            const double u = X(i);
+            const double u = (i - nx_ / 2) * du;
             const double q = c - v * v - u * u;
             if (q > 0.0)
-                row[i] *= UnitFactor(kTwoPi * z * std::sqrt(q)); // Kept: the evanescent part keeps its value
+                row[i] = detail::TimesUnit(row[i], kTwoPi * z * std::sqrt(q)); // Kept: the evanescent part stays
         }
     }
     // Kept: no division by Nx * Ny; the caller scales.
-    Fft(1);
+    back.Run();
+    px_ = 1.0 / (nx_ * du);
+    py_ = 1.0 / (ny_ * dv);
     detail::RestorePolar(*this, wasPolar);
     return *this;
 }
@@ -134,22 +168,7 @@ void Lumora::SPW1d(double z)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::SPW1d";
     detail::RequireTransformable(*this, fn);
-    if (N() == 0)
-        return;
-    detail::CentredTransform1d(dataPointer_, nx_, -1);
-    const double lambda = GetWavelength();
-    const double c = 1.0 / (lambda * lambda);
-    // Kept: the frequency is a running sum and the phase a float, so far samples differ from those of the 2-D form.
-    double u = -1.0 / (2.0 * px_);
-    const double step = 1.0 / (nx_ * px_);
-    for (std::int32_t i = 0; i < nx_; ++i)
-    {
-        const double q = c - u * u;
-        if (q > 0.0)
-            dataPointer_[i] *= UnitFactor(static_cast<double>(static_cast<float>(std::sqrt(q) * z * kTwoPi)));
-        u += step;
-    }
-    detail::CentredTransform1d(dataPointer_, nx_, 1);
+    PropagateRow(*this, z, false);
 }
 
 Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
@@ -168,12 +187,15 @@ Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
     const auto factor = [&](double q)
     {
         const std::size_t e = TableIndex(std::sqrt(q) * z, table.n, table.mask);
-        return Complex(table.cosTable[e], table.sinTable[e]);
+        return ComplexDouble(table.cosTable[e], table.sinTable[e]);
     };
+    // Products and quotients in double, rounded once.
+    const auto times = [this](std::int32_t i, std::int32_t j, const ComplexDouble& t)
+    { Pixel(i, j) = Complex(ComplexDouble(Pixel(i, j)) * t); };
     const auto multiply = [&](std::int32_t i, std::int32_t j, double q)
     {
         if (q > 0.0)
-            Pixel(i, j) *= factor(q);
+            times(i, j, factor(q));
     };
     for (std::int32_t r = 1; r < g; ++r)
     {
@@ -184,11 +206,11 @@ Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
             const double q = c - v * v - u * u;
             if (!(q > 0.0))
                 continue;
-            const Complex t = factor(q);
-            Pixel(h + i, g + r) *= t;
-            Pixel(h + i, g - r) *= t;
-            Pixel(h - i, g + r) *= t;
-            Pixel(h - i, g - r) *= t;
+            const ComplexDouble t = factor(q);
+            times(h + i, g + r, t);
+            times(h + i, g - r, t);
+            times(h - i, g + r, t);
+            times(h - i, g - r, t);
         }
     }
     const double vEdge = -g * py_;
@@ -206,7 +228,10 @@ Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
     const double cornerU = h * px_;
     const double cornerV = g * py_;
     const auto divide = [&](std::int32_t i, std::int32_t j, double root)
-    { Pixel(i, j) /= UnitFactor(static_cast<double>(static_cast<float>(kTwoPi * z * root))); };
+    {
+        const ComplexDouble t = detail::Unit(static_cast<float>(kTwoPi * z * root));
+        Pixel(i, j) = Complex(ComplexDouble(Pixel(i, j)) / t);
+    };
     divide(h, g, std::sqrt(c));
     divide(0, 0, std::sqrt(c - cornerU * cornerU - cornerV * cornerV));
     const double uEdge = -h * px_;

@@ -1374,7 +1374,7 @@ class LML_API TrigTable
 public:
     /// N := 1 shifted left by (bits & 31). Memory: 16 N bytes, which are never given back.
     /// @throws code 1, "LumoraLib::Malloc", "demanded bytes = <size> : : TrigTable".
-    explicit TrigTable(unsigned int bits);
+    TrigTable(unsigned int bits); // a number of bits stands for its table: SPWPropFsTbl(z, 12)
     /// Copies share the tables.
     TrigTable(const TrigTable& other) = default;
     TrigTable& operator=(const TrigTable& other);

@@ -223,10 +223,13 @@ private:
             {
                 const detail::KernelTaps taps = TapsAt(x_.At(i), pitch, size);
                 const std::int32_t count = taps.range.last - taps.range.first + 1;
-                // Of one tap more than the table has, the first weighs 0.
-                const std::int32_t from = taps.range.first + (count > taps_ ? 1 : 0);
+                // Of one tap more than the table has, the first or the last weighs 0: just below a whole index the
+                // first one still weighs something.
+                const bool more = count > taps_;
+                const std::int32_t from = taps.range.first + (more && taps.value[0] == 0.0 ? 1 : 0);
+                const std::int32_t last = more ? from + taps_ - 1 : taps.range.last;
                 start[n] = second[n] = count > 0 ? std::min(from, size - taps_) : 0;
-                for (std::int32_t t = from; t <= taps.range.last; ++t)
+                for (std::int32_t t = from; t <= last; ++t)
                     weight[static_cast<std::size_t>(t - start[n]) * entries + n] = taps.value[t - taps.range.first];
                 continue;
             }
@@ -283,8 +286,9 @@ private:
         }
         const std::size_t count = static_cast<std::size_t>(x_.end - x_.begin);
         const auto [low, high] = std::minmax_element(columns_.start, columns_.start + count);
+        // With the taps of weight 0 that are left out on either side.
         const std::int32_t left = std::max(*low - 1, 0);
-        const std::size_t width = static_cast<std::size_t>(*high + taps_ - left);
+        const std::size_t width = static_cast<std::size_t>(std::min(*high + taps_ + 1, source_->GetNx()) - left);
         std::atomic<bool> finite{true};
         detail::ParallelRows(bottom, top,
                              [&](std::int32_t j)

@@ -17,7 +17,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace LumoraLib
 {
@@ -85,21 +84,41 @@ void MultiplyRow(Complex* a, const Complex* b, std::size_t count)
 class ThreadRows
 {
 public:
-    explicit ThreadRows(std::size_t length) : rows_(static_cast<std::size_t>(GetNumThreads()))
+    explicit ThreadRows(std::int32_t length)
+        : count_(GetNumThreads()), rows_(detail::MallocArray<Complex*>(static_cast<std::size_t>(count_), kLabel))
     {
-        for (Row& row : rows_)
-            row.reset(static_cast<Complex*>(Malloc(length * sizeof(Complex), "SPWPropFS : buffer")));
+        std::fill_n(rows_.get(), count_, nullptr);
+        const std::size_t bytes = static_cast<std::size_t>(std::max(length, 0)) * sizeof(Complex);
+        try
+        {
+            for (int t = 0; t < count_; ++t)
+                rows_.get()[t] = static_cast<Complex*>(Malloc(bytes, kLabel));
+        }
+        catch (...)
+        {
+            Release();
+            throw;
+        }
     }
-    Complex* Get(int thread) const { return rows_[static_cast<std::size_t>(thread)].get(); }
+    ~ThreadRows() { Release(); }
+    ThreadRows(const ThreadRows&) = delete;
+    ThreadRows& operator=(const ThreadRows&) = delete;
+    Complex* Get(int thread) const { return rows_.get()[thread]; }
 
 private:
-    using Row = std::unique_ptr<Complex, detail::FreeMemory>;
-    std::vector<Row> rows_;
+    static constexpr char kLabel[] = "SPWPropFS : buffer";
+    void Release() noexcept
+    {
+        for (int t = 0; t < count_; ++t)
+            Free(rows_.get()[t]);
+    }
+    int count_;
+    std::unique_ptr<Complex*[], detail::FreeMemory> rows_;
 };
 
-void ApplyTransferFunction(Complex* samples, std::int32_t nx, std::int32_t ny, const TransferFunction& h)
+void ApplyTransferFunction(Complex* samples, std::int32_t nx, std::int32_t ny, const TransferFunction& h,
+                           const ThreadRows& rows)
 {
-    const ThreadRows rows(static_cast<std::size_t>(std::max(nx, 0)));
     if (nx <= 0 || ny <= 0)
         return;
     const std::size_t width = static_cast<std::size_t>(nx);
@@ -147,6 +166,54 @@ double BandLimit(double du, double d, double lambda)
     return 1.0 / std::sqrt(t * t + 1.0) / lambda;
 }
 
+/// The transfer function on the samples of a spectrum with the pitches du, dv, with or without the band limit. Cannot
+/// fail.
+void FilterSpectrum(Lumora& field, double du, double dv, double d, bool bandLimit, const ThreadRows& rows)
+{
+    const std::int32_t nx = field.GetNx();
+    const std::int32_t ny = field.GetNy();
+    const double lambda = field.GetWavelength();
+    ApplyTransferFunction(field.GetDataPointer(), nx, ny, {kTwoPi * d, 1.0 / (lambda * lambda), du, dv}, rows);
+    if (!bandLimit || field.N() == 0)
+        return;
+    const detail::IndexBox box = detail::AsmBandBox(nx, ny, du, dv, d, lambda);
+    if (box.i0 != 0 || box.i1 != nx || box.j0 != 0 || box.j1 != ny)
+        CutOutside(field.GetDataPointer(), nx, ny, box);
+}
+
+/// The two members on spectra.
+void PropagateSpectrum(Lumora& field, double d, bool bandLimit, const char* fn)
+{
+    detail::FieldAccess::RequireSamples(field, fn);
+    // Kept: never converted back, and a polar field that is refused is cartesian already.
+    detail::MakeCartesian(field);
+    if (!field.IsSpectrum())
+        Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
+    const ThreadRows rows(field.GetNx());
+    FilterSpectrum(field, field.GetPx(), field.GetPy(), d, bandLimit, rows);
+    detail::FieldAccess::AddToOrigin(field, d);
+}
+
+/// There and back step by step on the grid as it is, scaled; pitches and form stay. All memory first: without it the
+/// field is as it was.
+void PropagateInSteps(Lumora& field, double d, bool bandLimit)
+{
+    const std::int32_t nx = field.GetNx();
+    const std::int32_t ny = field.GetNy();
+    const ThreadRows rows(nx);
+    const detail::ReadyTransform there(field.GetDataPointer(), nx, ny, -1);
+    const detail::ReadyTransform back(field.GetDataPointer(), nx, ny, 1);
+    const bool wasPolar = detail::MakeCartesian(field);
+    there.Run();
+    const double dv = ny == 1 ? field.GetPy() : 1.0 / (ny * field.GetPy());
+    FilterSpectrum(field, 1.0 / (nx * field.GetPx()), dv, d, bandLimit, rows);
+    back.Run();
+    const double count = static_cast<double>(nx) * static_cast<double>(ny);
+    detail::ScaleSamples(field.GetDataPointer(), field.N(), static_cast<float>(1.0 / count));
+    detail::FieldAccess::AddToOrigin(field, d);
+    detail::RestorePolar(field, wasPolar);
+}
+
 /// The frame of the three real-space propagators: there and back around the transfer function, with or without the band
 /// limit, on an embedded grid or not. Pitches and window are those that came in, to the last bit.
 void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, const char* fn, const char* message)
@@ -160,22 +227,19 @@ void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, co
         detail::FieldAccess::AddToOrigin(field, d);
         return;
     }
-    const bool wasPolar = detail::MakeCartesian(field);
+    if (!embed)
+        return PropagateInSteps(field, d, bandLimit);
     const LML_RECT window = field.Window();
-    const double px = field.GetPx();
-    const double py = field.GetPy();
-    if (embed)
-        field.Embed(1);
-    field.Fft(-1);
-    bandLimit ? field.AsmPropFs(d) : field.RawAsmPropFs(d);
-    field.Fft(1);
-    const double count = static_cast<double>(field.GetNx()) * static_cast<double>(field.GetNy());
-    detail::ScaleSamples(field.GetDataPointer(), field.N(), static_cast<float>(1.0 / count));
-    if (embed)
-        field.Extract(1);
-    field.Window() = window;
-    field.SetPx(px).SetPy(py);
-    detail::RestorePolar(field, wasPolar);
+    detail::OrRestore(field,
+                      [&]
+                      {
+                          const bool wasPolar = detail::MakeCartesian(field);
+                          field.Embed(1);
+                          PropagateInSteps(field, d, bandLimit);
+                          field.Extract(1);
+                          field.Window() = window;
+                          detail::RestorePolar(field, wasPolar);
+                      });
 }
 } // namespace
 
@@ -202,30 +266,14 @@ detail::IndexBox detail::AsmBandBox(std::int32_t nx, std::int32_t ny, double du,
 Lumora& Lumora::RawAsmPropFs(double d)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::RawAsmPropFs";
-    RequireSamples(fn);
-    // Kept: never converted back, and a polar field that is refused for its domain is cartesian already.
-    detail::MakeCartesian(*this);
-    if (!IsSpectrum())
-        Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
-    const double lambda = GetWavelength();
-    ApplyTransferFunction(dataPointer_, nx_, ny_, TransferFunction{kTwoPi * d, 1.0 / (lambda * lambda), px_, py_});
-    detail::FieldAccess::AddToOrigin(*this, d);
+    PropagateSpectrum(*this, d, false, fn);
     return *this;
 }
 
 Lumora& Lumora::AsmPropFs(double d)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::AsmPropFs";
-    RequireSamples(fn);
-    detail::MakeCartesian(*this);
-    if (!IsSpectrum())
-        Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
-    RawAsmPropFs(d);
-    if (N() == 0)
-        return *this;
-    const detail::IndexBox box = detail::AsmBandBox(nx_, ny_, px_, py_, d, GetWavelength());
-    if (box.i0 != 0 || box.i1 != nx_ || box.j0 != 0 || box.j1 != ny_)
-        CutOutside(dataPointer_, nx_, ny_, box);
+    PropagateSpectrum(*this, d, true, fn);
     return *this;
 }
 

@@ -3,6 +3,7 @@
 // A plane wave of frequency (u, v, w) on the sphere of radius 1 / lambda keeps its identity under a change of
 // coordinates: only its frequency vector is turned (J. Opt. Soc. Am. A 20 (2003) 1755). The destination's
 // spectrum is stored relative to the carrier, the frequency of the wave that travels along the source's axis.
+#include "CentredFft.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
 #include "Parallel.h"
@@ -10,6 +11,10 @@
 #include "WideInterpol.h"
 
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
 
 namespace LumoraLib
 {
@@ -31,30 +36,68 @@ struct Matrix3
 /// Sum of re^2 + im^2 over the grid in row order, one block of rows per thread; a polar plain field sums its squared
 /// amplitudes.
 /// Kept: a polar spectrum is summed as if its samples were cartesian.
-double Energy(const Lumora& field)
+double AddEnergy(const Complex* samples, std::size_t count, bool polar, double sum)
 {
-    const Complex* const samples = field.GetDataPointer();
+    for (std::size_t n = 0; n < count; ++n)
+    {
+        const double re = samples[n].GetReal();
+        const double im = samples[n].GetImag();
+        sum += polar ? re * re : re * re + im * im;
+    }
+    return sum;
+}
+
+double Energy(const Lumora& field, const Complex* samples)
+{
     const std::size_t nx = static_cast<std::size_t>(field.GetNx());
     const bool polar = detail::FieldAccess::Form(field) == POLAR_AMPLITUDE;
     return detail::ReduceSum(field.N() == 0 ? 0 : static_cast<std::size_t>(field.GetNy()),
                              [=](std::size_t begin, std::size_t end, double sum)
-                             {
-                                 for (std::size_t n = begin * nx; n < end * nx; ++n)
-                                 {
-                                     const double re = samples[n].GetReal();
-                                     const double im = samples[n].GetImag();
-                                     sum += polar ? re * re : re * re + im * im;
-                                 }
-                                 return sum;
-                             });
+                             { return AddEnergy(samples + begin * nx, (end - begin) * nx, polar, sum); });
 }
 
-/// Scales the destination from its energy to the source's. Kept: without a guard, so an all-zero destination becomes
+double Energy(const Lumora& field)
+{
+    return Energy(field, field.GetDataPointer());
+}
+
+/// Scales samples from their energy to the source's. Kept: without a guard, so an all-zero destination becomes
 /// not-a-number.
-void MatchEnergy(Lumora& destination, double sourceEnergy, double energy)
+void MatchEnergy(Complex* samples, std::size_t count, double sourceEnergy, double energy)
 {
     const float g = static_cast<float>(std::sqrt(sourceEnergy / energy));
-    detail::ScaleSamples(destination.GetDataPointer(), destination.N(), g);
+    detail::ScaleSamples(samples, count, g);
+}
+
+/// The samples of a destination of the older members while they are computed: it keeps its own until nothing can fail.
+std::unique_ptr<Complex[], detail::FreeMemory> SamplesFor(const Lumora& destination)
+{
+    return detail::MallocArray<Complex>(destination.N(), "rotated spectrum");
+}
+
+void TakeOver(Lumora& destination, Complex* samples, double sourceEnergy, double energy)
+{
+    MatchEnergy(samples, destination.N(), sourceEnergy, energy);
+    detail::CopySamples(destination.GetDataPointer(), destination.N(), samples, destination.N());
+    destination.SetWindowMax();
+}
+
+/// What Fft(1) does, by a transform that cannot fail any more.
+void TransformBack(Lumora& field, const detail::ReadyTransform& back)
+{
+    const bool wasPolar = detail::MakeCartesian(field);
+    back.Run();
+    detail::FieldAccess::SetForm(field, detail::FieldAccess::Form(field) ^ 1);
+    field.SetPx(1.0 / (field.GetNx() * field.GetPx()));
+    if (field.GetNy() != 1)
+        field.SetPy(1.0 / (field.GetNy() * field.GetPy()));
+    detail::RestorePolar(field, wasPolar);
+}
+
+/// One over the number of samples, as a float.
+float ScaleOf(const Lumora& field)
+{
+    return static_cast<float>(1.0 / static_cast<double>(field.N()));
 }
 
 /// Wave number along the axis for the tests that take 0 for evanescent frequencies.
@@ -107,12 +150,14 @@ Lumora& Lumora::RotateFs(const Lumora& source, RMatrix& rotation, SFrequency* ca
         const Lumora copy(source);
         return RotateFs(copy, rotation, carrier, interpol, jacobian);
     }
-    origin_ = source.origin_;
     const RMatrix inverse = rotation.GetInverse();
-    normalVector_ = (inverse * source.normalVector_).GetNormalized();
     const double wavelength = source.GetWavelength();
     const SFrequency center = rotation * SFrequency(wavelength);
     const double sourceEnergy = Energy(source);
+    const Vector oldOrigin = origin_;
+    const Vector oldNormal = normalVector_;
+    origin_ = source.origin_;
+    normalVector_ = (inverse * source.normalVector_).GetNormalized();
     // Kept: a refused interpolator is noticed here, after origin and normal have changed.
     const InterpolFunc func = GetInterpolFunc(interpol);
     const Matrix3 r(inverse);
@@ -132,35 +177,41 @@ Lumora& Lumora::RotateFs(const Lumora& source, RMatrix& rotation, SFrequency* ca
                                         px_,
                                         nx_ / 2};
     detail::WideKernel kernel;
+    const auto rotateRow = HasWideRows(source, interpol, sourceEnergy, kernel)
+                               ? detail::Interpolation().rotate[static_cast<int>(kernel)]
+                               : nullptr;
+    const std::size_t width = static_cast<std::size_t>(nx_);
+    // The rows' energies are summed on the way, in the order of Energy.
+    const auto rows = [&](std::size_t begin, std::size_t end, double sum)
+    {
+        for (std::size_t j = begin; j < end; ++j)
+        {
+            Complex* const row = dataPointer_ + IJ(0, j);
+            const double v = Y(static_cast<int>(j));
+            if (rotateRow)
+            {
+                sum = rotateRow(lookup, v, width, reinterpret_cast<float*>(row), sum);
+                continue;
+            }
+            for (std::int32_t i = 0; i < nx_; ++i)
+                row[i] = LookUp(source, func, lookup, X(i), v);
+            sum = AddEnergy(row, width, false, sum);
+        }
+        return sum;
+    };
     double energy = 0.0;
-    if (HasWideRows(source, interpol, sourceEnergy, kernel))
+    try
     {
-        // The rows' energies are summed on the way, in the order of Energy.
-        const auto rotateRow = detail::Interpolation().rotate[static_cast<int>(kernel)];
-        const std::size_t width = static_cast<std::size_t>(nx_);
-        energy = detail::ReduceSum(N() == 0 ? 0 : static_cast<std::size_t>(ny_),
-                                   [&](std::size_t begin, std::size_t end, double sum)
-                                   {
-                                       for (std::size_t j = begin; j < end; ++j)
-                                           sum = rotateRow(lookup, Y(static_cast<int>(j)), width,
-                                                           reinterpret_cast<float*>(dataPointer_ + IJ(0, j)), sum);
-                                       return sum;
-                                   });
+        energy = detail::ReduceSum(N() == 0 ? 0 : static_cast<std::size_t>(ny_), rows);
     }
-    else
+    catch (...) // no memory for the threads' sums: no row has been written
     {
-        detail::ParallelRows(0, ny_,
-                             [&](std::int32_t j)
-                             {
-                                 Complex* const row = dataPointer_ + IJ(0, static_cast<std::size_t>(j));
-                                 const double v = Y(j);
-                                 for (std::int32_t i = 0; i < nx_; ++i)
-                                     row[i] = LookUp(source, func, lookup, X(i), v);
-                             });
-        energy = Energy(*this);
+        origin_ = oldOrigin;
+        normalVector_ = oldNormal;
+        throw;
     }
     SetWindowMax();
-    MatchEnergy(*this, sourceEnergy, energy);
+    MatchEnergy(dataPointer_, N(), sourceEnergy, energy);
     if (carrier)
         *carrier = center;
     return *this;
@@ -173,14 +224,28 @@ Lumora& Lumora::Rotate(const Lumora& source, RMatrix& rotation, SFrequency* carr
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "this object must be in real space");
     if (source.IsSpectrum())
         Error(ERR_PARAMETER, fn, "source must be in real space");
-    RequireSamples(fn);
+    detail::RequireTransformable(*this, fn);
     source.RequireSamples(fn);
     Lumora spectrum(source);
     spectrum.Fft(-1);
+    const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
+    const ComplexForm form = form_;
+    const double px = px_;
+    const double py = py_;
     FakeFft(); // the destination poses as a spectrum of its own sampling
-    RotateFs(spectrum, rotation, carrier, interpol, jacobian);
-    Fft(1);
-    detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / static_cast<double>(N())));
+    try
+    {
+        RotateFs(spectrum, rotation, carrier, interpol, jacobian);
+    }
+    catch (...)
+    {
+        form_ = form;
+        px_ = px;
+        py_ = py;
+        throw;
+    }
+    TransformBack(*this, back);
+    detail::ScaleSamples(dataPointer_, N(), ScaleOf(*this));
     return *this;
 }
 
@@ -198,15 +263,13 @@ SFrequency Lumora::GetRotationFs(Lumora& refPlane, RMatrix& rotation)
         Lumora copy(*this);
         return copy.GetRotationFs(refPlane, rotation);
     }
-    refPlane.origin_ = origin_;
     const RMatrix inverse = rotation.GetInverse();
-    refPlane.normalVector_ = (inverse * normalVector_).GetNormalized();
     const double wavelength = GetWavelength();
     const SFrequency center = rotation * SFrequency(wavelength);
-    SetWindowMax(); // the source's window is the whole grid afterwards
     const double sourceEnergy = Energy(*this);
     const Matrix3 r(inverse);
     const double limit = 1.0 / (wavelength * wavelength);
+    const auto samples = SamplesFor(refPlane);
     // Neither a disc test nor a Jacobian here, in contrast with RotateFs; evanescent points are looked up with w = 0.
     for (std::int32_t j = 0; j < refPlane.ny_; ++j)
     {
@@ -215,11 +278,14 @@ SFrequency Lumora::GetRotationFs(Lumora& refPlane, RMatrix& rotation)
         {
             const double u = refPlane.X(i) + center.u;
             const double w = AxialOrZero(limit - u * u - v * v);
-            refPlane.dataPointer_[refPlane.Index(i, j)] = CubicInterpol(r.Row(0, u, v, w), r.Row(1, u, v, w), 4);
+            samples[refPlane.Index(i, j)] = CubicInterpol(r.Row(0, u, v, w), r.Row(1, u, v, w), 4);
         }
     }
-    refPlane.SetWindowMax();
-    MatchEnergy(refPlane, sourceEnergy, Energy(refPlane));
+    const double energy = Energy(refPlane, samples.get());
+    SetWindowMax(); // the source's window is the whole grid afterwards
+    refPlane.origin_ = origin_;
+    refPlane.normalVector_ = (inverse * normalVector_).GetNormalized();
+    TakeOver(refPlane, samples.get(), sourceEnergy, energy);
     return center;
 }
 
@@ -237,15 +303,13 @@ SFrequency Lumora::GetRotationParaFs(Lumora& dest)
         Lumora copy(*this);
         return copy.GetRotationParaFs(dest);
     }
-    dest.origin_ = origin_;
-    dest.normalVector_ = Vector(0.0, 0.0, 1.0);
     const RMatrix inverse = RMatrix(normalVector_, Vector(0.0, 0.0, 1.0)).GetInverse();
     const double wavelength = GetWavelength();
     const SFrequency center = inverse * SFrequency(wavelength);
-    SetWindowMax();
     const double sourceEnergy = Energy(*this);
     const Matrix3 r(inverse);
     const double limit = 1.0 / (wavelength * wavelength);
+    const auto samples = SamplesFor(dest);
     for (std::int32_t j = 0; j < dest.ny_; ++j)
     {
         const double v = dest.Y(j);
@@ -256,12 +320,15 @@ SFrequency Lumora::GetRotationParaFs(Lumora& dest)
             // The carrier is taken off in the source's frequencies; the nearest sample serves, without interpolation.
             const std::int32_t ih = I(r.Row(0, u, v, w) - center.u);
             const std::int32_t jh = J(r.Row(1, u, v, w) - center.v);
-            dest.dataPointer_[dest.Index(i, j)] =
+            samples[dest.Index(i, j)] =
                 ih >= 0 && ih < nx_ && jh >= 0 && jh < ny_ ? dataPointer_[Index(ih, jh)] : Complex(0.0, 0.0);
         }
     }
-    dest.SetWindowMax();
-    MatchEnergy(dest, sourceEnergy, Energy(dest));
+    const double energy = Energy(dest, samples.get());
+    SetWindowMax();
+    dest.origin_ = origin_;
+    dest.normalVector_ = Vector(0.0, 0.0, 1.0);
+    TakeOver(dest, samples.get(), sourceEnergy, energy);
     return center;
 }
 
@@ -293,29 +360,35 @@ double Lumora::uu(double u, double angle) const
     return uu(u, 0.0, angle);
 }
 
-Lumora& Lumora::RotateYFs(double angle, Interpol interpol, int kernel, double* carrier)
+namespace
 {
-    static constexpr char fn[] = "LumoraLib::Lumora::RotateYFs";
-    if (form_ != SPECTRUM)
-        Error(ERR_PARAMETER, fn, "");
-    RequireSamples(fn);
-    static_cast<void>(interpol); // the kernel comes from `kernel` alone
-    const Lumora source(*this);
+/// The band of the turned axis: its pitch and centre, from the frequencies that the two ends are mapped to.
+double TurnedPitch(double low, double high, std::int32_t nx, double& center)
+{
+    const double range = high - low;
+    center = low + 0.5 * range;
+    return range / nx;
+}
+
+/// `field`, a copy of the spectrum, := the spectrum turned about y. Fails for an unknown kernel only, with the pitch
+/// changed and samples written.
+double TurnAboutY(Lumora& field, const Lumora& spectrum, double angle, int kernel)
+{
     const double s = std::sin(angle);
     const double c = std::cos(angle);
-    const double low = uh(-(nx_ / 2) * px_, 0.0, angle);
-    const double high = uh((nx_ / 2) * px_, 0.0, angle);
-    const double range = high - low;
-    px_ = range / nx_;
-    const double center = low + 0.5 * range;
-    for (std::int32_t j = 0; j < ny_; ++j)
+    const std::int32_t nx = field.GetNx();
+    const double end = (nx / 2) * spectrum.GetPx();
+    double center = 0.0;
+    field.SetPx(
+        TurnedPitch(spectrum.uh(-(nx / 2) * spectrum.GetPx(), 0.0, angle), spectrum.uh(end, 0.0, angle), nx, center));
+    for (std::int32_t j = 0; j < field.GetNy(); ++j)
     {
-        const double v = Y(j);
-        for (std::int32_t i = 0; i < nx_; ++i)
+        const double v = field.Y(j);
+        for (std::int32_t i = 0; i < nx; ++i)
         {
-            Complex& sample = dataPointer_[Index(i, j)];
-            const double u = X(i) + center;
-            const double w = ww(u, v);
+            Complex& sample = field.Pixel(i, j);
+            const double u = field.X(i) + center;
+            const double w = field.ww(u, v);
             if (w <= 0.0)
             {
                 sample = Complex(0.0, 0.0);
@@ -323,12 +396,67 @@ Lumora& Lumora::RotateYFs(double angle, Interpol interpol, int kernel, double* c
             }
             const double found = u * c + w * s;
             const float jacobian = static_cast<float>(std::fabs(c - (u / w) * s));
-            const Complex value = source.CubicInterpolX(found, v, kernel);
+            const Complex value = spectrum.CubicInterpolX(found, v, kernel);
             const float re = value.Real() * jacobian;
             const float im = value.Imag() * jacobian;
             sample = Complex(re, im);
         }
     }
+    return center;
+}
+
+/// Runs a turn from the copy `before` into the field, which becomes the copy again where the turn fails.
+template <class Turn>
+void TurnOrRestore(Lumora& field, Lumora& before, const Turn& turn)
+{
+    try
+    {
+        turn();
+    }
+    catch (...)
+    {
+        field = std::move(before); // needs no memory
+        throw;
+    }
+}
+
+/// The same for the spectrum of one row. Fails as TurnAboutY.
+void TurnRow(Lumora& field, const Lumora& spectrum, double angle, Interpol interpol, int kernel)
+{
+    const std::int32_t nx = field.GetNx();
+    const double end = (nx / 2) * spectrum.GetPx();
+    double center = 0.0;
+    field.SetPx(TurnedPitch(spectrum.uh(-(nx / 2) * spectrum.GetPx(), angle), spectrum.uh(end, angle), nx, center));
+    for (std::int32_t i = 0; i < nx; ++i)
+    {
+        // Kept: no test for evanescent frequencies (the formula runs on with w = -1) and no Jacobian, unlike RotateYFs.
+        const double found = field.uu(field.X(i) + center, angle);
+        Complex& sample = field.Pixel(i, 0);
+        switch (static_cast<std::int32_t>(interpol))
+        {
+        case CUBIC_INTERPOL:
+            sample = spectrum.CubicInterpol1d(found, kernel);
+            break;
+        case SINC_INTERPOL:
+            sample = spectrum.SincInterpol1d(found);
+            break;
+        default:
+            sample = Complex(0.0, 0.0);
+        }
+    }
+}
+} // namespace
+
+Lumora& Lumora::RotateYFs(double angle, Interpol interpol, int kernel, double* carrier)
+{
+    static constexpr char fn[] = "LumoraLib::Lumora::RotateYFs";
+    if (form_ != SPECTRUM)
+        Error(ERR_PARAMETER, fn, "");
+    RequireSamples(fn);
+    static_cast<void>(interpol); // the kernel comes from `kernel` alone
+    double center = 0.0;
+    Lumora spectrum(*this);
+    TurnOrRestore(*this, spectrum, [&] { center = TurnAboutY(*this, spectrum, angle, kernel); });
     if (carrier)
         *carrier = center;
     return *this;
@@ -341,11 +469,16 @@ Lumora& Lumora::RotateY(double angle, double* carrier)
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, ": RotateY");
     if (IsPolarForm())
         Error(ERR_COMPLEX_FORM, fn, ": RotateY");
-    RequireSamples(fn);
-    Fft(-1);
-    RotateYFs(angle, CUBIC_INTERPOL, 8, carrier);
-    Fft(1);
-    detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / static_cast<double>(N())));
+    detail::RequireTransformable(*this, fn);
+    Lumora spectrum(*this);
+    spectrum.Fft(-1);
+    const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
+    CopyParam(spectrum); // from here on nothing fails
+    const double center = TurnAboutY(*this, spectrum, angle, 8);
+    TransformBack(*this, back);
+    detail::ScaleSamples(dataPointer_, N(), ScaleOf(*this));
+    if (carrier)
+        *carrier = center;
     return *this;
 }
 
@@ -355,28 +488,8 @@ Lumora& Lumora::RotateSpec1d(double angle, Interpol interpol, int kernel)
     if (ny_ != 1 || form_ != SPECTRUM)
         Error(ERR_PARAMETER, fn, "");
     RequireSamples(fn);
-    const Lumora source(*this);
-    const double low = uh(-(nx_ / 2) * px_, angle);
-    const double high = uh((nx_ / 2) * px_, angle);
-    const double range = high - low;
-    px_ = range / nx_;
-    const double center = low + 0.5 * range;
-    for (std::int32_t i = 0; i < nx_; ++i)
-    {
-        // Kept: no test for evanescent frequencies (the formula runs on with w = -1) and no Jacobian, unlike RotateYFs.
-        const double found = uu(X(i) + center, angle);
-        switch (static_cast<std::int32_t>(interpol))
-        {
-        case CUBIC_INTERPOL:
-            dataPointer_[i] = source.CubicInterpol1d(found, kernel);
-            break;
-        case SINC_INTERPOL:
-            dataPointer_[i] = source.SincInterpol1d(found);
-            break;
-        default:
-            dataPointer_[i] = Complex(0.0, 0.0);
-        }
-    }
+    Lumora spectrum(*this);
+    TurnOrRestore(*this, spectrum, [&] { TurnRow(*this, spectrum, angle, interpol, kernel); });
     return *this;
 }
 
@@ -385,9 +498,13 @@ Lumora& Lumora::Rotate1d(double angle)
     static constexpr char fn[] = "LumoraLib::Lumora::Rotate1d";
     if (ny_ != 1 || form_ != COMPLEX_AMPLITUDE)
         Error(ERR_PARAMETER, fn, "");
-    RequireSamples(fn);
-    Fft(-1);
-    RotateSpec1d(angle, CUBIC_INTERPOL, 8);
-    return Fft(1); // Kept: not divided by Nx, unlike Rotate and RotateY.
+    detail::RequireTransformable(*this, fn);
+    Lumora spectrum(*this);
+    spectrum.Fft(-1);
+    const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
+    CopyParam(spectrum); // from here on nothing fails
+    TurnRow(*this, spectrum, angle, CUBIC_INTERPOL, 8);
+    TransformBack(*this, back); // Kept: not divided by Nx, unlike Rotate and RotateY.
+    return *this;
 }
 } // namespace LumoraLib

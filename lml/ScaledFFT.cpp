@@ -216,8 +216,9 @@ Lumora& Lumora::RawScaledFft(const ScaledFftDescriptor& d)
     if (N() == 0)
         return *this;
     detail::RequireLength(*this, 2, fn);
-    if (detail::CanFuseChirp(nx_, ny_))
-        return RawScaledFft(d.chirpX, d.chirpY); // the parameters decide: this form needs no cached kernel
+    // The fused form needs no kernel: the parameters stand for samples that nobody has changed.
+    if (detail::CanFuseChirp(nx_, ny_) && detail::IsChirpKernel(d, d.chirpX, d.chirpY))
+        return RawScaledFft(d.chirpX, d.chirpY);
     Lumora signal(Doubled(nx_), Doubled(ny_));
     FillSignal(signal, *this, d.chirpX, d.chirpY, nullptr);
     Transform(signal, -1);

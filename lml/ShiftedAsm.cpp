@@ -74,6 +74,37 @@ void MultiplyTransferRow(Complex* row, std::int32_t nx, const detail::ShiftedTra
                 row[i], detail::kTwoPi * (t.x0 * u + t.z0 * std::sqrt(t.inverseSquare - u * u - v * v) + t.y0 * v));
     }
 }
+
+/// What ShiftedAsmPropAdd adds: a field in the destination's place.
+Lumora PropagatedCopy(const Lumora& destination, const Lumora& source, int precision)
+{
+    static constexpr char fn[] = "LumoraLib::Lumora::ShiftedAsmPropAdd";
+    if (destination.IsSpectrum() || source.IsSpectrum())
+        Error(ERR_SOMETHING, fn, "both objects are in real space");
+    if (!(destination.GetWavelength() == source.GetWavelength()) || destination.GetNx() != source.GetNx() ||
+        destination.GetNy() != source.GetNy())
+        Error(ERR_PARAMETER, fn, kTextParameter);
+    if (detail::NormalsDiffer(destination, source))
+        Error(ERR_PARAMETER, fn, detail::kTextSourceNormal);
+    detail::FieldAccess::RequireSamples(destination, fn);
+    Lumora result(destination);
+    result.ShiftedAsmProp(source, precision);
+    return result;
+}
+
+void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
+{
+    constexpr int kPrecision = 1;
+    detail::TileSum sum(destination, clearFirst);
+    detail::ForEachTilePair(destination, source, detail::CountTiles(source, destination),
+                            [&sum](Lumora& to, const Lumora& from, bool isTile)
+                            {
+                                if (isTile)
+                                    sum.Add(to.ShiftedAsmProp(from, kPrecision));
+                                else
+                                    sum.Add(PropagatedCopy(to, from, kPrecision));
+                            });
+}
 } // namespace
 
 Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
@@ -95,16 +126,10 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     const double x0 = origin_.x - source.origin_.x;
     const double y0 = origin_.y - source.origin_.y;
     const double wavelength = source.GetWavelength();
-    const double sourcePx = source.px_;
-    const double sourcePy = source.py_;
+    const double px = px_;
+    const double py = py_;
     const LML_RECT window = source.window_;
-
     const Vector place = origin_;
-    *this = source;
-    origin_ = place;
-    if (N() == 0)
-        return *this;
-
     const double enlargement = std::ldexp(1.0, precision);
     const double du = 1.0 / (nx_ * px_ * enlargement);
     const double dv = 1.0 / (ny_ * py_ * enlargement);
@@ -114,54 +139,60 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     const double uHigh = bandX.upper / wavelength;
     const double vLow = bandY.lower / wavelength;
     const double vHigh = bandY.upper / wavelength;
-    const double fx = 0.5 / sourcePx;
-    const double fy = 0.5 / sourcePy;
-    if (uLow > fx || uHigh < -fx || vLow > fy || vHigh < -fy)
-        return Clear(); // the band lies outside the sampled spectrum
+    const double fx = 0.5 / px_;
+    const double fy = 0.5 / py_;
+    const bool beside = uLow > fx || uHigh < -fx || vLow > fy || vHigh < -fy; // no part of the sampled spectrum
+    if (N() == 0 || beside)
+    {
+        *this = source;
+        origin_ = place;
+        return N() == 0 ? *this : Clear();
+    }
 
-    const double ownWavelength = GetWavelength();
-    detail::ShiftedTransfer transfer{x0,   y0,    z0,  uLow, uHigh,
-                                     vLow, vHigh, 0.0, 0.0,  1.0 / (ownWavelength * ownWavelength)};
-    if (form_ == COMPLEX_AMPLITUDE && enlargement <= kLargestFused && detail::CanFuseEnlarged(*this))
+    detail::ShiftedTransfer transfer{x0, y0, z0, uLow, uHigh, vLow, vHigh, 0.0, 0.0, 1.0 / (wavelength * wavelength)};
+    // Whatever can fail comes first: until then this field is not touched.
+    if (source.form_ == COMPLEX_AMPLITUDE && enlargement <= kLargestFused && detail::CanFuseEnlarged(*this))
     {
         transfer.du = 1.0 / (nx_ * enlargement * px_);
         transfer.dv = 1.0 / (ny_ * enlargement * py_);
-        detail::FusedShiftedAsm(*this, transfer, static_cast<std::int32_t>(enlargement));
+        if (N() > capacity_)
+            Init(nullptr);
+        detail::FusedShiftedAsm(*this, source.dataPointer_, transfer, static_cast<std::int32_t>(enlargement));
+        CopyParam(source);
+        origin_ = place;
         return *this;
     }
-    Embed(precision);
-    Fft(-1);
-    transfer.du = px_;
-    transfer.dv = py_;
-    detail::ParallelRows(0, ny_,
-                         [&](std::int32_t j)
-                         {
-                             MultiplyTransferRow(dataPointer_ + IJ(0, static_cast<std::size_t>(j)), nx_, transfer,
-                                                 (j - ny_ / 2) * transfer.dv);
-                         });
-    Fft(1);
-    detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / static_cast<double>(N())));
-    Extract(precision);
+    detail::OrRestore(*this,
+                      [&]
+                      {
+                          *this = source;
+                          Embed(precision);
+                          Fft(-1);
+                          transfer.du = px_;
+                          transfer.dv = py_;
+                          detail::ParallelRows(0, ny_,
+                                               [&](std::int32_t j)
+                                               {
+                                                   MultiplyTransferRow(
+                                                       dataPointer_ + IJ(0, static_cast<std::size_t>(j)), nx_,
+                                                       transfer, (j - ny_ / 2) * transfer.dv);
+                                               });
+                          Fft(1);
+                          detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / static_cast<double>(N())));
+                          Extract(precision);
+                      });
     // The source's, to the last bit: the way through the spectrum rounds the pitches, and the enlargement moves the
     // window.
     window_ = window;
-    px_ = sourcePx;
-    py_ = sourcePy;
+    px_ = px;
+    py_ = py;
+    origin_ = place;
     return *this;
 }
 
 Lumora& Lumora::ShiftedAsmPropAdd(const Lumora& source, int precision)
 {
-    static constexpr char fn[] = "LumoraLib::Lumora::ShiftedAsmPropAdd";
-    if (IsSpectrum() || source.IsSpectrum())
-        Error(ERR_SOMETHING, fn, "both objects are in real space");
-    if (!(GetWavelength() == source.GetWavelength()) || nx_ != source.nx_ || ny_ != source.ny_)
-        Error(ERR_PARAMETER, fn, kTextParameter);
-    if (detail::NormalsDiffer(*this, source))
-        Error(ERR_PARAMETER, fn, detail::kTextSourceNormal);
-    RequireSamples(fn);
-    Lumora result(*this);
-    result.ShiftedAsmProp(source, precision);
+    const Lumora result = PropagatedCopy(*this, source, precision);
     return Add(result);
 }
 
@@ -173,24 +204,14 @@ Lumora& Lumora::ShiftedAsmPropEx(const Lumora& source)
         return ShiftedAsmPropEx(copy);
     }
     detail::RequireTileable(*this, source, fnAddEx);
-    if (!(px_ == source.px_) || !(py_ == source.py_))
-        Error(ERR_PARAMETER, fnProp, kTextParameter); // what the first tile would report, while the samples still stand
-    Clear();
-    return ShiftedAsmPropAddEx(source);
+    AddTiles(*this, source, true);
+    return *this;
 }
 
 Lumora& Lumora::ShiftedAsmPropAddEx(const Lumora& source)
 {
     detail::RequireTileable(*this, source, fnAddEx);
-    constexpr int kPrecision = 1;
-    detail::ForEachTilePair(*this, source, detail::CountTiles(source, *this),
-                            [](Lumora& to, const Lumora& from, bool isTile)
-                            {
-                                if (isTile)
-                                    to.ShiftedAsmProp(from, kPrecision);
-                                else
-                                    to.ShiftedAsmPropAdd(from, kPrecision);
-                            });
+    AddTiles(*this, source, false);
     return *this;
 }
 } // namespace LumoraLib

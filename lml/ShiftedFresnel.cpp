@@ -13,7 +13,6 @@
 #include "Texts.h"
 #include "Tiles.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <optional>
@@ -105,20 +104,13 @@ double DestinationPhaseY(const void* context, std::int32_t j)
     return (g.k / g.z) * (y * y / 2.0 - j * (g.yS * g.qD));
 }
 
-/// Both grids' phases and the transform in two passes, in place.
-void PropagateFused(Complex* samples, std::int32_t nx, std::int32_t ny, const Geometry& g, double a, double b)
+/// Both grids' phases and the transform in two passes, from samples to others or in place.
+void PropagateFused(Lumora& to, const Lumora& from, const Geometry& g, double a, double b)
 {
     const ComplexDouble constant = ComplexDouble(0.0, g.Prefactor()) * detail::Unit(g.k * g.z);
-    detail::FusedChirp(samples, nx, ny, a, b, {SourcePhaseX, &g}, {SourcePhaseY, &g}, {DestinationPhaseX, &g},
-                       {DestinationPhaseY, &g}, constant.Real(), constant.Imag());
-}
-
-void CopyAllSamples(Complex* to, const Lumora& from)
-{
-    const Complex* const samples = from.GetDataPointer();
-    if (to != samples)
-        detail::ParallelBlocks(from.N(), [=](std::size_t begin, std::size_t end, int)
-                               { std::copy(samples + begin, samples + end, to + begin); });
+    detail::FusedChirp(to.GetDataPointer(), to.GetNx(), to.GetNy(), a, b, {SourcePhaseX, &g}, {SourcePhaseY, &g},
+                       {DestinationPhaseX, &g}, {DestinationPhaseY, &g}, constant.Real(), constant.Imag(),
+                       from.GetDataPointer());
 }
 
 /// The kernel computed in the call: destination samples from source samples, which may be the same buffer.
@@ -129,25 +121,26 @@ void PropagateComputed(Lumora& destination, const Lumora& source, const Geometry
     Complex* const to = destination.GetDataPointer();
     const Complex* const from = source.GetDataPointer();
     if (detail::CanFuseChirp(nx, ny))
-    {
-        CopyAllSamples(to, source);
-        PropagateFused(to, nx, ny, g, g.ChirpX(), g.ChirpY());
-        return;
-    }
+        return PropagateFused(destination, source, g, g.ChirpX(), g.ChirpY());
+    // The transform may lack memory: the destination's samples stay until it is done.
+    Lumora work(nx, ny);
+    Complex* const middle = work.GetDataPointer();
     detail::ParallelRows(0, ny,
                          [&](std::int32_t j)
                          {
                              const std::int64_t row = std::int64_t{j} * nx;
-                             MultiplyRow(to + row, from + row, nx, [&](std::int32_t i) { return g.SourcePhase(i, j); });
+                             MultiplyRow(middle + row, from + row, nx,
+                                         [&](std::int32_t i) { return g.SourcePhase(i, j); });
                          });
-    destination.RawScaledFft(g.ChirpX(), g.ChirpY());
+    work.RawScaledFft(g.ChirpX(), g.ChirpY());
     const detail::PhaseProduct prefactor = detail::FactorTimes(ComplexDouble(0.0, g.Prefactor()));
     detail::ParallelRows(0, ny,
                          [&](std::int32_t j)
                          {
-                             Complex* const row = to + std::int64_t{j} * nx;
+                             const std::int64_t row = std::int64_t{j} * nx;
                              MultiplyRow(
-                                 row, row, nx, [&](std::int32_t i) { return g.DestinationPhase(i, j); }, prefactor);
+                                 to + row, middle + row, nx, [&](std::int32_t i) { return g.DestinationPhase(i, j); },
+                                 prefactor);
                          });
 }
 
@@ -164,8 +157,17 @@ Kernel KernelOf(const ShiftedFresnelPropDescriptor& d)
     return {d.chirpX, d.chirpY, d.GetNx() / 2, d.GetNy() / 2, &d};
 }
 
-/// The kernel is at hand: phases and chirps are one argument, and the transform's scale joins the prefactor.
-void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& g, const Kernel& kernel, bool add)
+/// What becomes of the destination's samples.
+enum class Into
+{
+    Replace,
+    Add,
+    Cleared // cleared once nothing can fail any more, then added
+};
+
+/// The kernel is at hand: phases and chirps are one argument, and the transform's scale joins the prefactor. Whatever
+/// can fail comes before the destination's samples change.
+void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& g, const Kernel& kernel, Into into)
 {
     const std::int32_t nx = destination.GetNx();
     const std::int32_t ny = destination.GetNy();
@@ -173,17 +175,16 @@ void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& 
     const double b = kernel.b;
     if (destination.N() == 0)
         return;
-    if (detail::CanFuseChirp(nx, ny))
+    // A caller's descriptor counts by its samples: the fused form serves as long as they are what its parameters say.
+    if (detail::CanFuseChirp(nx, ny) &&
+        (kernel.spectrum == nullptr || detail::IsChirpKernel(*kernel.spectrum, a, b)))
     {
-        if (!add)
-        {
-            CopyAllSamples(destination.GetDataPointer(), source);
-            PropagateFused(destination.GetDataPointer(), nx, ny, g, a, b);
-            return;
-        }
+        if (into == Into::Replace)
+            return PropagateFused(destination, source, g, a, b);
         Lumora result(nx, ny);
-        CopyAllSamples(result.GetDataPointer(), source);
-        PropagateFused(result.GetDataPointer(), nx, ny, g, a, b);
+        PropagateFused(result, source, g, a, b);
+        if (into == Into::Cleared)
+            destination.Clear();
         destination += result;
         return;
     }
@@ -205,7 +206,9 @@ void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& 
     buffer *= *kernel.spectrum;
     detail::fftBinding.transform2d(doubled, buffer.GetNx(), buffer.GetNy(), 1);
     const double c1 = static_cast<float>(g.Prefactor() * (1.0 / static_cast<double>(buffer.N())));
-    const detail::PhaseProduct how = detail::ProductTimes(ComplexDouble(0.0, c1), add);
+    const detail::PhaseProduct how = detail::ProductTimes(ComplexDouble(0.0, c1), into != Into::Replace);
+    if (into == Into::Cleared)
+        destination.Clear();
     detail::ParallelRows(0, ny,
                          [&](std::int32_t j)
                          {
@@ -250,17 +253,47 @@ void RequireKernel(const Kernel& kernel, const Geometry& g, const Lumora& source
         detail::FieldAccess::RequireSamples(*kernel.spectrum, function);
 }
 
-/// The two-field forms with a kernel at hand, the result in place of the destination's samples or added to them.
-Lumora& PropagateWith(const Kernel& kernel, Lumora& destination, const Lumora& source, bool add)
+/// The two-field forms with a kernel at hand.
+Lumora& PropagateWith(const Kernel& kernel, Lumora& destination, const Lumora& source, Into into)
 {
-    const char* const function = add ? fnAdd : fnProp;
+    const char* const function = into == Into::Replace ? fnProp : fnAdd;
     RequirePair(destination, source, function);
     if (destination.GetNy() == 1)
         return destination.ShiftedFresnelProp1d(source); // Kept: a one-row destination is overwritten, not added to.
     const Geometry g = GeometryOf(source, destination);
     RequireKernel(kernel, g, source, function);
-    PropagateCached(destination, source, g, kernel, add);
+    PropagateCached(destination, source, g, kernel, into);
     return destination;
+}
+
+/// The sum over all pairs of tiles, the destination cleared before the first is added or not.
+void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
+{
+    if (destination.N() == 0 || source.N() == 0)
+        return;
+    const detail::TileCounts counts = detail::CountTiles(source, destination);
+    const double z = destination.GetPlane().GetDistance(source.GetOrigin());
+    // One kernel for all tile pairs: lateral positions do not enter it.
+    const std::int32_t nx = source.GetNx() / counts.sx;
+    const std::int32_t ny = source.GetNy() / counts.sy;
+    const double px = destination.GetPx();
+    const double py = destination.GetPy();
+    const double wavelength = source.GetWavelength();
+    Kernel kernel{source.GetPx() * px / (z * wavelength), source.GetPy() * py / (z * wavelength), nx, ny, nullptr};
+    std::optional<ShiftedFresnelPropDescriptor> descriptor;
+    if (!detail::CanFuseChirp(nx, ny))
+        kernel =
+            KernelOf(descriptor.emplace(z, px, py, source.GetPx(), source.GetPy(), wavelength, nx, ny));
+    detail::TileSum sum(destination, clearFirst);
+    Into whole = clearFirst ? Into::Cleared : Into::Add;
+    detail::ForEachTilePair(destination, source, counts,
+                            [&](Lumora& to, const Lumora& from, bool isTile)
+                            {
+                                if (isTile)
+                                    return sum.Add(PropagateWith(kernel, to, from, Into::Replace));
+                                PropagateWith(kernel, to, from, whole);
+                                whole = Into::Add;
+                            });
 }
 } // namespace
 
@@ -275,12 +308,12 @@ Lumora& Lumora::ShiftedFresnelProp(const Lumora& source)
 
 Lumora& Lumora::ShiftedFresnelProp(const Lumora& source, const ShiftedFresnelPropDescriptor& d)
 {
-    return PropagateWith(KernelOf(d), *this, source, false);
+    return PropagateWith(KernelOf(d), *this, source, Into::Replace);
 }
 
 Lumora& Lumora::ShiftedFresnelPropAdd(const Lumora& source, const ShiftedFresnelPropDescriptor& d)
 {
-    return PropagateWith(KernelOf(d), *this, source, true);
+    return PropagateWith(KernelOf(d), *this, source, Into::Add);
 }
 
 Lumora& Lumora::ShiftedFresnelProp(const Vector& position, double px, double py)
@@ -306,7 +339,7 @@ Lumora& Lumora::ShiftedFresnelProp(const Vector& position, double px, double py,
     const Vector place = position;
     const Geometry g = MakeGeometry(*this, place, normalVector_, nx_, ny_, px, py);
     RequireKernel(KernelOf(d), g, *this, fnProp);
-    PropagateCached(*this, *this, g, KernelOf(d), false);
+    PropagateCached(*this, *this, g, KernelOf(d), Into::Replace);
     origin_ = place;
     px_ = px;
     py_ = py;
@@ -321,28 +354,16 @@ Lumora& Lumora::ShiftedFresnelPropEx(const Lumora& source)
         return ShiftedFresnelPropEx(copy);
     }
     detail::RequireTileable(*this, source, fnAddEx);
-    Clear();
-    return ShiftedFresnelPropAddEx(source);
+    if (N() == 0 || source.N() == 0)
+        return Clear();
+    AddTiles(*this, source, true);
+    return *this;
 }
 
 Lumora& Lumora::ShiftedFresnelPropAddEx(const Lumora& source)
 {
     detail::RequireTileable(*this, source, fnAddEx);
-    if (N() == 0 || source.N() == 0)
-        return *this;
-    const detail::TileCounts counts = detail::CountTiles(source, *this);
-    const double z = GetPlane().GetDistance(source.origin_);
-    // One kernel for all tile pairs: lateral positions do not enter it.
-    const std::int32_t nx = source.nx_ / counts.sx;
-    const std::int32_t ny = source.ny_ / counts.sy;
-    const double wavelength = source.GetWavelength();
-    Kernel kernel{source.px_ * px_ / (z * wavelength), source.py_ * py_ / (z * wavelength), nx, ny, nullptr};
-    std::optional<ShiftedFresnelPropDescriptor> descriptor;
-    if (!detail::CanFuseChirp(nx, ny))
-        kernel = KernelOf(descriptor.emplace(z, px_, py_, source.px_, source.py_, wavelength, nx, ny));
-    detail::ForEachTilePair(*this, source, counts,
-                            [&kernel](Lumora& to, const Lumora& from, bool isTile)
-                            { PropagateWith(kernel, to, from, !isTile); });
+    AddTiles(*this, source, false);
     return *this;
 }
 
@@ -356,19 +377,20 @@ Lumora& Lumora::ShiftedFresnelProp1d(const Lumora& source)
     source.RequireSamples(fn);
     detail::RequireLength(source, 2, fn);
     const Geometry g = GeometryOf(source, *this);
-    Init(nullptr);
-    MultiplyRow(dataPointer_, source.dataPointer_, nx_,
+    Lumora work(nx_, 1);
+    MultiplyRow(work.dataPointer_, source.dataPointer_, nx_,
                 [&g](std::int32_t i)
                 {
                     const double x = i * g.pS + g.xS;
                     return (g.k / g.z) * x * (x / 2.0 - g.xD);
                 });
-    RawScaledFft1d(g.ChirpX());
+    work.RawScaledFft1d(g.ChirpX());
+    Init(nullptr); // the last step that can fail
     // Kept: the prefactor has the magnitude pS / sqrt(lambda z) and the phase -i, not that of the root of 1 / (i lambda
     // z).
     const double s = static_cast<float>((0.0 - g.pS) / std::sqrt(g.Wavelength() * g.z));
     MultiplyRow(
-        dataPointer_, dataPointer_, nx_,
+        dataPointer_, work.dataPointer_, nx_,
         [&g](std::int32_t i)
         {
             const double x = i * g.pD + g.xD;

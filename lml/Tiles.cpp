@@ -79,4 +79,18 @@ void CopyTile(Lumora& tile, const Lumora& field, std::int32_t column, std::int32
                      std::copy(line, line + width, to + std::int64_t{j} * tile.GetNx());
                  });
 }
+
+void TileSum::Add(const Lumora& result)
+{
+    if (clear_)
+    {
+        // One sample in the destination's place meets the same refusals as the destination.
+        Lumora probe(1, 1);
+        probe.Clear().CopyParam(destination_);
+        probe.Add(result);
+        destination_.Clear();
+        clear_ = false;
+    }
+    destination_.Add(result);
+}
 } // namespace LumoraLib::detail

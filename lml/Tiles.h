@@ -33,14 +33,31 @@ TileCounts CountTiles(const Lumora& source, const Lumora& destination);
 Lumora MakeTile(const Lumora& field, std::int32_t nx, std::int32_t ny);
 
 /// Puts `tile` into the place of tile (column, row) of `nx` by `ny` in the plane of `field`.
+/// Kept: tiles stand symmetrically about the origin, grids have a sample at it. The two agree from two samples on; a
+/// tile of one sample along an axis has its sample in the middle of the tile, half a pitch beside the field's sample.
+/// Kept: offsets follow the plane's own axes, while propagation and Add go by global x and y: on a tilted plane tiles
+/// do not make up the undivided operation, and rounding can set their planes apart.
 void PlaceTile(Lumora& tile, const Lumora& field, std::int32_t column, std::int32_t row, std::int32_t nx,
                std::int32_t ny);
 
 /// Copies the samples of tile (column, row) out of `field`.
 void CopyTile(Lumora& tile, const Lumora& field, std::int32_t column, std::int32_t row);
 
+/// The destination's sum over tiles. A destination that is to be cleared first keeps its samples until the first result
+/// is there and cannot be refused any more.
+class TileSum
+{
+public:
+    TileSum(Lumora& destination, bool clearFirst) : destination_(destination), clear_(clearFirst) {}
+    void Add(const Lumora& result);
+
+private:
+    Lumora& destination_;
+    bool clear_;
+};
+
 /// The loops over tile pairs: one(destination tile or whole, source tile or whole, whether the destination is a tile).
-/// Source tiles are the outer loop, rows of tiles stand outside their columns.
+/// Source tiles are the outer loop, rows of tiles stand outside their columns. A result in a tile is for `one` to add.
 template <class One>
 void ForEachTilePair(Lumora& destination, const Lumora& source, const TileCounts& counts, const One& one)
 {
@@ -60,7 +77,6 @@ void ForEachTilePair(Lumora& destination, const Lumora& source, const TileCounts
                 tile.CopyParam(destination);
                 PlaceTile(tile, destination, column, row, counts.dx, counts.dy);
                 one(tile, from, true);
-                destination.Add(tile);
             }
     };
     if (!counts.SourceCut())

@@ -12,6 +12,13 @@ Value At(const Lumora& f, int i, int j)
     const Complex c = f.GetPixel(i, j);
     return {c.Real(), c.Imag()};
 }
+
+/// The product in double, rounded once.
+Complex Times(const Complex& a, double re, double im)
+{
+    const double x = a.Real(), y = a.Imag();
+    return Complex(x * re - y * im, x * im + y * re);
+}
 } // namespace
 
 TEST(TrigTable, LooksUpTheNearestEntry)
@@ -79,25 +86,29 @@ TEST(LegacyProp, OldFormIsTheUnscaledRawPropagation)
     }
 }
 
-TEST(LegacyProp, OneRowUsesARunningFrequencyAndAFloatPhase)
+TEST(LegacyProp, ProductsInDoubleAndOneRowWithARunningFrequencyAndAFloatPhase)
 {
     Engine engine(FFT_LIB_SPLIT_RADIX);
-    for (const int nx : {1, 2, 16}) // a single sample is taken to stand at the lowest frequency
+    const double z = 0.01;
+    for (const auto& [nx, ny] : {std::pair{1, 1}, {2, 1}, {16, 1}, {16, 8}}) // one sample: taken for the lowest u
     {
-        Lumora f(nx, 1, 1e-6);
+        Lumora f(nx, ny, 1e-6);
         FillRandom(f, 5);
         Lumora g(f);
-        const double z = 0.01;
         f._Old_SPWProp(z);
         g.Fft(-1);
+        const double c = 1.0 / (g.lambda() * g.lambda());
         double u = -1.0 / 2e-6;
-        for (int i = 0; i < nx; ++i, u += 1.0 / (nx * 1e-6))
-        {
-            const float phi = float(std::sqrt(1.0 / (g.lambda() * g.lambda()) - u * u) * z * 6.283185307179586);
-            g[std::size_t(i)] *= Complex(std::cos(double(phi)), std::sin(double(phi)));
-        }
+        for (int j = 0; j < ny; ++j)
+            for (int i = 0; i < nx; ++i, u += 1.0 / (nx * 1e-6))
+            {
+                const double q = ny == 1 ? c - u * u : c - g.Y(j) * g.Y(j) - g.X(i) * g.X(i);
+                const double phi = ny == 1 ? double(float(std::sqrt(q) * z * 6.283185307179586))
+                                           : 6.283185307179586 * z * std::sqrt(q);
+                g.Pixel(i, j) = Times(g.Pixel(i, j), std::cos(phi), std::sin(phi));
+            }
         g.Fft(1);
-        EXPECT_TRUE(SameBits(f, g)) << nx;
+        EXPECT_TRUE(SameBits(f, g)) << nx << " by " << ny;
     }
 }
 
@@ -141,6 +152,22 @@ TEST(LegacyProp, TableFormWithItsExceptions)
         f.Form() = SPECTRUM;
         EXPECT_EQ(Catch([&] { f.SPWPropFsTbl(0.1, table); }).code, 0);
     }
+    Lumora random(16, 16, 1e4);
+    random.Form() = SPECTRUM;
+    FillRandom(random, 4);
+    Lumora expected(random);
+    const TrigTable coarse(12);
+    random.SPWPropFsTbl(0.0031, 12); // a number of bits makes the table
+    for (int j = 1; j < 16; ++j)
+        for (int i = 1; i < 16; ++i)
+            if (i != 8 && j != 8)
+            {
+                const double u = (i - 8) * 1e4, v = (j - 8) * 1e4;
+                const double q = 1.0 / (random.lambda() * random.lambda()) - v * v - u * u;
+                const double turns = std::sqrt(q) * 0.0031;
+                expected.Pixel(i, j) = Times(expected.Pixel(i, j), coarse.CosR(turns), coarse.SinR(turns));
+                EXPECT_EQ(At(random, i, j), At(expected, i, j)) << i << ", " << j;
+            }
     Lumora field(4, 4);
     field.Form() = POLAR_AMPLITUDE;
     EXPECT_EQ(Catch([&] { field.SPWPropFsTbl(1, table); }), (Failure{8, "LumoraLib::Lumora::SPWPropFsTbl", ""}));

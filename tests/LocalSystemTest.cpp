@@ -217,6 +217,25 @@ TEST(LocalSystem, AnInfinityUnderATapOfWeightZeroIsSeen)
     }
 }
 
+TEST(LocalSystem, JustBelowASampleTheFirstOfFiveTapsCounts)
+{
+    // The continuous index is 8 - 2^-50: with 2 taken off it stays below 6, with 2 added it rounds to 10, which weighs 0.
+    for (const auto& [i, j] : {std::pair{6, 8}, {8, 6}, {10, 8}, {9, 8}})
+    {
+        Lumora source(16, 16, 1.0, 1.0), plain(1, 1, 1.0, 1.0);
+        source.Clear().SetPixel(i, j, Complex(1.0, -1.0));
+        source.SetOrigin(Vector(std::ldexp(1.0, -50), std::ldexp(1.0, -50), 0.0));
+        Lumora wide(plain);
+        {
+            Plain mode;
+            plain.ResamplingCopy(source, BICUBIC_INTERPOL);
+        }
+        wide.ResamplingCopy(source, BICUBIC_INTERPOL);
+        EXPECT_EQ(plain[0].Real() != 0.0f, i != 10 && j != 10);
+        EXPECT_TRUE(SameBits(wide, plain)) << "sample " << i << ", " << j;
+    }
+}
+
 TEST(LocalSystem, ResamplingRangesAndStates)
 {
     Lumora source(16, 16, 1.0, 1.0), target(16, 16, 1.0, 1.0);
