@@ -195,8 +195,8 @@ public:
     bool IsComplexAmplitude() const { return (form_ & 1) == 0; }
 
     /// Coordinate of column i, of row j (metres, or cycles per metre in a spectrum).
-    double X(int i) const { return (static_cast<double>(i) - nx_ / 2) * px_; }
-    double Y(int j) const { return (static_cast<double>(j) - ny_ / 2) * py_; }
+    double X(int i) const { return detail::Rounded((static_cast<double>(i) - nx_ / 2) * px_); }
+    double Y(int j) const { return detail::Rounded((static_cast<double>(j) - ny_ / 2) * py_); }
     double itox(int i) const { return X(i); }
     double jtoy(int j) const { return Y(j); }
     /// Index of the sample nearest to a coordinate, not clamped; out of the 32-bit range gives the truncation's
@@ -213,12 +213,12 @@ public:
     std::size_t IJ(std::size_t i, std::size_t j) const { return static_cast<std::size_t>(nx_) * j + i; }
     std::size_t ij(std::size_t i, std::size_t j) const { return IJ(i, j); }
     /// The outline of the grid. Kept: the maxima name the point one pitch past the last sample.
-    double GetMinX() const { return static_cast<double>(-std::int64_t{nx_} / 2) * px_; }
-    double GetMaxX() const { return (nx_ / 2) * px_; }
-    double GetMinY() const { return static_cast<double>(-std::int64_t{ny_} / 2) * py_; }
-    double GetMaxY() const { return (ny_ / 2) * py_; }
-    double GetWidth() const { return nx_ * px_; }
-    double GetHeight() const { return ny_ * py_; }
+    double GetMinX() const { return detail::Rounded(static_cast<double>(-std::int64_t{nx_} / 2) * px_); }
+    double GetMaxX() const { return detail::Rounded((nx_ / 2) * px_); }
+    double GetMinY() const { return detail::Rounded(static_cast<double>(-std::int64_t{ny_} / 2) * py_); }
+    double GetMaxY() const { return detail::Rounded((ny_ / 2) * py_); }
+    double GetWidth() const { return detail::Rounded(nx_ * px_); }
+    double GetHeight() const { return detail::Rounded(ny_ * py_); }
 
     /// Sample access, column first; unchecked. Kept: none of these looks at Form, so on polar samples "real" is the
     /// amplitude and "imaginary" the phase, and the polar views below treat the pair as cartesian.
