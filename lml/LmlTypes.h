@@ -638,6 +638,7 @@ public:
     LML_API explicit SqrMatrix(int order);
     /// Deep copy. Allocation label "SqrMatrix() : Copy CTR".
     LML_API SqrMatrix(const SqrMatrix& other);
+    /// As Copy().
     LML_API SqrMatrix& operator=(const SqrMatrix& other);
     LML_API ~SqrMatrix();
 
@@ -654,6 +655,7 @@ public:
     LML_API void Clear();
     /// Deep copy, also of the order. If the orders differ the elements are allocated anew, with the label
     /// "LumoraLib::SqrMatrix::Copy"; when that fails this matrix is unchanged.
+    /// Errors: ERR_PARAMETER, "LumoraLib::RMatrix::Copy", "" where this is an RMatrix and the other order is not 3.
     LML_API SqrMatrix& Copy(const SqrMatrix& other);
     /// Transposes in place.
     LML_API void Transpose();
@@ -664,7 +666,15 @@ public:
     double* elements; ///< N * N doubles, row by row, owned
     int n;            ///< the order; not to be changed by hand
 
+protected:
+    struct Rotation
+    {
+    };
+    /// Order 3 for good: the base of RMatrix.
+    LML_API explicit SqrMatrix(Rotation);
+
 private:
+    bool fixed_ = false;
     std::ptrdiff_t Index(int a, int b) const { return a + static_cast<std::ptrdiff_t>(n) * b; }
 };
 
@@ -687,7 +697,7 @@ public:
     LML_API RMatrix& operator=(const RMatrix& other);
     ~RMatrix() = default;
 
-    /// SqrMatrix::Copy() for a matrix of order 3.
+    /// SqrMatrix::Copy() for a matrix of order 3, which an RMatrix keeps through its base too.
     /// Errors: ERR_PARAMETER, "LumoraLib::RMatrix::Copy", "" for any other order; this matrix is unchanged.
     LML_API RMatrix& Copy(const SqrMatrix& other);
 

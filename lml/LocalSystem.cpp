@@ -501,10 +501,10 @@ PointArray Lumora::GetFrame(int n) const
     PointArray frame(4 * m);
     const double dx = nx_ * px_ / m;
     const double dy = ny_ * py_ / m;
-    const double right = (nx_ / 2) * px_;
-    const double left = (-nx_ / 2) * px_;
-    const double top = (ny_ / 2) * py_;
-    const double bottom = (-ny_ / 2) * py_;
+    const double right = GetMaxX();
+    const double left = GetMinX();
+    const double top = GetMaxY();
+    const double bottom = GetMinY();
     if (IsSpectrum())
     {
         // A spectrum's frame stays in its own plane of frequencies.

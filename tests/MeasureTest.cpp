@@ -376,6 +376,9 @@ TEST(Measure, OverlapFactor)
                                      });
             ExpectSame(a.GetOverlapFactor(b),
                        p * p / (WholeSum(a, threads, square) * WindowSum(b, b.Window(), threads, square)), "overlap");
+            // With itself the window is the whole grid on both sides, and comes back.
+            EXPECT_NEAR(a.GetOverlapFactor(a), 1.0, 1e-12);
+            EXPECT_EQ(a.Window().bottom, 9);
             Lumora small(8, 8); // read as far as it goes
             small.SetConst(Complex(1.0, 0.0));
             EXPECT_GT(a.GetOverlapFactor(small), 0.0);
