@@ -45,6 +45,15 @@ inline std::int32_t NearestIndex(double v, double p, std::int32_t half)
     return WrapAdd(TruncI32(std::floor(v / p + 0.5)), half);
 }
 
+/// The same index where the exact one leaves 32 bits: the nearest that they hold; not-a-number counts as far below.
+inline std::int32_t SaturatedIndex(double v, double p, std::int32_t half)
+{
+    constexpr double low = std::numeric_limits<std::int32_t>::min();
+    constexpr double high = std::numeric_limits<std::int32_t>::max();
+    const double index = std::floor(v / p + 0.5) + half;
+    return static_cast<std::int32_t>(!(index > low) ? low : index < high ? index : high);
+}
+
 /// A count from a position in samples: truncated, clamped to low ... size, not-a-number counting as low.
 inline std::int64_t ClampedCount(double position, std::int64_t low, std::int64_t size)
 {
