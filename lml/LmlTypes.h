@@ -816,10 +816,10 @@ public:
     /// and then for all others, since the plane has no normal. Errors: as GetPlane().
     LML_API bool IsInplane() const;
     /// Projects every point onto the plane along the plane's normal.
-    /// Errors: as Plane::GetIntersectionPoint(); the points before the one that failed are projected already.
+    /// Errors: as Plane::GetIntersectionPoint(); no point has moved then.
     LML_API PointArray& ProjectionOn(const Plane& plane);
     /// Projects every point onto the plane along the direction of the line.
-    /// Errors: as Line::GetIntersectionPoint(); the points before the one that failed are projected already.
+    /// Errors: as Line::GetIntersectionPoint(); no point has moved then.
     LML_API PointArray& ProjectionOn(const Plane& plane, const Line& line);
 
     /// Writes ">>> count" and one line "index : (x, y, z)" per point to the standard output, with a decimal point in

@@ -25,16 +25,6 @@ namespace
 constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 const double kNan = std::numeric_limits<double>::quiet_NaN();
 
-/// A row of a table of calls: the name that a failure carries, and the call.
-#define CALL(name, ...)                                                                                                \
-    {                                                                                                                  \
-        name, [](Lumora& f, [[maybe_unused]] int n)                                                                    \
-        {                                                                                                              \
-            __VA_ARGS__;                                                                                               \
-        }                                                                                                              \
-    }
-using CallTable = std::vector<std::pair<const char*, std::function<void(Lumora&, int)>>>;
-
 /// A field on a caller's buffer with samples before and behind it that nobody may touch.
 class Fenced
 {
@@ -311,13 +301,13 @@ TEST(Modify, EnlargementsByIndex)
 
 TEST(Modify, SizeChangesRefused)
 {
-    const CallTable calls = {CALL("ReduceByAverage", f.ReduceByAverage(n)),
-                             CALL("ReduceByAverage", f.ReduceByAverage(n, 0)),
-                             CALL("ReduceByAverage", f.ReduceByAverage(0, n)),
-                             CALL("Replicate", f.Replicate(n)),
-                             CALL("Pixelation", f.Pixelation(n)),
-                             CALL("Pixelation", f.Subdivide(n)),
-                             CALL("EnlargeZeroFill", f.EnlargeZeroFill(n))};
+    const CallTable calls = {LML_CALL("ReduceByAverage", f.ReduceByAverage(n)),
+                             LML_CALL("ReduceByAverage", f.ReduceByAverage(n, 0)),
+                             LML_CALL("ReduceByAverage", f.ReduceByAverage(0, n)),
+                             LML_CALL("Replicate", f.Replicate(n)),
+                             LML_CALL("Pixelation", f.Pixelation(n)),
+                             LML_CALL("Pixelation", f.Subdivide(n)),
+                             LML_CALL("EnlargeZeroFill", f.EnlargeZeroFill(n))};
     for (const auto& [name, call] : calls)
     {
         const std::string function = std::string("LumoraLib::Lumora::") + name;
@@ -326,31 +316,31 @@ TEST(Modify, SizeChangesRefused)
         f.SetWindow(1, 5, 0, 3).SetOrigin(Vector(1, 2, 3));
         const State before(f);
         for (const int n : {-1, INT_MIN})
-            EXPECT_EQ(Catch([&] { call(f, n); }), (Failure{3, function, ""}));
+            EXPECT_EQ(Catch([&, &run = call] { run(f, n); }), (Failure{3, function, ""}));
         for (const int n : {28, 30, 31}) // a block beyond the field; sizes without memory: beyond 2^30, or 32 bits
-            EXPECT_EQ(Catch([&] { call(f, n); }).code, reduces ? 3 : 1) << name << n;
+            EXPECT_EQ(Catch([&, &run = call] { run(f, n); }).code, reduces ? 3 : 1) << name << n;
         if (reduces)
         {
-            EXPECT_EQ(Catch([&] { call(f, 3); }), (Failure{3, function, ""})) << name;
+            EXPECT_EQ(Catch([&, &run = call] { run(f, 3); }), (Failure{3, function, ""})) << name;
         }
         before.ExpectKept(f, name);
         Lumora none(8, 4);
         none.Dispose();
-        EXPECT_EQ(Catch([&] { call(none, 1); }),
+        EXPECT_EQ(Catch([&, &run = call] { run(none, 1); }),
                   (Failure{6, function, "the grid has no samples yet: Init must come first"}));
-        EXPECT_EQ(Catch([&] { call(none, 0); }).code, 0); // returns at once
+        EXPECT_EQ(Catch([&, &run = call] { run(none, 0); }).code, 0); // returns at once
         Fenced mine(8, 4);
         mine.field.Clear();
         if (!reduces)
         {
-            EXPECT_EQ(Catch([&] { call(mine.field, 1); }).message, "User-Defined buffer is too small");
+            EXPECT_EQ(Catch([&, &run = call] { run(mine.field, 1); }).message, "User-Defined buffer is too small");
             EXPECT_EQ(mine.field.GetNx(), 8);
             EXPECT_EQ(mine.field.GetNy(), 4);
         }
         for (const auto& size : {std::pair{0, 0}, std::pair{0, 4}, std::pair{4, 0}})
         {
             Lumora empty(size.first, size.second);
-            EXPECT_NE(Catch([&] { call(empty, 1); }).code, 6) << name;
+            EXPECT_NE(Catch([&, &run = call] { run(empty, 1); }).code, 6) << name;
         }
     }
 }
@@ -871,32 +861,33 @@ TEST(Modify, LinesAreThoseOfTheWholeWalkFromAnywhere)
 TEST(Modify, NoSamplesIsRefusedByName)
 {
     const CallTable calls = {
-        CALL("SetRect", f.SetRect(1, 1, 1)),
-        CALL("SetGaussian", f.SetGaussian(1, 1, 1)),
-        CALL("SetSeparableGaussian", f.SetSeparableGaussian(1, 1, 1, 1, 1)),
-        CALL("SetPlaneWave", f.SetPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
-        CALL("SetPlaneWave", f.SetPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
-        CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
-        CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
-        CALL("ExtractWindow", f.ExtractWindow(Lumora(4, 4), Complex())),
-        CALL("ShiftZeroFillX", f.ShiftZeroFillX(1)),
-        CALL("ShiftZeroFillY", f.ShiftZeroFillY(1)),
-        CALL("ShiftZeroFillX", f.ShiftZeroFill(1, 1)),
-        CALL("Superimpose", Lumora source(4, 4); f.Superimpose(source, 0.0f, 0.0f)),
-        CALL("PaintTriangle", f.PaintTriangle(0, 0, 1, 1, 2, 2, Complex())),
-        CALL("Paint", f.Paint(0, 0, Complex())),
-        CALL("DrawLine", f.DrawLine(0, 0, 1, 1, Complex()))
+        LML_CALL("SetRect", f.SetRect(1, 1, 1)),
+        LML_CALL("SetGaussian", f.SetGaussian(1, 1, 1)),
+        LML_CALL("SetSeparableGaussian", f.SetSeparableGaussian(1, 1, 1, 1, 1)),
+        LML_CALL("SetPlaneWave", f.SetPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
+        LML_CALL("SetPlaneWave", f.SetPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
+        LML_CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
+        LML_CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
+        LML_CALL("ExtractWindow", f.ExtractWindow(Lumora(4, 4), Complex())),
+        LML_CALL("ShiftZeroFillX", f.ShiftZeroFillX(1)),
+        LML_CALL("ShiftZeroFillY", f.ShiftZeroFillY(1)),
+        LML_CALL("ShiftZeroFillX", f.ShiftZeroFill(1, 1)),
+        LML_CALL("Superimpose", Lumora source(4, 4); f.Superimpose(source, 0.0f, 0.0f)),
+        LML_CALL("PaintTriangle", f.PaintTriangle(0, 0, 1, 1, 2, 2, Complex())),
+        LML_CALL("Paint", f.Paint(0, 0, Complex())),
+        LML_CALL("DrawLine", f.DrawLine(0, 0, 1, 1, Complex()))
     };
     for (const auto& [name, call] : calls)
     {
         Lumora none(8, 4);
         none.Dispose();
-        EXPECT_EQ(Catch([&] { call(none, 0); }), (Failure{6, std::string("LumoraLib::Lumora::") + name,
-                                                          "the grid has no samples yet: Init must come first"}));
+        EXPECT_EQ(Catch([&, &run = call] { run(none, 0); }),
+                  (Failure{6, std::string("LumoraLib::Lumora::") + name,
+                           "the grid has no samples yet: Init must come first"}));
         for (const auto& size : {std::pair{0, 0}, std::pair{0, 4}, std::pair{4, 0}})
         {
             Lumora empty(size.first, size.second);
-            EXPECT_EQ(Catch([&] { call(empty, 0); }).code, 0) << name;
+            EXPECT_EQ(Catch([&, &run = call] { run(empty, 0); }).code, 0) << name;
         }
     }
 }
