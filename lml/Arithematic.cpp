@@ -390,9 +390,7 @@ Lumora& Lumora::CopyData(const Lumora& src)
 {
     if (this == &src)
         return *this;
-    nx_ = src.nx_;
-    ny_ = src.ny_;
-    Init(nullptr);
+    detail::Resize(*this, src.nx_, src.ny_);
     if (N() != 0)
         detail::CopySamples(dataPointer_, N(), src.dataPointer_, src.capacity_);
     return *this;

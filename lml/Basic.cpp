@@ -3,6 +3,7 @@
 #include "IntMath.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -21,6 +22,7 @@ constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr std::size_t kHugeFrom = 2 * kHugePage;
 
 constexpr std::int32_t kLargestSize = std::int32_t{1} << 30; // the largest power of two in 32 bits
+constexpr std::int32_t kLongestEmpty = std::int32_t{1} << 20; // of a grid with a size 0, the other one
 
 struct Defaults
 {
@@ -47,7 +49,12 @@ std::int64_t RaisedSize(std::int32_t size)
     return raised;
 }
 
-/// Room for `count` samples, or null. The block goes back through std::free, as every block of Malloc does.
+#ifndef NDEBUG
+constexpr std::uint32_t kSignallingFloat = 0x7fa00000; // the bits of a signalling not-a-number in single precision
+#endif
+
+/// Room for `count` samples, or null. Their values are undefined; debug builds give them signalling ones. The block
+/// goes back through std::free, as every block of Malloc does.
 Complex* NewSamples(std::uint64_t count)
 {
     constexpr std::uint64_t most =
@@ -59,6 +66,12 @@ Complex* NewSamples(std::uint64_t count)
     void* block = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
     if (block != nullptr && alignment == kHugePage)
         static_cast<void>(madvise(block, bytes, MADV_HUGEPAGE)); // advice only: without it the field is just slower
+#ifndef NDEBUG
+    // A forgotten Clear shows: whatever is computed from a sample that nobody wrote is not a number, and a program that
+    // has floating-point exceptions switched on stops there.
+    if (block != nullptr)
+        std::fill_n(static_cast<std::uint32_t*>(block), static_cast<std::size_t>(count) * 2, kSignallingFloat);
+#endif
     return static_cast<Complex*>(block);
 }
 } // namespace
@@ -135,11 +148,7 @@ Lumora& Lumora::operator=(const Lumora& other)
         return *this;
     // A buffer smaller than equal sizes announce (sizes set without Init) is brought up to them first.
     if (nx_ != other.nx_ || ny_ != other.ny_ || (N() != 0 && N() > capacity_))
-    {
-        nx_ = other.nx_;
-        ny_ = other.ny_;
-        Init(nullptr);
-    }
+        detail::Resize(*this, other.nx_, other.ny_);
     k_ = other.k_;
     form_ = other.form_;
     px_ = other.px_;
@@ -264,11 +273,11 @@ void Lumora::Dispose()
 
 void Lumora::RequireSamples(const char* function) const
 {
-    const std::int64_t count = std::int64_t{nx_} * ny_;
-    if (count == 0)
-        return;
-    if (nx_ < 0 || ny_ < 0 || static_cast<std::uint64_t>(count) > capacity_)
+    if (nx_ < 0 || ny_ < 0 || N() > capacity_)
         Error(ERR_SOMETHING, function, "the grid has no samples yet: Init must come first");
+    // Loops over the rows or columns of an empty grid find nothing to do, for as long as its other size says.
+    if (N() == 0 && std::max(nx_, ny_) > kLongestEmpty)
+        Error(ERR_SOMETHING, function, "the grid is empty: give both Nx and Ny a size");
 }
 
 // ---------------------------------------------------------------------------------------------------- defaults
@@ -365,12 +374,12 @@ int Lumora::J(double y) const
 
 int Lumora::_xtoi(double x) const
 {
-    return std::max(0, std::min(I(x), nx_));
+    return detail::ClampedIndex(x, px_, nx_);
 }
 
 int Lumora::_ytoj(double y) const
 {
-    return std::max(0, std::min(J(y), ny_));
+    return detail::ClampedIndex(y, py_, ny_);
 }
 
 // ------------------------------------------------------------------------------------------------------ window
@@ -383,12 +392,24 @@ Lumora& Lumora::SetWindowMax()
 
 namespace
 {
+constexpr char kFnSetWindow[] = "LumoraLib::Lumora::SetWindow";
+
 /// Bounds in 64 bits, so that a widened upper end cannot wrap into the grid.
 void CheckWindow(std::int64_t left, std::int64_t right, std::int64_t bottom, std::int64_t top, std::int32_t nx,
                  std::int32_t ny)
 {
     if (left < 0 || right > nx || top > ny || bottom < 0)
-        Error(ERR_PARAMETER, "LumoraLib::Lumora::SetWindow", "");
+        Error(ERR_PARAMETER, kFnSetWindow, "");
+}
+
+/// The index of a window's bound given as a coordinate; one that no 32-bit index holds is refused.
+std::int32_t WindowIndex(double v, double p, std::int32_t size)
+{
+    const double index = std::floor(v / p + 0.5) + size / 2;
+    if (!(index >= static_cast<double>(std::numeric_limits<std::int32_t>::min()) &&
+          index <= static_cast<double>(std::numeric_limits<std::int32_t>::max())))
+        Error(ERR_PARAMETER, kFnSetWindow, "");
+    return static_cast<std::int32_t>(index);
 }
 } // namespace
 
@@ -404,7 +425,8 @@ Lumora& Lumora::SetWindow(int i1, int i2, int j1, int j2)
 
 Lumora& Lumora::SetWindow(double x1, double x2, double y1, double y2)
 {
-    return SetWindow(I(x1), I(x2), J(y1), J(y2));
+    return SetWindow(WindowIndex(x1, px_, nx_), WindowIndex(x2, px_, nx_), WindowIndex(y1, py_, ny_),
+                     WindowIndex(y2, py_, ny_));
 }
 
 Lumora& Lumora::SetWindow(const LML_RECT& r)
@@ -454,7 +476,7 @@ LML_RECT Lumora::GridWindow() const
 Lumora& Lumora::Clear()
 {
     static constexpr char fn[] = "LumoraLib::Lumora::Clear";
-    if (dataPointer_ == nullptr)
+    if (dataPointer_ == nullptr || N() == 0)
         return *this;
     RequireSamples(fn);
     detail::FillSamples(dataPointer_, N(), Complex());

@@ -226,11 +226,7 @@ Lumora& Lumora::ImageRotation(int n)
     RequireSamples(fn);
     const Lumora old(*this);
     if (n != 2)
-    {
-        nx_ = old.ny_;
-        ny_ = old.nx_;
-        Init(nullptr);
-    }
+        detail::Resize(*this, old.ny_, old.nx_);
     const std::int64_t nx = nx_;
     const std::int64_t ny = ny_;
     const std::int64_t count = nx * ny;

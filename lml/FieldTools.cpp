@@ -1,5 +1,5 @@
-// Loops over samples that several units share: copies, fills, form conversions, scaling. Each is one small kernel over
-// a block of consecutive samples, run on one contiguous block per thread.
+// What several units do to a field: changes of size, and loops over samples: copies, fills, form conversions, scaling.
+// Each is one small kernel over a block of consecutive samples, run on one contiguous block per thread.
 #include "FieldTools.h"
 
 #include "Dispatch.h"
@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 namespace LumoraLib::detail
 {
@@ -71,6 +72,24 @@ void ScaleBlock(Complex* samples, std::size_t count, float factor)
     }
 }
 } // namespace
+
+void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
+{
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    const std::int32_t oldNx = field.GetNx();
+    const std::int32_t oldNy = field.GetNy();
+    field.SetNx(static_cast<std::int32_t>(std::min(nx, kLargest)));
+    field.SetNy(static_cast<std::int32_t>(std::min(ny, kLargest)));
+    try
+    {
+        field.Init(nullptr);
+    }
+    catch (...)
+    {
+        field.SetNx(oldNx).SetNy(oldNy);
+        throw;
+    }
+}
 
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available)
 {

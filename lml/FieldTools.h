@@ -51,6 +51,9 @@ void OrRestore(Lumora& field, const Change& change)
     }
 }
 
+/// Applies new sizes through Init(nullptr). When that fails the sizes are those of before, so that a refused request
+/// changes nothing; sizes beyond 32 bits are refused as sizes without memory.
+void Resize(Lumora& field, std::int64_t nx, std::int64_t ny);
 /// Fills `count` samples at `target` from the `available` ones at `source`; what the source does not have becomes zero.
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available);
 /// All samples to polar, (float) sqrt(x x + y y) and (float) atan2(y, x) on the widened members; a parallel flat loop.

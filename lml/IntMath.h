@@ -45,6 +45,30 @@ inline std::int32_t NearestIndex(double v, double p, std::int32_t half)
     return WrapAdd(TruncI32(std::floor(v / p + 0.5)), half);
 }
 
+/// The same index where the exact one leaves 32 bits: the nearest that they hold; not-a-number counts as far below.
+inline std::int32_t SaturatedIndex(double v, double p, std::int32_t half)
+{
+    constexpr double low = std::numeric_limits<std::int32_t>::min();
+    constexpr double high = std::numeric_limits<std::int32_t>::max();
+    const double index = std::floor(v / p + 0.5) + half;
+    return static_cast<std::int32_t>(!(index > low) ? low : index < high ? index : high);
+}
+
+/// A count from a position in samples: truncated, clamped to low ... size, not-a-number counting as low.
+inline std::int64_t ClampedCount(double position, std::int64_t low, std::int64_t size)
+{
+    if (!(position > static_cast<double>(low)))
+        return low;
+    return position < static_cast<double>(size) ? static_cast<std::int64_t>(position) : size;
+}
+
+/// The nearest index on an axis of `size` samples, clamped to 0 ... size before it becomes an integer: a coordinate
+/// that no integer holds reaches the edges like any other.
+inline std::int32_t ClampedIndex(double v, double p, std::int32_t size)
+{
+    return static_cast<std::int32_t>(ClampedCount(std::floor(v / p + 0.5) + size / 2, 0, size > 0 ? size : 0));
+}
+
 /// Product and sum of sizes in 64 bits; false when the result does not fit.
 [[nodiscard]] inline bool CheckedMul(std::uint64_t a, std::uint64_t b, std::uint64_t& result)
 {

@@ -53,9 +53,15 @@ using InterpolFunc = Complex (Lumora::*)(double u, double v) const;
 /// return the object so that calls chain. One object is used from one thread at a time; the heavy members run their
 /// loops on a team of GetNumThreads() threads.
 ///
-/// A field whose sizes were set without samples (SetNx, a parameter load, Dispose) refuses operations that touch
-/// samples with Error code 6 and the operation's name until Init has been called; Clear does nothing on a field without
-/// samples.
+/// A field whose sizes announce more samples than its buffer holds (after SetNx, a parameter load, Dispose) refuses
+/// operations that touch samples with Error code 6 and the operation's name until Init has been called; so it does with
+/// a negative size, and without samples where one size is 0 and the other above 2^20. Where the buffer is large enough
+/// for sizes set without Init nothing is refused: the samples are the leading ones of before, in rows of the new
+/// length. Clear does nothing on a field without samples.
+///
+/// Samples that nobody has written are undefined. Debug builds of the library give them signalling not-a-numbers, so
+/// that a forgotten Clear shows in every result, and stops a program that traps invalid operations; release builds
+/// write nothing.
 class LML_API Lumora
 {
 public:
@@ -83,7 +89,8 @@ public:
     /// Releases owned samples; a caller's buffer is left alone.
     ~Lumora();
     /// Deep copy into this object's own buffer; sizes, parameters and window come from the source. Sizes that differ go
-    /// through Init(nullptr), with its errors and with what it does to a caller's buffer.
+    /// through Init(nullptr), with its errors, which leave this field as it was, and with what it does to a caller's
+    /// buffer.
     Lumora& operator=(const Lumora& other);
     /// As the move constructor where both fields own their buffers; otherwise as the copy.
     Lumora& operator=(Lumora&& other);
@@ -195,8 +202,8 @@ public:
     bool IsComplexAmplitude() const { return (form_ & 1) == 0; }
 
     /// Coordinate of column i, of row j (metres, or cycles per metre in a spectrum).
-    double X(int i) const { return (static_cast<double>(i) - nx_ / 2) * px_; }
-    double Y(int j) const { return (static_cast<double>(j) - ny_ / 2) * py_; }
+    double X(int i) const { return detail::Rounded((static_cast<double>(i) - nx_ / 2) * px_); }
+    double Y(int j) const { return detail::Rounded((static_cast<double>(j) - ny_ / 2) * py_); }
     double itox(int i) const { return X(i); }
     double jtoy(int j) const { return Y(j); }
     /// Index of the sample nearest to a coordinate, not clamped; out of the 32-bit range gives the truncation's
@@ -205,7 +212,8 @@ public:
     int J(double y) const;
     int xtoi(double x) const { return I(x); }
     int ytoj(double y) const { return J(y); }
-    /// The same clamped to 0 ... Nx and 0 ... Ny: the exclusive end of an index range.
+    /// The same clamped to 0 ... Nx and 0 ... Ny, the exclusive end of an index range, for every coordinate: clamped as
+    /// a double, then truncated; a not-a-number gives 0.
     /// Kept: the upper clamp is the size itself, one past the last sample.
     int _xtoi(double x) const;
     int _ytoj(double y) const;
@@ -213,12 +221,12 @@ public:
     std::size_t IJ(std::size_t i, std::size_t j) const { return static_cast<std::size_t>(nx_) * j + i; }
     std::size_t ij(std::size_t i, std::size_t j) const { return IJ(i, j); }
     /// The outline of the grid. Kept: the maxima name the point one pitch past the last sample.
-    double GetMinX() const { return static_cast<double>(-std::int64_t{nx_} / 2) * px_; }
-    double GetMaxX() const { return (nx_ / 2) * px_; }
-    double GetMinY() const { return static_cast<double>(-std::int64_t{ny_} / 2) * py_; }
-    double GetMaxY() const { return (ny_ / 2) * py_; }
-    double GetWidth() const { return nx_ * px_; }
-    double GetHeight() const { return ny_ * py_; }
+    double GetMinX() const { return detail::Rounded(static_cast<double>(-std::int64_t{nx_} / 2) * px_); }
+    double GetMaxX() const { return detail::Rounded((nx_ / 2) * px_); }
+    double GetMinY() const { return detail::Rounded(static_cast<double>(-std::int64_t{ny_} / 2) * py_); }
+    double GetMaxY() const { return detail::Rounded((ny_ / 2) * py_); }
+    double GetWidth() const { return detail::Rounded(nx_ * px_); }
+    double GetHeight() const { return detail::Rounded(ny_ * py_); }
 
     /// Sample access, column first; unchecked. Kept: none of these looks at Form, so on polar samples "real" is the
     /// amplitude and "imaginary" the phase, and the polar views below treat the pair as cartesian.
@@ -274,7 +282,8 @@ public:
     /// Index form, exclusive upper ends; equal bounds are widened to one sample.
     /// @throws code 3, "LumoraLib::Lumora::SetWindow", "" when a bound lies outside the grid. A reversed window passes.
     Lumora& SetWindow(int i1, int i2, int j1, int j2);
-    /// Coordinate form: each bound becomes the index of its nearest sample.
+    /// Coordinate form: each bound becomes the index of its nearest sample. Errors as the index form, and for a
+    /// not-a-number or a coordinate whose index leaves 32 bits.
     Lumora& SetWindow(double x1, double x2, double y1, double y2);
     /// Checked copy; a zero-sized window is not widened. Errors as the index form.
     Lumora& SetWindow(const LML_RECT& r);
@@ -331,7 +340,7 @@ public:
 
     /// Sizes and samples of src; nothing else changes, so the window can be smaller than the new grid or reach beyond
     /// it.
-    /// @throws what Init throws.
+    /// @throws what Init throws; this field is then as it was.
     Lumora& CopyData(const Lumora& src);
     /// k, form, pitches, window, normal and origin of src; not the sizes, not the samples. The window can lie outside
     /// this grid.
@@ -522,7 +531,8 @@ public:
     ComplexDouble GetScaleFactor(const Lumora& reference) const;
     /// (sum |a| |b|)^2 / (sum |a|^2 sum |b|^2) with this field's a over its grid: 1 where the amplitudes are
     /// proportional. Samples are paired by linear index, as far as both fields go. Kept: the last sum runs over the
-    /// other field's own window; set it to the whole grid for a factor of at most 1.
+    /// other field's own window (of this very field: over the grid); set it to the whole grid for a factor of at
+    /// most 1.
     /// @throws code 7, "LumoraLib::Lumora::GetOverlapFactor", "" when this field's form is POLAR_AMPLITUDE.
     double GetOverlapFactor(const Lumora& other);
     /// Histogram of the first members in -1 <= v < 1 over the grid, as a new field of one row on the heap that the
@@ -611,8 +621,9 @@ public:
     /// the row before, so a convex region is filled whole when the sample below the seed belongs to it too; of others,
     /// arms can be left out.
     Lumora& Paint(int x, int y, const Complex& value);
-    /// Draws a line one sample wide between two indices; what lies outside the grid is left out. Kept: the end it
-    /// starts from, the one with the smaller coordinate along the longer side, is set only when it is (x2, y2).
+    /// Draws a line one sample wide between two indices of any size; what lies outside the grid is left out and costs
+    /// nothing. Kept: the end it starts from, the one with the smaller coordinate along the longer side, is set only
+    /// when it is (x2, y2).
     Lumora& DrawLine(int x1, int y1, int x2, int y2, const Complex& value);
 
     /// Puts the field into the centre of a grid 2^n times larger with zeros around it, so that a transform's circular

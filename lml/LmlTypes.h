@@ -12,22 +12,34 @@
 
 #include "LmlApi.h"
 
-// Sums of products in this header are defined with every product rounded. A program that includes it may be compiled
-// for a processor with fused multiply-add, which would change last bits: LML_ROUNDED keeps a product apart from the sum
-// around it, and LML_NO_FUSING, first in a function's body, does the same for compilers that know the pragma.
-#if defined(__clang__)
-#define LML_NO_FUSING _Pragma("STDC FP_CONTRACT OFF")
-#define LML_ROUNDED(product) (product)
-#elif defined(__GNUC__) && __GNUC__ >= 12
-#define LML_NO_FUSING
-#define LML_ROUNDED(product) __builtin_assoc_barrier(product)
-#else
-#define LML_NO_FUSING
-#define LML_ROUNDED(product) (product)
-#endif
-
 namespace LumoraLib
 {
+
+namespace detail
+{
+/// A number that has been rounded to its type, whatever is computed from it next. The value types are defined with
+/// every product and every single-precision member rounded, in every build. Compilers do otherwise in two ways that
+/// show in last bits: they fuse a product with the sum around it where the processor has the instruction, and g++ 12
+/// leaves out the step through single precision when it vectorises straight-line code, at -O2 too. An empty statement
+/// that could have changed the number stops both, and costs no instruction; compilers without it get a store and a
+/// load.
+template <class Real>
+inline Real Rounded(Real v)
+{
+#if defined(__GNUC__) && defined(__SSE2__)
+    if (!__builtin_constant_p(v))
+        __asm__("" : "+x"(v));
+    return v;
+#elif defined(__GNUC__) && defined(__aarch64__)
+    if (!__builtin_constant_p(v))
+        __asm__("" : "+w"(v));
+    return v;
+#else
+    const volatile Real stored = v;
+    return stored;
+#endif
+}
+} // namespace detail
 
 class ComplexDouble;
 class Line;
@@ -118,7 +130,7 @@ class _Phase
 {
 public:
     /// The value as it is; a float is widened.
-    _Phase(double radians) : value_(radians) {}
+    _Phase(double radians) : value_(detail::Rounded(radians)) {}
     _Phase(float radians) : value_(static_cast<double>(radians)) {}
     /// Integers, which would be ambiguous between the two above.
     template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
@@ -171,7 +183,10 @@ public:
 
 private:
     // Kept: values below -pi are not lifted into the turn; callers must not rely on a result of at least -pi.
-    void _wrap(double v) { value_ = std::fmod(v + 3.141592653589793, 6.283185307179586) - 3.141592653589793; }
+    void _wrap(double v)
+    {
+        value_ = std::fmod(detail::Rounded(v) + 3.141592653589793, 6.283185307179586) - 3.141592653589793;
+    }
 
     double value_;
 };
@@ -190,9 +205,7 @@ class Complex
 {
 public:
     /// Each part is rounded to float.
-    Complex(const double& re = 0.0, const double& im = 0.0) : re_(static_cast<float>(re)), im_(static_cast<float>(im))
-    {
-    }
+    Complex(const double& re = 0.0, const double& im = 0.0) : re_(Single(re)), im_(Single(im)) {}
     Complex(const Complex&) = default;
     /// Each part is rounded to float.
     Complex(const ComplexDouble& z);
@@ -204,8 +217,8 @@ public:
     /// Sets both parts, rounded to float.
     void Comp(double re, double im)
     {
-        re_ = static_cast<float>(re);
-        im_ = static_cast<float>(im);
+        re_ = Single(re);
+        im_ = Single(im);
     }
 
     /// The members, writable.
@@ -220,8 +233,8 @@ public:
     double GetReal() const { return static_cast<double>(re_); }
     double GetImag() const { return static_cast<double>(im_); }
     /// Stores one member, rounded to float.
-    void SetReal(double re) { re_ = static_cast<float>(re); }
-    void SetImag(double im) { im_ = static_cast<float>(im); }
+    void SetReal(double re) { re_ = Single(re); }
+    void SetImag(double im) { im_ = Single(im); }
 
     /// re^2 + im^2, where re^2 is formed in double but im^2 in single precision and then widened.
     /// Kept: so (0, 1e30) overflows to infinity while (1e30, 0) gives 1e60.
@@ -234,7 +247,7 @@ public:
     double Amplitude() const { return std::sqrt(Intensity()); }
     double GetAmplitude() const { return Amplitude(); }
     /// atan2(im, re) in (-pi, pi], in double, with no wrap step.
-    LumoraLib::Phase Phase() const { return _Phase(std::atan2(static_cast<double>(im_), static_cast<double>(re_))); }
+    LML_API LumoraLib::Phase Phase() const;
     LumoraLib::Phase GetPhase() const { return Phase(); }
 
     /// Rewrites the number with this intensity and the phase that it has; (0, 0) has phase 0.
@@ -291,6 +304,7 @@ public:
     bool operator!=(const Complex& b) const { return !(*this == b); }
 
 private:
+    static float Single(double v) { return detail::Rounded(static_cast<float>(v)); }
     static Complex Make(float re, float im)
     {
         Complex result;
@@ -309,7 +323,7 @@ class ComplexDouble
 {
 public:
     /// The parts as they are.
-    ComplexDouble(double re = 0.0, double im = 0.0) : re_(re), im_(im) {}
+    ComplexDouble(double re = 0.0, double im = 0.0) : re_(detail::Rounded(re)), im_(detail::Rounded(im)) {}
     ComplexDouble(const ComplexDouble&) = default;
     /// Each part is widened.
     ComplexDouble(const Complex& c) : re_(c.GetReal()), im_(c.GetImag()) {}
@@ -333,17 +347,13 @@ public:
     void SetImag(double im) { im_ = im; }
 
     /// re^2 + im^2.
-    double Intensity() const
-    {
-        LML_NO_FUSING
-        return LML_ROUNDED(re_ * re_) + LML_ROUNDED(im_ * im_);
-    }
+    double Intensity() const { return detail::Rounded(re_ * re_) + detail::Rounded(im_ * im_); }
     double GetIntensity() const { return Intensity(); }
     /// Square root of Intensity().
     double Amplitude() const { return std::sqrt(Intensity()); }
     double GetAmplitude() const { return Amplitude(); }
     /// atan2(im, re) in (-pi, pi], with no wrap step.
-    LumoraLib::Phase Phase() const { return _Phase(std::atan2(im_, re_)); }
+    LML_API LumoraLib::Phase Phase() const;
     LumoraLib::Phase GetPhase() const { return Phase(); }
 
     /// Rewrites the number with this intensity and the phase that it has; (0, 0) has phase 0.
@@ -374,19 +384,17 @@ public:
     /// Product: re re - im im, re im + im re, every product rounded before the sum.
     ComplexDouble operator*(const ComplexDouble& b) const
     {
-        LML_NO_FUSING
-        return ComplexDouble(LML_ROUNDED(re_ * b.re_) - LML_ROUNDED(im_ * b.im_),
-                             LML_ROUNDED(re_ * b.im_) + LML_ROUNDED(im_ * b.re_));
+        return ComplexDouble(detail::Rounded(re_ * b.re_) - detail::Rounded(im_ * b.im_),
+                             detail::Rounded(re_ * b.im_) + detail::Rounded(im_ * b.re_));
     }
     ComplexDouble& operator*=(const ComplexDouble& b) { return *this = *this * b; }
 
     /// this * conj(b) / |b|^2 by the plain formula, without scaling: |b|^2 must stay in the range of double.
     ComplexDouble operator/(const ComplexDouble& b) const
     {
-        LML_NO_FUSING
-        const double d = LML_ROUNDED(b.re_ * b.re_) + LML_ROUNDED(b.im_ * b.im_);
-        return ComplexDouble((LML_ROUNDED(re_ * b.re_) + LML_ROUNDED(im_ * b.im_)) / d,
-                             (LML_ROUNDED(im_ * b.re_) - LML_ROUNDED(re_ * b.im_)) / d);
+        const double d = detail::Rounded(b.re_ * b.re_) + detail::Rounded(b.im_ * b.im_);
+        return ComplexDouble((detail::Rounded(re_ * b.re_) + detail::Rounded(im_ * b.im_)) / d,
+                             (detail::Rounded(im_ * b.re_) - detail::Rounded(re_ * b.im_)) / d);
     }
     ComplexDouble& operator/=(const ComplexDouble& b) { return *this = *this / b; }
 
@@ -399,9 +407,7 @@ private:
     double im_;
 };
 
-inline Complex::Complex(const ComplexDouble& z) : re_(static_cast<float>(z.Real())), im_(static_cast<float>(z.Imag()))
-{
-}
+inline Complex::Complex(const ComplexDouble& z) : re_(Single(z.Real())), im_(Single(z.Imag())) {}
 
 inline Complex& Complex::operator=(const ComplexDouble& z)
 {
@@ -491,7 +497,7 @@ class Vector
 public:
     /// (0, 0, 0), or the three members.
     Vector() : x(0.0), y(0.0), z(0.0) {}
-    Vector(double vx, double vy, double vz) : x(vx), y(vy), z(vz) {}
+    Vector(double vx, double vy, double vz) : x(detail::Rounded(vx)), y(detail::Rounded(vy)), z(detail::Rounded(vz)) {}
 
     /// The members, writable.
     double& X() { return x; }
@@ -529,15 +535,14 @@ public:
     /// Dot product.
     double operator*(const Vector& b) const
     {
-        LML_NO_FUSING
-        return LML_ROUNDED(x * b.x) + LML_ROUNDED(y * b.y) + LML_ROUNDED(z * b.z);
+        return detail::Rounded(x * b.x) + detail::Rounded(y * b.y) + detail::Rounded(z * b.z);
     }
     /// Cross product, this x b.
     Vector operator&(const Vector& b) const
     {
-        LML_NO_FUSING
-        return Vector(LML_ROUNDED(y * b.z) - LML_ROUNDED(z * b.y), LML_ROUNDED(z * b.x) - LML_ROUNDED(x * b.z),
-                      LML_ROUNDED(x * b.y) - LML_ROUNDED(y * b.x));
+        return Vector(detail::Rounded(y * b.z) - detail::Rounded(z * b.y),
+                      detail::Rounded(z * b.x) - detail::Rounded(x * b.z),
+                      detail::Rounded(x * b.y) - detail::Rounded(y * b.x));
     }
     Vector& operator&=(const Vector& b) { return *this = *this & b; }
     /// this := matrix * this, the matrix on the left of a column vector.
@@ -586,10 +591,7 @@ static_assert(sizeof(Vector) == 24 && std::is_trivially_copyable_v<Vector>, "thr
 
 /// Angle between two directions, acos(a b / (|a| |b|)), in radians from 0 to pi. No guard: a zero vector gives a
 /// not-a-number, and so can two nearly parallel vectors whose cosine rounds to just above 1.
-inline double Angle(const Vector& a, const Vector& b)
-{
-    return std::acos((a * b) / (a.GetLength() * b.GetLength()));
-}
+LML_API double Angle(const Vector& a, const Vector& b);
 
 /// Writes "(x, y, z)" with the stream's own number formatting.
 LML_API std::ostream& operator<<(std::ostream& out, const Vector& v);
@@ -636,6 +638,7 @@ public:
     LML_API explicit SqrMatrix(int order);
     /// Deep copy. Allocation label "SqrMatrix() : Copy CTR".
     LML_API SqrMatrix(const SqrMatrix& other);
+    /// As Copy().
     LML_API SqrMatrix& operator=(const SqrMatrix& other);
     LML_API ~SqrMatrix();
 
@@ -652,6 +655,7 @@ public:
     LML_API void Clear();
     /// Deep copy, also of the order. If the orders differ the elements are allocated anew, with the label
     /// "LumoraLib::SqrMatrix::Copy"; when that fails this matrix is unchanged.
+    /// Errors: ERR_PARAMETER, "LumoraLib::RMatrix::Copy", "" where this is an RMatrix and the other order is not 3.
     LML_API SqrMatrix& Copy(const SqrMatrix& other);
     /// Transposes in place.
     LML_API void Transpose();
@@ -662,7 +666,15 @@ public:
     double* elements; ///< N * N doubles, row by row, owned
     int n;            ///< the order; not to be changed by hand
 
+protected:
+    struct Rotation
+    {
+    };
+    /// Order 3 for good: the base of RMatrix.
+    LML_API explicit SqrMatrix(Rotation);
+
 private:
+    bool fixed_ = false;
     std::ptrdiff_t Index(int a, int b) const { return a + static_cast<std::ptrdiff_t>(n) * b; }
 };
 
@@ -685,7 +697,7 @@ public:
     LML_API RMatrix& operator=(const RMatrix& other);
     ~RMatrix() = default;
 
-    /// SqrMatrix::Copy() for a matrix of order 3.
+    /// SqrMatrix::Copy() for a matrix of order 3, which an RMatrix keeps through its base too.
     /// Errors: ERR_PARAMETER, "LumoraLib::RMatrix::Copy", "" for any other order; this matrix is unchanged.
     LML_API RMatrix& Copy(const SqrMatrix& other);
 
@@ -804,10 +816,10 @@ public:
     /// and then for all others, since the plane has no normal. Errors: as GetPlane().
     LML_API bool IsInplane() const;
     /// Projects every point onto the plane along the plane's normal.
-    /// Errors: as Plane::GetIntersectionPoint(); the points before the one that failed are projected already.
+    /// Errors: as Plane::GetIntersectionPoint(); no point has moved then.
     LML_API PointArray& ProjectionOn(const Plane& plane);
     /// Projects every point onto the plane along the direction of the line.
-    /// Errors: as Line::GetIntersectionPoint(); the points before the one that failed are projected already.
+    /// Errors: as Line::GetIntersectionPoint(); no point has moved then.
     LML_API PointArray& ProjectionOn(const Plane& plane, const Line& line);
 
     /// Writes ">>> count" and one line "index : (x, y, z)" per point to the standard output, with a decimal point in

@@ -1,6 +1,7 @@
 // The local coordinate system of a field, its outline in space, and the combination of two fields on one plane.
 #include "Dispatch.h"
 #include "FieldTools.h"
+#include "IntMath.h"
 #include "InterpolAxis.h"
 #include "Parallel.h"
 #include "Scratch.h"
@@ -52,14 +53,18 @@ Footprint FootprintOf(const Lumora& target, const Lumora& source, const Offset& 
     const std::int32_t ny = target.GetNy();
     const std::int32_t sx = source.GetNx();
     const std::int32_t sy = source.GetNy();
-    const std::int32_t i0 =
-        detail::NearestIndex((-sx / 2) * source.GetPx() + offset.x, target.GetPx(), nx / 2);
-    const std::int32_t j0 =
-        detail::NearestIndex((-sy / 2) * source.GetPy() + offset.y, target.GetPy(), ny / 2);
-    const std::int32_t i1 =
-        detail::NearestIndex((sx - sx / 2 - 1) * source.GetPx() + offset.x, target.GetPx(), nx / 2);
-    const std::int32_t j1 =
-        detail::NearestIndex((sy - sy / 2 - 1) * source.GetPy() + offset.y, target.GetPy(), ny / 2);
+    const auto column = [&](std::int32_t i)
+    {
+        return detail::SaturatedIndex(i * source.GetPx() + offset.x, target.GetPx(), nx / 2);
+    };
+    const auto row = [&](std::int32_t j)
+    {
+        return detail::SaturatedIndex(j * source.GetPy() + offset.y, target.GetPy(), ny / 2);
+    };
+    const std::int32_t i0 = column(-sx / 2);
+    const std::int32_t j0 = row(-sy / 2);
+    const std::int32_t i1 = column(sx - sx / 2 - 1);
+    const std::int32_t j1 = row(sy - sy / 2 - 1);
     // Kept: the upper ends are exclusive, so the source's last column and row are left out when they fall inside the
     // target.
     return {std::max(i0, 0), std::min(nx, i1), std::max(j0, 0), std::min(ny, j1),
@@ -505,10 +510,10 @@ PointArray Lumora::GetFrame(int n) const
     PointArray frame(4 * m);
     const double dx = nx_ * px_ / m;
     const double dy = ny_ * py_ / m;
-    const double right = (nx_ / 2) * px_;
-    const double left = (-nx_ / 2) * px_;
-    const double top = (ny_ / 2) * py_;
-    const double bottom = (-ny_ / 2) * py_;
+    const double right = GetMaxX();
+    const double left = GetMinX();
+    const double top = GetMaxY();
+    const double bottom = GetMinY();
     if (IsSpectrum())
     {
         // A spectrum's frame stays in its own plane of frequencies.

@@ -82,6 +82,11 @@ SqrMatrix::SqrMatrix(int order) : elements(nullptr), n(std::max(order, 0))
     Clear();
 }
 
+SqrMatrix::SqrMatrix(Rotation) : SqrMatrix(3)
+{
+    fixed_ = true;
+}
+
 SqrMatrix::SqrMatrix(const SqrMatrix& other) : elements(nullptr), n(other.n)
 {
     elements = NewElements(n, "SqrMatrix() : Copy CTR");
@@ -105,8 +110,11 @@ void SqrMatrix::Clear()
 
 SqrMatrix& SqrMatrix::Copy(const SqrMatrix& other)
 {
+    static constexpr char fn[] = "LumoraLib::RMatrix::Copy";
     if (this == &other)
         return *this;
+    if (fixed_ && other.n != 3)
+        Error(ERR_PARAMETER, fn, ""); // every operation of a rotation matrix reads nine elements
     if (n != other.n)
     {
         // The new elements first: a failure leaves this matrix whole.
@@ -162,14 +170,14 @@ std::ostream& operator<<(std::ostream& out, const SqrMatrix& m)
 // RMatrix
 // ---------------------------------------------------------------------------------------------------------------
 
-RMatrix::RMatrix() : SqrMatrix(3) {}
+RMatrix::RMatrix() : SqrMatrix(Rotation{}) {}
 
-RMatrix::RMatrix(const RMatrix& other) : SqrMatrix(3)
+RMatrix::RMatrix(const RMatrix& other) : SqrMatrix(Rotation{})
 {
     SqrMatrix::Copy(other);
 }
 
-RMatrix::RMatrix(const Vector& a, const Vector& b) : SqrMatrix(3)
+RMatrix::RMatrix(const Vector& a, const Vector& b) : SqrMatrix(Rotation{})
 {
     const Vector p = b.GetNormalized();
     const Vector q = a.GetNormalized();
@@ -203,10 +211,6 @@ RMatrix& RMatrix::operator=(const RMatrix& other)
 
 RMatrix& RMatrix::Copy(const SqrMatrix& other)
 {
-    static constexpr char fn[] = "LumoraLib::RMatrix::Copy";
-    // Every product of this class reads nine elements.
-    if (other.GetN() != 3)
-        Error(ERR_PARAMETER, fn, "");
     SqrMatrix::Copy(other);
     return *this;
 }

@@ -464,7 +464,8 @@ double Lumora::GetOverlapFactor(const Lumora& other)
                   });
     // The sum over this field's window set to the whole grid runs over the same samples in the same row order.
     const double sa = WholeSum(*this, Squares{false});
-    const double sb = SquareSum(other, fn);
+    // So does that of the other field, where it is this one.
+    const double sb = &other == this ? sa : SquareSum(other, fn);
     return product * product / (sa * sb);
 }
 

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
 
 namespace LumoraLib
 {
@@ -24,30 +23,10 @@ std::int64_t SizeFactor(int n)
     return std::int64_t{1} << (static_cast<unsigned>(n) & 31u);
 }
 
-/// Applies new sizes. A failure of Init leaves the sizes as they were, so that a refused request changes nothing; sizes
-/// beyond 32 bits are refused by Init as sizes without memory.
-void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
-{
-    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
-    const std::int32_t oldNx = field.GetNx();
-    const std::int32_t oldNy = field.GetNy();
-    field.SetNx(static_cast<std::int32_t>(std::min(nx, kLargest)));
-    field.SetNy(static_cast<std::int32_t>(std::min(ny, kLargest)));
-    try
-    {
-        field.Init(nullptr);
-    }
-    catch (...)
-    {
-        field.SetNx(oldNx).SetNy(oldNy);
-        throw;
-    }
-}
-
 /// The enlarged sizes of Replicate, Pixelation and EnlargeZeroFill: a field of one row stays one row deep.
 void GrowGrid(Lumora& field, std::int64_t factor)
 {
-    Resize(field, field.GetNx() * factor, field.GetNy() > 1 ? field.GetNy() * factor : field.GetNy());
+    detail::Resize(field, field.GetNx() * factor, field.GetNy() > 1 ? field.GetNy() * factor : field.GetNy());
 }
 
 void ScaleWindow(LML_RECT& window, int n, bool rowsToo)
@@ -142,21 +121,6 @@ void RequireDirectionCosines(double cosA, double cosB, const char* function)
         Error(ERR_PARAMETER, function, "CosA and CosB must be direction cosine");
 }
 
-/// A column or row count from a position in samples: clamped to low ... size, not-a-number counting as low.
-std::int64_t ClampedCount(double position, std::int64_t low, std::int64_t size)
-{
-    if (!(position > static_cast<double>(low)))
-        return low;
-    return position < static_cast<double>(size) ? static_cast<std::int64_t>(position) : size;
-}
-
-/// The nearest index of a position, clamped to 0 ... size before it becomes an integer: a width that no integer holds
-/// reaches the edges like any other.
-std::int32_t ClampedIndex(double position, double pitch, std::int32_t size)
-{
-    return static_cast<std::int32_t>(ClampedCount(std::floor(position / pitch + 0.5) + size / 2, 0, size));
-}
-
 /// How a shift by s (metres) moves an axis of `size` samples with pitch p: samples [from, from + count) go to
 /// [from + offset, ...), and [clearFrom, clearTo) become zero.
 struct AxisShift
@@ -173,16 +137,42 @@ AxisShift ShiftOf(double s, std::int32_t size, double p)
     const std::int32_t half = size / 2;
     if (s > 0.0)
     {
-        const std::int64_t last = ClampedCount(std::floor((half * p - s) / p + 0.5) + half - 1, -1, size - 1);
+        const std::int64_t last = detail::ClampedCount(std::floor((half * p - s) / p + 0.5) + half - 1, -1, size - 1);
         const std::int64_t offset = size - last - 1;
         return {0, last + 1, offset, 0, offset};
     }
     if (s < 0.0)
     {
-        const std::int64_t first = ClampedCount(std::floor((-half * p - s) / p + 0.5) + half, 0, size);
+        const std::int64_t first = detail::ClampedCount(std::floor((-half * p - s) / p + 0.5) + half, 0, size);
         return {first, size - first, -first, size - first, size};
     }
     return {0, size, 0, 0, 0};
+}
+
+void ShiftColumns(Lumora& field, double s)
+{
+    const AxisShift shift = ShiftOf(s, field.GetNx(), field.GetPx());
+    if (shift.offset == 0 || field.N() == 0)
+        return;
+    for (std::int32_t j = 0; j < field.GetNy(); ++j)
+    {
+        Complex* const row = field.GetDataPointer() + field.IJ(0, static_cast<std::size_t>(j));
+        std::memmove(static_cast<void*>(row + shift.from + shift.offset), row + shift.from,
+                     static_cast<std::size_t>(shift.count) * sizeof(Complex));
+        std::fill(row + shift.clearFrom, row + shift.clearTo, Complex());
+    }
+}
+
+void ShiftRows(Lumora& field, double s)
+{
+    const AxisShift shift = ShiftOf(s, field.GetNy(), field.GetPy());
+    if (shift.offset == 0 || field.N() == 0)
+        return;
+    const std::int64_t nx = field.GetNx();
+    Complex* const samples = field.GetDataPointer();
+    std::memmove(static_cast<void*>(samples + (shift.from + shift.offset) * nx), samples + shift.from * nx,
+                 static_cast<std::size_t>(shift.count * nx) * sizeof(Complex));
+    std::fill(samples + shift.clearFrom * nx, samples + shift.clearTo * nx, Complex());
 }
 
 struct IntPoint
@@ -199,6 +189,36 @@ std::int32_t EdgeFunction(IntPoint a, IntPoint b, std::int32_t x, std::int32_t y
     return WrapSub(WrapMul(WrapSub(x, a.x), WrapSub(b.y, a.y)), WrapMul(WrapSub(y, a.y), WrapSub(b.x, a.x)));
 }
 
+/// Walks a line along its longer axis from `start` (first coordinate along that axis, the smaller end) to `end`: the
+/// other coordinate moves by step(e), e being how far the line lies above it, and set() takes every place but the
+/// first.
+///
+/// Only places with the first coordinate in 0 ... size - 1 count, so the walk skips what lies before and stops behind.
+/// Where the walk would stand depends on the places before only while the line runs close to the middle between two
+/// samples. That ends within a few thousand steps for any slope that 32-bit ends can have (the slope is 0, or both it
+/// and its distance from 1 are at least 2^-32), so kRunUp steps from the sample nearest to the line end where the whole
+/// walk does.
+template <class Step, class Set>
+void WalkLine(IntPoint start, std::int64_t end, double slope, std::int32_t size, const Step& step, const Set& set)
+{
+    constexpr std::int64_t kRunUp = 1 << 16;
+    std::int64_t along = start.x;
+    std::int64_t across = start.y;
+    const double offset = static_cast<double>(across) - static_cast<double>(along) * slope;
+    if (along < -kRunUp)
+    {
+        along = std::min(-kRunUp, end);
+        across = static_cast<std::int64_t>(std::floor(static_cast<double>(along) * slope + offset + 0.5));
+    }
+    end = std::min<std::int64_t>(end, std::int64_t{size} - 1);
+    while (along < end)
+    {
+        ++along;
+        across += step(static_cast<double>(along) * slope + offset - static_cast<double>(across));
+        set(along, across);
+    }
+}
+
 void FillWithOnes(Lumora& field)
 {
     detail::FillSamples(field.GetDataPointer(), field.N(), Complex(1.0, 0.0));
@@ -211,10 +231,10 @@ Lumora& Lumora::SetRect(double wx, double wy, double amplitude)
     RequireSamples(fn);
     Clear();
     const Complex value(amplitude, 0.0);
-    const std::int32_t i1 = ClampedIndex(wx / 2.0, px_, nx_);
-    const std::int32_t i0 = ClampedIndex(-wx / 2.0, px_, nx_);
-    const std::int32_t j1 = ny_ == 1 ? 1 : ClampedIndex(wy / 2.0, py_, ny_);
-    const std::int32_t j0 = ny_ == 1 ? 0 : ClampedIndex(-wy / 2.0, py_, ny_);
+    const std::int32_t i1 = detail::ClampedIndex(wx / 2.0, px_, nx_);
+    const std::int32_t i0 = detail::ClampedIndex(-wx / 2.0, px_, nx_);
+    const std::int32_t j1 = ny_ == 1 ? 1 : detail::ClampedIndex(wy / 2.0, py_, ny_);
+    const std::int32_t j0 = ny_ == 1 ? 0 : detail::ClampedIndex(-wy / 2.0, py_, ny_);
     if (i0 < i1)
         detail::ParallelRows(j0, j1,
                              [&](std::int32_t j)
@@ -314,7 +334,7 @@ Lumora& Lumora::ReduceByAverage(int nx, int ny)
     if ((nx_ > 1 && bx >= nx_) || (ny_ > 1 && by >= ny_))
         Error(ERR_PARAMETER, fn, "");
     const Lumora old(*this);
-    Resize(*this, nx_ / bx, ny_ / by);
+    detail::Resize(*this, nx_ / bx, ny_ / by);
     px_ *= static_cast<double>(bx);
     py_ *= static_cast<double>(by);
     const double factor = 1.0 / static_cast<double>(bx) / static_cast<double>(by);
@@ -421,7 +441,7 @@ Lumora& Lumora::ExtractWindow(const Lumora& source, Complex background)
     // A refusal of the new size changes nothing, so it stands first; the samples that it keeps are those of the present
     // size.
     const std::size_t before = N();
-    Resize(*this, width, height);
+    detail::Resize(*this, width, height);
     CopyParam(source);
     // Kept: the background goes into the samples of the size before; samples that a larger size adds are not filled.
     if (dataPointer_ != nullptr)
@@ -450,17 +470,10 @@ Lumora& Lumora::ShiftZeroFillX(double d)
     static constexpr char fn[] = "LumoraLib::Lumora::ShiftZeroFillX";
     RequireSamples(fn);
     const double s = -d;
-    const AxisShift shift = ShiftOf(s, nx_, px_);
-    if (shift.offset != 0)
-        for (std::int32_t j = 0; j < ny_; ++j)
-        {
-            Complex* const row = dataPointer_ + IJ(0, static_cast<std::size_t>(j));
-            std::memmove(static_cast<void*>(row + shift.from + shift.offset), row + shift.from,
-                         static_cast<std::size_t>(shift.count) * sizeof(Complex));
-            std::fill(row + shift.clearFrom, row + shift.clearTo, Complex(0.0, 0.0));
-        }
+    const Vector step = IsRealSpace() ? GetUnitVectorX() * s : Vector(); // takes memory: before anything moves
+    ShiftColumns(*this, s);
     if (IsRealSpace())
-        origin_ += GetUnitVectorX() * s;
+        origin_ += step;
     return *this;
 }
 
@@ -469,16 +482,10 @@ Lumora& Lumora::ShiftZeroFillY(double d)
     static constexpr char fn[] = "LumoraLib::Lumora::ShiftZeroFillY";
     RequireSamples(fn);
     const double s = -d;
-    const AxisShift shift = ShiftOf(s, ny_, py_);
-    if (shift.offset != 0)
-    {
-        std::memmove(static_cast<void*>(dataPointer_ + (shift.from + shift.offset) * nx_),
-                     dataPointer_ + shift.from * nx_,
-                     static_cast<std::size_t>(shift.count) * static_cast<std::size_t>(nx_) * sizeof(Complex));
-        std::fill(dataPointer_ + shift.clearFrom * nx_, dataPointer_ + shift.clearTo * nx_, Complex(0.0, 0.0));
-    }
+    const Vector step = IsRealSpace() ? GetUnitVectorY() * s : Vector();
+    ShiftRows(*this, s);
     if (IsRealSpace())
-        origin_ += GetUnitVectorY() * s;
+        origin_ += step;
     return *this;
 }
 
@@ -489,8 +496,15 @@ Lumora& Lumora::ShiftZeroFill(Axis axis, double d)
 
 Lumora& Lumora::ShiftZeroFill(double dx, double dy)
 {
-    ShiftZeroFillX(dx);
-    return ShiftZeroFillY(dy);
+    static constexpr char fn[] = "LumoraLib::Lumora::ShiftZeroFillX";
+    RequireSamples(fn);
+    const Vector x = IsRealSpace() ? GetUnitVectorX() * -dx : Vector();
+    const Vector y = IsRealSpace() ? GetUnitVectorY() * -dy : Vector();
+    ShiftColumns(*this, -dx);
+    ShiftRows(*this, -dy);
+    if (IsRealSpace())
+        origin_ = origin_ + x + y;
+    return *this;
 }
 
 Lumora& Lumora::Superimpose(Lumora& source, float dx, float dy)
@@ -602,40 +616,22 @@ Lumora& Lumora::DrawLine(int x1, int y1, int x2, int y2, const Complex& value)
     if (std::fabs(slope) <= 1.0)
     {
         const bool swapped = x1 > x2;
-        std::int64_t x = swapped ? x2 : x1;
-        std::int64_t y = swapped ? y2 : y1;
-        const std::int64_t end = swapped ? x1 : x2;
-        const double offset = static_cast<double>(y) - static_cast<double>(x) * slope;
-        while (x != end)
-        {
-            ++x;
-            const double e = static_cast<double>(x) * slope + offset - static_cast<double>(y);
-            if (e > 0.5)
-                ++y;
-            else if (e <= -0.5)
-                --y;
-            set(x, y);
-        }
+        WalkLine(
+            {swapped ? x2 : x1, swapped ? y2 : y1}, swapped ? x1 : x2, slope, nx_,
+            [](double e) { return e > 0.5     ? 1
+                                  : e <= -0.5 ? -1
+                                              : 0; }, set);
     }
     else
     {
         const bool swapped = y1 > y2;
-        std::int64_t x = swapped ? x2 : x1;
-        std::int64_t y = swapped ? y2 : y1;
-        const std::int64_t end = swapped ? y1 : y2;
-        const double offset = static_cast<double>(x) - static_cast<double>(y) * inverse;
-        while (y != end)
-        {
-            ++y;
-            const double e = static_cast<double>(y) * inverse + offset - static_cast<double>(x);
-            // Kept: the step back is strict here and not in the flat case, so lines mirrored about the diagonal can
-            // differ.
-            if (e > 0.5)
-                ++x;
-            else if (e < -0.5)
-                --x;
-            set(x, y);
-        }
+        // Kept: the step back is strict here and not in the flat case, so lines mirrored about the diagonal can differ.
+        WalkLine(
+            {swapped ? y2 : y1, swapped ? x2 : x1}, swapped ? y1 : y2, inverse, ny_,
+            [](double e) { return e > 0.5    ? 1
+                                  : e < -0.5 ? -1
+                                             : 0; },
+            [&](std::int64_t y, std::int64_t x) { set(x, y); });
     }
     set(x2, y2);
     return *this;

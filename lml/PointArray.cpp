@@ -413,20 +413,20 @@ PointArray& PointArray::Rotate(const RMatrix& matrix)
 
 PointArray& PointArray::ProjectionOn(const Plane& plane)
 {
-    const Plane target = plane; // may be this object
-    const Vector normal = target.GetNormalVector();
+    const Vector normal = plane.GetNormalVector();
+    PointArray projected(*this); // the plane may be this object, and a point may fail
     for (int i = 0; i < count_; ++i)
-        SetPoint(i, target.GetIntersectionPoint(Line(Get(i), normal)));
-    return *this;
+        projected.SetPoint(i, plane.GetIntersectionPoint(Line(Get(i), normal)));
+    return *this = std::move(projected);
 }
 
 PointArray& PointArray::ProjectionOn(const Plane& plane, const Line& line)
 {
-    const Plane target = plane; // may be this object
     const Vector direction = line.GetPoint(1) - line.GetPoint(0);
+    PointArray projected(*this); // the plane or the line may be this object, and a point may fail
     for (int i = 0; i < count_; ++i)
-        SetPoint(i, Line(Get(i), direction).GetIntersectionPoint(target));
-    return *this;
+        projected.SetPoint(i, Line(Get(i), direction).GetIntersectionPoint(plane));
+    return *this = std::move(projected);
 }
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -1,4 +1,5 @@
-// Constants, the position tolerance, and the operations of the value types that need sine and cosine or a stream.
+// Constants, the position tolerance, and the operations of the value types that need an angle, its sine and cosine, or
+// a stream.
 #include "LmlTypes.h"
 
 #include <math.h>
@@ -54,6 +55,21 @@ const double& GetPositionTolerance()
 void SetPositionTolerance(double tolerance)
 {
     positionTolerance = tolerance;
+}
+
+Phase Complex::Phase() const
+{
+    return _Phase(std::atan2(GetImag(), GetReal()));
+}
+
+Phase ComplexDouble::Phase() const
+{
+    return _Phase(std::atan2(im_, re_));
+}
+
+double Angle(const Vector& a, const Vector& b)
+{
+    return std::acos((a * b) / (a.GetLength() * b.GetLength()));
 }
 
 void Complex::SetIntensity(double intensity)

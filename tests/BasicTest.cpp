@@ -1,6 +1,7 @@
 // Life cycle of a field, coordinates, window, form stack, and what happens when sizes and samples disagree.
 #include "TestTools.h"
 
+#include <algorithm>
 #include <climits>
 #include <utility>
 
@@ -53,6 +54,20 @@ TEST(Basic, SizesAreRaisedToPowersOfTwo)
     EXPECT_EQ(empty.GetDataPointer(), nullptr);
     EXPECT_TRUE(WindowIs(empty, 0, 0, 0, 5));
 }
+
+#ifndef NDEBUG
+TEST(Basic, NewSamplesAreSignallingInDebugBuilds)
+{
+    Lumora f(4, 4);
+    f.SetNx(1 << 17).SetNy(8); // the new samples behind the old ones, on huge pages
+    f[0] = Complex();
+    f.Init(nullptr);
+    for (const std::size_t n : {std::size_t{1}, std::size_t{16}, f.N() - 1})
+        EXPECT_EQ(Bits(f[n].Real()) & Bits(f[n].Imag()), 0x7fa00000u) << n;
+    EXPECT_TRUE(f[0] == Complex());
+    EXPECT_TRUE(std::isnan(f.GetSquareSumWhole()));
+}
+#endif
 
 TEST(Basic, ConstructorsAndDefaults)
 {
@@ -205,6 +220,13 @@ TEST(Basic, CopiesAreDeepAndStayInsideTheSource)
         EXPECT_TRUE((*h)[32] == Complex());
         EXPECT_TRUE((*h)[63] == Complex());
     }
+    // Sizes that no memory holds: the target stays whole.
+    f.SetNx(1 << 30).SetNy(1 << 30);
+    const Lumora before(data);
+    EXPECT_EQ(Catch([&] { data = f; }).code, 1);
+    EXPECT_TRUE(SameBits(data, before));
+    EXPECT_EQ(Catch([&] { data.CopyData(f); }).code, 1);
+    EXPECT_TRUE(SameBits(data, before));
     // A target whose sizes are equal but whose buffer is smaller gets room first.
     Lumora small(2, 2);
     small.SetNx(8).SetNy(8);
@@ -331,7 +353,26 @@ TEST(Basic, OperationsRefuseSizesWithoutSamples)
 
 TEST(Basic, EmptyFieldsPassThroughEverything)
 {
-    for (const auto& size : {std::pair{0, 0}, {0, 5}, {5, 0}, {-4, 0}, {0, -4}})
+    // No row has a negative length, and an empty grid is not long enough to keep loops over its rows busy.
+    for (const auto& size : {std::pair{-4, 0}, {0, INT_MIN}, {0, INT_MAX}, {INT_MAX, 0}})
+    {
+        Lumora f(size.first, size.second);
+        for (const auto& call :
+             std::initializer_list<std::function<void()>>{[&] { f.Embed(1); }, [&] { f.ScaledFft(0.5, 0.5); },
+                                                          [&] { f.Add(f); }, [&] { f.Pixelation(1); },
+                                                          [&] { f.ShiftZeroFillY(1.0); }, [&] { f.ModRandomPhase(); },
+                                                          [&]
+                                                          {
+                                                              f.GetSquareSum();
+                                                          }})
+        {
+            const Failure failure = Catch(call);
+            EXPECT_EQ(failure.code, 6);
+            EXPECT_EQ(failure.message,
+                      size.first < 0 || size.second < 0 ? kNoSamples : "the grid is empty: give both Nx and Ny a size");
+        }
+    }
+    for (const auto& size : {std::pair{0, 0}, {0, 5}, {5, 0}})
     {
         Lumora f(size.first, size.second);
         const Failure none{};
@@ -366,18 +407,17 @@ TEST(Basic, Coordinates)
     EXPECT_EQ(f.IJ(3, 2), 19u);
     EXPECT_EQ(Lumora(1, 1, 1.0).X(0), 0.0);
     const double inf = std::numeric_limits<double>::infinity();
-    const std::pair<double, int> indices[] = {{-0.5, 4},     {0.49, 4},
-                                              {0.5, 5},      {100.0, 104},
-                                              {-100.0, -96}, {1e300, INT_MIN + 4},
-                                              {inf, INT_MIN + 4}, {NAN, INT_MIN + 4}};
+    const std::pair<double, int> indices[] = {{-0.5, 4},          {0.49, 4},          {0.5, 5},
+                                              {100.0, 104},       {-100.0, -96},      {1e10, INT_MIN + 4},
+                                              {inf, INT_MIN + 4}, {NAN, INT_MIN + 4}, {-inf, INT_MIN + 4}};
     for (const auto& t : indices)
     {
         EXPECT_EQ(f.I(t.first), t.second) << t.first;
-        EXPECT_EQ(f._xtoi(t.first), t.second < 0 ? 0 : t.second > 8 ? 8 : t.second) << t.first;
+        // Clamped as a number: no index needs to hold it.
+        EXPECT_EQ(f._xtoi(t.first), t.first >= 4.0 ? 8 : std::clamp(t.second, 0, 8)) << t.first;
+        EXPECT_EQ(f._ytoj(t.first), t.first >= 1.0 ? 4 : t.first > -1.0 ? f.J(t.first) : 0) << t.first;
     }
     EXPECT_EQ(f.J(0.25), 3);
-    EXPECT_EQ(f._ytoj(10.0), 4);
-    EXPECT_EQ(f._ytoj(-10.0), 0);
 }
 
 TEST(Basic, AccessorsNeverLookAtTheForm)
@@ -412,7 +452,12 @@ TEST(Basic, Windows)
     for (const auto& b : bad)
         EXPECT_EQ(Catch([&] { f.SetWindow(b[0], b[1], b[2], b[3]); }), outside);
     EXPECT_EQ(Catch([&] { f.SetWindow(LML_RECT(0, 17, 1, 0)); }), outside);
-    EXPECT_EQ(Catch([&] { f.SetWindow(0.0, 1e300, 0.0, 1.0); }).code, 0); // overflows to a reversed window
+    const double inf = std::numeric_limits<double>::infinity();
+    for (const double far : {5.0, 1e10, 1e300, inf, double{NAN}}) // just outside, and where no index is
+    {
+        EXPECT_EQ(Catch([&] { f.SetWindow(0.0, far, 0.0, 1.0); }), outside) << far;
+        EXPECT_EQ(Catch([&] { f.SetWindow(0.0, 1.0, -2.0 * far, 1.0); }), outside) << far;
+    }
     EXPECT_TRUE(WindowIs(f.SetWindow(0, 8, 0, 16), 0, 8, 0, 16));
 
     Lumora a(16, 16);

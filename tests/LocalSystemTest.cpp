@@ -266,6 +266,10 @@ TEST(LocalSystem, ResamplingRangesAndStates)
         EXPECT_EQ(target[n], Complex(0.0, 0.0));
 
     source.SetOrigin(Vector());
+    target.SetPx(1e-10).SetPy(1e-10); // the source's ends lie at indices beyond 32 bits, on both sides of the target
+    target.ResamplingCopy(source, ADJACENT_INTERPOL);
+    EXPECT_EQ(target.GetPixel(0, 15), source.GetPixel(8, 8));
+    target.SetPx(1.0).SetPy(1.0);
     for (const int lib : {0, 1})
     {
         const Engine engine(static_cast<FftLib>(lib));

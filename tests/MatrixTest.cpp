@@ -128,7 +128,15 @@ TEST(RMatrixTest, StartsAsZeroAndStaysOfOrderThree)
     ExpectRows(copy, {1, 2, 3, 4, 5, 6, 7, 8, 9});
     EXPECT_EQ(&(m = copy), &m);
     ExpectRows(m, {1, 2, 3, 4, 5, 6, 7, 8, 9});
-    EXPECT_EQ(Catch([&] { m.Copy(SqrMatrix(2)); }), (Failure{3, "LumoraLib::RMatrix::Copy", ""}));
+    SqrMatrix& base = m; // keeps the order too: every product of the class reads nine elements
+    for (const auto& take :
+         std::initializer_list<std::function<void()>>{[&] { m.Copy(SqrMatrix(2)); }, [&] { base = SqrMatrix(2); },
+                                                      [&]
+                                                      {
+                                                          base.Copy(SqrMatrix(4));
+                                                      }})
+        EXPECT_EQ(Catch(take), (Failure{3, "LumoraLib::RMatrix::Copy", ""}));
+    base = Filled(3);
     ExpectRows(m.GetInverse(), {1, 4, 7, 2, 5, 8, 3, 6, 9}); // the transpose, not the inverse
     ExpectNear(m * Vector(1, 0, -1), -2, -2, -2, 0.0);
     Vector v(1, 0, -1);

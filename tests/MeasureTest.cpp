@@ -95,44 +95,28 @@ struct Measure
     std::function<double(Lumora&, int)> expected;
 };
 
+double Count(const LML_RECT& w)
+{
+    return (w.top - w.bottom) * (w.right - w.left);
+}
+
+#define MEASURE(name, ...)                                                                                             \
+    {                                                                                                                  \
+#name, [](Lumora & f) {                                                                                        \
+            return f.name();                                                                                           \
+        }, [](Lumora & f, [[maybe_unused]] int threads) __VA_ARGS__                                                    \
+    }
 const Measure kMeasures[] = {
-    {"GetSquareSum", [](Lumora& f) { return f.GetSquareSum(); },
-     [](Lumora& f, int threads)
-     {
-         return WindowSum(f, f.Window(), threads, [&](const Complex& u) { return Sq(u, f.Form()); });
-     }},
-    {"GetSquareSumWhole", [](Lumora& f) { return f.GetSquareSumWhole(); },
-     [](Lumora& f, int threads)
-     {
-         return WholeSum(f, threads, [&](const Complex& u) { return Sq(u, f.Form()); });
-     }},
-    {"GetAbsoluteSum", [](Lumora& f) { return f.GetAbsoluteSum(); },
-     [](Lumora& f, int threads)
-     {
-         return WindowSum(f, f.Window(), threads, [&](const Complex& u) { return Mag(u, f.Form()); });
-     }},
-    {"GetAmplitudeSum", [](Lumora& f) { return f.GetAmplitudeSum(); },
-     [](Lumora& f, int)
-     {
-         return f.GetAbsoluteSum();
-     }},
-    {"GetSquareAverage", [](Lumora& f) { return f.GetSquareAverage(); },
-     [](Lumora& f, int)
-     {
-         const LML_RECT w = f.Window();
-         return f.GetSquareSum() / ((w.top - w.bottom) * (w.right - w.left));
-     }},
-    {"GetAbsoluteAverage", [](Lumora& f) { return f.GetAbsoluteAverage(); },
-     [](Lumora& f, int)
-     {
-         const LML_RECT w = f.Window();
-         return f.GetAbsoluteSum() / ((w.top - w.bottom) * (w.right - w.left));
-     }},
-    {"GetAmplitudeAverage", [](Lumora& f) { return f.GetAmplitudeAverage(); },
-     [](Lumora& f, int)
-     {
-         return f.GetAbsoluteAverage();
-     }},
+    MEASURE(GetSquareSum,
+            { return WindowSum(f, f.Window(), threads, [&](const Complex& u) { return Sq(u, f.Form()); }); }),
+    MEASURE(GetSquareSumWhole, { return WholeSum(f, threads, [&](const Complex& u) { return Sq(u, f.Form()); }); }),
+    MEASURE(GetAbsoluteSum,
+            { return WindowSum(f, f.Window(), threads, [&](const Complex& u) { return Mag(u, f.Form()); }); }),
+    MEASURE(GetAmplitudeSum, { return f.GetAbsoluteSum(); }),
+    MEASURE(GetSquareAverage, { return f.GetSquareSum() / Count(f.Window()); }),
+    MEASURE(GetAbsoluteAverage, { return f.GetAbsoluteSum() / Count(f.Window()); }),
+    MEASURE(GetAmplitudeAverage, { return f.GetAbsoluteAverage(); }),
+    MEASURE(GetAmplitudeMax, { return f.GetAbsoluteMax(); }),
     {"GetAbsoluteMax", [](Lumora& f) { return f.GetAbsoluteMax(); },
      [](Lumora& f, int)
      {
@@ -143,11 +127,6 @@ const Measure kMeasures[] = {
              for (int i = std::max(w.left, 0); i < std::min(w.right, f.GetNx()); ++i)
                  max = std::max(max, Mag(f.GetPixel(i, j), f.Form()));
          return max;
-     }},
-    {"GetAmplitudeMax", [](Lumora& f) { return f.GetAmplitudeMax(); },
-     [](Lumora& f, int)
-     {
-         return f.GetAbsoluteMax();
      }},
     {"GetAmplitudeMaxWhole", [](Lumora& f) { return f.GetAmplitudeMaxWhole(); },
      [](Lumora& f, int)
@@ -168,7 +147,7 @@ const Measure kMeasures[] = {
              const double deviation = mean - std::sqrt(D(u.Real()) * D(u.Real()) + D(second));
              return deviation * deviation;
          };
-         return WindowSum(f, w, threads, term) / ((w.top - w.bottom) * (w.right - w.left));
+         return WindowSum(f, w, threads, term) / Count(w);
      }},
     {"GetEnergyRatioInWindow", [](Lumora& f) { return f.Form() == POLAR_AMPLITUDE ? 0.0 : f.GetEnergyRatioInWindow(); },
      [](Lumora& f, int threads)
@@ -376,6 +355,9 @@ TEST(Measure, OverlapFactor)
                                      });
             ExpectSame(a.GetOverlapFactor(b),
                        p * p / (WholeSum(a, threads, square) * WindowSum(b, b.Window(), threads, square)), "overlap");
+            // With itself the window is the whole grid on both sides, and comes back.
+            EXPECT_NEAR(a.GetOverlapFactor(a), 1.0, 1e-12);
+            EXPECT_EQ(a.Window().bottom, 9);
             Lumora small(8, 8); // read as far as it goes
             small.SetConst(Complex(1.0, 0.0));
             EXPECT_GT(a.GetOverlapFactor(small), 0.0);

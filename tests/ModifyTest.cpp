@@ -3,11 +3,22 @@
 #include "TestTools.h"
 
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <limits>
 #include <set>
 
 using namespace lmltest;
+
+#ifndef LML_TEST_SANITIZED
+// The aligned memory of the library can be made to run out.
+static bool memoryFails = false;
+extern "C" int posix_memalign(void** p, std::size_t alignment, std::size_t size) noexcept
+{
+    *p = memoryFails ? nullptr : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+    return *p == nullptr ? ENOMEM : 0;
+}
+#endif
 
 namespace
 {
@@ -290,83 +301,46 @@ TEST(Modify, EnlargementsByIndex)
 
 TEST(Modify, SizeChangesRefused)
 {
-    using Call = std::function<void(Lumora&, int)>;
-    struct Sized
+    const CallTable calls = {LML_CALL("ReduceByAverage", f.ReduceByAverage(n)),
+                             LML_CALL("ReduceByAverage", f.ReduceByAverage(n, 0)),
+                             LML_CALL("ReduceByAverage", f.ReduceByAverage(0, n)),
+                             LML_CALL("Replicate", f.Replicate(n)),
+                             LML_CALL("Pixelation", f.Pixelation(n)),
+                             LML_CALL("Pixelation", f.Subdivide(n)),
+                             LML_CALL("EnlargeZeroFill", f.EnlargeZeroFill(n))};
+    for (const auto& [name, call] : calls)
     {
-        const char* name;
-        const char* function;
-        Call call;
-    };
-    const Sized calls[] = {{"ReduceByAverage", "ReduceByAverage",
-                                                                 [](Lumora& f, int n)
-                                                                 {
-                                                                     f.ReduceByAverage(n);
-                                                                 }},
-                                                                {"ReduceByAverage(nx, 0)", "ReduceByAverage",
-                                                                 [](Lumora& f, int n)
-                                                                 {
-                                                                     f.ReduceByAverage(n, 0);
-                                                                 }},
-                                                                {"ReduceByAverage(0, ny)", "ReduceByAverage",
-                                                                 [](Lumora& f, int n)
-                                                                 {
-                                                                     f.ReduceByAverage(0, n);
-                                                                 }},
-                                                                {"Replicate", "Replicate",
-                                                                 [](Lumora& f, int n)
-                                                                 {
-                                                                     f.Replicate(n);
-                                                                 }},
-                                                                {"Pixelation", "Pixelation",
-                                                                 [](Lumora& f, int n)
-                                                                 {
-                                                                     f.Pixelation(n);
-                                                                 }},
-                                                                {"Subdivide", "Pixelation",
-                                                                 [](Lumora& f, int n)
-                                                                 {
-                                                                     f.Subdivide(n);
-                                                                 }},
-                                                                {"EnlargeZeroFill", "EnlargeZeroFill",
-                                                                 [](Lumora& f, int n)
-                                                                 {
-                                                                     f.EnlargeZeroFill(n);
-                                                                 }}};
-    const std::string prefix = "LumoraLib::Lumora::";
-    for (const Sized& c : calls)
-    {
-        const char* const name = c.name;
-        const char* const function = c.function;
-        const Call& call = c.call;
+        const std::string function = std::string("LumoraLib::Lumora::") + name;
+        const bool reduces = function.find("Reduce") != std::string::npos;
         Lumora f = Numbered(8, 4);
         f.SetWindow(1, 5, 0, 3).SetOrigin(Vector(1, 2, 3));
         const State before(f);
         for (const int n : {-1, INT_MIN})
-            EXPECT_EQ(Catch([&] { call(f, n); }), (Failure{3, prefix + function, ""})) << name;
-        if (std::string(function) == "ReduceByAverage")
-            for (const int n : {3, 5, 31})
-                EXPECT_EQ(Catch([&] { call(f, n); }), (Failure{3, prefix + function, ""})) << name << n;
-        else
-            for (const int n : {28, 30, 31}) // sizes without memory: beyond 2^30, or beyond 32 bits
-                EXPECT_EQ(Catch([&] { call(f, n); }).code, 1) << name << n;
+            EXPECT_EQ(Catch([&, &run = call] { run(f, n); }), (Failure{3, function, ""}));
+        for (const int n : {28, 30, 31}) // a block beyond the field; sizes without memory: beyond 2^30, or 32 bits
+            EXPECT_EQ(Catch([&, &run = call] { run(f, n); }).code, reduces ? 3 : 1) << name << n;
+        if (reduces)
+        {
+            EXPECT_EQ(Catch([&, &run = call] { run(f, 3); }), (Failure{3, function, ""})) << name;
+        }
         before.ExpectKept(f, name);
         Lumora none(8, 4);
         none.Dispose();
-        EXPECT_EQ(Catch([&] { call(none, 1); }),
-                  (Failure{6, prefix + function, "the grid has no samples yet: Init must come first"}));
-        EXPECT_EQ(Catch([&] { call(none, 0); }).code, 0); // returns at once
+        EXPECT_EQ(Catch([&, &run = call] { run(none, 1); }),
+                  (Failure{6, function, "the grid has no samples yet: Init must come first"}));
+        EXPECT_EQ(Catch([&, &run = call] { run(none, 0); }).code, 0); // returns at once
         Fenced mine(8, 4);
         mine.field.Clear();
-        if (std::string(function) != "ReduceByAverage")
+        if (!reduces)
         {
-            EXPECT_EQ(Catch([&] { call(mine.field, 1); }).message, "User-Defined buffer is too small");
+            EXPECT_EQ(Catch([&, &run = call] { run(mine.field, 1); }).message, "User-Defined buffer is too small");
             EXPECT_EQ(mine.field.GetNx(), 8);
             EXPECT_EQ(mine.field.GetNy(), 4);
         }
         for (const auto& size : {std::pair{0, 0}, std::pair{0, 4}, std::pair{4, 0}})
         {
             Lumora empty(size.first, size.second);
-            EXPECT_NE(Catch([&] { call(empty, 1); }).code, 6) << name;
+            EXPECT_NE(Catch([&, &run = call] { run(empty, 1); }).code, 6) << name;
         }
     }
 }
@@ -544,6 +518,32 @@ TEST(Modify, ShiftsKeepInsideAndMoveTheOriginOfFieldsOnly)
         EXPECT_EQ(g.Real(0, 0), 19.0f); // sample (2, 2) of before
     }
 }
+
+#ifndef LML_TEST_SANITIZED
+TEST(Modify, ShiftsWithoutMemoryChangeNothing)
+{
+    for (const int form : {1, 2, 3})
+    {
+        Lumora f = Numbered(8, 4);
+        f.SetNormalVector(Vector(1, 0, 0)).SetOrigin(Vector(1, 1, 1));
+        const State before(f);
+        memoryFails = true;
+        const Failure failure = Catch(
+            [&]
+            {
+                if (form == 1)
+                    f.ShiftZeroFillX(4e-6);
+                else if (form == 2)
+                    f.ShiftZeroFillY(6e-6);
+                else
+                    f.ShiftZeroFill(4e-6, 6e-6);
+            });
+        memoryFails = false;
+        EXPECT_EQ(failure.function, "LumoraLib::Malloc");
+        before.ExpectKept(f, "no memory");
+    }
+}
+#endif
 
 TEST(Modify, SuperimposeAddsTheOverlap)
 {
@@ -778,115 +778,116 @@ TEST(Modify, DrawLineTable)
     }
 }
 
-TEST(Modify, LinesInAllDirectionsAreThinAndStayInside)
+namespace
 {
-    for (int x = -40; x <= 40; x += 3)
-        for (int y = -40; y <= 40; y += 5)
+/// The places of a line by the walk along all of it.
+std::set<std::pair<int, int>> WholeWalk(const Lumora& f, int x1, int y1, int x2, int y2)
+{
+    std::set<std::pair<int, int>> places;
+    const double dx = static_cast<double>(x2) - x1;
+    const double dy = static_cast<double>(y2) - y1;
+    const double m = dx == 0 ? 1e300 : dy / dx;
+    const bool flat = std::fabs(m) <= 1.0;
+    const double slope = flat ? m : dx == 0 ? 0 : 1.0 / m;
+    const bool swapped = flat ? x1 > x2 : y1 > y2;
+    int a = flat ? (swapped ? x2 : x1) : swapped ? y2 : y1;
+    int b = flat ? (swapped ? y2 : y1) : swapped ? x2 : x1;
+    const int end = flat ? (swapped ? x1 : x2) : swapped ? y1 : y2;
+    const double offset = static_cast<double>(b) - static_cast<double>(a) * slope;
+    const auto put = [&](int x, int y)
+    {
+        if (x >= 0 && x < f.GetNx() && y >= 0 && y < f.GetNy())
+            places.insert({x, y});
+    };
+    while (a != end)
+    {
+        const double e = static_cast<double>(++a) * slope + offset - static_cast<double>(b);
+        b += e > 0.5 ? 1 : (flat ? e <= -0.5 : e < -0.5) ? -1 : 0;
+        put(flat ? a : b, flat ? b : a);
+    }
+    put(x2, y2);
+    return places;
+}
+} // namespace
+
+TEST(Modify, LinesAreThoseOfTheWholeWalkFromAnywhere)
+{
+    std::mt19937 random(5);
+    int met = 0;
+    for (int round = 0; round < 2300; ++round)
+    {
+        // Ends around the grid, then far beyond it with a place of the grid between them, many nearly along the axes or
+        // the diagonals, where a line stays close to the middle between two samples for long.
+        const bool far = round >= 2000;
+        const int reach = far ? 500000 : 60;
+        const auto number = [&](int most)
         {
-            Fenced f(32, 32);
-            f.field.Clear();
-            f.field.DrawLine(15, 14, 15 + x, 14 + y, Complex(1.0, 2.0));
-            EXPECT_TRUE(f.Whole());
-            const double length = std::hypot(x, y);
-            const auto painted = Painted(f.field);
-            for (const auto& p : painted)
-                if (length > 0)
-                {
-                    const double off = std::abs((p.first - 15) * y - (p.second - 14) * x) / length;
-                    EXPECT_LE(off, 0.5 + 1e-9) << x << ", " << y;
-                }
-            if (std::abs(x) < 15 && std::abs(y) < 15)
+            return static_cast<int>(random() % (2u * static_cast<unsigned>(most) + 1)) - most;
+        };
+        int x1 = number(reach), y1 = number(reach), x2 = number(reach), y2 = number(reach);
+        if (far)
+        {
+            const int dx = number(reach);
+            const int dy = round % 3 == 0 ? number(3) : round % 3 == 1 ? dx + number(3) : number(reach);
+            x1 = static_cast<int>(random() % 32) - dx;
+            y1 = static_cast<int>(random() % 16) - (round % 2 == 0 ? dy : -dy);
+            x2 = x1 + 2 * dx + number(2);
+            y2 = y1 + (round % 2 == 0 ? 2 * dy : -2 * dy) + number(2);
+            if (round % 4 == 0)
             {
-                const bool rising = std::abs(y) <= std::abs(x) ? x > 0 : y > 0;
-                EXPECT_EQ(painted.size(),
-                          static_cast<std::size_t>(std::max(std::abs(x), std::abs(y)) + (rising ? 0 : 1)));
-                EXPECT_EQ(painted.count({15, 14}), rising ? 0u : 1u) << x << ", " << y;
-                EXPECT_EQ(painted.count({15 + x, 14 + y}), 1u);
+                std::swap(x1, y1);
+                std::swap(x2, y2);
             }
         }
+        Fenced f(32, 16);
+        f.field.Clear();
+        f.field.DrawLine(x1, y1, x2, y2, Complex(1.0, 2.0));
+        const auto expected = WholeWalk(f.field, x1, y1, x2, y2);
+        ASSERT_EQ(Painted(f.field), expected) << x1 << ", " << y1 << " to " << x2 << ", " << y2;
+        EXPECT_TRUE(f.Whole());
+        met += far && !expected.empty();
+    }
+    EXPECT_GT(met, 200);
+    // The longest lines there are take no longer.
+    Lumora f(8, 8);
+    f.Clear();
+    f.DrawLine(INT_MIN, INT_MIN, INT_MAX, INT_MAX, Complex(1.0, 2.0))
+        .DrawLine(INT_MAX, 3, INT_MIN, 3, Complex(1.0, 2.0))
+        .DrawLine(5, INT_MAX, 5, INT_MIN, Complex(1.0, 2.0))
+        .DrawLine(INT_MAX - 9, 1, INT_MAX, INT_MAX, Complex(1.0, 2.0));
+    EXPECT_EQ(Painted(f).size(), 8u + 7u + 6u);
 }
 
 TEST(Modify, NoSamplesIsRefusedByName)
 {
-    const std::pair<const char*, std::function<void(Lumora&)>> calls[] = {
-        {"SetRect",
-         [](Lumora& f)
-         {
-             f.SetRect(1, 1, 1);
-         }},
-        {"SetGaussian",
-         [](Lumora& f)
-         {
-             f.SetGaussian(1, 1, 1);
-         }},
-        {"SetSeparableGaussian",
-         [](Lumora& f)
-         {
-             f.SetSeparableGaussian(1, 1, 1, 1, 1);
-         }},
-        {"SetPlaneWave",
-         [](Lumora& f)
-         {
-             f.SetPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0));
-         }},
-        {"SetPlaneWave",
-         [](Lumora& f)
-         {
-             f.SetPlaneWave(0.0, 0.0, LumoraLib::Phase(0));
-         }},
-        {"MultiplyPlaneWave",
-         [](Lumora& f)
-         {
-             f.MultiplyPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0));
-         }},
-        {"MultiplyPlaneWave",
-         [](Lumora& f)
-         {
-             f.MultiplyPlaneWave(0.0, 0.0, LumoraLib::Phase(0));
-         }},
-        {"ExtractWindow",
-         [](Lumora& f)
-         {
-             f.ExtractWindow(Lumora(4, 4), Complex());
-         }},
-        {"ShiftZeroFillX",
-         [](Lumora& f)
-         {
-             f.ShiftZeroFillX(1);
-         }},
-        {"ShiftZeroFillY",
-         [](Lumora& f)
-         {
-             f.ShiftZeroFillY(1);
-         }},
-        {"Superimpose",
-         [](Lumora& f)
-         {
-             Lumora source(4, 4);
-             f.Superimpose(source, 0.0f, 0.0f);
-         }},
-        {"PaintTriangle",
-         [](Lumora& f)
-         {
-             f.PaintTriangle(0, 0, 1, 1, 2, 2, Complex());
-         }},
-        {"Paint",
-         [](Lumora& f)
-         {
-             f.Paint(0, 0, Complex());
-         }},
-        {"DrawLine", [](Lumora& f)
-         {
-             f.DrawLine(0, 0, 1, 1, Complex());
-         }}};
-    for (const auto& c : calls)
+    const CallTable calls = {
+        LML_CALL("SetRect", f.SetRect(1, 1, 1)),
+        LML_CALL("SetGaussian", f.SetGaussian(1, 1, 1)),
+        LML_CALL("SetSeparableGaussian", f.SetSeparableGaussian(1, 1, 1, 1, 1)),
+        LML_CALL("SetPlaneWave", f.SetPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
+        LML_CALL("SetPlaneWave", f.SetPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
+        LML_CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
+        LML_CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
+        LML_CALL("ExtractWindow", f.ExtractWindow(Lumora(4, 4), Complex())),
+        LML_CALL("ShiftZeroFillX", f.ShiftZeroFillX(1)),
+        LML_CALL("ShiftZeroFillY", f.ShiftZeroFillY(1)),
+        LML_CALL("ShiftZeroFillX", f.ShiftZeroFill(1, 1)),
+        LML_CALL("Superimpose", Lumora source(4, 4); f.Superimpose(source, 0.0f, 0.0f)),
+        LML_CALL("PaintTriangle", f.PaintTriangle(0, 0, 1, 1, 2, 2, Complex())),
+        LML_CALL("Paint", f.Paint(0, 0, Complex())),
+        LML_CALL("DrawLine", f.DrawLine(0, 0, 1, 1, Complex()))
+    };
+    for (const auto& [name, call] : calls)
     {
         Lumora none(8, 4);
         none.Dispose();
-        const Failure failure = Catch([&] { c.second(none); });
-        EXPECT_EQ(failure.code, 6) << c.first;
-        EXPECT_EQ(failure.function, std::string("LumoraLib::Lumora::") + c.first);
-        Lumora empty(0, 0);
-        EXPECT_EQ(Catch([&] { c.second(empty); }).code, 0) << c.first;
+        EXPECT_EQ(Catch([&, &run = call] { run(none, 0); }),
+                  (Failure{6, std::string("LumoraLib::Lumora::") + name,
+                           "the grid has no samples yet: Init must come first"}));
+        for (const auto& size : {std::pair{0, 0}, std::pair{0, 4}, std::pair{4, 0}})
+        {
+            Lumora empty(size.first, size.second);
+            EXPECT_EQ(Catch([&, &run = call] { run(empty, 0); }).code, 0) << name;
+        }
     }
 }

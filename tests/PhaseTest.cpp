@@ -232,53 +232,29 @@ TEST(Phase, Refusals)
         f.PullForm();
     EXPECT_EQ(f.Form(), COMPLEX_AMPLITUDE);
     EXPECT_TRUE(SameBits(f, before));
+}
 
-    Lumora none(8, 8);
+TEST(Phase, NoSamplesIsRefusedByName)
+{
+    Open none(8, 8);
     none.Dispose();
-    const std::pair<const char*, Shaping> calls[] = {{"PartialClipAmplitude",
-                                                      [](Lumora& g)
-                                                      {
-                                                          g.PartialClipAmplitude(4, 0.1);
-                                                      }},
-                                                     {"PartialClipPhase",
-                                                      [](Lumora& g)
-                                                      {
-                                                          g.PartialClipPhase(4, 0.1);
-                                                      }},
-                                                     {"HardClipAmplitude",
-                                                      [](Lumora& g)
-                                                      {
-                                                          g.HardClipAmplitude(4);
-                                                      }},
-                                                     {"HardClipPhase",
-                                                      [](Lumora& g)
-                                                      {
-                                                          g.HardClipPhase(4);
-                                                      }},
-                                                     {"SetRandomPhase",
-                                                      [](Lumora& g)
-                                                      {
-                                                          g.SetRandomPhase();
-                                                      }},
-                                                     {"ModRandomPhase",
-                                                      [](Lumora& g)
-                                                      {
-                                                          g.ModRandomPhase();
-                                                      }},
-                                                     {"SetQuadraticPhase", [](Lumora& g)
-                                                      {
-                                                          g.SetQuadraticPhase(1.0);
-                                                      }}};
-    for (const auto& c : calls)
+    const CallTable calls = {LML_CALL("PartialClipAmplitude", f.PartialClipAmplitude(4, 0.1)),
+                             LML_CALL("PartialClipPhase", f.PartialClipPhase(4, 0.1)),
+                             LML_CALL("HardClipAmplitude", f.HardClipAmplitude(4)),
+                             LML_CALL("HardClipPhase", f.HardClipPhase(4)),
+                             LML_CALL("SetRandomPhase", f.SetRandomPhase()),
+                             LML_CALL("ModRandomPhase", f.ModRandomPhase()),
+                             LML_CALL("SetQuadraticPhase", f.SetQuadraticPhase(1.0))};
+    for (const auto& [name, call] : calls)
     {
-        const Failure failure = Catch([&] { c.second(none); });
+        const Failure failure = Catch([&, &run = call] { run(none, 0); });
         EXPECT_EQ(failure.code, 6);
-        EXPECT_EQ(failure.function, prefix + c.first);
+        EXPECT_EQ(failure.function, std::string("LumoraLib::Lumora::") + name);
         EXPECT_EQ(none.Form(), COMPLEX_AMPLITUDE);
         Lumora empty(0, 4);
-        EXPECT_EQ(Catch([&] { c.second(empty); }).code, 0);
+        EXPECT_EQ(Catch([&, &run = call] { run(empty, 0); }).code, 0);
     }
-    EXPECT_EQ(Catch([&] { f.PullForm(); }).message, "Stack size under");
+    EXPECT_EQ(Catch([&] { none.PullForm(); }).message, "Stack size under");
 }
 
 TEST(Phase, RandomPhasesSpanTheTurnEvenly)

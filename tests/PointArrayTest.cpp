@@ -417,6 +417,10 @@ TEST(PointArrayTest, PlanesAndProjections)
               (Failure{6, "LumoraLib::Line::GetIntersectionPoint", "the line is parallel to the plane"}));
     EXPECT_EQ(Catch([&] { cloud.ProjectionOn(Plane()); }),
               (Failure{6, "LumoraLib::Plane::GetIntersectionPoint", "the line is parallel to the plane"}));
+    PointArray far = Of({P(1), {0, 0, 1e30}}); // a line through the second point has no direction: the first stays too
+    EXPECT_EQ(Catch([&] { far.ProjectionOn(ground); }).code, 6);
+    EXPECT_EQ(Catch([&] { far.ProjectionOn(ground, Line::Z()); }).code, 6);
+    ExpectNear(far[0], 1, 10, -1);
     Plane own(Vector(0, 0, 2), Vector::K());
     own.ProjectionOn(own); // reads itself while it changes
     ExpectNear(own[0], 0, 0, 2);

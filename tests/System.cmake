@@ -10,6 +10,11 @@ if(NOT LML_SANITIZED)
     set_tests_properties(Consumer PROPERTIES TIMEOUT 300)
   endif()
 
+  # User programs of every build compute with the same bits.
+  add_test(NAME Bits COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DLIBRARY=$<TARGET_FILE:lml>
+           -DWORK=${CMAKE_CURRENT_BINARY_DIR}/bits -DCXX=${CMAKE_CXX_COMPILER} -P ${CMAKE_CURRENT_SOURCE_DIR}/bits/run.cmake)
+  set_tests_properties(Bits PROPERTIES TIMEOUT 300)
+
   # A processor of 2008 without AVX, under emulation: the library loads, picks its narrowest form and passes its tests.
   find_program(LML_QEMU qemu-x86_64)
   if(LML_QEMU AND TARGET WideFftTest)

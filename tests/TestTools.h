@@ -41,6 +41,17 @@ inline void PrintTo(const Failure& f, std::ostream* os)
     *os << "{" << f.code << ", " << f.function << ", " << f.message << "}";
 }
 
+/// A row of a table of calls on a field f, some of which take a number n: the name that a failure carries, and the
+/// call.
+using CallTable = std::vector<std::pair<const char*, std::function<void(Lumora&, int)>>>;
+#define LML_CALL(name, ...)                                                                                            \
+    {                                                                                                                  \
+        name, []([[maybe_unused]] Lumora& f, [[maybe_unused]] int n)                                                   \
+        {                                                                                                              \
+            __VA_ARGS__;                                                                                               \
+        }                                                                                                              \
+    }
+
 /// Runs the call in throw mode and gives what it reported.
 template <class Call>
 Failure Catch(Call&& call)
