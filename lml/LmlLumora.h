@@ -1479,8 +1479,8 @@ public:
     /// Brings the bytes to the disk and puts the file in its place. Every stream on Path() has been closed by then, as
     /// all savers of the library do.
     /// @throws code 4, "LumoraLib::WholeFile::Commit", the path when the bytes did not reach the disk or the name cannot
-    ///         be taken (the old file stays), or a text when only the folder did not reach the disk (the new file is in
-    ///         place); code 9 on a second call.
+    ///         be taken (the old file stays; Commit can be tried again), or when only the folder's entry did not reach
+    ///         the disk (the new file is in place); code 9 on a second call.
     void Commit();
 
 private:

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -155,12 +156,13 @@ void WholeFile::Commit()
         Error(ERR_FILE_WRITE, kCommit, target_);
     *beside_ = '\0';
     // The new name is in the directory; from here on it is there after a loss of power as well.
-    char* const slash = std::strrchr(target_, '/');
-    if (slash != nullptr)
-        slash[slash == target_ ? 1 : 0] = '\0';
-    const bool named = SyncToDisk(slash != nullptr ? target_ : ".", O_RDONLY | O_DIRECTORY);
-    Discard();
+    char* const end = std::strrchr(target_, '/') == target_ ? target_ + 1 : std::strrchr(target_, '/');
+    const char cut = end == nullptr ? '\0' : std::exchange(*end, '\0');
+    const bool named = SyncToDisk(end == nullptr ? "." : target_, O_RDONLY | O_DIRECTORY);
+    if (end != nullptr)
+        *end = cut;
     if (!named)
-        Error(ERR_FILE_WRITE, kCommit, "the file is complete, but its directory could not be brought to the disk");
+        Error(ERR_FILE_WRITE, kCommit, target_);
+    Discard();
 }
 } // namespace LumoraLib

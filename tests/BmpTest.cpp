@@ -526,7 +526,7 @@ TEST(BmpLoad, RefusedFilesLeaveTheFieldAsItWas)
     EXPECT_EQ(Catch([&] { field.LoadBmp("no such file", ModeReal, Complex()); }),
               (Failure{2, "LumoraLib::Lumora::LoadBmp", "no such file"}));
     EXPECT_EQ(Catch([&] { field.LoadBmp(LML_SCRATCH_DIR, ModeReal, Complex()); }),
-              (Failure{5, "eread", LML_SCRATCH_DIR})); // a folder opens, but has nothing to read
+              (Failure{2, "LumoraLib::Lumora::LoadBmp", LML_SCRATCH_DIR})); // a folder
 }
 
 TEST(BmpLoad, TruncatedAndScrambledFilesLoadOrFail)
