@@ -412,7 +412,9 @@ TEST(FileTest, StateAfterAFailedLoad)
             EXPECT_EQ(g.GetWavenumber(), before.GetWavenumber());
             EXPECT_TRUE(SameRect(g.Window(), LML_RECT(0, 1, 1, 0)));
             if (bytes.empty())
+            {
                 EXPECT_EQ(Catch([&] { g.SuperimposeFileLW(file.Path(), nullptr); }).code, 2);
+            }
             EXPECT_EQ(g.Form(), POLAR_AMPLITUDE);
         }
     // Cut short: what is there, with all parameters, and zeros, also over a larger field.
