@@ -187,12 +187,20 @@ inline void PlaceSlide(LumoraLib::Lumora& field, const std::string& picture, dou
     field.Fft(1);
 }
 
+/// The whole grid as a picture in the mode's own range, or from 0 to `max`; a stopped program leaves the old one.
+inline void SavePicture(const LumoraLib::Lumora& field, const std::string& path, LumoraLib::Mode mode,
+                        LumoraLib::Gradation gradation = LumoraLib::GradationGrey, double max = 0.0)
+{
+    LumoraLib::SaveWhole(path.c_str(),
+                         [&](const char* name) { field.SaveAsBmp(name, mode, gradation, 0, max, 0.0); });
+}
+
 /// The whole field as a grey picture, its largest amplitude white.
 inline void SaveAmplitude(const LumoraLib::Lumora& field, const std::string& path)
 {
     LumoraLib::Lumora shown(field);
     shown.SetWindowMax().Normalize(1.0);
-    shown.SaveAsBmp(path.c_str(), LumoraLib::ModeAmplitude, LumoraLib::GradationGrey, 0);
+    SavePicture(shown, path, LumoraLib::ModeAmplitude);
 }
 
 /// Wall-clock seconds since construction.

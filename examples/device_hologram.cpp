@@ -56,7 +56,8 @@ Result Reconstruct(Lumora device, double distance, const Lumora& object, const L
     result.snr = device.GetSnr(reference, scale);
     // In units of the object: its brightest parts come out as intensity 1, speckles beyond 2 are cut.
     device *= 1.0 / scale.Amplitude();
-    device.WinSaveAsBmp(path.c_str(), ModeIntensity, GradationGrey, 0, 2.0, 0.0);
+    SaveWhole(path.c_str(),
+              [&](const char* name) { device.WinSaveAsBmp(name, ModeIntensity, GradationGrey, 0, 2.0, 0.0); });
     return result;
 }
 } // namespace
@@ -90,7 +91,8 @@ int main(int argc, char** argv)
 
     Lumora object = example::LoadSlide(picture, pitch, wavelength);
     object.ReduceByAverage(reduce).SetPx(pitch).SetPy(pitch);
-    object.WinSaveAsBmp((out + "/device_object.bmp").c_str(), ModeIntensity, GradationGrey, 0, 1.0, 0.0);
+    SaveWhole((out + "/device_object.bmp").c_str(),
+              [&](const char* name) { object.WinSaveAsBmp(name, ModeIntensity, GradationGrey, 0, 1.0, 0.0); });
     std::srand(static_cast<unsigned>(seed));
     object.ModRandomPhase();
     object.Embed(1); // the picture lies in the middle half of the device
@@ -122,7 +124,7 @@ int main(int argc, char** argv)
         Lumora device(phaseOnly);
         device.HardClipPhase(levels);
         const std::string name = out + "/device_" + std::to_string(levels);
-        device.SaveAsBmp((name + "_phase.bmp").c_str(), ModePhase, GradationGrey, 0);
+        example::SavePicture(device, name + "_phase.bmp", ModePhase);
         const Result result = Reconstruct(device, distance, object, window, name + ".bmp");
         const double angle = kPi / levels;
         const double theory = std::sin(angle) / angle * std::sin(angle) / angle;

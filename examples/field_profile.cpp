@@ -53,7 +53,7 @@ void Plot(const std::string& path, const std::vector<std::vector<double>>& profi
             lastY = y;
         }
     }
-    picture.SaveAsBmp(path.c_str(), ModeAmplitude, GradationRainbow, 0);
+    example::SavePicture(picture, path, ModeAmplitude, GradationRainbow);
 }
 } // namespace
 
@@ -116,8 +116,12 @@ int main(int argc, char** argv)
         worstFourier = std::max(worstFourier, std::fabs(byFourier[s] - theory[s]));
     }
 
-    fresnel.SaveAsCsv((out + "/profile_fresnel.csv").c_str(), X_AXIS, fresnel.GetNy() / 2);
-    fourier.SaveAsCsv((out + "/profile_fourier.csv").c_str(), X_AXIS, fourier.GetNy() / 2);
+    const auto profile = [&out](const Lumora& field, const char* file)
+    {
+        SaveWhole((out + file).c_str(), [&](const char* name) { field.SaveAsCsv(name, X_AXIS, field.GetNy() / 2); });
+    };
+    profile(fresnel, "/profile_fresnel.csv");
+    profile(fourier, "/profile_fourier.csv");
     Plot(out + "/field_profile.bmp", {theory, byFresnel, byFourier});
 
     std::printf("screen pitch          %.4g m (wavelength * distance / (Nx * pitch))\n", fourier.GetPx());

@@ -191,7 +191,7 @@ void Save(const Answer& answer, const std::string& path)
             shown.SetPixel(i, j, Complex(line ? 1.0 : answer.first.GetAmplitude(i, j) / top, 0.0));
             shown.SetPixel(kSize + i, j, Complex(answer.second.GetAmplitude(i, j) / top, 0.0));
         }
-    shown.SaveAsBmp(path.c_str(), ModeAmplitude, GradationGrey, 0);
+    example::SavePicture(shown, path, ModeAmplitude);
 }
 } // namespace
 

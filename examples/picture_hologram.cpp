@@ -20,8 +20,8 @@ void SavePictures(const Lumora& field, const std::string& stem)
     shown.SetWindowMax().Normalize(1.0);
     const auto save = [&](const char* name, Mode mode, double max)
     {
-        shown.SaveAsBmp((stem + "_" + name + ".bmp").c_str(), mode, GradationGrey, 0, max, 0.0);
-        shown.SaveAsBmp((stem + "_" + name + "_rainbow.bmp").c_str(), mode, GradationRainbow, 0, max, 0.0);
+        example::SavePicture(shown, stem + "_" + name + ".bmp", mode, GradationGrey, max);
+        example::SavePicture(shown, stem + "_" + name + "_rainbow.bmp", mode, GradationRainbow, max);
     };
     save("intensity", ModeIntensity, 0.0);
     save("phase", ModePhase, 0.0);
@@ -72,9 +72,9 @@ int main(int argc, char** argv)
     const double backward = back.Read();
     Lumora shown(field);
     shown.SetWindowMax().Normalize(1.0);
-    shown.SaveAsBmp((out + "/reconstruction_amplitude.bmp").c_str(), ModeAmplitude, GradationGrey, 0);
-    shown.SaveAsBmp((out + "/reconstruction_intensity.bmp").c_str(), ModeIntensity, GradationGrey, 0);
-    original.SaveAsBmp((out + "/original_amplitude.bmp").c_str(), ModeAmplitude, GradationGrey, 0);
+    example::SavePicture(shown, out + "/reconstruction_amplitude.bmp", ModeAmplitude);
+    example::SavePicture(shown, out + "/reconstruction_intensity.bmp", ModeIntensity);
+    example::SavePicture(original, out + "/original_amplitude.bmp", ModeAmplitude);
     PrintL("4/4 carried back in %.4f s and saved the reconstruction\n", backward);
 
     const double snr = field.GetSnr(original, field.GetScaleFactor(original));

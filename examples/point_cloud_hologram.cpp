@@ -62,7 +62,7 @@ void SavePicture(const Lumora& field, const std::string& path, Mode mode, Gradat
 {
     Lumora shown(field);
     shown.Normalize(1.0);
-    shown.SaveAsBmp(path.c_str(), mode, gradation, 0);
+    example::SavePicture(shown, path, mode, gradation);
 }
 } // namespace
 

@@ -122,8 +122,11 @@ int main(int argc, char** argv)
 
     // Computing and saving. The common parameters come from the segment that is saved first: all of them carry the
     // origin of the whole field, and the loads put each segment in its place.
+    // A new segment shows only once it is complete, so that a stopped run can be resumed from the file as it stands.
     if (resume == 0)
-        CreateFileSegLm(path.c_str(), static_cast<std::uint16_t>(nx), static_cast<std::uint16_t>(ny));
+        SaveWhole(path.c_str(),
+                  [&](const char* name)
+                  { CreateFileSegLm(name, static_cast<std::uint16_t>(nx), static_cast<std::uint16_t>(ny)); });
     int present = 0;
     example::Progress saving("computed and saved", count);
     for (int n = 0; n < count; ++n)
@@ -173,7 +176,8 @@ int main(int argc, char** argv)
         reading.Report(n + 1);
     }
     if (size >= block)
-        preview.WinSaveAsBmp((out + "/segmented_field.bmp").c_str(), ModeAmplitude, GradationGrey);
+        SaveWhole((out + "/segmented_field.bmp").c_str(),
+                  [&](const char* name) { preview.WinSaveAsBmp(name, ModeAmplitude, GradationGrey); });
     const double used = PeakMiB() - before;
     std::printf("checked  %d segments, %d wrong; places within %.1e of a pitch\n", count, wrong, largest / pitch);
     std::printf("memory   %.1f MiB used at most\n", used);

@@ -60,7 +60,7 @@ void Save(const Lumora& field, const std::string& path)
 {
     Lumora shown(field);
     shown.SetWindowMax().Normalize(1.0);
-    shown.SaveAsBmp(path.c_str(), ModeIntensity, GradationRainbow, 0);
+    example::SavePicture(shown, path, ModeIntensity, GradationRainbow);
 }
 } // namespace
 

@@ -1,5 +1,6 @@
 // BMP pictures: the 8-bit indexed writer with its two palettes, and the reader of 8-bit and 4-bit pictures.
 
+#include "FieldFile.h"
 #include "FieldTools.h"
 #include "ImageModes.h"
 #include "IntMath.h"
@@ -147,8 +148,8 @@ void SaveWindow(const Lumora& field, const char* path, Mode mode, double min, do
     Save(field, FieldAccess::GridWindow(field), path, mode, min, max, gradation, bar);
 }
 
-void SaveWhole(const Lumora& field, const char* path, Mode mode, double min, double max, std::int32_t gradation,
-               std::int32_t bar)
+void SaveGrid(const Lumora& field, const char* path, Mode mode, double min, double max, std::int32_t gradation,
+              std::int32_t bar)
 {
     Save(field, detail::WholeGrid(field), path, mode, min, max, gradation, bar);
 }
@@ -232,16 +233,19 @@ void Load(Lumora& field, const char* fn, const char* path, Mode mode, Complex ba
     if (!FitsInFile(file, pixelsAt, static_cast<std::uint64_t>(used), rowBytes))
         Error(ERR_FILE_READ, "eread", path);
 
-    const detail::PixelSamples samples = detail::MakePixelSamples(mode, form, greys, background);
-    field.SetNx(width).SetNy(height);
-    if (remake)
-    {
-        field.Init(nullptr);
-        field.SetWindowMax();
-    }
-    detail::FillSamples(field.GetDataPointer(), field.N(), samples.Background());
     if (!file.Seek(pixelsAt))
         Error(ERR_FILE_READ, fn, "file format error");
+
+    const detail::PixelSamples samples = detail::MakePixelSamples(mode, form, greys, background);
+    const detail::PixelStrip strip = detail::MakePixelStrip(static_cast<std::uint64_t>(used), rowBytes, fn);
+    if (remake)
+    {
+        detail::RemakeGrid(field, width, height);
+        field.SetWindowMax();
+    }
+    else
+        field.SetNx(width).SetNy(height);
+    detail::FillSamples(field.GetDataPointer(), field.N(), samples.Background());
     detail::PixelRows rows;
     rows.bits = info.bits;
     rows.rowBytes = rowBytes;
@@ -251,7 +255,7 @@ void Load(Lumora& field, const char* fn, const char* path, Mode mode, Complex ba
     const std::int32_t bottom = Placement(field.GetNy(), height);
     rows.firstRow = topDown ? bottom + used - 1 : bottom;
     rows.rowStep = topDown ? -1 : 1;
-    ReadPixels(file, path, fn, field, rows, samples);
+    ReadPixels(file, path, field, rows, samples, strip);
 }
 } // namespace
 
@@ -287,33 +291,33 @@ void Lumora::WinSaveAsBMP(const char* path, Mode mode, double min, double max) c
 
 void Lumora::SaveAsBmp(const char* path, Mode mode, Gradation gradation, int bar, double max, double min) const
 {
-    SaveWhole(*this, path, mode, min, max, gradation, bar);
+    SaveGrid(*this, path, mode, min, max, gradation, bar);
 }
 
 void Lumora::SaveAsBmp(const char* path, Mode mode, Gradation gradation, int bar) const
 {
-    SaveWhole(*this, path, mode, 0.0, 0.0, gradation, bar);
+    SaveGrid(*this, path, mode, 0.0, 0.0, gradation, bar);
 }
 
 void Lumora::SaveAsBmp(const char* path, Mode mode, Gradation gradation) const
 {
-    SaveWhole(*this, path, mode, 0.0, 0.0, gradation, gradation != GradationGrey ? kBar : 0);
+    SaveGrid(*this, path, mode, 0.0, 0.0, gradation, gradation != GradationGrey ? kBar : 0);
 }
 
 void Lumora::SaveAsBMPEx(const char* path, Mode mode, double min, double max, Gradation gradation, int bar) const
 {
-    SaveWhole(*this, path, mode, min, max, gradation, bar);
+    SaveGrid(*this, path, mode, min, max, gradation, bar);
 }
 
 // Kept: the two below draw no scale bar, unlike the window savers of the same endings.
 void Lumora::SaveAsBMPC(const char* path, Mode mode, double min, double max) const
 {
-    SaveWhole(*this, path, mode, min, max, GradationRainbow, 0);
+    SaveGrid(*this, path, mode, min, max, GradationRainbow, 0);
 }
 
 void Lumora::SaveAsBMP(const char* path, Mode mode, double min, double max) const
 {
-    SaveWhole(*this, path, mode, min, max, GradationGrey, 0);
+    SaveGrid(*this, path, mode, min, max, GradationGrey, 0);
 }
 
 Lumora& Lumora::LoadBmp(const char* path, Mode mode, Complex background)

@@ -6,7 +6,6 @@
 
 #include <utility>
 
-#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -14,7 +13,12 @@ namespace LumoraLib::detail
 {
 static_assert(sizeof(off_t) == 8, "positions are 64-bit");
 
-File::File(const char* path, const char* mode) : stream_(path == nullptr ? nullptr : std::fopen(path, mode)) {}
+File::File(const char* path, const char* mode) : stream_(path == nullptr ? nullptr : std::fopen(path, mode))
+{
+    struct stat info;
+    if (stream_ != nullptr && fstat(fileno(stream_), &info) == 0 && S_ISDIR(info.st_mode))
+        std::fclose(std::exchange(stream_, nullptr));
+}
 
 File::~File()
 {
@@ -24,13 +28,6 @@ File::~File()
 }
 
 File::File(File&& other) noexcept : stream_(std::exchange(other.stream_, nullptr)) {}
-
-File& File::operator=(File&& other) noexcept
-{
-    File taken(std::move(other));
-    std::swap(stream_, taken.stream_);
-    return *this;
-}
 
 bool File::Seek(std::int64_t position)
 {
@@ -47,31 +44,12 @@ std::int64_t File::Tell() const
     return stream_ == nullptr ? -1 : ftello(stream_);
 }
 
-std::int64_t File::Length()
+std::int64_t File::Length() const
 {
     struct stat info;
     if (stream_ == nullptr || fstat(fileno(stream_), &info) != 0)
         return -1;
-    // A directory opens for reading and seeks to an end far beyond anything it holds.
-    if (!S_ISREG(info.st_mode) && !S_ISBLK(info.st_mode))
-        return 0;
-    // Nothing in the buffer on its way out: the system knows the length, and the buffer keeps what was read ahead.
-    if (S_ISREG(info.st_mode) && __fpending(stream_) == 0)
-        return info.st_size;
-    const std::int64_t position = Tell();
-    if (position < 0 || !SeekEnd())
-        return -1;
-    const std::int64_t length = Tell();
-    return Seek(position) ? length : -1;
-}
-
-std::int64_t File::Remaining()
-{
-    const std::int64_t length = Length();
-    const std::int64_t position = length < 0 ? -1 : Tell();
-    if (position < 0)
-        return -1;
-    return position < length ? length - position : 0;
+    return S_ISREG(info.st_mode) ? info.st_size : 0;
 }
 
 bool File::Flush()
@@ -93,7 +71,7 @@ void File::Close(const char* path)
         Error(ERR_FILE_WRITE, "ewrite", path);
 }
 
-bool FitsInFile(File& file, std::int64_t position, std::uint64_t bytes)
+bool FitsInFile(const File& file, std::int64_t position, std::uint64_t bytes)
 {
     std::uint64_t end = 0;
     const std::int64_t length = file.Length();
@@ -101,19 +79,32 @@ bool FitsInFile(File& file, std::int64_t position, std::uint64_t bytes)
            end <= static_cast<std::uint64_t>(length);
 }
 
-bool FitsInFile(File& file, std::int64_t position, std::uint64_t count, std::uint64_t each)
+bool FitsInFile(const File& file, std::int64_t position, std::uint64_t count, std::uint64_t each)
 {
     std::uint64_t bytes = 0;
     return CheckedMul(count, each, bytes) && FitsInFile(file, position, bytes);
 }
 
 // Large calls go straight between the file and the memory given: the stream's own buffer takes part in the ends only.
-bool ReadExact(File& file, void* to, std::uint64_t bytes)
+std::uint64_t ReadMost(File& file, void* to, std::uint64_t bytes)
 {
     std::FILE* const stream = file.Get();
     Byte* const base = static_cast<Byte*>(to);
-    return stream != nullptr && ForEachChunk(bytes, [&](std::uint64_t offset, std::size_t chunk)
-                                             { return std::fread(base + offset, 1, chunk, stream) == chunk; });
+    std::uint64_t got = 0;
+    if (stream != nullptr)
+        static_cast<void>(ForEachChunk(bytes,
+                                       [&](std::uint64_t offset, std::size_t chunk)
+                                       {
+                                           const std::size_t now = std::fread(base + offset, 1, chunk, stream);
+                                           got += now;
+                                           return now == chunk;
+                                       }));
+    return got;
+}
+
+bool ReadExact(File& file, void* to, std::uint64_t bytes)
+{
+    return file.IsOpen() && ReadMost(file, to, bytes) == bytes;
 }
 
 bool WriteExact(File& file, const void* from, std::uint64_t bytes)

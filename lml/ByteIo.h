@@ -36,13 +36,13 @@ class File
 {
 public:
     File() = default;
-    /// Opens like fopen; ask IsOpen. A null path does not open.
+    /// Opens like fopen; ask IsOpen. A null path does not open, nor does a directory, which fopen would open for reading.
     File(const char* path, const char* mode);
     /// Takes over an open stream; null does not open.
     explicit File(std::FILE* stream) : stream_(stream) {}
     ~File();
     File(File&& other) noexcept;
-    File& operator=(File&& other) noexcept;
+    File& operator=(File&&) = delete;
 
     bool IsOpen() const { return stream_ != nullptr; }
     /// The stream itself, for text; still owned here. Null when not open.
@@ -55,11 +55,9 @@ public:
     [[nodiscard]] bool SeekEnd();
     /// The position; negative on failure.
     [[nodiscard]] std::int64_t Tell() const;
-    /// Bytes in the file, with what is still buffered; keeps the position. What has no length of its own (a directory,
-    /// a terminal, a pipe) counts as 0. Negative on failure.
-    [[nodiscard]] std::int64_t Length();
-    /// Bytes from the position to the end, 0 behind it; negative on failure.
-    [[nodiscard]] std::int64_t Remaining();
+    /// Bytes in the file, as the system knows them: what is still buffered does not count. What has no length of its own
+    /// (a terminal, a pipe) counts as 0. Negative on failure.
+    [[nodiscard]] std::int64_t Length() const;
     /// Hands all written bytes to the system: they reach the file before anything written later. False on failure.
     [[nodiscard]] bool Flush();
 
@@ -73,9 +71,9 @@ private:
 };
 
 /// True if `bytes` bytes from `position` lie inside the file. 64-bit and checked: any values from a head may be given.
-[[nodiscard]] bool FitsInFile(File& file, std::int64_t position, std::uint64_t bytes);
+[[nodiscard]] bool FitsInFile(const File& file, std::int64_t position, std::uint64_t bytes);
 /// The same for `count` records of `each` bytes.
-[[nodiscard]] bool FitsInFile(File& file, std::int64_t position, std::uint64_t count, std::uint64_t each);
+[[nodiscard]] bool FitsInFile(const File& file, std::int64_t position, std::uint64_t count, std::uint64_t each);
 
 // ---- Transfers --------------------------------------------------------------------------------------------------
 
@@ -97,6 +95,8 @@ template <class Step>
     return true;
 }
 
+/// Reads up to `bytes` bytes at the position, in calls of at most kMaxTransfer, and tells how many there were.
+[[nodiscard]] std::uint64_t ReadMost(File& file, void* to, std::uint64_t bytes);
 /// Moves exactly `bytes` bytes at the position, in calls of at most kMaxTransfer. False when short; the caller reports.
 [[nodiscard]] bool ReadExact(File& file, void* to, std::uint64_t bytes);
 [[nodiscard]] bool WriteExact(File& file, const void* from, std::uint64_t bytes);
@@ -148,48 +148,6 @@ template <class T>
     for (std::size_t n = sizeof(T); n-- > 0;)
         bits = bits << 8 | from[n];
     return std::bit_cast<T>(static_cast<BitsOf<T>>(bits));
-}
-
-/// Shorthands with the width in the name.
-constexpr void Put16(Byte* to, std::uint16_t v)
-{
-    Put(to, v);
-}
-constexpr void Put32(Byte* to, std::int32_t v)
-{
-    Put(to, v);
-}
-constexpr void Put64(Byte* to, std::int64_t v)
-{
-    Put(to, v);
-}
-constexpr void PutF32(Byte* to, float v)
-{
-    Put(to, v);
-}
-constexpr void PutF64(Byte* to, double v)
-{
-    Put(to, v);
-}
-[[nodiscard]] constexpr std::uint16_t Get16(const Byte* from)
-{
-    return Get<std::uint16_t>(from);
-}
-[[nodiscard]] constexpr std::int32_t Get32(const Byte* from)
-{
-    return Get<std::int32_t>(from);
-}
-[[nodiscard]] constexpr std::int64_t Get64(const Byte* from)
-{
-    return Get<std::int64_t>(from);
-}
-[[nodiscard]] constexpr float GetF32(const Byte* from)
-{
-    return Get<float>(from);
-}
-[[nodiscard]] constexpr double GetF64(const Byte* from)
-{
-    return Get<double>(from);
 }
 
 // ---- Heads ------------------------------------------------------------------------------------------------------
@@ -298,25 +256,8 @@ constexpr void UnpackHead(const HeadTable<Bytes, Item...>& table, const Byte* fr
     std::apply([&](const auto&... item) { (item.Unpack(from, head), ...); }, table.items);
 }
 
-/// One transfer of the whole head at the position. A short read leaves `head` as it was.
-template <std::size_t Bytes, class... Item, class Head>
-[[nodiscard]] bool ReadHead(File& file, const HeadTable<Bytes, Item...>& table, Head& head)
-{
-    std::array<Byte, Bytes> raw;
-    if (!ReadExact(file, raw.data(), Bytes))
-        return false;
-    UnpackHead(table, raw.data(), head);
-    return true;
-}
-template <std::size_t Bytes, class... Item, class Head>
-[[nodiscard]] bool WriteHead(File& file, const HeadTable<Bytes, Item...>& table, const Head& head)
-{
-    std::array<Byte, Bytes> raw;
-    PackHead(table, head, raw.data());
-    return WriteExact(file, raw.data(), Bytes);
-}
-
-/// The same, with the errors of eread and ewrite above.
+/// One transfer of the whole head at the position, with the errors of eread and ewrite. A short read leaves `head` as it
+/// was.
 template <std::size_t Bytes, class... Item, class Head>
 void eread(File& file, const HeadTable<Bytes, Item...>& table, Head& head, const char* path)
 {

@@ -1,7 +1,7 @@
 // LW, DE and CA files: a field behind a small head in single precision, and the arithmetic of stored fields.
 
 #include "ByteIo.h"
-#include "FieldTools.h"
+#include "FieldFile.h"
 #include "IntMath.h"
 #include "LmlLumora.h"
 #include "Texts.h"
@@ -115,25 +115,6 @@ File OpenDe(const char* path, const char* function, const char* wrong, DeHead& h
 
 // ---- Both --------------------------------------------------------------------------------------------------------
 
-/// True if the file can hold nx by ny samples from `position`: asked before memory is. A position below 0 is left to
-/// the seek.
-bool SamplesFit(File& file, std::int64_t position, std::int64_t nx, std::int64_t ny)
-{
-    if (nx < 0 || ny < 0)
-        return false;
-    return nx == 0 || ny == 0 ||
-           FitsInFile(file, std::max<std::int64_t>(position, 0), static_cast<std::uint64_t>(nx * ny), sizeof(Complex));
-}
-
-/// A size as Init will raise it.
-std::int64_t Raised(std::int32_t size)
-{
-    std::int64_t raised = 1;
-    while (raised < size)
-        raised *= 2;
-    return raised;
-}
-
 /// use(n, re, im) for the next `count` samples of the file, in order; what precedes a short read has been used by then.
 template <class Use>
 void ForEachSample(File& file, std::uint64_t count, const char* path, Use&& use)
@@ -201,28 +182,20 @@ Lumora& Lumora::LoadLw(const char* path, OptionHead* option)
     static constexpr char fn[] = "LumoraLib::Lumora::LoadLw";
     if (form_ == SPECTRUM)
         Error(ERR_PARAMETER, fn, kTextTargetIsSpectrum);
-    form_ = COMPLEX_AMPLITUDE;
     LwHead head{};
     File file = OpenLw(path, fn, head);
-    nx_ = head.nx;
-    ny_ = head.ny;
+    SeekLwSamples(file, head, option, path, fn);
+    if (!SizesAreSane(file, head.nx, head.ny))
+        Error(ERR_FILE_READ, "eread", path);
+    RemakeGrid(*this, head.nx, head.ny);
+    form_ = COMPLEX_AMPLITUDE;
     px_ = head.px;
     py_ = head.py;
     k_ = kTwoPi / head.wavelength;
-    // Kept: the sizes are raised before the samples are read, so a file whose sizes are not powers of two ends in a
-    // read failure. Memory is asked for only when the file can hold the raised grid.
-    const bool raises = nx_ > 0 && ny_ > 0;
-    const bool fits = SamplesFit(file, head.samplesAt, raises ? Raised(nx_) : nx_, raises ? Raised(ny_) : ny_);
-    if (fits)
-    {
-        if (N() != 0) // sizes of zero would give a caller's buffer to Free: no file may do that
-            Init(nullptr);
-        SetWindowMax();
-    }
-    SeekLwSamples(file, head, option, path, fn);
-    if (!fits)
+    SetWindowMax();
+    // Kept: the raised grid is read, so a file whose sizes are not powers of two ends in a read failure.
+    if (!ReadSamples(file, *this, nx_, ny_))
         Error(ERR_FILE_READ, "eread", path);
-    eread(file, dataPointer_, std::uint64_t{N()} * sizeof(Complex), path);
     return *this;
 }
 
@@ -260,11 +233,11 @@ Lumora& Lumora::SuperimposeFileLW(const char* path, const OptionHead* option)
     // Kept: a spectrum is refused here and a polar field is not, the other way round from MultiplyFileLW.
     if (form_ == SPECTRUM)
         Error(ERR_PARAMETER, fn, path);
-    form_ = COMPLEX_AMPLITUDE;
     RequireSamples(fn);
     LwHead head{};
     File file = OpenLw(path, fn, head);
     SeekLwSamples(file, head, option, path, fn);
+    form_ = COMPLEX_AMPLITUDE;
     ForEachSample(file, BoundedCount(WrapMul(head.nx, head.ny), *this), path,
                   [this](std::uint64_t n, float fr, float fi)
                   {
@@ -303,11 +276,12 @@ Lumora& Lumora::LoadDE(const char* path)
     static constexpr char fn[] = "LumoraLib::Lumora::LoadDE";
     if (form_ == SPECTRUM)
         Error(ERR_PARAMETER, fn, path);
-    form_ = COMPLEX_AMPLITUDE;
     DeHead head{};
     File file = OpenDe(path, fn, path, head);
-    nx_ = head.nx;
-    ny_ = head.ny;
+    if (!SizesAreSane(file, head.nx, head.ny))
+        Error(ERR_FILE_READ, "eread", path);
+    RemakeGrid(*this, head.nx, head.ny);
+    form_ = COMPLEX_AMPLITUDE;
     px_ = head.px;
     py_ = head.py;
     // Kept: the window stays as stored, also where the grid is raised or the window lies outside of it.
@@ -315,22 +289,8 @@ Lumora& Lumora::LoadDE(const char* path)
     window_.top = head.top;
     window_.right = head.right;
     window_.bottom = head.bottom;
-    if (!SamplesFit(file, file.Tell(), nx_, ny_))
+    if (!ReadSamples(file, *this, head.nx, head.ny))
         Error(ERR_FILE_READ, "eread", path);
-    if (N() != 0) // as in LoadLw
-        Init(nullptr);
-    if (nx_ == head.nx && ny_ == head.ny)
-    {
-        eread(file, dataPointer_, std::uint64_t{N()} * sizeof(Complex), path);
-        return *this;
-    }
-    // Sizes that are not powers of two: the stored field comes to lie centred in the raised grid.
-    FillSamples(dataPointer_, N(), Complex(0.0, 0.0));
-    const std::int32_t x0 = (nx_ - head.nx) / 2;
-    const std::int32_t y0 = (ny_ - head.ny) / 2;
-    for (std::int32_t y = 0; y < head.ny; ++y)
-        eread(file, dataPointer_ + Index(x0, y0 + y),
-              std::uint64_t{sizeof(Complex)} * static_cast<std::uint32_t>(head.nx), path);
     return *this;
 }
 

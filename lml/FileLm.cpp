@@ -6,6 +6,7 @@
 // of the protected members opened stays the caller's.
 
 #include "ByteIo.h"
+#include "FieldFile.h"
 #include "FieldTools.h"
 #include "IntMath.h"
 #include "LmlLumora.h"
@@ -15,8 +16,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <string>
-#include <vector>
+#include <optional>
 
 namespace LumoraLib
 {
@@ -196,6 +196,13 @@ void WriteNumber(_LM_File& record, T value)
     Write(record, raw.data(), raw.size());
 }
 
+/// An index table of `count` entries, none of them written yet.
+void WriteEmptyTable(_LM_File& record, std::uint16_t count)
+{
+    for (std::uint16_t n = 0; n < count; ++n)
+        WriteNumber(record, std::int64_t{0});
+}
+
 template <class T>
 T ReadNumberAt(_LM_File& record, std::int64_t position)
 {
@@ -266,21 +273,6 @@ std::int64_t SegmentEntryAt(const SegmentRecord& segments, std::uint16_t ix, std
     return WrapAdd(static_cast<std::int32_t>(kSegmentTableAt), WrapMul(8, number));
 }
 
-/// Ends in a read failure when the file cannot hold nx * ny samples from `position`: asked before memory is.
-/// A position below 0 is left to the seek.
-void RequireInFile(_LM_File& record, std::int64_t position, std::int64_t nx, std::int64_t ny)
-{
-    bool fits = nx >= 0 && ny >= 0;
-    if (fits && nx > 0 && ny > 0)
-    {
-        Lent file(record);
-        fits = FitsInFile(*file, std::max<std::int64_t>(position, 0), static_cast<std::uint64_t>(nx * ny),
-                          sizeof(Complex));
-    }
-    if (!fits)
-        FileError(record, ERR_FILE_READ, nullptr);
-}
-
 /// Ends in a read failure when writing at `position` would destroy the index table or leave a hole behind the file's
 /// end: the entry is not one that a save has made.
 void RequireTarget(_LM_File& record, std::int64_t position, std::int64_t tableEnd)
@@ -291,45 +283,122 @@ void RequireTarget(_LM_File& record, std::int64_t position, std::int64_t tableEn
         FileError(record, ERR_FILE_READ, nullptr);
 }
 
-/// A size as Init will raise it.
-std::int64_t Raised(std::int32_t size)
+/// What the two heads hold, read and checked before anything goes into a field.
+struct Heads
 {
-    std::int64_t raised = 1;
-    while (raised < size)
-        raised *= 2;
-    return raised;
-}
+    DataHead data{};
+    std::optional<PositionHead> place;
 
-/// Data head and position head at the stream's position into the field's parameters; the sizes raw, no sample.
-DataHead ReadParameters(_LM_File& record, Lumora& field, const char* badForm, const char* badType)
+    bool AreEmpty() const { return data.nx == 0 || data.ny == 0; }
+};
+
+/// Data head at the stream's position and the position head that it points at. Sizes below 0 are a read failure.
+Heads ReadHeads(_LM_File& record, const char* badForm, const char* badType)
 {
-    constexpr std::size_t formBytes = 2;
+    constexpr std::size_t wordBytes = 2;
     decltype(kDataHead)::Raw raw;
-    Read(record, raw.data(), formBytes);
-    const std::uint16_t form = Get16(raw.data());
-    if (form > 3)
+    Read(record, raw.data(), wordBytes);
+    if (Get<std::uint16_t>(raw.data()) > 3)
         FileError(record, ERR_FILE_OPEN, badForm);
-    FieldAccess::SetForm(field, (FieldAccess::Form(field) & ~std::int32_t{1}) | (form & 1));
-
-    Read(record, raw.data() + formBytes, raw.size() - formBytes);
-    DataHead head{};
-    UnpackHead(kDataHead, raw.data(), head);
-    field.SetWavelength(head.wavelength).SetNx(head.nx).SetNy(head.ny).SetPx(head.px).SetPy(head.py);
-
-    if (head.positionHead != 0)
+    Read(record, raw.data() + wordBytes, raw.size() - wordBytes);
+    Heads heads;
+    UnpackHead(kDataHead, raw.data(), heads.data);
+    if (heads.data.positionHead != 0)
     {
         decltype(kPositionHead)::Raw rawPlace;
-        SeekTo(record, head.positionHead);
-        Read(record, rawPlace.data(), formBytes);
-        if (Get16(rawPlace.data()) != kPositionHeadType)
+        SeekTo(record, heads.data.positionHead);
+        Read(record, rawPlace.data(), wordBytes);
+        if (Get<std::uint16_t>(rawPlace.data()) != kPositionHeadType)
             FileError(record, ERR_FILE_READ, badType);
-        Read(record, rawPlace.data() + formBytes, rawPlace.size() - formBytes);
-        PositionHead place{};
-        UnpackHead(kPositionHead, rawPlace.data(), place);
+        Read(record, rawPlace.data() + wordBytes, rawPlace.size() - wordBytes);
+        heads.place.emplace();
+        UnpackHead(kPositionHead, rawPlace.data(), *heads.place);
+    }
+    if (heads.data.nx < 0 || heads.data.ny < 0)
+        FileError(record, ERR_FILE_READ, nullptr);
+    return heads;
+}
+
+/// Heads for an operation that takes the parameters alone.
+Heads ReadParameters(_LM_File& record)
+{
+    return ReadHeads(record, "abnormal LM format or broken file", "unspported optional head");
+}
+
+/// The sizes as they are stored, for an operation that brings no samples.
+void TakeSizes(const Heads& heads, Lumora& field)
+{
+    field.SetNx(heads.data.nx).SetNy(heads.data.ny);
+}
+
+/// Everything but the sizes into the field; nothing here can fail.
+void TakeParameters(const Heads& heads, Lumora& field)
+{
+    const DataHead& data = heads.data;
+    FieldAccess::SetForm(field, (FieldAccess::Form(field) & ~std::int32_t{1}) | (data.form & 1));
+    field.SetWavelength(data.wavelength).SetPx(data.px).SetPy(data.py);
+    if (heads.place)
+    {
+        const PositionHead& place = *heads.place;
         field.SetOrigin(Vector(place.origin[0], place.origin[1], place.origin[2]));
         field.SetNormalVector(Vector(place.normal[0], place.normal[1], place.normal[2]));
     }
-    return head;
+}
+
+/// Displacement in metres of segment (ix, iy) of a grid of nx by ny, each of the field's size, from the grid's centre.
+Vector Displacement(const DataHead& field, int ix, int iy, int nx, int ny)
+{
+    return Vector(field.nx * field.px * (ix - (nx - 1.0) / 2.0), field.ny * field.py * (iy - (ny - 1.0) / 2.0), 0.0);
+}
+
+/// Goes to the samples and makes room for them, the field's sizes with it. What is refused leaves the field as it was.
+void MakeRoom(_LM_File& record, Lumora& field, const DataHead& data, std::int64_t samples)
+{
+    SeekTo(record, samples);
+    if (!SizesAreSane(*Lent(record), data.nx, data.ny))
+        FileError(record, ERR_FILE_READ, nullptr);
+    RemakeGrid(field, data.nx, data.ny);
+}
+
+/// The samples at the stream's position, of the sizes given; the others of the raised grid are zero.
+void TakeSamples(_LM_File& record, Lumora& field, std::int32_t nx, std::int32_t ny)
+{
+    Lent file(record);
+    if (!ReadSamples(*file, field, nx, ny))
+        FileError(record, ERR_FILE_READ, nullptr);
+}
+
+/// The common head and what goes with a segment of it. `written` is what stands at 12 + ix + iy * nx.
+struct SegmentHeads : Heads
+{
+    std::int64_t at = 0;
+    Vector shift;
+    bool written = false;
+};
+
+SegmentHeads ReadSegmentHeads(_LM_File& record, int ix, int iy)
+{
+    const SegmentRecord segments = ReadRawSegmentRecord(record);
+    CheckGridIndex(record, segments, ix, iy);
+    SegmentHeads heads;
+    heads.at = segments.commonHead;
+    SeekTo(record, heads.at);
+    static_cast<Heads&>(heads) = ReadParameters(record);
+    heads.shift = Displacement(heads.data, ix, iy, segments.nx, segments.ny);
+    // Kept: the index is not multiplied by 8, so for every segment but (0, 0) the value is read astride table entries
+    // and the result says nothing reliable. LoadSegLm tests the real entry.
+    const std::int32_t astride =
+        WrapAdd(WrapAdd(static_cast<std::int32_t>(kSegmentTableAt), ix), WrapMul(iy, segments.nx));
+    heads.written = ReadNumberAt<std::int64_t>(record, astride) != 0;
+    return heads;
+}
+
+/// As the first TakeParameters, and the segment's place.
+void TakeParameters(const SegmentHeads& heads, Lumora& field)
+{
+    TakeParameters(static_cast<const Heads&>(heads), field);
+    const Vector origin = field.GetOrigin();
+    field.SetOrigin(Vector(origin.x + heads.shift.x, origin.y + heads.shift.y, origin.z));
 }
 
 /// Both heads at the stream's position `at`, with the given sizes in place of the field's own.
@@ -378,46 +447,44 @@ bool FitsSegments(const Lumora& field, const Lumora& common)
 
 void FileError(_LM_File& file, ErrorCode code, const char* detail)
 {
-    const auto text = [](const char* from, std::size_t limit)
+    // On the stack: a failure is reported also where there is no memory. The record's texts may lack their terminator.
+    char function[sizeof file.function + 1] = {};
+    std::memcpy(function, file.function, strnlen(file.function, sizeof file.function));
+    char message[256] = {};
+    std::size_t length = 0;
+    const auto append = [&](const char* from, std::size_t most)
     {
-        return std::string(from, strnlen(from, limit));
+        const std::size_t bytes = strnlen(from, std::min(most, sizeof message - 1 - length));
+        std::memcpy(message + length, from, bytes);
+        length += bytes;
     };
-    std::string message = text(file.path, sizeof file.path);
+    append(file.path, sizeof file.path);
     if (detail != nullptr)
-        message.append(" : ").append(detail);
-    message.resize(std::min<std::size_t>(message.size(), 255));
-    Error(code, text(file.function, sizeof file.function).c_str(), message.c_str());
+    {
+        append(" : ", 3);
+        append(detail, sizeof message);
+    }
+    Error(code, function, message);
 }
 
 // ---- What the operations share -----------------------------------------------------------------------------------
 
 void Lumora::LoadParamLm(_LM_File& file)
 {
-    ReadParameters(file, *this, "abnormal LM format or broken file", "unspported optional head");
+    const Heads heads = ReadParameters(file);
+    TakeSizes(heads, *this);
+    TakeParameters(heads, *this);
 }
 
 void Lumora::LoadDataLm(_LM_File& file)
 {
     // Kept: the second message carries the characters %s as they are; nothing is put in their place.
-    const DataHead head =
-        ReadParameters(file, *this, "multi-part/segmentation type LM format", "unspported optional head : %s");
-    RequireInFile(file, head.samples, head.nx, head.ny);
-    if (N() != 0) // sizes of zero would give a caller's buffer to Free: no file may do that
-        Init(nullptr);
+    const Heads heads =
+        ReadHeads(file, "multi-part/segmentation type LM format", "unspported optional head : %s");
+    MakeRoom(file, *this, heads.data, heads.data.samples);
+    TakeParameters(heads, *this);
     SetWindowMax();
-    SeekTo(file, head.samples);
-    if (nx_ == head.nx && ny_ == head.ny)
-    {
-        Read(file, dataPointer_, std::uint64_t{N()} * sizeof(Complex));
-        return;
-    }
-    // Sizes that are not powers of two: the stored field comes to lie centred in the raised grid.
-    FillSamples(dataPointer_, N(), Complex(0.0, 0.0));
-    const std::int32_t x0 = (nx_ - head.nx) / 2;
-    const std::int32_t y0 = (ny_ - head.ny) / 2;
-    for (std::int32_t y = 0; y < head.ny; ++y)
-        Read(file, dataPointer_ + Index(x0, y0 + y),
-             std::uint64_t{sizeof(Complex)} * static_cast<std::uint32_t>(head.nx));
+    TakeSamples(file, *this, heads.data.nx, heads.data.ny);
 }
 
 bool Lumora::LoadParamMpLm(_LM_File& file)
@@ -432,20 +499,12 @@ bool Lumora::LoadParamMpLm(_LM_File& file)
 
 bool Lumora::LoadParamSegLm(_LM_File& file, int ix, int iy, std::int64_t* headPosition)
 {
-    const SegmentRecord segments = ReadRawSegmentRecord(file);
-    CheckGridIndex(file, segments, ix, iy);
+    const SegmentHeads heads = ReadSegmentHeads(file, ix, iy);
     if (headPosition != nullptr)
-        *headPosition = segments.commonHead;
-    SeekTo(file, segments.commonHead);
-    LoadParamLm(file);
-    const Vector shift = GetDispSegLm(ix, iy, segments.nx, segments.ny);
-    origin_.x += shift.x;
-    origin_.y += shift.y;
-    // Kept: the index is not multiplied by 8, so for every segment but (0, 0) the value is read astride table entries
-    // and the result says nothing reliable. LoadSegLm tests the real entry.
-    const std::int32_t astride =
-        WrapAdd(WrapAdd(static_cast<std::int32_t>(kSegmentTableAt), ix), WrapMul(iy, segments.nx));
-    return ReadNumberAt<std::int64_t>(file, astride) != 0;
+        *headPosition = heads.at;
+    TakeSizes(heads, *this);
+    TakeParameters(heads, *this);
+    return heads.written;
 }
 
 void Lumora::SaveDataHeadLm(_LM_File& file) const
@@ -455,7 +514,12 @@ void Lumora::SaveDataHeadLm(_LM_File& file) const
 
 Vector Lumora::GetDispSegLm(int ix, int iy, int nx, int ny) const
 {
-    return Vector(nx_ * px_ * (ix - (nx - 1.0) / 2.0), ny_ * py_ * (iy - (ny - 1.0) / 2.0), 0.0);
+    DataHead size{};
+    size.nx = nx_;
+    size.ny = ny_;
+    size.px = px_;
+    size.py = py_;
+    return Displacement(size, ix, iy, nx, ny);
 }
 
 // ---- Single files ------------------------------------------------------------------------------------------------
@@ -509,8 +573,7 @@ void CreateFileMpLm(const char* path, std::uint16_t count)
         FileError(lm, ERR_PARAMETER, kTooLargeSize);
     Write(lm, "LM", 2);
     WriteNumber(lm, static_cast<std::uint16_t>(kPartsBit | count));
-    const std::vector<Byte> table(std::size_t{8} * count);
-    Write(lm, table.data(), table.size());
+    WriteEmptyTable(lm, count);
     lm.Close();
 }
 
@@ -599,8 +662,7 @@ void CreateFileSegLm(const char* path, std::uint16_t nx, std::uint16_t ny)
     Write(lm, "LM", 2);
     WriteNumber(lm, static_cast<std::uint16_t>(kPartsBit | kSegmentsBit | count));
     WriteNumber(lm, recordAt);
-    const std::vector<Byte> table(std::size_t{8} * count);
-    Write(lm, table.data(), table.size());
+    WriteEmptyTable(lm, count);
     WritePacked(lm, kSegmentRecord, segments);
     // Sizes of zero mark the common head as not yet fixed.
     WriteHeads(lm, segments.commonHead, Lumora(0, 0), 0, 0);
@@ -632,14 +694,12 @@ Lumora& Lumora::LoadSegLm(const char* path, std::uint16_t ix, std::uint16_t iy, 
         *exists = entry != 0;
     if (entry == 0)
         return *this;
-    LoadParamSegLm(lm, ix, iy, nullptr);
-    const bool raises = nx_ > 0 && ny_ > 0;
-    RequireInFile(lm, entry, raises ? Raised(nx_) : nx_, raises ? Raised(ny_) : ny_);
-    if (N() != 0) // as in LoadDataLm
-        Init(nullptr);
-    // Kept: the window stays, unlike in the other loads, and may lie outside the grid now.
-    SeekTo(lm, entry);
-    Read(lm, dataPointer_, std::uint64_t{N()} * sizeof(Complex));
+    const SegmentHeads heads = ReadSegmentHeads(lm, ix, iy);
+    MakeRoom(lm, *this, heads.data, entry);
+    // Kept: the window stays, unlike in the other loads, and may lie outside the grid now. The samples are those of the
+    // raised grid, so sizes that are not powers of two end in a read failure or take what stands behind the segment.
+    TakeParameters(heads, *this);
+    TakeSamples(lm, *this, nx_, ny_);
     return *this;
 }
 
@@ -651,11 +711,13 @@ Lumora& Lumora::LoadParamSegLm(const char* path, std::uint16_t ix, std::uint16_t
     int count = 0;
     const SegmentRecord segments = ReadSegmentRecord(lm, count);
     CheckGridIndex(lm, segments, ix, iy);
-    const bool written = LoadParamSegLm(lm, ix, iy, nullptr);
-    if (N() == 0)
+    const SegmentHeads heads = ReadSegmentHeads(lm, ix, iy);
+    if (heads.AreEmpty())
         FileError(lm, ERR_PARAMETER, "this is an incompleted segemented LM file");
+    TakeSizes(heads, *this);
+    TakeParameters(heads, *this);
     if (exists != nullptr)
-        *exists = written;
+        *exists = heads.written;
     return *this;
 }
 
@@ -663,6 +725,9 @@ void Lumora::SaveAsSegLm(const char* path, std::uint16_t ix, std::uint16_t iy) c
 {
     static constexpr char fn[] = "LumoraLib::Lumora::SaveAsSegLm";
     RequireSamples(fn);
+    // Segments without samples would share one place, where a later one would overwrite an earlier one.
+    if (N() == 0)
+        Error(ERR_SOMETHING, fn, "a segment needs samples: set the sizes and call Init first");
     Container lm(path, fn, "r+b", kSegmentsNotCreated);
     CheckMagic(lm);
     int count = 0;

@@ -1,8 +1,8 @@
 // Fields as text: profiles for plotting, the plain text field, and the comma-separated list that LoadCSV reads.
-// Numbers have a decimal point in every locale.
-// Kept: text has no write test: what does not fit on the disk is lost silently, so a caller has to look at the file.
+// Numbers have a decimal point in every locale. What did not reach the disk is noticed when a file is closed.
 
 #include "ByteIo.h"
+#include "FieldFile.h"
 #include "LmlLumora.h"
 #include "TextLocale.h"
 
@@ -70,6 +70,9 @@ class LineReader
 public:
     explicit LineReader(File& file) : in_(file.Get()) {}
     bool Next() { return std::fgets(line_, sizeof line_, in_) != nullptr; }
+    /// Next came to no end of the file: it could not be read on.
+    bool Failed() const { return std::ferror(in_) != 0; }
+    bool IsBlank() const { return line_[std::strspn(line_, " \t\r\n")] == '\0'; }
     const char* First() const { return line_; }
     /// The text behind the first comma, null where there is none.
     const char* Second() const
@@ -91,26 +94,6 @@ std::int32_t ParseSize(const char* text)
     constexpr long high = std::numeric_limits<std::int32_t>::max();
     return static_cast<std::int32_t>(std::clamp(value, low, high));
 }
-
-/// Memory that a list may ask for: its raised grid takes at most 256 MiB, or belongs to a list that can be complete. A
-/// sample's line has two bytes at least (the comma and the line's end) and the raise makes less than four samples of
-/// one, so a complete list never has more raised samples than twice its bytes; the bound leaves as much again.
-bool SizesAreSane(std::int32_t nx, std::int32_t ny, std::int64_t fileBytes)
-{
-    constexpr std::int64_t freeSamples = std::int64_t{0x10000000} / static_cast<std::int64_t>(sizeof(Complex));
-    if (nx < 0 || ny < 0)
-        return false;
-    if (nx == 0 || ny == 0)
-        return true;
-    std::int64_t raisedX = 1;
-    std::int64_t raisedY = 1;
-    while (raisedX < nx)
-        raisedX *= 2;
-    while (raisedY < ny)
-        raisedY *= 2;
-    const std::int64_t samples = raisedX * raisedY; // at most 2^62
-    return samples <= freeSamples || (fileBytes > 0 && samples / 4 <= fileBytes);
-}
 } // namespace
 
 void Lumora::SaveAsCsv(const char* path, Axis axis, int index) const
@@ -120,7 +103,7 @@ void Lumora::SaveAsCsv(const char* path, Axis axis, int index) const
         Error(ERR_COMPLEX_FORM, fn, path);
     RequireSamples(fn);
     // Kept: the file is created before the index is looked at; a refused call leaves an empty file.
-    const File file = CreateText(path, fn);
+    File file = CreateText(path, fn);
     if (index < 0 || index >= (axis != X_AXIS ? nx_ : ny_))
         Error(ERR_PARAMETER, fn, path);
     const LML_RECT w = GridWindow();
@@ -137,6 +120,7 @@ void Lumora::SaveAsCsv(const char* path, Axis axis, int index) const
         for (std::int32_t x = w.left; x < w.right; ++x)
             PrintCsvLine(file.Get(), {X(x), dataPointer_[Index(x, index)]});
     }
+    file.Close(path);
 }
 
 void Lumora::SaveAsCSV(const char* path, int row) const
@@ -152,11 +136,12 @@ void Lumora::SaveAsText(const char* path, int row) const
     if (row < 0 || row >= ny_)
         Error(ERR_PARAMETER, fn, path);
     RequireSamples(fn);
-    const File file = CreateText(path, fn);
+    File file = CreateText(path, fn);
     const LML_RECT w = GridWindow();
     const CLocaleScope point;
     for (std::int32_t x = w.left; x < w.right; ++x)
         PrintTextLine(file.Get(), {X(x), dataPointer_[Index(x, row)]});
+    file.Close(path);
 }
 
 void Lumora::SaveAsPTF(const char* path) const
@@ -165,7 +150,7 @@ void Lumora::SaveAsPTF(const char* path) const
     if (IsPolarForm())
         Error(ERR_COMPLEX_FORM, fn, "err");
     RequireSamples(fn);
-    const File file = CreateText(path, fn);
+    File file = CreateText(path, fn);
     const LML_RECT w = GridWindow();
     const CLocaleScope point;
     std::FILE* const out = file.Get();
@@ -180,6 +165,7 @@ void Lumora::SaveAsPTF(const char* path) const
             const Complex& c = dataPointer_[Index(x, y)];
             std::fprintf(out, "(%f, %f)\n", c.GetReal(), c.GetImag());
         }
+    file.Close(path);
 }
 
 Lumora& Lumora::LoadCSV(const char* path)
@@ -187,36 +173,42 @@ Lumora& Lumora::LoadCSV(const char* path)
     static constexpr char fn[] = "LumoraLib::Lumora::LoadCSV";
     if (form_ == SPECTRUM)
         Error(ERR_PARAMETER, fn, path);
-    form_ = COMPLEX_AMPLITUDE;
     File file(path, "r");
     if (!file.IsOpen())
         Error(ERR_FILE_OPEN, fn, path);
     const CLocaleScope point;
     LineReader line(file);
-    if (!line.Next() || line.Second() == nullptr)
+    const bool first = line.Next();
+    if (line.Failed())
+        Error(ERR_FILE_READ, "eread", path);
+    if (!first || line.Second() == nullptr)
         Error(ERR_PARAMETER, fn, path);
     const std::int32_t nx = ParseSize(line.First());
     const std::int32_t ny = ParseSize(line.Second());
-    if (!SizesAreSane(nx, ny, file.Length()))
+    // A sample's line has two bytes at least (the comma and the line's end) and the raise makes less than four samples
+    // of one, so a complete list never has more raised samples than twice its bytes; the bound leaves as much again.
+    if (!SizesAreSane(file, nx, ny, 32))
         Error(ERR_PARAMETER, fn, path);
-    nx_ = nx;
-    ny_ = ny;
-    if (N() != 0) // sizes of zero would give a caller's buffer to Free: no file may do that
-        Init(nullptr);
+    RemakeGrid(*this, nx, ny);
+    form_ = COMPLEX_AMPLITUDE;
     // Kept: the raised grid is read, row by row from its corner, and the window is not changed. A list that ends early
-    // leaves the remaining samples as they were.
+    // leaves the remaining samples as they were; blank lines may stand at its end only.
     const std::size_t count = N();
-    for (std::size_t n = 0; n < count && line.Next(); ++n)
+    std::size_t n = 0;
+    bool ended = false;
+    bool refused = false;
+    while (n < count && !refused && line.Next())
     {
-        const char* second = line.Second();
-        if (second == nullptr)
-        {
-            // A blank line ends the list; any other line without a comma is no sample.
-            if (line.First()[std::strspn(line.First(), " \t\r\n")] == '\0')
-                break;
-            Error(ERR_PARAMETER, fn, path);
-        }
-        dataPointer_[n] = Complex(std::strtod(line.First(), nullptr), std::strtod(second, nullptr));
+        const char* const second = line.Second();
+        refused = second == nullptr ? !line.IsBlank() : ended;
+        ended = second == nullptr;
+        if (!ended && !refused)
+            dataPointer_[n++] = Complex(std::strtod(line.First(), nullptr), std::strtod(second, nullptr));
+    }
+    if (refused || line.Failed())
+    {
+        std::fill(dataPointer_ + n, dataPointer_ + count, Complex(0.0, 0.0)); // no mixture with another field
+        refused ? Error(ERR_PARAMETER, fn, path) : Error(ERR_FILE_READ, "eread", path);
     }
     return *this;
 }

@@ -1,5 +1,6 @@
 // HBI pictures (a 24-byte head with the sampling pitches) and RAW pixels (no head).
 
+#include "FieldFile.h"
 #include "FieldTools.h"
 #include "ImageModes.h"
 #include "IntMath.h"
@@ -135,20 +136,25 @@ Lumora& Lumora::LoadHBI(const char* path, Mode mode)
         values[n] = static_cast<double>(n) / static_cast<double>(indices - 1);
     const detail::PixelSamples samples = detail::MakePixelSamples(mode, form_, values, Complex(0.0, 0.0));
 
-    px_ = static_cast<double>(head.px);
-    py_ = static_cast<double>(head.py);
-    // Kept: with the old number of samples the window is the old grid, also where the new one has another shape.
-    SetWindowMax();
-    nx_ = head.width;
-    ny_ = head.height;
+    const detail::PixelStrip strip = detail::MakePixelStrip(rows, rowBytes, fn);
+    if (!file.Seek(head.pixelsAt))
+        Error(ERR_FILE_READ, fn, path);
+
     if (remake)
     {
-        Init(nullptr);
+        detail::RemakeGrid(*this, head.width, head.height);
         SetWindowMax();
         Clear();
     }
-    if (!file.Seek(head.pixelsAt))
-        Error(ERR_FILE_READ, fn, path);
+    else
+    {
+        // Kept: with the old number of samples the window is the old grid, also where the new one has another shape.
+        SetWindowMax();
+        nx_ = head.width;
+        ny_ = head.height;
+    }
+    px_ = static_cast<double>(head.px);
+    py_ = static_cast<double>(head.py);
     // The picture starts at sample (0, 0) and fills every row of the grid; columns beyond the row's bytes read as pixel
     // 0.
     detail::PixelRows layout;
@@ -159,7 +165,7 @@ Lumora& Lumora::LoadHBI(const char* path, Mode mode)
     layout.firstColumn = 0;
     layout.firstRow = 0;
     layout.rowStep = 1;
-    ReadPixels(file, path, fn, *this, layout, samples);
+    ReadPixels(file, path, *this, layout, samples, strip);
     return *this;
 }
 } // namespace LumoraLib

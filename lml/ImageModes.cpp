@@ -112,6 +112,12 @@ Byte ClippedByte(double t)
     return !(t >= 1.0) ? Byte{0} : t >= 255.0 ? Byte{255} : static_cast<Byte>(TruncI32(t));
 }
 
+/// Lowest byte of the integer part; from 2^31 on, where there is no 32-bit integer, white as in every other format.
+Byte WrappedByte(double t)
+{
+    return t >= 2147483648.0 ? Byte{255} : static_cast<Byte>(TruncI32(t) & 255);
+}
+
 /// Index of pixel p in a packed row.
 std::uint32_t PixelIndex(const Byte* row, std::int32_t bits, std::size_t p)
 {
@@ -194,7 +200,7 @@ void WritePixels(File& file, const char* path, const char* function, const Lumor
                              // of 127.5 by one unit in the last place. The other modes are the same in either order.
                              const double t = automatic ? (s + rule.offset) * rule.scale * 255.0 + 0.5
                                                         : (s - range.min) / (range.max - range.min) * 255.0 + 0.5;
-                             row[i] = wraps ? static_cast<Byte>(TruncI32(t) & 255) : ClippedByte(t);
+                             row[i] = wraps ? WrappedByte(t) : ClippedByte(t);
                          }
                          const double height01 =
                              static_cast<double>(windowRow(first + n)) / static_cast<double>(size.height);
@@ -249,28 +255,31 @@ PixelSamples MakePixelSamples(Mode mode, ComplexForm form, const std::array<doub
     return made;
 }
 
-void ReadPixels(File& file, const char* path, const char* function, Lumora& field, const PixelRows& rows,
-                const PixelSamples& samples)
+PixelStrip MakePixelStrip(std::uint64_t rows, std::uint64_t rowBytes, const char* function)
 {
-    if (rows.rows <= 0)
-        return;
+    const std::uint64_t stripRows = std::clamp<std::uint64_t>(kStripBytes / rowBytes, 1, rows);
+    return {stripRows, MallocArray<Byte>(static_cast<std::size_t>(stripRows * rowBytes), function)};
+}
+
+void ReadPixels(File& file, const char* path, Lumora& field, const PixelRows& rows, const PixelSamples& samples,
+                const PixelStrip& strip)
+{
     const std::uint64_t count = static_cast<std::uint64_t>(rows.rows);
-    const std::uint64_t stripRows = std::clamp<std::uint64_t>(kStripBytes / rows.rowBytes, 1, count);
-    const auto bytes = MallocArray<Byte>(static_cast<std::size_t>(stripRows * rows.rowBytes), function);
+    Byte* const bytes = strip.bytes.get();
     const std::uint64_t perRow = rows.rowBytes * 8 / static_cast<std::uint64_t>(rows.bits);
-    const std::size_t columns = static_cast<std::size_t>(std::max(0, rows.columns));
+    const std::size_t columns = static_cast<std::size_t>(rows.columns);
     const std::size_t inRow = static_cast<std::size_t>(std::min<std::uint64_t>(columns, perRow));
 
-    for (std::uint64_t first = 0; first < count; first += stripRows)
+    for (std::uint64_t first = 0; first < count; first += strip.rows)
     {
-        const std::uint64_t now = std::min(stripRows, count - first);
-        eread(file, bytes.get(), now * rows.rowBytes, path);
+        const std::uint64_t now = std::min(strip.rows, count - first);
+        eread(file, bytes, now * rows.rowBytes, path);
         if (!samples.stored)
             continue;
         ParallelFlat(static_cast<std::size_t>(now),
                      [&](std::size_t n)
                      {
-                         const Byte* const row = bytes.get() + n * rows.rowBytes;
+                         const Byte* const row = bytes + n * rows.rowBytes;
                          const std::int64_t y =
                              rows.firstRow + rows.rowStep * static_cast<std::int64_t>(first + n);
                          Complex* const line =

@@ -51,7 +51,7 @@ struct PictureFormat
 {
     double maskFraction;      // threshold of the masked phase, as a fraction of the window's largest amplitude
     bool showsLogIntensity;   // false: the logarithmic mode counts as a mode outside the list
-    bool wrapsAutomaticRange; // true: in the automatic range the byte is the integer's lowest, not clipped
+    bool wrapsAutomaticRange; // true: in the automatic range the byte is the integer's lowest; 255 from 2^31 steps on
     bool topRowFirst;
     std::int32_t rowMultiple; // rows are filled up with zeros to a multiple of this many bytes
 };
@@ -124,9 +124,17 @@ constexpr std::uint64_t PaddedRowBytes(std::int32_t width, std::int32_t bits)
     return (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(bits) + 31) / 32 * 4;
 }
 
+/// Memory for the rows that are read at a time: at most 1 MiB, or one row. It is asked for before a field is touched.
+struct PixelStrip
+{
+    std::uint64_t rows;
+    std::unique_ptr<Byte[], FreeMemory> bytes;
+};
+PixelStrip MakePixelStrip(std::uint64_t rows, std::uint64_t rowBytes, const char* function);
+
 /// Reads the rows at the file's position into the field's samples.
-void ReadPixels(File& file, const char* path, const char* function, Lumora& field, const PixelRows& rows,
-                const PixelSamples& samples);
+void ReadPixels(File& file, const char* path, Lumora& field, const PixelRows& rows, const PixelSamples& samples,
+                const PixelStrip& strip);
 } // namespace LumoraLib::detail
 
 #endif

@@ -1018,8 +1018,17 @@ public:
     // LW, DE and CA files, and text exports.
     //
     // All of them: a short read is Error code 5, "eread", the path; a write that did not reach the file, noticed at the
-    // latest when it is closed, is code 4, "ewrite", the path (binary files only). The file is closed on every path. A
-    // file's sizes are checked against its length before memory is asked for.
+    // latest when it is closed, is code 4, "ewrite", the path. The file is closed on every path. A path that leads to a
+    // folder does not open (code 2).
+    //
+    // Savers empty the file at the path and write it in place, and leave the last bytes to the system (no fsync): a save
+    // that fails or is killed costs the version that was there, a loss of power may. WholeFile is the safe way.
+    //
+    // State after a failure, for every loader: up to and including the refusal of a head the field is wholly as it was,
+    // form included. Refused are sizes below 0 or above 2^30, and those whose raised grid takes more than 256 MiB and
+    // more than four times the file's length (code 5, "eread", the path); also a grid that there is no memory for (code
+    // 1, from Init). A file that ends before its samples do is loaded as far as it goes, all parameters with it; samples
+    // that it does not hold are zero, and then it is reported.
 
     /// The whole field as an LW file: a 27-byte head with wavelength and pitches in single precision, then the samples.
     /// No position, no form. `option` must be null.
@@ -1033,14 +1042,15 @@ public:
     void WinSaveAsLW(const char* path, const OptionHead* option) const;
     /// Replaces sizes, pitches, wavelength and samples by those of an LW file; form becomes 0, the window the whole
     /// grid; origin and normal stay. `option` may be null; otherwise it is refused when the file's option flag is 1.
-    /// Validity: wavelength and pitches carry single precision. Sizes that are not powers of two end in a read failure.
+    /// Validity: wavelength and pitches carry single precision. Kept: the raised grid is read, so sizes that are not
+    /// powers of two end in a read failure.
     /// @throws code 3, "LumoraLib::Lumora::LoadLw" and a Japanese text when Form is exactly 1; code 2, path when the
     ///         file cannot be opened, is no LW file or names a sample position below 0; code 9 on a refused option.
     Lumora& LoadLw(const char* path, OptionHead* option);
     Lumora& LoadLW(const char* path, OptionHead* option);
     /// Multiplies linear sample n by the file's sample n; form, window and parameters stay, the file's sizes need not
     /// agree: as many samples as both have. Memory: one block of 64 KiB. A short read leaves the samples before it
-    /// multiplied.
+    /// multiplied; every other failure leaves the field as it was.
     /// @throws code 3, "LumoraLib::Lumora::MultiplyFileLW", path on polar samples; otherwise as LoadLw.
     Lumora& MultiplyFileLW(const char* path, const OptionHead* option);
     /// Adds the file's sample n to linear sample n in single precision and sets form to 0; otherwise as MultiplyFileLW.
@@ -1067,7 +1077,7 @@ public:
     Lumora& SuperimposeFileCA(const char* path);
     /// Profile along a row (X_AXIS, `index` a row) or a column (any other axis, `index` a column), within the window: a
     /// heading, then lines of coordinate (metres, %g), real, imaginary, amplitude, phase, intensity. A decimal point in
-    /// every locale; what does not fit on the disk is lost silently, as in all text exports.
+    /// every locale.
     /// @throws code 7, "LumoraLib::Lumora::SaveAsCsv", path when Form is exactly 2 (a polar spectrum is written as if
     ///         cartesian); code 2, path; code 3, path for an index outside the grid, which leaves an empty file.
     void SaveAsCsv(const char* path, Axis axis, int index) const;
@@ -1080,22 +1090,32 @@ public:
     /// @throws code 7, "LumoraLib::Lumora::SaveAsPTF", "err" on polar samples; code 2, path.
     void SaveAsPTF(const char* path) const;
     /// Reads "Nx,Ny" and then a line "re,im" for each sample of the raised grid, row by row; form becomes 0, window and
-    /// parameters stay. A list that ends early leaves the remaining samples as they were. Lines have at most 200
-    /// characters. Memory: at most 256 MiB or 32 bytes for each byte of the file, whichever is more.
-    /// @throws code 3, "LumoraLib::Lumora::LoadCSV", path when Form is exactly 1, the file is empty, a line has no
-    ///         comma, or the sizes are negative or out of all proportion to the file; code 2, path.
+    /// parameters stay. A list that ends early leaves the remaining samples as they were (undefined where the buffer
+    /// grew); blank lines may stand at its end. Lines have at most 200 characters. Memory: at most 256 MiB or 32 bytes
+    /// for each byte of the file, whichever is more.
+    /// @throws code 3, "LumoraLib::Lumora::LoadCSV", path when Form is exactly 1, the file is empty, its first line has no
+    ///         comma, or the sizes are below 0, above 2^30 or out of all proportion to the file; code 2, path: the field
+    ///         is as it was then. Code 3 for a later line without a comma (a blank one with samples behind it too), code
+    ///         5, "eread", path when the file cannot be read on: the samples before are loaded, the others zero.
     Lumora& LoadCSV(const char* path);
 
     // ------------------------------------------------------------------------------------------------------ FileLm
     // The LM container: single, multi-part and segmented files.
     //
     // All of them: Error names the operation; the message is the path, or "path : detail". Code 2: the file cannot be
-    // opened, or is of another type; code 3: an index or a size does not fit; code 5: "seek error", "tell error", or
-    // with the path alone a short read, which a head that announces more than the file holds is before memory is asked
-    // for; code 4: what was written did not reach the file. The file is closed on every path. Any form is taken:
+    // opened (a folder cannot), or is of another type; code 3: an index or a size does not fit; code 5: "seek error",
+    // "tell error", or with the path alone a short read; code 4: what was written did not reach the file. The file is
+    // closed on every path. Any form is taken:
     // samples travel as they stand, bit 0 of the form with them, and bit 1 stays the receiver's. Transfers run at the
     // system's speed in calls of at most 64 MiB and need no memory beyond the samples. One file is used from one thread
     // at a time.
+    //
+    // State after a failure of a load, also of parameters alone: as told for LW and DE above, with the path alone as the
+    // message of a refused size; heads are read and checked before anything of them goes into the field. `exists` may
+    // have been set.
+    //
+    // Saves are not flushed to the disk: after a loss of power any of the bytes of the last saves may be missing, in any
+    // order. WholeFile, SaveWhole and UpdateWhole are the safe way.
 
     /// Replaces parameters and samples by those of a single file; the window becomes the whole grid. Stored sizes that
     /// are not powers of two come to lie centred in the raised grid, zeros around them.
@@ -1109,24 +1129,29 @@ public:
     /// As LoadLm, from part `index` of a multi-part file. `exists` (may be null) tells whether the part was ever
     /// written; if not, the field stays as it is.
     Lumora& LoadMpLm(const char* path, std::uint16_t index, bool* exists);
-    /// The part's parameters alone: sizes as stored and no samples; operations on samples are refused until Init.
+    /// The part's parameters alone: sizes as stored, not raised, and no samples. While the sizes announce more samples
+    /// than the buffer holds, operations on samples are refused until Init; otherwise the old samples count, in rows of
+    /// the new length. Call Init and set samples before the field is used as one.
     Lumora& LoadParamMpLm(const char* path, std::uint16_t index, bool* exists);
     /// Stores the field as part `index` of a file made by CreateFileMpLm. A part that exists must have this field's
-    /// sizes and is overwritten in place. A new part is appended and shows only once it is complete: a save that fails
-    /// or is killed leaves every other part as it was and the new one absent.
+    /// sizes and is overwritten in place: a save that fails or is killed then leaves a mixture of both versions
+    /// (UpdateWhole leaves one or the other). A new part is appended and shows only once it is complete: a save that
+    /// fails or is killed leaves every other part as it was and the new one absent.
     void SaveAsMpLm(const char* path, std::uint16_t index) const;
     /// Replaces parameters and samples by those of segment (ix, iy): the common parameters, the origin moved by the
-    /// segment's displacement along global x and y. `exists` as in LoadMpLm. Kept: the window stays as it is.
+    /// segment's displacement along global x and y. `exists` as in LoadMpLm. Kept: the window stays as it is, and the
+    /// raised grid is read, so stored sizes that are not powers of two end in a read failure or take what stands behind.
     Lumora& LoadSegLm(const char* path, std::uint16_t ix, std::uint16_t iy, bool* exists);
     /// The segment's parameters alone, as in LoadParamMpLm. Code 3 while no segment has been saved into the file.
     /// Kept: `exists` is reliable for segment (0, 0) only; LoadSegLm tells for every one.
     Lumora& LoadParamSegLm(const char* path, std::uint16_t ix, std::uint16_t iy, bool* exists);
     /// Stores the samples as segment (ix, iy) of a file made by CreateFileSegLm. The first save fixes the file's common
     /// parameters, its origin being the centre of the whole grid wherever the segment lies; later ones must agree in
-    /// sizes, pitches and wavelength exactly and in the normal within the position tolerance. Failing and killed saves
-    /// as in SaveAsMpLm.
+    /// sizes, pitches and wavelength exactly and in the normal within the position tolerance. A field without samples is
+    /// refused (code 6). Failing and killed saves as in SaveAsMpLm, also over an existing segment.
     void SaveAsSegLm(const char* path, std::uint16_t ix, std::uint16_t iy) const;
-    /// Overwrites the common parameters of a segmented file by this field's, sizes included, with no comparison.
+    /// Overwrites the common parameters of a segmented file by this field's, sizes included, with no comparison, in
+    /// place: a save that fails or is killed can leave half of them.
     void SaveParamSegLm(const char* path) const;
 
     // --------------------------------------------------------------------------------------------------------- Bmp
@@ -1137,7 +1162,7 @@ public:
     ///
     /// With min = max = 0 the range is the mode's own, fixed and not taken from the data: 0..1 for intensity, amplitude
     /// and log intensity, -1..1 for real and imaginary part, -pi..pi for phases; otherwise min is black and max is
-    /// white. Values outside are clipped, not-a-number is black. Log intensity is log2(1 + I) of cartesian samples but
+    /// white. Values outside are clipped, also those beyond 2^31 steps of the range, not-a-number is black. Log intensity is log2(1 + I) of cartesian samples but
     /// (log10(I) + 1) / log10(2) of polar ones. A masked phase is 0 (mid-grey) where the amplitude is under 1 % of the
     /// window's maximum. A mode outside the list is black in its own range. The resolution fields hold samples per
     /// metre.
@@ -1177,8 +1202,10 @@ public:
     /// @throws code 8, "LumoraLib::Lumora::LoadBmp", "" on a cartesian spectrum. With the same name: code 2, the path
     ///         (cannot be opened, no BMP); code 5, "Unsupported Pixel Bits", "Unsupported File Type", "file format
     ///         error" (sizes, place of the pixels), "Abnormal pixel depth" (2 bits). Code 5, "eread", the path, when
-    ///         the file is shorter than its head says; this is found before memory is asked for. A refused file leaves
-    ///         the field as it was.
+    ///         the file is shorter than its head says; this is found before memory is asked for. A refused file, and one
+    ///         that there is no memory for, leave the field as it was. When the device itself fails while the pixels are
+    ///         read, the field has the picture's sizes and `background` where pixels are missing.
+    /// Memory: at most 64 bytes for each byte of a 4-bit file, 32 of an 8-bit one, and 1 MiB or one row.
     Lumora& LoadBmp(const char* path, Mode mode, Complex background);
     /// The same under the name "LumoraLib::Lumora::LoadBMP"; background (0, 0) where none is given.
     Lumora& LoadBMP(const char* path, Mode mode, Complex background);
@@ -1186,7 +1213,7 @@ public:
     /// Saves the window as an 8-bit HBI picture with the pitches (in single precision), bottom row first. Cartesian
     /// samples only. Modes and ranges as WinSaveAsBMPEx, but: log intensity is not shown (black in its own range); the
     /// mask is 0.1 % of the maximum; min > max is not refused; and in the mode's own range values are not clipped, a
-    /// byte is the lowest 8 bits of the integer. Kept: rows are not filled up, so LoadHBI reads widths of a multiple of
+    /// byte is the lowest 8 bits of the integer (255 from 2^31 steps on, 0 below -2^31 and for not-a-number). Kept: rows are not filled up, so LoadHBI reads widths of a multiple of
     /// 4 only.
     /// @param option  must be null
     /// @throws "LumoraLib::Lumora::WinSaveAsHBI": code 7, "err" on polar samples; code 2, the path; code 9 when
@@ -1203,8 +1230,10 @@ public:
     /// @throws "LumoraLib::Lumora::LoadHBI": code 8, the path, on a cartesian spectrum; code 2, the path (cannot be
     ///         opened, other letters); code 5, "Pixel with 16-bit depth is not supported for current version", the path
     ///         (sizes not above 0, pixels inside the head), "Abnormal pixel depth". Code 5, "eread", the path, when the
-    ///         file is shorter than its head says, found before memory is asked for. A refused file leaves the field as
-    ///         it was.
+    ///         file is shorter than its head says, found before memory is asked for. A refused file, and one that there
+    ///         is no memory for, leave the field as it was. When the device itself fails while the pixels are read, the
+    ///         new grid has what was read.
+    /// Memory: at most 128 bytes for each byte of a 1-bit file, 16 of an 8-bit one, and 1 MiB or one row.
     Lumora& LoadHBI(const char* path, Mode mode);
     /// Saves the window as bytes without a head, top row first. Modes and ranges as WinSaveAsBMPEx, with a mask of 0.1
     /// %.
@@ -1236,7 +1265,8 @@ protected:
     // Steps of the operations above for derived classes. Errors name file.function; the stream stays the caller's, who
     // closes it, also when an error is thrown.
 
-    /// Data head and position head at the stream's position into the parameters; sizes raw, no samples.
+    /// Data head and position head at the stream's position into the parameters; sizes raw, no samples. A failure leaves
+    /// the field as it was, also in the loads below.
     void LoadParamLm(_LM_File& file);
     /// The same and the samples that the head points at.
     void LoadDataLm(_LM_File& file);
@@ -1426,6 +1456,80 @@ LML_API int GetSizeMpLm(const char* path);
 /// The number of segments of a segmented file, and those along x and y. Errors as LoadSegLm, with
 /// "LumoraLib::GetSizeSegLm".
 LML_API int GetSizeSegLm(const char* path, int& nx, int& ny);
+
+/// Replaces a file whole or not at all. Savers empty the file at the path first, or write into it in place: one that
+/// fails or is killed, and a loss of power (they leave the bytes to the system), can cost the version that was there.
+/// Here a saver writes beside it, and Commit brings the bytes to the disk before they take the name:
+///
+///     WholeFile file("plate.lm");
+///     field.SaveAsLm(file.Path());
+///     file.Commit();
+///
+/// Until Commit the old file is there as it was; without Commit (a failure, an early return, the end of the process) the
+/// new one is removed. A killed process leaves a file "<path>.<process>-<number>.part", which can be deleted. The rights of
+/// the old file are kept, other hard links to it keep the old version, and where the path is a symbolic link the file
+/// behind it is replaced. Needs room on the disk for both versions and the right to create files in the folder; two
+/// programs that write one file do not notice each other, the last Commit wins. Not copyable. Cost of Commit: an fsync of
+/// the file and of its folder, up to some tens of milliseconds on a disk.
+class LML_API WholeFile
+{
+public:
+    /// What stands beside at first: nothing, or a copy of the file, for savers that write into an existing container.
+    enum Contents
+    {
+        Empty,
+        Copied
+    };
+    /// @throws code 2, "LumoraLib::WholeFile", path when no file can be created beside the path, the path leads to
+    ///         something else than a file (a folder, a device), or there is no file to be copied; code 1 without
+    ///         memory; code 5, "eread" and code 4, "ewrite" while copying.
+    explicit WholeFile(const char* path, Contents contents = Empty);
+    ~WholeFile();
+    WholeFile(const WholeFile&) = delete;
+    WholeFile& operator=(const WholeFile&) = delete;
+
+    /// The name to give to savers; null after Commit. Failures of savers name it too.
+    const char* Path() const { return beside_; }
+    /// Brings the bytes to the disk and puts the file in its place. Every stream on Path() has been closed by then, as
+    /// all savers of the library do.
+    /// @throws code 4, "LumoraLib::WholeFile::Commit", the path when the bytes did not reach the disk or the name cannot
+    ///         be taken (the old file stays; Commit can be tried again), or when only the folder's entry did not reach
+    ///         the disk (the new file is in place); code 9 on a second call.
+    void Commit();
+
+private:
+    static void RemoveOpen();
+    void Discard();
+    void CopyTarget();
+
+    char* target_;
+    char* beside_;
+    int process_;
+    WholeFile* next_;
+};
+
+/// Runs save(name) on a file beside `path` and puts it in place when the saver has come back:
+///
+///     SaveWhole("slit.bmp", [&](const char* name) { field.SaveAsBmp(name, ModeIntensity, GradationGrey); });
+///
+/// @throws what WholeFile and the saver throw; the file at `path` is as it was then.
+template <class Save>
+void SaveWhole(const char* path, Save&& save)
+{
+    WholeFile file(path);
+    save(file.Path());
+    file.Commit();
+}
+
+/// The same on a copy of the file, for the savers of parts and segments: an existing part is replaced whole or not at
+/// all. Costs a copy of the whole container; a new part or segment is safe from kills without it (see SaveAsMpLm).
+template <class Save>
+void UpdateWhole(const char* path, Save&& save)
+{
+    WholeFile file(path, WholeFile::Copied);
+    save(file.Path());
+    file.Commit();
+}
 } // namespace LumoraLib
 
 #endif

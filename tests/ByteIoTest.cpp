@@ -82,56 +82,32 @@ TEST(BytesTest, NumbersKeepEveryBit)
     RoundTrip<float>(
         {0.0F, -0.0F, 1.1F, 1e-45F, std::numeric_limits<float>::infinity(), std::bit_cast<float>(0x7fc12345u)});
     RoundTrip<double>({0.0, -0.0, 6.283185307179586, 5e-324, std::bit_cast<double>(0xfff8000000000001u)});
-    Byte raw[8];
-    Put16(raw, 0x4c4d);
-    EXPECT_EQ(raw[0], 0x4d);
-    EXPECT_EQ(Get16(raw), 0x4c4d);
-    Put32(raw, -5);
-    EXPECT_EQ(Get32(raw), -5);
-    Put64(raw, -5);
-    EXPECT_EQ(Get64(raw), -5);
-    PutF32(raw, -1.5F);
-    EXPECT_EQ(GetF32(raw), -1.5F);
-    PutF64(raw, 0.1);
-    EXPECT_EQ(GetF64(raw), 0.1);
 }
 
 TEST(HeadTest, TableGivesTheBytesAndReadsThemBack)
 {
     const ScratchFile scratch("head");
-    {
-        File file(scratch.Path(), "w+b");
-        ewrite(file, kTestHead, kHead, scratch.Path());
-        ASSERT_TRUE(WriteHead(file, kTestHead, kHead));
-        file.Close(scratch.Path());
-    }
-    EXPECT_EQ(scratch.Read(), kHeadBytes + kHeadBytes);
+    File out(scratch.Path(), "w+b");
+    ewrite(out, kTestHead, kHead, scratch.Path());
+    out.Close(scratch.Path());
+    EXPECT_EQ(scratch.Read(), kHeadBytes);
 
     std::string dirty = kHeadBytes;
     dirty.replace(20, 5, "\x01\x02\x03\x04\x05"); // reserved bytes of another writer
-    scratch.Write(kHeadBytes + dirty + dirty.substr(0, 41));
+    scratch.Write(dirty + dirty.substr(0, 41));
     File file(scratch.Path(), "rb");
-    for (int copy = 0; copy < 2; ++copy)
-    {
-        TestHead head;
-        if (copy == 0)
-            eread(file, kTestHead, head, scratch.Path());
-        else
-            ASSERT_TRUE(ReadHead(file, kTestHead, head));
-        EXPECT_EQ(head.letters, kHead.letters);
-        EXPECT_EQ(head.samplesAt, kHead.samplesAt);
-        EXPECT_EQ(head.wavelength, kHead.wavelength);
-        EXPECT_EQ(head.kind, kHead.kind);
-        EXPECT_EQ(head.position, kHead.position);
-        EXPECT_EQ(head.point, kHead.point);
-        EXPECT_EQ(head.option, kHead.option);
-    }
-    TestHead untouched;
-    untouched.samplesAt = 77;
-    EXPECT_FALSE(ReadHead(file, kTestHead, untouched)) << "one byte short";
-    EXPECT_EQ(untouched.samplesAt, 77);
-    ASSERT_TRUE(file.Seek(84));
-    EXPECT_EQ(Catch([&] { eread(file, kTestHead, untouched, "p"); }), (Failure{5, "eread", "p"}));
+    TestHead head;
+    eread(file, kTestHead, head, scratch.Path());
+    EXPECT_EQ(head.letters, kHead.letters);
+    EXPECT_EQ(head.samplesAt, kHead.samplesAt);
+    EXPECT_EQ(head.wavelength, kHead.wavelength);
+    EXPECT_EQ(head.kind, kHead.kind);
+    EXPECT_EQ(head.position, kHead.position);
+    EXPECT_EQ(head.point, kHead.point);
+    EXPECT_EQ(head.option, kHead.option);
+    head.samplesAt = 77;
+    EXPECT_EQ(Catch([&] { eread(file, kTestHead, head, "p"); }), (Failure{5, "eread", "p"})) << "one byte short";
+    EXPECT_EQ(head.samplesAt, 77);
 }
 
 TEST(HeadTest, TableWithAGapAnOverlapOrAWrongSizeIsRefused)
@@ -200,7 +176,6 @@ TEST(TransferTest, EverySizeComesBackAlsoBetweenSmallRecords)
     {
         eread(file, back.data() + at, size, scratch.Path());
         at += size;
-        EXPECT_EQ(file.Remaining(), static_cast<std::int64_t>(total - at)) << "and the position stays";
     }
     EXPECT_EQ(back, bytes);
 }
@@ -213,6 +188,8 @@ TEST(TransferTest, ShortReadIsReportedUnderTheCallersName)
     {
         std::vector<Byte> to(bytes);
         File file(scratch.Path(), "rb");
+        EXPECT_EQ(ReadMost(file, to.data(), bytes), 5u);
+        ASSERT_TRUE(file.Seek(0));
         EXPECT_FALSE(ReadExact(file, to.data(), bytes));
         ASSERT_TRUE(file.Seek(0));
         EXPECT_EQ(Catch([&] { eread(file, to.data(), bytes, "a path"); }), (Failure{5, "eread", "a path"}));
@@ -260,7 +237,6 @@ TEST(PositionTest, LargeFileIsReadWholeAndPositionsAre64Bit)
             ASSERT_TRUE(file.Seek(end - 4));
             ewrite(file, "tail", 4, scratch.Path());
         }
-        EXPECT_EQ(file.Length(), far + 8) << "with what is still buffered";
         EXPECT_EQ(file.Tell(), far + 8);
         file.Close(scratch.Path());
     }
@@ -272,9 +248,7 @@ TEST(PositionTest, LargeFileIsReadWholeAndPositionsAre64Bit)
     char tail[4];
     eread(file, tail, 4, scratch.Path());
     EXPECT_EQ(std::string(tail, 4), "tail");
-    EXPECT_EQ(file.Remaining(), 0);
-    ASSERT_TRUE(file.Seek(far + 100));
-    EXPECT_EQ(file.Remaining(), 0) << "behind the end";
+    EXPECT_EQ(file.Length(), far + 8);
     ASSERT_TRUE(file.SeekEnd());
     EXPECT_EQ(file.Tell(), far + 8);
     for (std::int64_t bad : {std::int64_t{-1}, std::numeric_limits<std::int64_t>::min()})
@@ -309,18 +283,18 @@ TEST(PositionTest, BoundsHoldForAnyFiguresOfAHead)
     EXPECT_EQ(file.Tell(), 60) << "the question keeps the position";
 }
 
-TEST(PositionTest, WhatHasNoBytesHoldsNone)
+TEST(PositionTest, WhatHasNoBytesHoldsNoneAndAFolderDoesNotOpen)
 {
-    for (const char* path : {"/tmp", "/dev/zero", "/dev/null"})
+    for (const char* path : {"/dev/zero", "/dev/null"})
     {
         File file(path, "rb");
         ASSERT_TRUE(file.IsOpen()) << path;
         EXPECT_EQ(file.Length(), 0) << path;
         EXPECT_FALSE(FitsInFile(file, 0, 1)) << path;
     }
-    File folder("/tmp", "rb");
-    char c;
-    EXPECT_EQ(Catch([&] { eread(folder, &c, 1, "/tmp"); }), (Failure{5, "eread", "/tmp"}));
+    const std::size_t before = OpenDescriptors();
+    EXPECT_FALSE(File("/tmp", "rb").IsOpen());
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 // ---- Ownership --------------------------------------------------------------------------------------------------
@@ -339,60 +313,32 @@ TEST(FileTest, ClosedFileFailsInEveryQuestion)
                      WriteExact(*file, &c, 1) || FitsInFile(*file, 0, 0));
         EXPECT_LT(file->Tell(), 0);
         EXPECT_LT(file->Length(), 0);
-        EXPECT_LT(file->Remaining(), 0);
         EXPECT_TRUE(file->CloseChecked());
     }
 }
 
-TEST(FileTest, MovesOwnTheStreamOnce)
+TEST(FileTest, AStreamIsClosedOnceOnEveryPath)
 {
-    const ScratchFile a("a");
-    const ScratchFile b("b");
+    const ScratchFile scratch("a");
     const std::size_t before = OpenDescriptors();
     {
-        File first(a.Path(), "w+b");
-        File second(b.Path(), "w+b");
-        ewrite(first, "first", 5, a.Path());
-        ewrite(second, "second", 6, b.Path());
-        EXPECT_EQ(OpenDescriptors(), before + 2);
-        second = std::move(first);
-        EXPECT_EQ(OpenDescriptors(), before + 1) << "the one overwritten is closed at once";
-        EXPECT_EQ(b.Read(), "second");
-        File third(std::move(second));
-        File& same = third;
-        third = std::move(same);
-        ASSERT_TRUE(third.IsOpen());
-        ewrite(third, "!", 1, a.Path());
+        File first(scratch.Path(), "w+b");
+        ewrite(first, "head", 4, scratch.Path());
+        EXPECT_EQ(scratch.Read(), "") << "still in the buffer";
+        ASSERT_TRUE(first.Flush());
+        EXPECT_EQ(scratch.Read(), "head") << "before anything written later";
+        File second(std::move(first));
+        EXPECT_EQ(OpenDescriptors(), before + 1);
+        ewrite(second, "!", 1, scratch.Path());
     }
-    EXPECT_EQ(a.Read(), "first!");
-    EXPECT_EQ(OpenDescriptors(), before);
-}
-
-TEST(FileTest, FlushedBytesAreInTheFileBeforeLaterOnes)
-{
-    const ScratchFile scratch("order");
-    File file(scratch.Path(), "w+b");
-    ewrite(file, "head", 4, scratch.Path());
-    EXPECT_EQ(scratch.Read(), "") << "still in the buffer";
-    ASSERT_TRUE(file.Flush());
-    EXPECT_EQ(scratch.Read(), "head");
-}
-
-TEST(FileTest, TenThousandFailedLoadsLeaveNoDescriptor)
-{
-    const ScratchFile scratch("failed");
-    scratch.Write("LM");
-    const std::size_t before = OpenDescriptors();
-    for (int n = 0; n < 10000; ++n)
-    {
-        const Failure failure = Catch(
-            [&]
-            {
-                File file(scratch.Path(), "rb");
-                TestHead head;
-                eread(file, kTestHead, head, scratch.Path());
-            });
-        ASSERT_EQ(failure.code, 5);
-    }
+    EXPECT_EQ(scratch.Read(), "head!");
+    const Failure failure = Catch(
+        [&]
+        {
+            File file(scratch.Path(), "rb");
+            TestHead head;
+            eread(file, kTestHead, head, scratch.Path());
+        });
+    EXPECT_EQ(failure.code, 5);
     EXPECT_EQ(OpenDescriptors(), before);
 }

@@ -174,15 +174,34 @@ TEST(FileTextTest, ListsAreReadLineByLine)
     EXPECT_EQ(Catch([&] { g.LoadCSV((file.Write("2,1\n1,1\n2 2\n"), file.Path())); }).code, 3) << "no comma";
 
     const Failure refused{3, "LumoraLib::Lumora::LoadCSV", std::string(file.Path()).substr(0, 127)};
-    for (const char* text : {"", "12\n", "-1,4\n", "4,-1\n", "-4,-4\n", "1000000,1000000\n", "2147483647,2147483647\n",
+    // Blank lines end a list and do not stand in it; what was read stays, the rest is zero.
+    file.Write("2,2\n1,1\n \r\n\n\t");
+    EXPECT_EQ(Catch([&] { g.LoadCSV(file.Path()); }).code, 0);
+    for (const char* text : {"2,2\n7,7\n\n3,3\n4,4\n", "2,2\n7,7\nx\n3,3\n"})
+    {
+        Lumora h(4, 4);
+        FillRandom(h);
+        h.Form() = POLAR_AMPLITUDE;
+        file.Write(text);
+        EXPECT_EQ(Catch([&] { h.LoadCSV(file.Path()); }), refused) << text;
+        EXPECT_EQ(h.N(), 4u);
+        EXPECT_EQ(h.Form(), 0);
+        EXPECT_EQ(h[0].Real(), 7.0F);
+        EXPECT_EQ(h[1].Real() + h[2].Real() + h[3].Real() + h[3].Imag(), 0.0F);
+    }
+    for (const char* text : {"0,2147483647\n", "-2147483648,0\n", "", "12\n", "-1,4\n", "4,-1\n", "-4,-4\n", "1000000,1000000\n", "2147483647,2147483647\n",
                              "99999999999999999999,1\n", "4,-99999999999999999999\n", "1,33554433\n"})
     {
         file.Write(text);
         Lumora h(2, 2);
+        FillRandom(h);
+        h.Form() = POLAR_AMPLITUDE;
+        const Lumora before = h;
         EXPECT_EQ(Catch([&] { h.LoadCSV(file.Path()); }), refused) << text;
-        EXPECT_LE(LumoraLib::detail::FieldAccess::Capacity(h), std::size_t{4}) << text;
+        EXPECT_TRUE(SameBits(h, before)) << text;
+        EXPECT_EQ(h.Form(), POLAR_AMPLITUDE);
     }
-    file.Write("0,2147483647\nx");
+    file.Write("0,7\nx");
     EXPECT_EQ(Catch([&] { g.LoadCSV(file.Path()); }).code, 0);
     EXPECT_EQ(g.N(), 0u);
 
@@ -198,6 +217,25 @@ TEST(FileTextTest, ListsAreReadLineByLine)
         const int code = Catch([&] { h.LoadCSV(file.Path()); }).code;
         EXPECT_TRUE(code == 0 || code == 3) << s;
     }
+}
+
+TEST(FileTextTest, FullDisksAndUnreadableFilesAreReported)
+{
+    for (const int n : {2, 256}) // within the stream's buffer, and far beyond it
+    {
+        Lumora f(n, n);
+        FillRandom(f);
+        const Failure full{4, "ewrite", "/dev/full"};
+        EXPECT_EQ(Catch([&] { f.SaveAsCsv("/dev/full", X_AXIS, 0); }), full);
+        EXPECT_EQ(Catch([&] { f.SaveAsCsv("/dev/full", Y_AXIS, 0); }), full);
+        EXPECT_EQ(Catch([&] { f.SaveAsText("/dev/full", 0); }), full);
+        EXPECT_EQ(Catch([&] { f.SaveAsPTF("/dev/full"); }), full);
+    }
+    Lumora g(2, 2);
+    EXPECT_EQ(Catch([&] { g.LoadCSV(LML_SCRATCH_DIR); }),
+              (Failure{2, "LumoraLib::Lumora::LoadCSV", std::string(LML_SCRATCH_DIR).substr(0, 127)}));
+    // The memory of a process opens and cannot be read at its start.
+    EXPECT_EQ(Catch([&] { g.LoadCSV("/proc/self/mem"); }), (Failure{5, "eread", "/proc/self/mem"}));
 }
 
 TEST(FileTextTest, DecimalPointInEveryLocale)

@@ -14,7 +14,7 @@ PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "Fftsg.h"]
 # Units whose tests have another name than their own.
 TESTED_BY = {
     "lml": "RuntimeTest", "Runtime": "RuntimeTest", "Tiles": "ShiftedAsmTest", "Isa": "IsaTest", "Scratch": "WideFftTest",
-    "FieldTools": "ConversionTest", "ImageModes": "BmpTest", "FusedAsm": "FusedTest", "FusedChirp": "FusedTest",
+    "FieldTools": "ConversionTest", "ImageModes": "PictureTest", "FieldFile": "FileTest", "FusedAsm": "FusedTest", "FusedChirp": "FusedTest",
     "WidePhase": "SinCosTest", "VendorFft": "VendorFftTest", "WidePoint": "PointSourceTest",
     "WideInterpol": "InterpolTest", "Modify": "ModifyTest",
 }

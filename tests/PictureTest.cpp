@@ -1,0 +1,237 @@
+// What the three picture formats share when saving, each test once for BMP, HBI and RAW: bytes, modes, ranges, windows,
+// failures. What only one of them has stands in BmpTest and HbiRawTest.
+
+#include "PictureTools.h"
+
+#include <algorithm>
+
+namespace
+{
+using namespace lmltest;
+
+struct Format
+{
+    const char* name;
+    const char* function; // in every failure
+    FormatRule rule;
+    std::size_t rowMultiple;
+    bool topRowFirst;
+    bool takesPolar;
+    bool refusesReversedRange;
+    std::size_t headBytes;
+    std::string (*head)(const Lumora& field, std::size_t width, std::size_t height);
+    void (*save)(const Lumora& field, const char* path, bool window, Mode mode, double min, double max);
+};
+
+void PrintTo(const Format& format, std::ostream* os)
+{
+    *os << format.name;
+}
+
+std::string BmpHead(const Lumora& f, std::size_t width, std::size_t height)
+{
+    const std::size_t pixels = (width + 3) / 4 * 4 * height;
+    std::string head = "BM" + Le(1078 + pixels, 4) + Le(0, 4) + Le(1078, 4) + Le(40, 4) + Le(width, 4) + Le(height, 4) +
+                       Le(1, 2) + Le(8, 2) + Le(0, 4) + Le(pixels, 4) + Le(static_cast<std::uint64_t>(1 / f.GetPx()), 4) +
+                       Le(static_cast<std::uint64_t>(1 / f.GetPy()), 4) + Le(0, 8);
+    for (unsigned i = 0; i < 256; ++i)
+        head += Le(i * 0x010101u, 4);
+    return head;
+}
+std::string HbiHead(const Lumora& f, std::size_t width, std::size_t height)
+{
+    return "HB" + Le(24, 4) + Le(8, 1) + Le(width, 4) + Le(height, 4) + LeF(static_cast<float>(f.GetPx())) +
+           LeF(static_cast<float>(f.GetPy())) + Le(0, 1);
+}
+
+const Format kFormats[] = {
+    {"BMP", "LumoraLib::Lumora::WinSaveAsBMPEx", {0.01L, true, false}, 4, false, true, true, 1078, BmpHead,
+     [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
+     {
+         window ? f.WinSaveAsBMPEx(p, mode, min, max, GradationGrey, 0) : f.SaveAsBMPEx(p, mode, min, max, GradationGrey, 0);
+     }},
+    {"HBI", "LumoraLib::Lumora::WinSaveAsHBI", {0.001L, false, true}, 1, false, false, false, 24, HbiHead,
+     [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
+     { window ? f.WinSaveAsHBI(p, mode, min, max, nullptr) : f.SaveAsHBI(p, mode, min, max, nullptr); }},
+    {"RAW", "LumoraLib::Lumora::WinSaveAsRAW", {0.001L, true, false}, 1, true, true, true, 0,
+     [](const Lumora&, std::size_t, std::size_t) { return std::string(); },
+     [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
+     { window ? f.WinSaveAsRAW(p, mode, min, max) : f.SaveAsRAW(p, mode, min, max); }},
+};
+
+class PictureSave : public ::testing::TestWithParam<Format>
+{
+protected:
+    const Format& f = GetParam();
+    const ScratchFile file{"picture"};
+
+    /// The byte that shows sample (i, j) of the window.
+    unsigned char Pixel(const std::string& bytes, const LML_RECT& w, int i, int j) const
+    {
+        const std::size_t width = static_cast<std::size_t>(w.right - w.left);
+        const std::size_t row = static_cast<std::size_t>(f.topRowFirst ? w.top - 1 - j : j - w.bottom);
+        const std::size_t rowBytes = (width + f.rowMultiple - 1) / f.rowMultiple * f.rowMultiple;
+        return static_cast<unsigned char>(
+            bytes.at(f.headBytes + row * rowBytes + static_cast<std::size_t>(i - w.left)));
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Formats, PictureSave, ::testing::ValuesIn(kFormats),
+                         [](const auto& of) { return std::string(of.param.name); });
+
+TEST_P(PictureSave, HeadRowsOrderAndPadding)
+{
+    Lumora field(8, 8, 0x1p-18, 0x1p-12);
+    for (int j = 0; j < 8; ++j)
+        for (int i = 0; i < 8; ++i)
+            field.SetPixel(i, j, Complex((10.0 * j + i) / 255.0, 0.0));
+    field.SetWindow(2, 7, 1, 4);
+    for (const bool window : {true, false})
+    {
+        const LML_RECT w = window ? LML_RECT(2, 4, 7, 1) : LML_RECT(0, 8, 8, 0);
+        std::string expected = f.head(field, static_cast<std::size_t>(w.right - w.left),
+                                      static_cast<std::size_t>(w.top - w.bottom));
+        ASSERT_EQ(expected.size(), f.headBytes);
+        for (int n = 0; n < w.top - w.bottom; ++n)
+        {
+            const int j = f.topRowFirst ? w.top - 1 - n : w.bottom + n;
+            for (int i = w.left; i < w.right; ++i)
+                expected += static_cast<char>(10 * j + i);
+            while ((expected.size() - f.headBytes) % f.rowMultiple != 0)
+                expected += '\0';
+        }
+        f.save(field, file.Path(), window, ModeAmplitude, 0, 0);
+        EXPECT_EQ(file.Read(), expected);
+        EXPECT_EQ(field.Window().right, 7);
+    }
+    // More than a strip.
+    Lumora large(2048, 512);
+    for (std::size_t n = 0; n < large.N(); ++n)
+        large[n] = Complex(0.0, static_cast<double>((n * 7919) % 256) / 255.0);
+    f.save(large, file.Path(), false, ModeAmplitude, 0, 0);
+    const std::string bytes = file.Read();
+    std::size_t wrong = 0;
+    for (int j = 0; j < 512; ++j)
+        for (int i = 0; i < 2048; ++i)
+            wrong += Pixel(bytes, large.Window(), i, j) != static_cast<std::size_t>(2048 * j + i) * 7919 % 256;
+    EXPECT_EQ(wrong, 0u);
+}
+
+TEST_P(PictureSave, EveryModeFormAndRange)
+{
+    for (int form = 0; form < 4; ++form)
+    {
+        if ((form & 2) != 0 && !f.takesPolar)
+            continue;
+        Lumora field(32, 16);
+        FillPicture(field, form, 5);
+        field.SetWindow(3, 30, 2, 15);
+        const Lumora before(field);
+        const LML_RECT w = field.Window();
+        const long double largest = LargestIn(field);
+        for (int mode = -1; mode <= 7; ++mode)
+            for (const auto& [min, max] : {std::pair{0.0, 0.0}, {-0.5, 0.75}, {0.25, 0.25}, {0.0, 1e-3}})
+            {
+                std::string bytes;
+                for (const int threads : {1, 3})
+                {
+                    Threads team(threads);
+                    f.save(field, file.Path(), true, static_cast<Mode>(mode), min, max);
+                    EXPECT_TRUE(threads == 1 || file.Read() == bytes);
+                    bytes = file.Read();
+                }
+                int wrong = 0;
+                for (int j = w.bottom; j < w.top; ++j)
+                    for (int i = w.left; i < w.right; ++i)
+                        wrong += !ShowsAs(Pixel(bytes, w, i, j), ExactPixel(field.GetPixel(i, j), form, mode, min, max,
+                                                                            f.rule, largest));
+                EXPECT_EQ(wrong, 0) << "form " << form << " mode " << mode << " range " << min << ' ' << max;
+            }
+        EXPECT_TRUE(SameBits(field, before));
+        EXPECT_EQ(field.Form(), form);
+    }
+}
+
+TEST_P(PictureSave, ValuesBeyondEveryRange)
+{
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    Lumora field(8, 1);
+    const double values[8] = {1e15, nan, -inf, 0.5, inf, -1e15, 1.0 + 2.0 / 255.0, 8421504.0};
+    for (int i = 0; i < 8; ++i)
+        field.SetPixel(i, 0, Complex(values[i], 0.0));
+    const auto pixels = [&](Mode mode, double min, double max)
+    {
+        f.save(field, file.Path(), false, mode, min, max);
+        return file.Read().substr(f.headBytes);
+    };
+    // In the mode's own range HBI takes the lowest byte of 256 and of 0x40000040; from 2^31 steps on it is white.
+    EXPECT_EQ(pixels(ModeReal, 0, 0), f.rule.wraps ? std::string("\xff\0\0\xbf\xff\0\0\x40", 8)
+                                                   : std::string("\xff\0\0\xbf\xff\0\xff\xff", 8));
+    EXPECT_EQ(pixels(ModeReal, 0, 1), std::string("\xff\0\0\x80\xff\0\xff\xff", 8));
+    EXPECT_EQ(pixels(ModeIntensity, 0, 1e-9), std::string("\xff\0\xff\xff\xff\xff\xff\xff", 8));
+    for (const auto& [min, max] : {std::pair{nan, 1.0}, {0.0, nan}, {-inf, inf}})
+        pixels(ModeReal, min, max); // no range at all: any pixels, no failure
+    field.Clear();
+    EXPECT_EQ(pixels(ModeLogIntensity, 0, 0), std::string(8, '\0'));
+    if (f.takesPolar)
+    {
+        field.Form() = POLAR_AMPLITUDE; // the logarithm of 0
+        EXPECT_EQ(pixels(ModeLogIntensity, 0, 0), std::string(8, '\0'));
+    }
+    EXPECT_EQ(pixels(ModeMaskedPhase, 0, 0), std::string(8, '\x80')) << "phase 0 is mid-grey";
+}
+
+TEST_P(PictureSave, Failures)
+{
+    Lumora field(8, 8);
+    field.Clear().SetWindow(1, 3, 1, 3);
+    Lumora none(8, 8);
+    none.Dispose();
+    const char* const nowhere = LML_SCRATCH_DIR "/no such folder/x";
+    for (const bool window : {true, false})
+    {
+        const auto save = [&](const Lumora& of, const char* path, double max)
+        { return Catch([&] { f.save(of, path, window, ModeReal, 0, max); }); };
+        EXPECT_EQ(save(field, nowhere, 1), (Failure{2, f.function, nowhere}));
+        EXPECT_EQ(save(field, LML_SCRATCH_DIR, 1), (Failure{2, f.function, LML_SCRATCH_DIR}));
+        EXPECT_EQ(save(field, "/dev/full", 1), (Failure{4, "ewrite", "/dev/full"}));
+        file.Write("old contents");
+        EXPECT_EQ(save(none, file.Path(), 1).code, 6);
+        if (!f.takesPolar)
+        {
+            field.Form() = POLAR_AMPLITUDE;
+            EXPECT_EQ(save(field, file.Path(), 1), (Failure{7, f.function, "err"}));
+            field.Form() = COMPLEX_AMPLITUDE;
+        }
+        EXPECT_EQ(file.Read(), "old contents");
+        EXPECT_EQ(save(field, file.Path(), -1),
+                  f.refusesReversedRange
+                      ? (Failure{3, f.function, "max\x82\xaamin\x82\xe6\x82\xe8\x8f\xac\x82\xb3\x82\xa2"})
+                      : Failure{});
+        EXPECT_EQ(file.Read().empty(), f.refusesReversedRange) << "emptied by then";
+        EXPECT_EQ(field.Window().right, 3);
+    }
+}
+
+TEST_P(PictureSave, WindowsOutsideTheGrid)
+{
+    Lumora field(8, 4);
+    FillRandom(field);
+    struct Case
+    {
+        LML_RECT window;
+        std::size_t pixels;
+    };
+    const int big = std::numeric_limits<int>::max();
+    for (const Case& c : {Case{{0, 4, 0, 0}, 0}, {{5, 4, 2, 0}, 0}, {{0, 1, 8, 3}, 0}, {{-5, 9, 100, -1}, 32},
+                          {{-big - 1, big, big, -big - 1}, 32}, {{big, -big, -big, big}, 0}, {{20, 30, 30, 20}, 0}})
+        for (const Mode mode : {ModeIntensity, ModeMaskedPhase})
+        {
+            field.Window() = c.window;
+            f.save(field, file.Path(), true, mode, 0, 0);
+            EXPECT_EQ(file.Read().size(), f.headBytes + c.pixels);
+        }
+    f.save(Lumora(0, 5), file.Path(), false, ModeIntensity, 0, 0);
+    EXPECT_EQ(file.Read().size(), f.headBytes);
+}
+} // namespace
