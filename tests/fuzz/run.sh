@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Long runs of the fuzz drivers.
 # tests/fuzz/run.sh SECONDS [TARGET...]   builds the preset fuzz, runs each target (default: all) so long, one after the other,
-#                                         and prints a table of counts; inputs found so far stay in build/fuzz/corpus
+#                                         and prints a table of counts, also to build/fuzz/counts.txt; inputs stay in
+#                                         build/fuzz/corpus for the next run
 # tests/fuzz/run.sh --short PROGRAM TARGET RUNS   what the tests call: from the seeds alone, the same inputs at each run
 # FUZZ=PROGRAM in the environment runs that program in place of building one; KEEP=FOLDER keeps inputs and logs there.
 set -euo pipefail
@@ -39,6 +40,6 @@ for target in "$@"; do
     "$FUZZ" --target="$target" "${options[@]}" -artifact_prefix="$KEEP/found/$target-" -max_total_time="$seconds" \
         -print_final_stats=1 "$corpus" >"$log" 2>&1 || { result="FAILED, see $log"; status=1; }
     printf '%-10s %12s %8s %9s  %s\n' "$target" "$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)" \
-        "$seconds" "$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -1)" "$result"
+        "$seconds" "$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -1)" "$result" | tee -a "$KEEP/counts.txt"
 done
 exit $status
