@@ -3,26 +3,57 @@
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
+#include "FieldTools.h"
 #include "LmlLumora.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <string>
+
+#include <unistd.h>
 
 namespace lmltest
 {
 using namespace LumoraLib;
 
+/// A folder of this process, in memory where the system has such a place; removed at the object's end.
+class MemoryFolder
+{
+public:
+    MemoryFolder()
+    {
+        path_ = access("/dev/shm", W_OK) == 0 ? std::string("/dev/shm") : std::filesystem::temp_directory_path().string();
+        path_ += "/lml-test.XXXXXX";
+        if (mkdtemp(path_.data()) == nullptr)
+            std::abort();
+    }
+    ~MemoryFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    MemoryFolder(const MemoryFolder&) = delete;
+    MemoryFolder& operator=(const MemoryFolder&) = delete;
+    const std::string& Path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
 /// What an operation works on, and where its numbers come from: the usual ones, or those that bytes give.
 class Bench
 {
 public:
-    Bench(std::string folder, const std::uint8_t* data, std::size_t size)
-        : a(16, 16, 1e-5, 1e-5, 633e-9), b(16, 16, 1e-5, 1e-5, 633e-9), folder_(std::move(folder)), data_(data), size_(size)
+    Bench(const std::string& folder, const std::uint8_t* data, std::size_t size)
+        : a(8, 8, 1e-5, 1e-5, 633e-9), b(8, 8, 1e-5, 1e-5, 633e-9), folder_(folder), data_(data), size_(size)
     {
+        path_.reserve(512); // no allocation of the table's own stands among those of an operation
         a.SetOrigin(Vector(0.0, 0.0, 0.01));
         for (Lumora* field : {&a, &b})
             for (std::size_t n = 0; n < field->N(); ++n)
@@ -72,8 +103,7 @@ public:
     /// Valid until the next call.
     const char* Path(const char* name)
     {
-        path_ = folder_ + "/" + name;
-        return path_.c_str();
+        return path_.assign(folder_).append("/").append(name).c_str();
     }
 
 private:
@@ -106,6 +136,31 @@ inline void PrepareFiles(Bench& t)
     }
 }
 
+/// What is wrong with a field after any operation, or null: its sizes and its samples agree, or samples are refused.
+inline const char* Inconsistency(const Lumora& field)
+{
+    const std::size_t samples = detail::FieldAccess::Capacity(field);
+    if (samples != 0 && field.GetDataPointer() == nullptr)
+        return "samples without a buffer";
+    // Every sample that is there can be read; of many, some, the last one with them.
+    const std::size_t announced = field.GetNx() > 0 && field.GetNy() > 0 ? std::min(field.N(), samples) : 0;
+    const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(field.GetDataPointer());
+    volatile unsigned sum = 0;
+    for (std::size_t n = announced * sizeof(Complex), step = announced > 65536 ? 4093 : 1; n > 0; n -= std::min(n, step))
+        sum = sum + bytes[n - 1];
+    try
+    {
+        if (announced <= 65536)
+            field.GetSquareSum();
+    }
+    catch (const LumoraException& e)
+    {
+        if (e.GetErrorCode() != ERR_SOMETHING)
+            return "samples that are refused under another code";
+    }
+    return nullptr;
+}
+
 /// What a failed operation leaves of its field.
 enum class After
 {
@@ -117,14 +172,16 @@ struct Operation
 {
     const char* name;
     After after;
+    void (*prepare)(Bench&); ///< what stands before it; no fault comes there
     void (*run)(Bench&);
 };
 
-#define LML_OPERATION(name, after, call)                                                                               \
+#define LML_PREPARED(name, after, setup, call)                                                                         \
     Operation                                                                                                          \
     {                                                                                                                  \
-        name, After::after, []([[maybe_unused]] Bench& t) { call; }                                                                     \
+        name, After::after, []([[maybe_unused]] Bench& t) { setup; }, []([[maybe_unused]] Bench& t) { call; }          \
     }
+#define LML_OPERATION(name, after, call) LML_PREPARED(name, after, , call)
 
 // clang-format off
 inline const Operation kOperations[] = {
@@ -133,16 +190,16 @@ inline const Operation kOperations[] = {
     LML_OPERATION("copy", Same, Lumora(t.b)),
     LML_OPERATION("assign", Same, t.a = t.b),
     LML_OPERATION("assign a larger one", Same, Lumora c(t.Int(64, 0, 64), t.Int(32, 0, 64)); c.Clear(); t.a = c),
-    LML_OPERATION("move", Same, Lumora c(t.b); t.a = std::move(c); c = t.b),
-    LML_OPERATION("Init", Documented, t.a.SetNx(t.Int(64, -4, 64)).SetNy(t.Int(32, -4, 64)); t.a.Init(nullptr)),
+    LML_OPERATION("move", Same, Lumora c(t.b); t.a = std::move(c); c = Lumora(0, 0)),
+    LML_OPERATION("Init", Documented, t.a.SetNx(t.Int(64, -4, 64)).SetNy(t.Int(32, -4, 64)); t.a.Init(nullptr); t.a.Clear()),
     LML_OPERATION("sizes without samples", Documented, t.a.SetNx(t.Int(20, -4, 64)).SetNy(t.Int(20, -4, 64))),
     LML_OPERATION("Dispose", Documented, t.a.Dispose()),
     LML_OPERATION("parameters", Same, t.a.SetPx(t.Real(1e-5)).SetPy(t.Real(1e-5)).SetWavelength(t.Real(633e-9)).SetOrigin(t.Place(1e-4, 0.0, 0.01))),
     LML_OPERATION("SetNormalVector", Same, t.a.SetNormalVector(t.Place(0.0, 0.0, 1.0))),
     LML_OPERATION("form", Same, t.a.Form() = t.Choice(COMPLEX_AMPLITUDE, 0, 3)),
-    LML_OPERATION("SetWindow", Same, t.a.SetWindow(t.Int(2, 0, 16), t.Int(9, 0, 16), t.Int(3, 0, 16), t.Int(8, 0, 16))),
+    LML_OPERATION("SetWindow", Same, t.a.SetWindow(t.Int(2, 0, 8), t.Int(7, 0, 8), t.Int(3, 0, 8), t.Int(6, 0, 8))),
     LML_OPERATION("SetWindow in metres", Same, t.a.SetWindow(t.Real(-3e-5), t.Real(3e-5), t.Real(-4e-5), t.Real(4e-5))),
-    LML_OPERATION("any window", Same, t.a.Window() = LML_RECT(t.Int(2, 0, 16), t.Int(9, 0, 16), t.Int(3, 0, 16), t.Int(8, 0, 16))),
+    LML_OPERATION("any window", Same, t.a.Window() = LML_RECT(t.Int(2, 0, 8), t.Int(7, 0, 8), t.Int(3, 0, 8), t.Int(6, 0, 8))),
     LML_OPERATION("common window", Same, Lumora c(t.b); t.a.SetWindowCommon(c); t.a.TransferWindow(c)),
     LML_OPERATION("indices", Same, t.a.xtoi(t.Real(1e-5)); t.a._xtoi(t.Real(1e-5)); t.a._ytoj(t.Real(1e-5))),
     LML_OPERATION("SetNumThreads", Same, SetNumThreads(t.Int(1, 1, 2) > 1 ? 2 : 1)),
@@ -162,10 +219,10 @@ inline const Operation kOperations[] = {
     LML_OPERATION("GetInterpolVal", Same, t.a.GetInterpolVal(t.Real(1.3e-5), t.Real(-2e-5), t.Choice(BICUBIC_INTERPOL, 0, 9))),
     LML_OPERATION("CubicInterpolX", Same, t.a.CubicInterpolX(t.Real(1.3e-5), t.Real(2e-5), t.Int(8, 4, 9)); t.a.SincInterpolX(t.Real(1e-5), t.Real(0.0))),
     LML_OPERATION("GenCubicTable", Same, Lumora::GenCubicTable()),
-    LML_OPERATION("ResamplingCopy", Same, t.a.SetOrigin(t.b.GetOrigin()); t.a.ResamplingCopy(t.b, t.Choice(BICUBIC_INTERPOL, 0, 9))),
-    LML_OPERATION("ResamplingAdd", Same, t.a.SetOrigin(t.b.GetOrigin()); t.a.ResamplingAdd(t.b, t.Choice(CUBIC8_INTERPOL, 0, 9))),
-    LML_OPERATION("ResamplingMultiply", Same, t.a.SetOrigin(t.b.GetOrigin()); t.a.ResamplingMultiply(t.b, t.Choice(LINEAR_INTERPOL, 0, 9))),
-    LML_OPERATION("Add", Same, t.a.SetOrigin(t.b.GetOrigin()); t.a.Add(t.b); t.a.Multiply(t.b)),
+    LML_PREPARED("ResamplingCopy", Same, t.a.SetOrigin(t.b.GetOrigin()), t.a.ResamplingCopy(t.b, t.Choice(BICUBIC_INTERPOL, 0, 9))),
+    LML_PREPARED("ResamplingAdd", Same, t.a.SetOrigin(t.b.GetOrigin()), t.a.ResamplingAdd(t.b, t.Choice(CUBIC8_INTERPOL, 0, 9))),
+    LML_PREPARED("ResamplingMultiply", Same, t.a.SetOrigin(t.b.GetOrigin()), t.a.ResamplingMultiply(t.b, t.Choice(LINEAR_INTERPOL, 0, 9))),
+    LML_PREPARED("Add", Same, t.a.SetOrigin(t.b.GetOrigin()), t.a.Add(t.b); t.a.Multiply(t.b)),
     LML_OPERATION("GetFrame", Same, t.a.GetFrame(t.Int(2, -1, 5))),
     LML_OPERATION("local system", Same, t.a.GetGlobalPosition(t.Place(1.0, 2.0, 3.0)); t.a.GetLocalPosition(t.Place(1.0, 2.0, 3.0)); t.a.GetPlane(); t.a.GetOpticalAxis()),
     LML_OPERATION("measures", Same, t.a.GetSquareSum(); t.a.GetSquareAverage(); t.a.GetAmplitudeMax(); t.a.GetAmplitudeVariance(); t.a.GetAmplitudeMaxWhole()),
@@ -186,10 +243,10 @@ inline const Operation kOperations[] = {
     LML_OPERATION("ShiftZeroFill", Same, t.a.ShiftZeroFill(t.Real(2e-5), t.Real(-3e-5))),
     LML_OPERATION("ShiftZeroFillX", Same, t.a.ShiftZeroFillX(t.Real(2e-5))),
     LML_OPERATION("Superimpose", Same, Lumora c(t.b); t.a.Superimpose(c, static_cast<float>(t.Real(2e-5)), static_cast<float>(t.Real(-3e-5)))),
-    LML_OPERATION("PaintTriangle", Same, t.a.PaintTriangle(t.Int(2, -4, 20), t.Int(3, -4, 20), t.Int(14, -4, 20), t.Int(5, -4, 20), t.Int(9, -4, 20), t.Int(12, -4, 20), t.Value())),
+    LML_OPERATION("PaintTriangle", Same, t.a.PaintTriangle(t.Int(2, -4, 20), t.Int(3, -4, 20), t.Int(6, -4, 20), t.Int(5, -4, 20), t.Int(7, -4, 20), t.Int(7, -4, 20), t.Value())),
     LML_OPERATION("PaintTriangle by points", Same, PointArray p(0); for (int n = 0; n < 3; ++n) p.Insert(t.Place(n == 0 ? 5e-5 : -4e-5, n == 1 ? 5e-5 : -4e-5, 0.0)); t.a.PaintTriangle(p, t.Value())),
     LML_OPERATION("Paint", Same, t.a.Paint(t.Int(5, -1, 16), t.Int(6, -1, 16), t.Value())),
-    LML_OPERATION("DrawLine", Same, t.a.DrawLine(t.Int(2, -4, 20), t.Int(3, -4, 20), t.Int(14, -4, 20), t.Int(5, -4, 20), t.Value())),
+    LML_OPERATION("DrawLine", Same, t.a.DrawLine(t.Int(2, -4, 20), t.Int(3, -4, 20), t.Int(6, -4, 20), t.Int(5, -4, 20), t.Value())),
     LML_OPERATION("Embed", Same, t.a.Embed(t.Int(1, -1, 2), t.Int(1, -1, 2))),
     LML_OPERATION("Extract", Same, t.a.Extract(t.Int(1, -1, 3))),
     LML_OPERATION("PartialClip", Same, t.a.PartialClipAmplitude(t.Int(4, 0, 9), t.Real(0.25)); t.a.PartialClipPhase(t.Int(4, 0, 9), t.Real(0.25))),
@@ -198,43 +255,43 @@ inline const Operation kOperations[] = {
     LML_OPERATION("SetQuadraticPhase", Same, t.a.SetQuadraticPhase(t.Real(0.1))),
     // Transforms
     LML_OPERATION("Fft", Same, t.a.Fft(t.Int(-1, -1, 1))),
-    LML_OPERATION("Fft of a polar field", Same, t.a.Form() = POLAR_AMPLITUDE; t.a.Fft(t.Int(-1, -1, 1))),
-    LML_OPERATION("Fft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX); t.a.Fft(t.Int(-1, -1, 1))),
-    LML_OPERATION("Fft of a long row", Documented, t.a.SetNx(4096).SetNy(1); t.a.Init(nullptr); t.a.Clear(); t.a.Fft(t.Int(-1, -1, 1))),
+    LML_PREPARED("Fft of a polar field", Same, t.a.Form() = POLAR_AMPLITUDE, t.a.Fft(t.Int(-1, -1, 1))),
+    LML_PREPARED("Fft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.Fft(t.Int(-1, -1, 1))),
+    LML_PREPARED("Fft of a long row", Same, t.a.SetNx(4096).SetNy(1); t.a.Init(nullptr); t.a.Clear(), t.a.Fft(t.Int(-1, -1, 1))),
     LML_OPERATION("SwitchQuadrant", Same, t.a.SwitchQuadrant().FakeFft()),
     LML_OPERATION("RawScaledFft", Same, t.a.RawScaledFft(t.Real(0.05), t.Real(-0.05))),
-    LML_OPERATION("RawScaledFft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX); t.a.RawScaledFft(t.Real(0.05), t.Real(-0.05))),
+    LML_PREPARED("RawScaledFft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.RawScaledFft(t.Real(0.05), t.Real(-0.05))),
     LML_OPERATION("RawScaledFft by a descriptor", Same, const ScaledFftDescriptor d(t.a, t.Real(0.05), t.Real(0.05)); t.a.RawScaledFft(d)),
     LML_OPERATION("ScaledFft", Same, t.a.ScaledFft(t.Real(-0.5), t.Real(0.5))),
-    LML_OPERATION("ScaledFft1d", Same, t.a.ScaledFft1d(t.Real(-0.5))),
+    LML_PREPARED("ScaledFft1d", Same, t.a.SetNx(64).SetNy(1); t.a.Init(nullptr); t.a.Clear(), t.a.ScaledFft1d(t.Real(-0.5))),
     // Propagation
-    LML_OPERATION("RawAsmPropFs", Same, t.a.RawAsmPropFs(t.Real(0.01))),
-    LML_OPERATION("AsmPropFs", Same, t.a.AsmPropFs(t.Real(0.01))),
+    LML_PREPARED("RawAsmPropFs", Same, t.a.Form() = SPECTRUM, t.a.RawAsmPropFs(t.Real(0.01))),
+    LML_PREPARED("AsmPropFs", Same, t.a.Form() = SPECTRUM, t.a.AsmPropFs(t.Real(0.01))),
     LML_OPERATION("RawAsmProp", Same, t.a.RawAsmProp(t.Real(0.01))),
     LML_OPERATION("AsmProp", Same, t.a.AsmProp(t.Real(0.01))),
-    LML_OPERATION("AsmProp of a polar field", Same, t.a.Form() = POLAR_AMPLITUDE; t.a.AsmProp(t.Real(0.01))),
-    LML_OPERATION("AsmProp by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX); t.a.AsmProp(t.Real(0.01))),
+    LML_PREPARED("AsmProp of a polar field", Same, t.a.Form() = POLAR_AMPLITUDE, t.a.AsmProp(t.Real(0.01))),
+    LML_PREPARED("AsmProp by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.AsmProp(t.Real(0.01))),
     LML_OPERATION("ExactAsmProp", Same, t.a.ExactAsmProp(t.Real(0.01))),
     LML_OPERATION("FresnelProp", Same, t.a.FresnelProp(t.Real(0.01))),
     LML_OPERATION("FourierProp", Same, t.a.FourierProp(t.Real(0.01)).BackFourierProp(t.Real(0.01))),
     LML_OPERATION("_Old_SPWProp", Same, t.a._Old_SPWProp(t.Real(0.01))),
-    LML_OPERATION("SPWPropFsTbl", Same, t.a.SPWPropFsTbl(t.Real(0.01), TrigTable(10u))),
+    LML_PREPARED("SPWPropFsTbl", Same, t.a.Form() = SPECTRUM, t.a.SPWPropFsTbl(t.Real(0.01), TrigTable(10u))),
     LML_OPERATION("ShiftedAsmProp", Same, t.a.ShiftedAsmProp(t.b, t.Int(1, 0, 2))),
     LML_OPERATION("ShiftedAsmPropAdd", Same, t.a.ShiftedAsmPropAdd(t.b, t.Int(1, 0, 2))),
     LML_OPERATION("ShiftedAsmPropEx", Documented, t.a.ShiftedAsmPropEx(t.b)),
-    LML_OPERATION("ShiftedAsmPropAddEx", Documented, Lumora c(8, 32, 1e-5, 1e-5, 633e-9); c.Clear(); t.a.ShiftedAsmPropAddEx(c)),
+    LML_OPERATION("ShiftedAsmPropAddEx", Documented, Lumora c(4, 16, 1e-5, 1e-5, 633e-9); c.Clear(); t.a.ShiftedAsmPropAddEx(c)),
     LML_OPERATION("ShiftedFresnelProp", Same, t.a.ShiftedFresnelProp(t.b)),
-    LML_OPERATION("ShiftedFresnelProp by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX); t.a.ShiftedFresnelProp(t.b)),
+    LML_PREPARED("ShiftedFresnelProp by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.ShiftedFresnelProp(t.b)),
     LML_OPERATION("ShiftedFresnelProp in place", Same, t.a.ShiftedFresnelProp(t.Place(1e-4, 0.0, 0.03), t.Real(2e-5), t.Real(2e-5))),
     LML_OPERATION("ShiftedFresnelProp by a descriptor", Same, const ShiftedFresnelPropDescriptor d(t.Real(0.01), 1e-5, 1e-5, t.b); t.a.ShiftedFresnelPropAdd(t.b, d)),
-    LML_OPERATION("ShiftedFresnelPropEx", Documented, Lumora c(8, 32, 1e-5, 1e-5, 633e-9); c.Clear(); t.a.ShiftedFresnelPropEx(c)),
+    LML_OPERATION("ShiftedFresnelPropEx", Documented, Lumora c(4, 16, 1e-5, 1e-5, 633e-9); c.Clear(); t.a.ShiftedFresnelPropEx(c)),
     LML_OPERATION("ShiftedFresnelPropAddEx", Documented, t.a.ShiftedFresnelPropAddEx(t.b)),
     LML_OPERATION("Rotate", Same, RMatrix r = RMatrix::RotationY(t.Real(0.02)); SFrequency f; t.a.Rotate(t.b, r, &f, t.Choice(BICUBIC_INTERPOL, 0, 9), t.Byte() % 2 == 0)),
-    LML_OPERATION("RotateFs", Same, Lumora c(t.b); c.Fft(-1); t.a.Form() = SPECTRUM; RMatrix r = RMatrix::RotationX(t.Real(0.02)); t.a.RotateFs(c, r, nullptr, t.Choice(LINEAR_INTERPOL, 0, 9), true)),
-    LML_OPERATION("GetRotationFs", Documented, Lumora c(t.b); c.Fft(-1); t.a.Form() = SPECTRUM; RMatrix r = RMatrix::RotationX(t.Real(0.02)); c.GetRotationFs(t.a, r); c.GetRotationParaFs(t.a)),
+    LML_PREPARED("RotateFs", Same, t.a.Form() = SPECTRUM, Lumora c(t.b); c.Fft(-1); RMatrix r = RMatrix::RotationX(t.Real(0.02)); t.a.RotateFs(c, r, nullptr, t.Choice(LINEAR_INTERPOL, 0, 9), true)),
+    LML_PREPARED("GetRotationFs", Documented, t.a.Form() = SPECTRUM, Lumora c(t.b); c.Fft(-1); RMatrix r = RMatrix::RotationX(t.Real(0.02)); c.GetRotationFs(t.a, r); c.GetRotationParaFs(t.a)),
     LML_OPERATION("RotateY", Same, t.a.RotateY(t.Real(0.02), nullptr)),
-    LML_OPERATION("RotateYFs", Documented, t.a.Form() = SPECTRUM; t.a.RotateYFs(t.Real(0.02), CUBIC_INTERPOL, t.Int(8, 4, 9), nullptr)),
-    LML_OPERATION("Rotate1d", Documented, t.a.SetNx(64).SetNy(1); t.a.Init(nullptr); t.a.Rotate1d(t.Real(0.02))),
+    LML_PREPARED("RotateYFs", Documented, t.a.Form() = SPECTRUM, t.a.RotateYFs(t.Real(0.02), CUBIC_INTERPOL, t.Int(8, 4, 9), nullptr)),
+    LML_PREPARED("Rotate1d", Same, t.a.SetNx(64).SetNy(1); t.a.Init(nullptr); t.a.Clear(), t.a.Rotate1d(t.Real(0.02))),
     // Point sources
     LML_OPERATION("AddSphericalWave", Same, t.a.AddSphericalWave(t.Place(1e-5, 0.0, -0.01), 0, t.Real(1.0), t.Choice(WINDOW_RECT, 0, 2))),
     LML_OPERATION("SetSphericalWave", Same, t.a.SetSphericalWave(t.Real(1e-5), t.Real(0.0), t.Real(-0.01), 1.0, t.Choice(WINDOW_TRIANGLE, 0, 2))),
@@ -283,6 +340,7 @@ inline const Operation kOperations[] = {
 };
 // clang-format on
 #undef LML_OPERATION
+#undef LML_PREPARED
 } // namespace lmltest
 
 #endif

@@ -10,7 +10,6 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string_view>
@@ -31,27 +30,10 @@ void Require(bool holds, const char* what)
     std::abort();
 }
 
-/// The folder of this process, removed at its end.
-class Folder
-{
-public:
-    Folder()
-    {
-        std::string name = std::filesystem::temp_directory_path() / "lml-fuzz.XXXXXX";
-        Require(mkdtemp(name.data()) != nullptr, "no temporary folder");
-        path = name;
-    }
-    ~Folder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    std::string path;
-};
 const std::string& TheFolder()
 {
-    static const Folder folder;
-    return folder.path;
+    static const MemoryFolder folder;
+    return folder.Path();
 }
 
 void WriteFile(const char* path, Input bytes)
@@ -92,20 +74,10 @@ struct Stack : Lumora
     }
 };
 
-/// What must hold for a field after any operation: its sizes and its samples agree, or samples are refused.
 void Examine(const Lumora& field)
 {
-    const std::size_t samples = detail::FieldAccess::Capacity(field);
-    Require(samples == 0 || field.GetDataPointer() != nullptr, "samples without a buffer");
-    unsigned sum = 0; // every announced sample that is there can be read
-    const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(field.GetDataPointer());
-    const std::size_t announced = field.GetNx() > 0 && field.GetNy() > 0 ? std::min(field.N(), samples) : 0;
-    for (std::size_t n = 0; n < announced * sizeof(Complex); n += announced > 65536 ? 4093 : 1)
-        sum += bytes[n];
-    volatile unsigned sink = sum;
-    static_cast<void>(sink);
-    if (announced < 65536)
-        Passes([&] { field.GetSquareSum(); });
+    const char* const wrong = Inconsistency(field);
+    Require(wrong == nullptr, wrong);
 }
 
 /// A load of the input, whose last two bytes choose the field that takes it. A file asks for no more than 256 MiB or 128

@@ -7,7 +7,6 @@
 # FUZZ=PROGRAM in the environment runs that program in place of building one; KEEP=FOLDER keeps inputs and logs there.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-[ -w /dev/shm ] && export TMPDIR=/dev/shm
 options=(-dict="$here/fuzz.dict" -max_len=2048 -timeout=60 -rss_limit_mb=3000)
 export UBSAN_OPTIONS=print_stacktrace=1
 
