@@ -9,3 +9,12 @@ if(NOT LML_WITH_MKL)
   add_test(NAME VendorFftTest COMMAND VendorFftTest)
   set_tests_properties(VendorFftTest PROPERTIES TIMEOUT 300)
 endif()
+
+# Every operation with a fault at every allocation and file call: the shim stands in the program before the C library.
+if(NOT LML_SANITIZED)
+  add_executable(faults faults/faults.cpp faults/shim.cpp)
+  target_include_directories(faults PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/lml ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(faults PRIVATE lml_options lml_static OpenMP::OpenMP_CXX)
+  add_test(NAME Faults COMMAND faults)
+  set_tests_properties(Faults PROPERTIES TIMEOUT 300)
+endif()
