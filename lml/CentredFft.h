@@ -53,6 +53,9 @@ private:
 void CentredTransform1d(Complex* samples, std::int32_t n, int sign);
 /// The 1-D path for fields of one row, the 2-D path otherwise.
 void CentredTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign);
+/// The same for a field in either form, whose samples become cartesian: MakeCartesian, then the transform. Tells
+/// whether they were polar. Errors: as ReadyTransform's, the field is then as it was.
+bool TransformCartesian(Lumora& field, int sign);
 } // namespace LumoraLib::detail
 
 #endif

@@ -85,7 +85,8 @@ bool FusedBound()
 
 void RequireLength(const Lumora& field, std::int64_t factor, const char* function)
 {
-    if (field.GetNx() > kLongestTransform / factor || field.GetNy() > kLongestTransform / factor)
+    const std::int64_t times = std::min(factor, std::int64_t{2} * kLongestTransform); // no product overflows
+    if (std::max(field.GetNx(), field.GetNy()) * times > kLongestTransform)
         Error(ERR_SOMETHING, function, kTextTooLong);
 }
 
@@ -178,12 +179,29 @@ void ReadyTransform::Run() const
 
 void CentredTransform1d(Complex* samples, std::int32_t n, int sign)
 {
-    ReadyTransform(samples, n, 1, sign).Run();
+    CentredTransform(samples, n, 1, sign);
 }
 
 void CentredTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign)
 {
-    ReadyTransform(samples, nx, ny, sign).Run();
+    if (nx <= 0 || ny <= 0)
+        return;
+    if (!FusedBound())
+        return ReadyTransform(samples, nx, ny, sign).Run();
+    WideFft2d(samples, static_cast<std::size_t>(nx), static_cast<std::size_t>(ny), sign, true, 1.0f, GetNumThreads());
+}
+
+bool TransformCartesian(Lumora& field, int sign)
+{
+    if (!field.IsPolarForm())
+    {
+        CentredTransform(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
+        return false;
+    }
+    const ReadyTransform ready(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
+    MakeCartesian(field);
+    ready.Run();
+    return true;
 }
 } // namespace detail
 
@@ -204,14 +222,11 @@ Lumora& Lumora::Fft(int sign)
     static constexpr char fn[] = "LumoraLib::Lumora::Fft";
     detail::RequireTransformable(*this, fn);
     const bool known = sign == 1 || sign == -1;
-    // All memory first: without it the field stays as it is.
-    const detail::ReadyTransform transform(dataPointer_, known ? nx_ : 0, ny_, sign);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const bool wasPolar = known ? detail::TransformCartesian(*this, sign) : detail::MakeCartesian(*this);
     form_ = static_cast<ComplexForm>(form_ ^ 1);
     // Kept: the form is already converted and the domain flipped when the sign is refused.
     if (!known)
         Error(ERR_PARAMETER, fn, "FFT mode");
-    transform.Run();
     px_ = 1.0 / (nx_ * px_);
     if (ny_ != 1)
         py_ = 1.0 / (ny_ * py_);

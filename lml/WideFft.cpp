@@ -762,43 +762,51 @@ void WideColumnConvolution::Part(int index, int size) const noexcept
 
 namespace
 {
-// Room on the stack for one row of up to 4096 samples, so that short transforms touch no shared state.
-constexpr std::size_t kNearFloats = 2 * 4096 + 16 * 32;
+// The longest row whose scratch stands on the stack, so that short transforms touch no shared state.
+constexpr std::size_t kNearRow = 4096;
+constexpr std::size_t kNearFloats = 2 * kNearRow + 16 * 32;
 
-/// Scratch of one row: short rows are done one per lane, and here there is one.
-std::size_t OneRowScratch(const WideLength& length, const WideKernels& kernels)
+/// Short rows are done one per lane: a single one wastes least in the narrowest build.
+const WideKernels& RowKernels(std::size_t n)
 {
-    return length.lg >= 8 ? WideRowScratch(length) : (2 * length.n + 128) * 2 * static_cast<std::size_t>(kernels.lanes);
+    return n < 256 ? sse2::wideFftKernels : Kernels();
+}
+
+/// One row of at most kNearRow samples. Its scratch is 2 n + 16 * 32 floats from 256 samples on; below, with the four
+/// lanes of RowKernels, 16 n + 1024.
+inline void NearRow(const WideKernels& kernels, const WideLength& length, float* x, int sign, bool halfShift,
+                    float scale)
+{
+    alignas(64) float near[kNearFloats];
+    kernels.row(length, x, x, sign >= 0, halfShift, halfShift, scale, near);
 }
 } // namespace
 
 WideReadyRow::WideReadyRow(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads)
-    // A single short row wastes least in the narrowest build.
-    : x_(reinterpret_cast<float*>(x)), sign_(sign), halfShift_(halfShift), scale_(scale),
-      kernels_(n < 256 ? &sse2::wideFftKernels : &Kernels()), length_(&LengthOf(n, *kernels_)),
-      team_(IsDirectRow(*length_) ? 1 : WideThreads(n, threads))
+    : x_(reinterpret_cast<float*>(x)), sign_(sign), halfShift_(halfShift), scale_(scale), kernels_(&RowKernels(n)),
+      length_(&LengthOf(n, *kernels_)), team_(IsDirectRow(*length_) ? 1 : WideThreads(n, threads))
 {
-    const std::size_t floats = IsDirectRow(*length_) ? OneRowScratch(*length_, *kernels_) : LongScratch(*length_);
-    if (floats > kNearFloats)
-        scratch_.emplace(team_, Bytes(floats));
+    if (n > kNearRow)
+        scratch_.emplace(team_, Bytes(LongScratch(*length_)));
 }
 
 void WideReadyRow::Run(std::size_t offset) const noexcept
 {
-    float* const samples = x_ + 2 * offset;
+    float* const x = x_ + 2 * offset;
     if (!scratch_)
-    {
-        alignas(64) float near[kNearFloats];
-        kernels_->row(*length_, samples, samples, sign_ >= 0, halfShift_, halfShift_, scale_, near);
-        return;
-    }
-    const LongJob job = {kernels_, length_, samples, sign_, halfShift_, halfShift_, scale_};
+        return NearRow(*kernels_, *length_, x, sign_, halfShift_, scale_);
+    const LongJob job = {kernels_, length_, x, sign_, halfShift_, halfShift_, scale_};
     ParallelTeam(team_, [&](int index, int size)
                  { LongPart(job, index, size, scratch_->As<float>(index), [size] { TeamBarrier(size); }); });
 }
 
 void WideFft1d(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads)
 {
+    if (n <= kNearRow)
+    {
+        const WideKernels& kernels = RowKernels(n);
+        return NearRow(kernels, LengthOf(n, kernels), reinterpret_cast<float*>(x), sign, halfShift, scale);
+    }
     WideReadyRow(x, n, sign, halfShift, scale, threads).Run();
 }
 
@@ -855,6 +863,8 @@ void WideReadyGrid::Run() const noexcept
 
 void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale, int threads)
 {
+    if (nx == 1 || ny == 1)
+        return WideFft1d(x, nx * ny, sign, halfShift, scale, threads);
     WideReadyGrid(x, nx, ny, sign, halfShift, scale, threads).Run();
 }
 } // namespace LumoraLib::detail
