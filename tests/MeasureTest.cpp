@@ -100,23 +100,22 @@ double Count(const LML_RECT& w)
     return (w.top - w.bottom) * (w.right - w.left);
 }
 
-#define MEASURE(name, ...)                                                                                             \
+#define MEASURE(name, member, ...)                                                                                     \
     {                                                                                                                  \
-#name, [](Lumora & f) {                                                                                        \
-            return f.name();                                                                                           \
-        }, [](Lumora & f, [[maybe_unused]] int threads) __VA_ARGS__                                                    \
+        name, [](Lumora& f) { return f.member(); }, [](Lumora & f, [[maybe_unused]] int threads) __VA_ARGS__           \
     }
 const Measure kMeasures[] = {
-    MEASURE(GetSquareSum,
+    MEASURE("GetSquareSum", GetSquareSum,
             { return WindowSum(f, f.Window(), threads, [&](const Complex& u) { return Sq(u, f.Form()); }); }),
-    MEASURE(GetSquareSumWhole, { return WholeSum(f, threads, [&](const Complex& u) { return Sq(u, f.Form()); }); }),
-    MEASURE(GetAbsoluteSum,
+    MEASURE("GetSquareSumWhole", GetSquareSumWhole,
+            { return WholeSum(f, threads, [&](const Complex& u) { return Sq(u, f.Form()); }); }),
+    MEASURE("GetAbsoluteSum", GetAbsoluteSum,
             { return WindowSum(f, f.Window(), threads, [&](const Complex& u) { return Mag(u, f.Form()); }); }),
-    MEASURE(GetAmplitudeSum, { return f.GetAbsoluteSum(); }),
-    MEASURE(GetSquareAverage, { return f.GetSquareSum() / Count(f.Window()); }),
-    MEASURE(GetAbsoluteAverage, { return f.GetAbsoluteSum() / Count(f.Window()); }),
-    MEASURE(GetAmplitudeAverage, { return f.GetAbsoluteAverage(); }),
-    MEASURE(GetAmplitudeMax, { return f.GetAbsoluteMax(); }),
+    MEASURE("GetAmplitudeSum", GetAmplitudeSum, { return f.GetAbsoluteSum(); }),
+    MEASURE("GetSquareAverage", GetSquareAverage, { return f.GetSquareSum() / Count(f.Window()); }),
+    MEASURE("GetAbsoluteAverage", GetAbsoluteAverage, { return f.GetAbsoluteSum() / Count(f.Window()); }),
+    MEASURE("GetAmplitudeAverage", GetAmplitudeAverage, { return f.GetAbsoluteAverage(); }),
+    MEASURE("GetAmplitudeMax", GetAmplitudeMax, { return f.GetAbsoluteMax(); }),
     {"GetAbsoluteMax", [](Lumora& f) { return f.GetAbsoluteMax(); },
      [](Lumora& f, int)
      {
