@@ -59,9 +59,9 @@ bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny)
     if (field.N() == 0 || (field.GetNx() == nx && field.GetNy() == ny))
         return read(samples, field.N());
     FillSamples(samples, field.N(), Complex(0.0, 0.0));
-    const std::int32_t x0 = (field.GetNx() - nx) / 2;
-    const std::int32_t y0 = (field.GetNy() - ny) / 2;
-    for (std::int32_t y = 0; y < ny; ++y)
+    const std::size_t x0 = static_cast<std::size_t>((field.GetNx() - nx) / 2);
+    const std::size_t y0 = static_cast<std::size_t>((field.GetNy() - ny) / 2);
+    for (std::size_t y = 0; y < static_cast<std::size_t>(ny); ++y)
         if (!read(samples + field.IJ(x0, y0 + y), static_cast<std::uint64_t>(nx)))
             return false;
     return true;
