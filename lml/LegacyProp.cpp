@@ -191,7 +191,9 @@ Lumora& Lumora::SPWPropFsTbl(double z, TrigTable table)
     };
     // Products and quotients in double, rounded once.
     const auto times = [this](std::int32_t i, std::int32_t j, const ComplexDouble& t)
-    { Pixel(i, j) = Complex(ComplexDouble(Pixel(i, j)) * t); };
+    {
+        Pixel(i, j) = Complex(ComplexDouble(Pixel(i, j)) * t);
+    };
     const auto multiply = [&](std::int32_t i, std::int32_t j, double q)
     {
         if (q > 0.0)

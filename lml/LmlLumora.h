@@ -741,14 +741,16 @@ public:
     // --------------------------------------------------------------------------------------------------- Propagate
     // Propagation to parallel planes on one axis.
 
-    // Distances are metres, of either sign; origin moves by the distance along the normal. The window stays.
+    // Distances are metres, of either sign; origin moves by the distance along the normal. The window stays. Without
+    // memory (code 1) the real-space members leave the field as it was.
 
     /// Angular spectrum propagation of a spectrum: each sample times exp(i 2 pi d sqrt(1/lambda^2 - u^2 - v^2)), one
     /// sine and cosine for up to four samples. Kept: evanescent components pass with factor 1. The result is a
     /// cartesian spectrum.
     /// Source: J. W. Goodman, Introduction to Fourier Optics, section 3.10.
-    /// @throws code 8, "LumoraLib::Lumora::RawAsmPropFs", "" on a real-space field, whose samples are then cartesian;
-    ///         code 1, "LumoraLib::Malloc" for the row buffers.
+    /// @throws code 8, "LumoraLib::Lumora::RawAsmPropFs", "" on a real-space field; code 1, "LumoraLib::Malloc" for the
+    ///         row buffers. In both cases polar samples are cartesian by then and the form says so; nothing else
+    ///         changes.
     Lumora& RawAsmPropFs(double d);
     /// The same, then zero outside |u| <= 1 / (lambda sqrt((2 d du)^2 + 1)) and likewise for v, the frequencies up to
     /// which the transfer function is sampled finely enough. Kept: the upper ends of the index box are exclusive.
@@ -764,7 +766,7 @@ public:
     /// The same with the band limit of AsmPropFs: the form for every day. Errors as RawAsmProp under its own name.
     Lumora& AsmProp(double d);
     /// AsmProp on a grid embedded at twice the size (of one row, in x only), so that nothing wraps around. Memory: two
-    /// fields more with the fast engine (kept for the next call, unless the system needs their pages), about four with
+    /// fields more with the fast engine (kept for the next call, unless the system needs their pages), about five with
     /// FftLib 0. Errors as RawAsmProp under its own name; code 1 from Init.
     Lumora& ExactAsmProp(double d);
     /// Single-transform Fresnel propagation of a real-space field: quadratic phase, transform, quadratic phase and k d.
@@ -783,8 +785,9 @@ public:
     Lumora& BackFourierProp(double d);
     /// Old name of AsmProp, also in its errors.
     Lumora& SPWProp(double z);
-    /// Kept for old callers: propagation without band limit, one sine and cosine per sample on the calling thread. The
-    /// result is not divided by Nx * Ny, the origin stays, and a polar field of one row comes back cartesian.
+    /// Kept for old callers: propagation without band limit, one sine and cosine per sample on the calling thread; the
+    /// product of sample and factor is in double, rounded once, here and with a table. The result is not divided by
+    /// Nx * Ny, the origin stays, and a polar field of one row comes back cartesian.
     /// @throws code 8, "LumoraLib::Lumora::_Old_SPWProp", "" on a spectrum.
     Lumora& _Old_SPWProp(double z);
     /// Kept for old callers: the transfer function on a spectrum, its values looked up in `table` (phase steps of 2 pi
@@ -798,8 +801,10 @@ public:
 
     // Called on the destination; place and distance come from the two origins and the common normal. Windows play no
     // part. Kept: the distance is an absolute value, so a destination behind the source gets what stands in front of
-    // it; the shifts are differences of global x and y, also between tilted planes. Bring polar samples into cartesian
-    // form first: their pairs are not converted between the steps.
+    // it; the shifts are differences of global x and y, also between tilted planes, where they are not the shifts along
+    // the planes. Turn such a pair into the frame of its planes (normal (0, 0, 1), origins by GetLocalPosition of one
+    // of the two) to get its true field. Bring polar samples into cartesian form first: their pairs are not converted
+    // between the steps. A refused call, also for want of memory, leaves the destination as it was.
 
     /// Replaces the field by that of `source` at this place: spectrum of the source on a grid 2^precision times larger,
     /// times exp(2 pi i (x0 u + y0 v + z sqrt(1/lambda^2 - u^2 - v^2))) inside the band that the shift allows, back.
@@ -820,13 +825,16 @@ public:
     Lumora& ShiftedAsmPropAdd(const Lumora& source, int precision);
     /// The propagation between grids of different size, precision 1: along each axis the larger field is cut into tiles
     /// of the smaller one's size, and every pair of tiles is one propagation with a band limit of its own (tiles should
-    /// keep a Fresnel number (W / 2)^2 / (lambda z) well above 2). The destination is cleared first. Memory: two tiles
-    /// and one propagation.
+    /// keep a Fresnel number (W / 2)^2 / (lambda z) well above 2). The destination is cleared when the first result is
+    /// there. Memory: two tiles and one propagation.
+    /// Kept: tiles lie side by side in their own planes, propagation and sum go by global x and y: on tilted planes the
+    /// sum is not the undivided operation, and Add may refuse a tile whose plane rounding has set apart. A tile of one
+    /// sample along an axis stands half a pitch beside the sample that it holds.
     /// @throws "LumoraLib::Lumora::ShiftedAsmPropAddEx", before anything is written: code 6, "both objects must be in
     ///         real space"; code 3, "the destination wavelength is different from the source" or the text about the
     ///         normal; pitches under the name of ShiftedAsmProp.
     Lumora& ShiftedAsmPropEx(const Lumora& source);
-    /// The same, added. A failure of memory between tiles leaves the sum so far.
+    /// The same, added. A tile that is refused, or finds no memory, leaves the sum so far, in ShiftedAsmPropEx too.
     Lumora& ShiftedAsmPropAddEx(const Lumora& source);
 
     // ---------------------------------------------------------------------------------------------- ShiftedFresnel
@@ -838,16 +846,19 @@ public:
     // pitch, so lit source points and destination points must be within half of that of each other; the Fresnel phase
     // is off by k z theta^4 / 8. Kept: the distance is an absolute value; the places are global x and y, also between
     // tilted planes. A distance of 0 gives samples that are not finite. Windows play no part, polar samples count as
-    // real and imaginary part. Memory: scratch of each thread with the fast engine, eight fields with FftLib 0 (four
-    // beside a descriptor). Source: R. P. Muffoletto, J. M. Tyler, J. E. Tohline, Opt. Express 15 (2007) 5631.
+    // real and imaginary part. Memory: scratch of each thread with the fast engine, nine fields with FftLib 0 (four
+    // beside a descriptor). A refused call, also for want of memory, leaves the destination as it was. Source: R. P.
+    // Muffoletto, J. M. Tyler, J. E. Tohline, Opt. Express 15 (2007) 5631.
 
     /// Replaces the samples by the field of `source` at this place and pitch.
     /// @throws "LumoraLib::Lumora::ShiftedFresnelProp": code 6, "both objects are in real space" (which is what is
     ///         asked for); code 3, "at least one parameter is different" (wavelength, size), "normal vector of the
     ///         destination is not same as the source".
     Lumora& ShiftedFresnelProp(const Lumora& source);
-    /// The same with the kernel of a descriptor, which is only read.
-    /// @throws code 6, "descriptor is not compatible" as well.
+    /// The same with the kernel of a descriptor, which is only read. Its samples count, also when they have been
+    /// changed (by more than 1e-5 of their root mean square): the fast engine compares them with its parameters, one
+    /// sweep over them, and goes step by step with those that differ. @throws code 6, "descriptor is not compatible" as
+    /// well.
     Lumora& ShiftedFresnelProp(const Lumora& source, const ShiftedFresnelPropDescriptor& d);
     /// The same, added to the samples. Kept: a destination of one row is overwritten instead.
     /// @throws as above with the name "LumoraLib::Lumora::ShiftedFresnelPropAdd".
@@ -858,13 +869,16 @@ public:
     /// The same with a descriptor for the new pitches. @throws code 6, "descriptor is not compatible" as well.
     Lumora& ShiftedFresnelProp(const Vector& position, double px, double py, const ShiftedFresnelPropDescriptor& d);
     /// The propagation between grids of different size, added: along each axis the larger field is cut into tiles of
-    /// the smaller one's size; all pairs of tiles share one kernel. The sum over tiles is exact. Kept: on one row the
-    /// last source tile replaces the others.
+    /// the smaller one's size; all pairs of tiles share one kernel. Between planes with the normal (0, 0, 1) the sum
+    /// over tiles of two samples or more along each axis is the undivided sum, up to rounding to float. Kept: on one
+    /// row the last source tile replaces the others. Kept: on tilted planes, and with tiles of one sample along an
+    /// axis, it is another field than the undivided operation, or refused by Add, as ShiftedAsmPropEx says.
     /// @throws "LumoraLib::Lumora::ShiftedFresnelPropAddEx", before anything is written: code 6, "both objects must be
     ///         in real space"; code 3, "the destination wavelength is different from the source", or the text about
     ///         the normal. At the distance 0: code 6, "descriptor is not compatible", from the first tile.
     Lumora& ShiftedFresnelPropAddEx(const Lumora& source);
-    /// The same onto a cleared destination.
+    /// The same onto a destination that is cleared when the first result is there: at the distance 0 it keeps its
+    /// samples.
     Lumora& ShiftedFresnelPropEx(const Lumora& source);
     /// From one row to one row, which the two-field forms above turn to for fields of one row.
     /// Kept: the factor in front is -i Px / sqrt(lambda z), whose phase is not that of the root of 1 / (i lambda z).
@@ -881,19 +895,22 @@ public:
     // source's axis has in the destination's coordinates: `rotation` turns source coordinates into destination
     // coordinates, and carrier = rotation * (0, 0, 1 / lambda). The field that results lacks the factor exp(2 pi i (u x
     // + v y)) of the carrier; multiply it in (MultiplyPlaneWave) before a plane wave's true direction matters, e.g.
-    // before the field goes on. Valid while the turned band fits the destination's: a bandwidth of 1 / pitch about the
-    // carrier, and no wave beyond 90 degrees from the destination's normal.
+    // before the field goes on. x and y count from the field's own centre here and from the global axis there: with an
+    // origin (Ox, Oy) aside the product has the phase 2 pi (u Ox + v Oy) too much. Valid while the turned band fits the
+    // destination's: a bandwidth of 1 / pitch about the carrier, and no wave beyond 90 degrees from the destination's
+    // normal.
 
     /// This field := `source` on the plane that `rotation` describes, in real space. Grid and pitches are this object's
     /// own; origin is the source's, the normal is turned, the window becomes the whole grid; k and form stay. With
-    /// `jacobian` the samples are weighted with the change of the frequency element. In either case the result is
-    /// scaled to the source's energy. `carrier` may be null.
+    /// `jacobian` the samples are weighted with the change of the frequency element. In either case the spectrum is
+    /// scaled to the energy of the source's: the sums over the fields differ by the ratio of their sample counts.
+    /// `carrier` may be null.
     /// Kept: the disc of frequencies that is filled is centred on the grid frequency 0, not on the true one; a result
     /// without any light becomes not-a-number.
     /// Kept: with one row (Ny = 1) Py comes back as 1 / Py, since the transform of a row leaves it.
     /// @throws code 8, "LumoraLib::Lumora::Rotate", "this object must be in real space"; code 3, the same, "source must
-    ///         be in real space"; what GetInterpolFunc() throws, this object then still posing as a spectrum, with
-    ///         origin and normal changed; code 6 without samples.
+    ///         be in real space"; what GetInterpolFunc() throws, origin and normal being changed by then, as by
+    ///         RotateFs; code 6 without samples. Without memory the field is as it was.
     /// Cost: two transforms and one interpolation a sample. Memory: a copy of the source.
     Lumora& Rotate(const Lumora& source, RMatrix& rotation, SFrequency* carrier, Interpol interpol, bool jacobian);
     /// The same on spectra, without transforms.
@@ -920,8 +937,9 @@ public:
     ///         samples.
     Lumora& RotateY(double angle, double* carrier);
     /// The same on a spectrum, on one thread, by CubicInterpolX with the selector `kernel`; `interpol` is not read.
-    /// @throws code 3, "LumoraLib::Lumora::RotateYFs", "" unless Form is SPECTRUM; what CubicInterpolX throws, Px being
-    ///         changed by then.
+    /// @throws code 3, "LumoraLib::Lumora::RotateYFs", "" unless Form is SPECTRUM; what CubicInterpolX throws, the
+    /// field
+    ///         being as it was.
     Lumora& RotateYFs(double angle, Interpol interpol, int kernel, double* carrier);
     /// The same for a field of one row, with the 8-point cubic and without Jacobian. Kept: not divided by Nx.
     /// @throws code 3, "LumoraLib::Lumora::Rotate1d", "" unless Ny = 1 and Form is COMPLEX_AMPLITUDE.
@@ -1319,7 +1337,8 @@ public:
     /// For fields of the size of `field` and the parameters a (columns) and b (rows) of the raw sum; sizes are raised
     /// to powers of two. Cost: one transform of the doubled grid and a sine and cosine for each of its samples; memory:
     /// four times the field's. It pays with FftLib 0, where it saves a third of a call; the fast engine takes the
-    /// parameters from it and needs no kernel. @throws code 1 from Init.
+    /// parameters from it as long as the samples are theirs, and pays a sweep over the samples to see that. @throws
+    /// code 1 from Init.
     ScaledFftDescriptor(const Lumora& field, double a, double b);
     ScaledFftDescriptor(int nx, int ny, double a, double b);
     ScaledFftDescriptor(const ScaledFftDescriptor& other);
@@ -1415,7 +1434,8 @@ class LML_API TrigTable
 public:
     /// N := 1 shifted left by (bits & 31). Memory: 16 N bytes, which are never given back.
     /// @throws code 1, "LumoraLib::Malloc", "demanded bytes = <size> : : TrigTable".
-    TrigTable(unsigned int bits); // a number of bits stands for its table: SPWPropFsTbl(z, 12)
+    /// A number of bits stands for its table: SPWPropFsTbl(z, 12).
+    TrigTable(unsigned int bits);
     /// Copies share the tables.
     TrigTable(const TrigTable& other) = default;
     TrigTable& operator=(const TrigTable& other);

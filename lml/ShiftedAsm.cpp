@@ -2,7 +2,8 @@
 //
 // Geometry comes from the two objects alone. Kept: the distance is an absolute value, so the direction of travel is
 // lost and a destination behind the source is computed as a forward propagation; the lateral shifts are plain
-// differences of global coordinates, also between tilted planes.
+// differences of global coordinates, also between tilted planes: there the result is not the field of that geometry,
+// and tiles, which lie along the planes, do not make up the undivided operation.
 #include "CentredFft.h"
 #include "ChirpPhase.h"
 #include "FieldTools.h"
@@ -173,9 +174,9 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
                           detail::ParallelRows(0, ny_,
                                                [&](std::int32_t j)
                                                {
-                                                   MultiplyTransferRow(
-                                                       dataPointer_ + IJ(0, static_cast<std::size_t>(j)), nx_,
-                                                       transfer, (j - ny_ / 2) * transfer.dv);
+                                                   MultiplyTransferRow(dataPointer_ +
+                                                                           IJ(0, static_cast<std::size_t>(j)),
+                                                                       nx_, transfer, (j - ny_ / 2) * transfer.dv);
                                                });
                           Fft(1);
                           detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / static_cast<double>(N())));

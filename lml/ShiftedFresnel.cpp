@@ -4,7 +4,8 @@
 // With the corner coordinates (xS, yS), (xD, yD) of the two grids the kernel of the Fresnel integral splits into
 // exp(i PhiD) exp(i PhiS) exp(-2 pi i (a k i + b l j)), a = pD pS / (lambda z), b = qD qS / (lambda z)
 // (Muffoletto, Tyler, Tohline, Optics Express 15 (2007) 5631). Kept: the distance is an absolute value, so the
-// direction of travel is lost; the corners are global x and y, also between tilted planes.
+// direction of travel is lost; the corners are global x and y, also between tilted planes: there the result is not the
+// field of that geometry, and tiles, which lie along the planes, do not make up the undivided operation.
 #include "CentredFft.h"
 #include "ChirpPhase.h"
 #include "FieldTools.h"
@@ -176,8 +177,7 @@ void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& 
     if (destination.N() == 0)
         return;
     // A caller's descriptor counts by its samples: the fused form serves as long as they are what its parameters say.
-    if (detail::CanFuseChirp(nx, ny) &&
-        (kernel.spectrum == nullptr || detail::IsChirpKernel(*kernel.spectrum, a, b)))
+    if (detail::CanFuseChirp(nx, ny) && (kernel.spectrum == nullptr || detail::IsChirpKernel(*kernel.spectrum, a, b)))
     {
         if (into == Into::Replace)
             return PropagateFused(destination, source, g, a, b);
@@ -282,8 +282,7 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
     Kernel kernel{source.GetPx() * px / (z * wavelength), source.GetPy() * py / (z * wavelength), nx, ny, nullptr};
     std::optional<ShiftedFresnelPropDescriptor> descriptor;
     if (!detail::CanFuseChirp(nx, ny))
-        kernel =
-            KernelOf(descriptor.emplace(z, px, py, source.GetPx(), source.GetPy(), wavelength, nx, ny));
+        kernel = KernelOf(descriptor.emplace(z, px, py, source.GetPx(), source.GetPy(), wavelength, nx, ny));
     detail::TileSum sum(destination, clearFirst);
     Into whole = clearFirst ? Into::Cleared : Into::Add;
     detail::ForEachTilePair(destination, source, counts,

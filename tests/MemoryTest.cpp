@@ -63,6 +63,20 @@ struct Operation
     std::function<void(Lumora&)> run;
 };
 
+/// The second field of an operation, 0.1 m before the first.
+Lumora Other(const Lumora& f)
+{
+    Lumora other(f);
+    return other.SetOrigin(f.GetOrigin() - Vector(0, 0, 0.1));
+}
+
+void Turn(Lumora& (Lumora::*rotate)(const Lumora&, RMatrix&, SFrequency*, Interpol, bool), Lumora& f,
+          const Lumora& source)
+{
+    RMatrix r(Vector(0, 0, 1), Vector(0, 0.1, 1));
+    (f.*rotate)(source, r, nullptr, CUBIC4_INTERPOL, true);
+}
+
 // Sizes differ from row to row, so that each meets tables which are not made yet.
 // clang-format off
 const std::vector<Operation> kOperations = {
@@ -74,6 +88,37 @@ const std::vector<Operation> kOperations = {
     {"FourierProp", 32, 64, POLAR_AMPLITUDE, [](Lumora& f) { f.FourierProp(0.1); }},
     {"AsmProp", 64, 32, POLAR_AMPLITUDE, [](Lumora& f) { f.AsmProp(1e-3); }},
     {"ExactAsmProp", 128, 32, POLAR_AMPLITUDE, [](Lumora& f) { f.ExactAsmProp(1e-3); }},
+    {"AsmProp of a row", 8, 1, POLAR_AMPLITUDE, [](Lumora& f) { f.AsmProp(1e-3); }},
+    {"ExactAsmProp", 16, 64, POLAR_AMPLITUDE, [](Lumora& f) { f.ExactAsmProp(1e-3); }},
+    {"ExactAsmProp of a row", 16, 1, POLAR_AMPLITUDE, [](Lumora& f) { f.ExactAsmProp(1e-3); }},
+    {"RawAsmPropFs", 16, 8, SPECTRUM, [](Lumora& f) { f.RawAsmPropFs(1e-3); }},
+    {"_Old_SPWProp", 16, 8, POLAR_AMPLITUDE, [](Lumora& f) { f._Old_SPWProp(1e-3); }},
+    {"_Old_SPWProp of a row", 16, 1, POLAR_AMPLITUDE, [](Lumora& f) { f._Old_SPWProp(1e-3); }},
+    {"SPWPropFsTbl", 16, 8, SPECTRUM, [](Lumora& f) { f.SPWPropFsTbl(1e-3, 6); }},
+    {"ShiftedAsmProp", 32, 16, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ShiftedAsmProp(Other(f), 1); }},
+    {"ShiftedAsmProp, polar", 16, 8, POLAR_AMPLITUDE, [](Lumora& f) { f.ShiftedAsmProp(Other(f), 1); }},
+    {"ShiftedAsmProp of itself", 16, 8, POLAR_AMPLITUDE, [](Lumora& f) { f.ShiftedAsmProp(f, 1); }},
+    {"ShiftedAsmPropAdd", 16, 8, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ShiftedAsmPropAdd(Other(f), 1); }},
+    {"ShiftedAsmPropEx", 16, 8, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ShiftedAsmPropEx(Other(f)); }},
+    {"ShiftedFresnelProp", 16, 8, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ShiftedFresnelProp(Other(f)); }},
+    {"ShiftedFresnelProp in place", 16, 8, COMPLEX_AMPLITUDE,
+     [](Lumora& f) { f.ShiftedFresnelProp(Vector(0, 0, 0.1), 1e-6, 1e-6); }},
+    {"ShiftedFresnelProp, descriptor", 16, 8, COMPLEX_AMPLITUDE,
+     [](Lumora& f) {
+         const Lumora other = Other(f);
+         f.ShiftedFresnelProp(other, ShiftedFresnelPropDescriptor(0.1, f.GetPx(), f.GetPy(), other));
+     }},
+    {"ShiftedFresnelPropEx", 16, 8, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ShiftedFresnelPropEx(Other(f)); }},
+    {"ShiftedFresnelProp1d", 16, 1, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ShiftedFresnelProp1d(Other(f)); }},
+    {"Rotate", 16, 8, COMPLEX_AMPLITUDE, [](Lumora& f) { Turn(&Lumora::Rotate, f, Other(f)); }},
+    {"Rotate, polar", 16, 8, POLAR_AMPLITUDE, [](Lumora& f) { Turn(&Lumora::Rotate, f, Other(f)); }},
+    {"RotateFs", 16, 8, SPECTRUM, [](Lumora& f) { Turn(&Lumora::RotateFs, f, Other(f)); }},
+    {"GetRotationFs", 16, 8, SPECTRUM, [](Lumora& f) { RMatrix r(Vector(0, 0, 1), Vector(0, 0.1, 1)); Other(f).GetRotationFs(f, r); }},
+    {"GetRotationParaFs", 16, 8, SPECTRUM, [](Lumora& f) { Other(f).GetRotationParaFs(f); }},
+    {"RotateY", 16, 8, COMPLEX_AMPLITUDE, [](Lumora& f) { f.RotateY(0.1, nullptr); }},
+    {"RotateYFs", 16, 8, SPECTRUM, [](Lumora& f) { f.RotateYFs(0.1, CUBIC_INTERPOL, 8, nullptr); }},
+    {"Rotate1d", 16, 1, COMPLEX_AMPLITUDE, [](Lumora& f) { f.Rotate1d(0.1); }},
+    {"RotateSpec1d", 16, 1, SPECTRUM, [](Lumora& f) { f.RotateSpec1d(0.1, CUBIC_INTERPOL, 8); }},
     {"ScaledFft", 128, 16, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ScaledFft(-0.5, -0.25); }},
     {"ScaledFft of a row", 32, 1, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ScaledFft(-0.5, -0.25); }},
     {"ScaledFft of a sample", 1, 1, COMPLEX_AMPLITUDE, [](Lumora& f) { f.ScaledFft(-0.5, -0.25); }},
@@ -117,6 +162,8 @@ int CodeAfter(int count, const std::function<void()>& call)
     if (detail::FieldAccess::Form(a) != detail::FieldAccess::Form(b) || a.GetPx() != b.GetPx() ||
         a.GetPy() != b.GetPy() || v.left != w.left || v.right != w.right || v.bottom != w.bottom || v.top != w.top)
         return ::testing::AssertionFailure() << "form, pitches or window differ";
+    if (!(a.GetOrigin() == b.GetOrigin()) || !(a.GetNormalVector() == b.GetNormalVector()))
+        return ::testing::AssertionFailure() << "origin or normal differ";
     return SameBits(a, b);
 }
 } // namespace

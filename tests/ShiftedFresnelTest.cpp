@@ -213,6 +213,23 @@ TEST(ShiftedFresnel, Descriptors)
     EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6 * stretch, 3e-6, u));
     EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 8, 16));
     EXPECT_TRUE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 16, 8));
+    for (const FftLib lib : kEngines) // the samples count, not what the parameters would give
+        for (const bool raw : {false, true})
+        {
+            Engine engine(lib);
+            Descriptor changed(d);
+            Lumora once = Target(16, 8, z), twice(once);
+            const auto run = [&](Lumora& f, const Descriptor& kernel)
+            { raw ? f.CopyData(u).RawScaledFft(kernel) : f.ShiftedFresnelProp(u, kernel); };
+            run(once, d);
+            changed *= 2.0;
+            run(twice, changed);
+            once *= 2.0;
+            EXPECT_LT(RelativeL2(twice, once), 1e-6);
+            changed.SetPixel(3, 2, Complex(100.0, 0.0));
+            run(once, changed);
+            EXPECT_GT(RelativeL2(once, twice), 0.01);
+        }
     Descriptor copy(d);
     EXPECT_TRUE(copy == d);
     copy.Dispose();
@@ -235,8 +252,11 @@ TEST(ShiftedFresnel, NoDistance)
                   (Failure{6, "LumoraLib::Lumora::ShiftedFresnelPropAdd", "descriptor is not compatible"}));
         Lumora large(16, 8, 7e-6, 3e-6, kLambda);
         large.SetOrigin(f.GetOrigin());
-        EXPECT_EQ(Catch([&] { large.ShiftedFresnelPropAddEx(u); }),
+        FillRandom(large, 2);
+        const Lumora before(large);
+        EXPECT_EQ(Catch([&] { large.ShiftedFresnelPropEx(u); }),
                   (Failure{6, "LumoraLib::Lumora::ShiftedFresnelProp", "descriptor is not compatible"}));
+        EXPECT_TRUE(SameBits(large, before)); // not cleared
     }
 }
 
