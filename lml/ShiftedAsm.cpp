@@ -45,8 +45,7 @@ Band ShiftedBandLimit(double x0, double z0, double d)
 constexpr double kLargestFused = 16.0;
 
 constexpr char kTextParameter[] = "at least one parameter is different";
-constexpr std::uint32_t kCompared =
-    detail::COMPARED_SIZES | detail::COMPARED_PITCHES | detail::COMPARED_WAVELENGTHS;
+constexpr std::uint32_t kCompared = detail::COMPARED_SIZES | detail::COMPARED_PITCHES | detail::COMPARED_WAVELENGTHS;
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedAsmProp";
 constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedAsmPropAddEx";
 
@@ -125,9 +124,11 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
         !(px_ == source.px_) || !(py_ == source.py_))
         Error(ERR_PARAMETER, fnProp, detail::Differing(kTextParameter, *this, source, kCompared));
     if (detail::NormalsDiffer(*this, source))
-        Error(ERR_PARAMETER, fnProp, detail::Differing(detail::kTextSourceNormal, *this, source, detail::COMPARED_NORMALS));
+        Error(ERR_PARAMETER, fnProp,
+              detail::Differing(detail::kTextSourceNormal, *this, source, detail::COMPARED_NORMALS));
     if (precision < 1)
-        Error(ERR_PARAMETER, fnProp, detail::Explained("precision must be more than zero", "precision is %d.", precision));
+        Error(ERR_PARAMETER, fnProp,
+              detail::Explained("precision must be more than zero", "precision is %d.", precision));
     source.RequireSamples(fnProp);
     detail::RequireLength(source, std::int64_t{1} << std::min(precision, 62), fnProp);
 

@@ -357,6 +357,8 @@ const Row kRows[] = {
     {3, "Lumora::SetRandomPhase", "", CALL(s.spectrum.SetRandomPhase())},
     {3, "Lumora::ModRandomPhase", "", CALL(s.spectrum.ModRandomPhase())},
     // ---- transforms and propagation
+    {6, "Lumora::Normalize", "the grid is empty: give both Nx and Ny a size", CALL(s.wide.SetNx(0).SetNy(INT_MAX).Normalize(1))},
+    {6, "Lumora::ShiftedAsmProp", "an axis is longer than a transform takes (2^29 samples)", CALL(s.f.ShiftedAsmProp(s.g, 31))},
     {6, "Lumora::Fft", kNoSamples, CALL(s.wide.SetNx(3).Fft(-1))}, // sizes that fit the buffer and no transform
     {3, "Lumora::Fft", "FFT mode", CALL(s.polar.Fft(2)), "kept: converted and flipped before the sign is looked at"},
     {3, "Lumora::RawScaledFft1d", "", CALL(s.f.RawScaledFft1d(1))},
@@ -542,6 +544,7 @@ const Row kRows[] = {
      "parameters are read before the head is found missing"},
     {3, "Lumora::SaveAsMpLm", "size of data in specified index of file is different from this object", CALL(s.wide.SaveAsMpLm(kMulti, 0))},
     {3, "Lumora::SaveAsSegLm", "Saved data is not compatible with exist file segment", CALL(s.wide.SaveAsSegLm(kSegmented, 1, 1))},
+    {6, "Lumora::SaveAsSegLm", "a segment needs samples: set the sizes and call Init first", CALL(Stage::Field(0, 0).SaveAsSegLm(kFresh, 0, 0))},
     {4, "Lumora::SaveAsLm", kFull, CALL(s.f.SaveAsLm(kFull))},
     {5, "Lumora::Own", "tell error", CALL(s.f.SaveHeadIntoAPipe())},
     {5, "Lumora::LoadLm", kPatched, CALL(s.f.LoadLm(WriteAll(kPatched, "LM")))},
