@@ -3,8 +3,10 @@
 // Every operation is one small kernel over a block of consecutive samples, which each thread runs on its own block;
 // where single and double precision meet, the mixture is part of the result. The wide form of a kernel gives the same
 // bits.
+#include "Describe.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "WideField.h"
 
@@ -141,9 +143,10 @@ void OverBlocks(Complex* a, const Complex* b, std::size_t count, const Kernel& k
 void CheckSizes(const Lumora& a, const Lumora& b, const char* fn)
 {
     if (a.GetNx() != b.GetNx() || a.GetNy() != b.GetNy())
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Differing("", a, b, detail::COMPARED_SIZES));
     detail::FieldAccess::RequireSamples(a, fn);
     detail::FieldAccess::RequireSamples(b, fn);
+    detail::CheckCombined(fn, a, b);
 }
 
 /// Window fill: the columns are divided over the threads, each thread walks the rows of its own block of columns.

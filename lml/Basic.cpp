@@ -1,4 +1,5 @@
 // The life of a field: construction, samples, copies, defaults, coordinates, window and the form stack.
+#include "Describe.h"
 #include "FieldTools.h"
 #include "IntMath.h"
 
@@ -274,7 +275,10 @@ void Lumora::Dispose()
 void Lumora::RequireSamples(const char* function) const
 {
     if (nx_ < 0 || ny_ < 0 || N() > capacity_)
-        Error(ERR_SOMETHING, function, "the grid has no samples yet: Init must come first");
+        Error(ERR_SOMETHING, function,
+              detail::Explained("the grid has no samples yet: Init must come first",
+                                "The field is %d by %d, with room for %llu samples.", nx_, ny_,
+                                static_cast<unsigned long long>(capacity_)));
     // Loops over the rows or columns of an empty grid find nothing to do, for as long as its other size says.
     if (N() == 0 && std::max(nx_, ny_) > kLongestEmpty)
         Error(ERR_SOMETHING, function, "the grid is empty: give both Nx and Ny a size");
@@ -399,7 +403,10 @@ void CheckWindow(std::int64_t left, std::int64_t right, std::int64_t bottom, std
                  std::int32_t ny)
 {
     if (left < 0 || right > nx || top > ny || bottom < 0)
-        Error(ERR_PARAMETER, kFnSetWindow, "");
+        Error(ERR_PARAMETER, kFnSetWindow,
+              detail::Explained("", "The window is left %lld, right %lld, bottom %lld, top %lld, the field %d by %d.",
+                                static_cast<long long>(left), static_cast<long long>(right),
+                                static_cast<long long>(bottom), static_cast<long long>(top), nx, ny));
 }
 
 /// The index of a window's bound given as a coordinate; one that no 32-bit index holds is refused.
@@ -408,7 +415,7 @@ std::int32_t WindowIndex(double v, double p, std::int32_t size)
     const double index = std::floor(v / p + 0.5) + size / 2;
     if (!(index >= static_cast<double>(std::numeric_limits<std::int32_t>::min()) &&
           index <= static_cast<double>(std::numeric_limits<std::int32_t>::max())))
-        Error(ERR_PARAMETER, kFnSetWindow, "");
+        Error(ERR_PARAMETER, kFnSetWindow, detail::Explained("", "The bound %g m has no index.", v));
     return static_cast<std::int32_t>(index);
 }
 } // namespace

@@ -2,6 +2,7 @@
 //
 // The form flag describes what the two members mean; the operations that replace samples by a real quantity leave it
 // alone.
+#include "Describe.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
 #include "Parallel.h"
@@ -222,7 +223,7 @@ Lumora& Lumora::ImageRotation(int n)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::ImageRotation";
     if (n < 1 || n > 3)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "n is %d.", n));
     RequireSamples(fn);
     const Lumora old(*this);
     if (n != 2)

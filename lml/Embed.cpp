@@ -1,4 +1,5 @@
 // Growing a field by a zero border and cutting its centre out, for propagations that must not wrap around.
+#include "Describe.h"
 #include "FieldTools.h"
 #include "IntMath.h"
 #include "Parallel.h"
@@ -81,7 +82,7 @@ Lumora& Lumora::Embed(int n)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::Embed";
     if (n < 0)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "n is %d.", n));
     if (n == 0)
         return *this;
     // Kept: one column grows in x here, while the form with a factor per axis leaves it as it is.
@@ -93,7 +94,7 @@ Lumora& Lumora::Embed(int nx, int ny)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::Embed";
     if (nx < 0 || ny < 0)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "nx is %d, ny is %d.", nx, ny));
     if (nx == 0 && ny == 0)
         return *this;
     EmbedTo(*this, nx_ > 1 ? GrownSize(nx_, nx) : nx_, ny_ > 1 ? GrownSize(ny_, ny) : ny_, fn);
@@ -104,14 +105,16 @@ Lumora& Lumora::Extract(int n)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::Extract";
     if (n < 0)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "n is %d.", n));
     if (n == 0)
         return *this;
     RequireSamples(fn);
     const std::int32_t nx = nx_ >> std::min(n, 31);
     const std::int32_t ny = ny_ > 1 ? ny_ >> std::min(n, 31) : ny_;
     if (N() != 0 && (nx == 0 || ny == 0))
-        Error(ERR_PARAMETER, fn, ""); // nothing would be left of the field
+        Error(ERR_PARAMETER, fn,
+              detail::Explained("", "The field is %d by %d, n is %d.", nx_, ny_,
+                                n)); // nothing would be left of the field
     Lumora block(nx, ny);
     block.CopyParam(*this);
     const std::size_t x0 = static_cast<std::size_t>((nx_ - nx) / 2);

@@ -3,6 +3,7 @@
 // Three ways of forming a continuous index stand side by side on purpose: quantised to four decimals (separable cubics
 // and sinc), plain (BiLinear, BiCubic), and quantised before the half size is added (LinearInterpol). None of the
 // members looks at Form: a polar field is interpolated as the pair (amplitude, phase) without unwrapping.
+#include "Describe.h"
 #include "FieldTools.h"
 #include "InterpolAxis.h"
 #include "WideInterpol.h"
@@ -122,7 +123,9 @@ InterpolFunc GetInterpolFunc(Interpol interpol)
 {
     const Entry* const entry = EntryOf(interpol);
     if (entry == nullptr)
-        Error(ERR_SOMETHING, "LumoraLib::GetInterpolFunc", "unable to use in current version");
+        Error(ERR_SOMETHING, "LumoraLib::GetInterpolFunc",
+              detail::Explained("unable to use in current version", "The interpolator is %d.",
+                                static_cast<int>(interpol)));
     return entry->func;
 }
 
@@ -280,7 +283,7 @@ Complex Lumora::CubicInterpol(double u, double v, int kernel) const
 {
     static constexpr char fn[] = "LumoraLib::Lumora::CubicInterpol";
     if (!IsSelector(kernel))
-        Error(ERR_PARAMETER, fn, "unsupported pixel kernel");
+        Error(ERR_PARAMETER, fn, detail::Explained("unsupported pixel kernel", "kernel is %d.", kernel));
     RequireSamples(fn);
     const double x = QuantisedIndex(u, px_, nx_);
     const double y = QuantisedIndex(v, py_, ny_);
@@ -292,7 +295,7 @@ Complex Lumora::CubicInterpolX(double u, double v, int kernel) const
 {
     static constexpr char fn[] = "LumoraLib::Lumora::CubicInterpolX";
     if (!IsSelector(kernel))
-        Error(ERR_PARAMETER, fn, "unsupported pixel kernel");
+        Error(ERR_PARAMETER, fn, detail::Explained("unsupported pixel kernel", "kernel is %d.", kernel));
     RequireSamples(fn);
     const double x = QuantisedIndex(u, px_, nx_);
     const std::int32_t j = RowOf(*this, v);

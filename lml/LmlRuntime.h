@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 
 #if defined(__GNUC__) || defined(__clang__)
 /// Lets the compiler check printf-like calls: `fmt` and `args` are the 1-based places of the format and its arguments.
@@ -46,7 +47,8 @@ enum ErrorHandling : std::int32_t
 
 /// The object that Error() throws, by value, when the error handling is not ERROR_HANDLING_EXIT.
 /// Texts longer than the arrays are cut at their end; the arrays are always terminated. Null texts count as empty.
-class LML_API LumoraException
+/// It can be caught as std::exception, and one that nobody catches ends the program with what() on its console.
+class LML_API LumoraException : public std::exception
 {
 public:
     /// Stores the code and copies of the three texts.
@@ -54,7 +56,13 @@ public:
     /// Member by member.
     LumoraException(const LumoraException&) = default;
     LumoraException& operator=(const LumoraException& other);
-    ~LumoraException() = default;
+    ~LumoraException() override = default;
+
+    /// Operation, code and texts in one line of UTF-8: "LumoraLib::Start: File Not open (code 2): no/such/folder/log".
+    /// Messages of the library that are Shift-JIS are converted; other bytes that are not UTF-8 stand as '?'.
+    /// The text stands in one of four buffers of the calling thread, used in turn: it holds until this thread has asked
+    /// for four more. No memory is asked for.
+    const char* what() const noexcept override;
 
     /// The ErrorCode value.
     int GetErrorCode() const { return errorCode_; }
@@ -85,6 +93,15 @@ private:
 
 /// Text of an error code. A value outside the enumeration gives "Unknown error".
 LML_API const char* GetErrorString(ErrorCode code);
+
+/// What happened, with which values, and what to change, in UTF-8: what() of the failure, then, where the operation
+/// compared or refused values, those values, then the cure. "LumoraLib::Lumora::ShiftedAsmProp: Parameter invalid
+/// (code 3): at least one parameter is different. The pitch in x is 4 um in this field and 8 um in the other one. Use
+/// ShiftedFresnelProp, which takes any pitch, or bring the source to this pitch with ResamplingCopy first."
+/// The values do not travel in the exception: the thread that failed keeps those of its last failure, so they are named
+/// only for the last failure of the calling thread; for any other one the rest of the text is the same.
+/// The text holds until the next call on this thread. No memory is asked for.
+LML_API const char* DescribeError(const LumoraException& failure) noexcept;
 
 /// Chooses between the printed and the thrown form of a failure, for the whole process.
 LML_API void SetErrorHandling(ErrorHandling handling);
@@ -120,7 +137,8 @@ LML_API void Start(int level);
 LML_API void Start(int level, const char* path);
 
 /// Formatted text to the log, if one is open, and then to the standard error stream; both are flushed. At most 319
-/// characters are written, the rest is cut. Numbers are written with a decimal point in every locale. A log that
+/// characters are written, the rest is cut. Numbers are written with a decimal point in every locale; wide texts are
+/// written in the encoding of the process's locale. A log that
 /// cannot be written (full disk) is no failure: the console still gets the text.
 LML_API void Printf(const char* format, ...) LML_PRINTF_LIKE(1, 2);
 /// As Printf(), behind the CPU seconds since Start(): "00000.000s>".
@@ -128,6 +146,31 @@ LML_API void PrintL(const char* format, ...) LML_PRINTF_LIKE(1, 2);
 /// As Printf(), behind a line with the CPU seconds since Start() and the local date and time.
 /// The month in that line counts from 0: November stands as 10.
 LML_API void PrintLog(const char* format, ...) LML_PRINTF_LIKE(1, 2);
+/// Takes one report of a likely mistake: a line of ASCII without its end.
+using MistakeHandler = void (*)(const char* text);
+
+/// Switches reports of what is legal and almost surely a mistake; off at load. No result changes. Reported are:
+/// - fields combined sample by sample or by index (arithmetic of fields, Superimpose, Add, Multiply and the Resampling
+///   members) whose domains, pitches, wavelengths or planes differ, as far as the operation does not refuse it;
+/// - AsmProp, ExactAsmProp, AsmPropFs, and ShiftedAsmProp to a destination that overlaps the source sideways, when more
+///   than half of the field's energy lies outside the band limit and is lost;
+/// - point sources that stand in the plane of the field, whose field has a pitch below half a wavelength, or, for the
+///   recurrence form, that lie on its negative side, and that add nothing (or infinite samples) for that reason;
+/// - Fresnel, Fourier and shifted Fresnel propagation over distance zero;
+/// - the rotations of spectra (so Rotate) when more than half of the light misses the destination's band and the rest
+///   is scaled up to the source's energy;
+/// - shifted propagation between tilted planes, whose lateral shifts are differences of global x and y.
+/// The operation called is named; what it does inside is not reported again. Off, a check is one relaxed load. On,
+/// the checks of the band limit transform a copy of the field: about the time of a propagation more, the memory of one
+/// field (failing as Init does). May be called from any thread; it holds for the whole process.
+LML_API void SetMistakeReports(bool on);
+/// Whether the reports are on.
+LML_API bool GetMistakeReports();
+/// Who gets the reports: null, as at load, for Printf(), which writes "*** CHECK: <text>" to log and console. The
+/// handler runs on the thread of the operation, before the operation has touched a field or in the middle of it: it
+/// must not throw and must not use the fields involved.
+LML_API void SetMistakeHandler(MistakeHandler handler);
+
 /// The stream of the log, or null. It belongs to the library: do not close it.
 LML_API std::FILE* GetLogFile();
 

@@ -1,8 +1,10 @@
 // The local coordinate system of a field, its outline in space, and the combination of two fields on one plane.
+#include "Describe.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
 #include "IntMath.h"
 #include "InterpolAxis.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "Scratch.h"
 #include "Texts.h"
@@ -20,7 +22,8 @@ namespace
 void RequireSamePlane(const Lumora& target, const Lumora& source, const char* function)
 {
     if (target.GetPlane() != source.GetPlane())
-        Error(ERR_PARAMETER, function, detail::kTextOtherPlane);
+        Error(ERR_PARAMETER, function,
+              detail::Differing(detail::kTextOtherPlane, target, source, detail::COMPARED_PLANES));
     detail::FieldAccess::RequireSamples(target, function);
     detail::FieldAccess::RequireSamples(source, function);
 }
@@ -375,6 +378,7 @@ template <class How>
 Lumora& Resample(Lumora& target, const Lumora& source, Interpol interpol, const char* function)
 {
     RequireSamePlane(target, source, function);
+    detail::CheckCombined(function, target, source, true);
     const Offset offset = OffsetOf(target, source);
     const Footprint range = FootprintOf(target, source, offset);
     if (range.empty)
@@ -426,7 +430,9 @@ Lumora& OnSourceGrid(Lumora& target, const Lumora& source, const char* function)
 {
     RequireSamePlane(target, source, function);
     if (PitchesDiffer(target.GetPx(), source.GetPx()) || PitchesDiffer(target.GetPy(), source.GetPy()))
-        Error(ERR_PARAMETER, function, detail::kTextOtherPitch);
+        Error(ERR_PARAMETER, function,
+              detail::Differing(detail::kTextOtherPitch, target, source, detail::COMPARED_PITCHES));
+    detail::CheckCombined(function, target, source);
     const Offset offset = OffsetOf(target, source);
     const std::int32_t sx = source.GetNx();
     const std::int32_t sy = source.GetNy();
@@ -505,7 +511,7 @@ PointArray Lumora::GetFrame(int n) const
     static constexpr char fn[] = "LumoraLib::Lumora::GetFrame";
     constexpr int kMost = 28; // 4 * 2^28 is the largest number of points that a 32-bit count holds
     if (n < 0 || n > kMost)
-        Error(ERR_PARAMETER, fn, "n must be positive value");
+        Error(ERR_PARAMETER, fn, detail::Explained("n must be positive value", "n is %d.", n));
     const int m = 1 << n;
     PointArray frame(4 * m);
     const double dx = nx_ * px_ / m;

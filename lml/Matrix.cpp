@@ -6,6 +6,7 @@
 #include <ostream>
 #include <utility>
 
+#include "Describe.h"
 #include "LmlRuntime.h"
 #include "LmlTypes.h"
 
@@ -113,8 +114,8 @@ SqrMatrix& SqrMatrix::Copy(const SqrMatrix& other)
     static constexpr char fn[] = "LumoraLib::RMatrix::Copy";
     if (this == &other)
         return *this;
-    if (fixed_ && other.n != 3)
-        Error(ERR_PARAMETER, fn, ""); // every operation of a rotation matrix reads nine elements
+    if (fixed_ && other.n != 3) // every operation of a rotation matrix reads nine elements
+        Error(ERR_PARAMETER, fn, detail::Explained("", "The order is %d.", other.n));
     if (n != other.n)
     {
         // The new elements first: a failure leaves this matrix whole.
@@ -138,7 +139,7 @@ SqrMatrix SqrMatrix::operator*(const SqrMatrix& other) const
 {
     static constexpr char fn[] = "LumoraLib::SqrMatrix::operator*";
     if (n != other.n)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "The orders are %d and %d.", n, other.n));
     SqrMatrix result(n);
     for (int row = 0; row < n; ++row)
     {

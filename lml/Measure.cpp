@@ -2,6 +2,7 @@
 //
 // All sums run in double: on one thread the exact running sum in row order, on more threads per-thread partial sums in
 // thread order. The magnitude rule looks at the value of Form, not at its polar bit.
+#include "Describe.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
 #include "IntMath.h"
@@ -372,7 +373,7 @@ double Lumora::GetSnr(const Lumora& reference, const ComplexDouble& scale) const
 {
     static constexpr char fn[] = "LumoraLib::Lumora::GetSnr";
     if (!SameWindowSize(*this, reference))
-        Error(ERR_PARAMETER, fn, "Window size");
+        Error(ERR_PARAMETER, fn, detail::Differing("Window size", *this, reference, detail::COMPARED_WINDOWS));
     RequireSamples(fn);
     reference.RequireSamples(fn);
     const double signal = SquareSum(*this, fn);
@@ -409,7 +410,7 @@ ComplexDouble Lumora::GetScaleFactor(const Lumora& reference) const
 {
     static constexpr char fn[] = "LumoraLib::Lumora::GetScaleFactor";
     if (!SameWindowSize(*this, reference))
-        Error(ERR_PARAMETER, fn, "Window size");
+        Error(ERR_PARAMETER, fn, detail::Differing("Window size", *this, reference, detail::COMPARED_WINDOWS));
     RequireSamples(fn);
     const double d = SquareSum(reference, fn);
     struct Pair

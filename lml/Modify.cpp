@@ -2,9 +2,11 @@
 //
 // All work on the stored pair of floats whatever the form says. Drawing, filling and shifting stay inside the grid for
 // every argument; a refused argument changes nothing.
+#include "Describe.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
 #include "IntMath.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "SinCos.h"
 #include "WidePhase.h"
@@ -45,7 +47,7 @@ void ScaleWindow(LML_RECT& window, int n, bool rowsToo)
 bool MustResize(const Lumora& field, int n, const char* function)
 {
     if (n < 0)
-        Error(ERR_PARAMETER, function, "");
+        Error(ERR_PARAMETER, function, detail::Explained("", "n is %d.", n));
     if (n == 0)
         return false;
     detail::FieldAccess::RequireSamples(field, function);
@@ -118,7 +120,8 @@ void RequireDirectionCosines(double cosA, double cosB, const char* function)
 {
     const bool valid = cosA >= -1.0 && cosA <= 1.0 && cosB >= -1.0 && cosB <= 1.0 && cosA * cosA + cosB * cosB <= 1.0;
     if (!valid)
-        Error(ERR_PARAMETER, function, "CosA and CosB must be direction cosine");
+        Error(ERR_PARAMETER, function,
+              detail::Explained("CosA and CosB must be direction cosine", "CosA is %.9g, CosB is %.9g.", cosA, cosB));
 }
 
 /// How a shift by s (metres) moves an axis of `size` samples with pitch p: samples [from, from + count) go to
@@ -324,7 +327,7 @@ Lumora& Lumora::ReduceByAverage(int nx, int ny)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::ReduceByAverage";
     if (nx < 0 || ny < 0)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "nx is %d, ny is %d.", nx, ny));
     if (nx == 0 && ny == 0)
         return *this;
     RequireSamples(fn);
@@ -332,7 +335,7 @@ Lumora& Lumora::ReduceByAverage(int nx, int ny)
     const std::int64_t bx = nx_ == 1 ? 1 : SizeFactor(nx);
     const std::int64_t by = ny_ == 1 ? 1 : SizeFactor(ny);
     if ((nx_ > 1 && bx >= nx_) || (ny_ > 1 && by >= ny_))
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "The field is %d by %d, nx is %d, ny is %d.", nx_, ny_, nx, ny));
     const Lumora old(*this);
     detail::Resize(*this, nx_ / bx, ny_ / by);
     px_ *= static_cast<double>(bx);
@@ -512,6 +515,7 @@ Lumora& Lumora::Superimpose(Lumora& source, float dx, float dy)
     static constexpr char fn[] = "LumoraLib::Lumora::Superimpose";
     RequireSamples(fn);
     source.RequireSamples(fn);
+    detail::CheckCombined(fn, *this, source);
     const std::int64_t x0 = std::int64_t{I(dx)} - source.nx_ / 2;
     const std::int64_t y0 = std::int64_t{J(dy)} - source.ny_ / 2;
     const std::int64_t iBegin = std::max<std::int64_t>(0, -x0);
@@ -528,7 +532,7 @@ Lumora& Lumora::PaintTriangle(const PointArray& points, const Complex& value)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::PaintTriangle";
     if (points.GetN() != 3)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn, detail::Explained("", "There are %d points.", points.GetN()));
     return PaintTriangle(I(points.At(0).x), J(points.At(0).y), I(points.At(1).x), J(points.At(1).y), I(points.At(2).x),
                          J(points.At(2).y), value);
 }

@@ -1,6 +1,7 @@
 // Shaping of amplitude and phase: quantisation to levels, random phase, lens phase.
 //
 // The sample loops run in sample order on the calling thread; only the form conversions are parallel.
+#include "Describe.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
 #include "IntMath.h"
@@ -87,7 +88,7 @@ Lumora& Lumora::PartialClipAmplitude(int levels, double epsilon)
     if (levels < 2)
         return *this;
     if (EpsilonOutOfRange(epsilon))
-        Error(ERR_PARAMETER, fn, "out of range of epsilon");
+        Error(ERR_PARAMETER, fn, detail::Explained("out of range of epsilon", "epsilon is %.9g.", epsilon));
     RequireSamples(fn);
     PushForm();
     ToPolarForShaping(*this);
@@ -111,7 +112,7 @@ Lumora& Lumora::PartialClipPhase(int levels, double epsilon)
     if (levels < 1)
         return *this;
     if (EpsilonOutOfRange(epsilon))
-        Error(ERR_PARAMETER, fn, "out of range of epsilon");
+        Error(ERR_PARAMETER, fn, detail::Explained("out of range of epsilon", "epsilon is %.9g.", epsilon));
     RequireSamples(fn);
     const double count = levels;
     OnPolarSamples(*this,

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Describe.h"
 #include "LmlRuntime.h"
 #include "LmlTypes.h"
 #include "TextLocale.h"
@@ -274,7 +275,7 @@ Vector& PointArray::At(int i) const
 {
     static constexpr char fn[] = "LumoraLib::PointArray::At";
     if (i < 0 || i >= count_)
-        Error(ERR_PARAMETER, fn, outOfRange);
+        Error(ERR_PARAMETER, fn, detail::Explained(outOfRange, "The index is %d, the number of points %d.", i, count_));
     return Get(i);
 }
 
@@ -282,7 +283,7 @@ Vector& PointArray::operator[](int i) const
 {
     static constexpr char fn[] = "LumoraLib::PointArray::operator[]";
     if (i < 0 || i >= count_)
-        Error(ERR_PARAMETER, fn, outOfRange);
+        Error(ERR_PARAMETER, fn, detail::Explained(outOfRange, "The index is %d, the number of points %d.", i, count_));
     return Get(i);
 }
 
@@ -290,7 +291,7 @@ const Vector& PointArray::GetPoint(int i) const
 {
     static constexpr char fn[] = "LumoraLib::PointArray::GetPoint";
     if (i < 0 || i >= count_)
-        Error(ERR_PARAMETER, fn, outOfRange);
+        Error(ERR_PARAMETER, fn, detail::Explained(outOfRange, "The index is %d, the number of points %d.", i, count_));
     return Get(i);
 }
 
@@ -298,7 +299,8 @@ void PointArray::SetPoint(int i, const Vector& p)
 {
     static constexpr char fn[] = "LumoraLib::PointArray::SetPoint";
     if (i >= count_)
-        Error(ERR_PARAMETER, fn, indexOutOfRange);
+        Error(ERR_PARAMETER, fn,
+              detail::Explained(indexOutOfRange, "The index is %d, the number of points %d.", i, count_));
     // Kept: a negative index is no error here, unlike everywhere else; nothing is stored.
     if (i >= 0)
         Get(i) = p;
@@ -308,7 +310,8 @@ void PointArray::Insert(int i, const Vector& p)
 {
     static constexpr char fn[] = "LumoraLib::PointArray::Insert";
     if (i < 0 || i > count_)
-        Error(ERR_PARAMETER, fn, indexOutOfRange);
+        Error(ERR_PARAMETER, fn,
+              detail::Explained(indexOutOfRange, "The index is %d, the number of points %d.", i, count_));
     const Vector point = p; // p may be a point of this array, which moves
     if (count_ == std::numeric_limits<std::int32_t>::max())
         NoMemory(LumoraLib::At(count_) + 1);
@@ -337,7 +340,8 @@ void PointArray::Remove(int i)
 {
     static constexpr char fn[] = "LumoraLib::PointArray::Remove";
     if (i < 0 || i >= count_)
-        Error(ERR_PARAMETER, fn, indexOutOfRange);
+        Error(ERR_PARAMETER, fn,
+              detail::Explained(indexOutOfRange, "The index is %d, the number of points %d.", i, count_));
     if (count_ > inlinePoints)
     {
         storage_.record->erase(storage_.record->begin() + i);

@@ -5,6 +5,7 @@
 #include "Dispatch.h"
 #include "FieldTools.h"
 #include "IntMath.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "WidePoint.h"
 
@@ -272,6 +273,7 @@ void AddExact(Lumora& field, ExactWave w, bool parallel)
     const PointPatch p =
         PatchOf(field, BandAround(w.x0, w.halfX, px, field.GetNx()), BandAround(w.y0, w.halfY, py, field.GetNy()));
     const std::int64_t count = SamplesOf(p);
+    CheckSource("LumoraLib::Lumora::AddSphericalWave", field, w.z0, count == 0);
     if (count == 0)
         return;
     const auto loop = WideBound() ? WidePoints().exact : ExactLoop;
@@ -341,6 +343,7 @@ void AddByTable(Lumora& field, const char* fn, const TableSource& t, double x, d
         PatchOf(field, whole ? Range{0, field.GetNx()} : BandBetween(xLo + w.xs, xHi + w.xs, px, field.GetNx()),
                 whole ? Range{0, field.GetNy()} : BandBetween(yLo + w.ys, yHi + w.ys, py, field.GetNy()));
     const std::int64_t count = SamplesOf(p);
+    CheckSource(fn, field, z, count == 0);
     if (count == 0)
         return;
     w.d2 = dz * dz;
@@ -541,6 +544,7 @@ Lumora& Lumora::AddSphericalWaveRF(double x, double y, double z, double amp, dou
     const PointPatch p = PatchOf(
         *this, whole ? Range{0, nx_} : BandBetween(std::tan(g.minX) * z + xs, std::tan(g.maxX) * z + xs, P, nx_),
         whole ? Range{0, ny_} : BandBetween(std::tan(g.minY) * z + y, std::tan(g.maxY) * z + y, py_, ny_));
+    CheckSource(fn, *this, z, SamplesOf(p) == 0, true);
     if (p.iHi < 1 || p.jLo >= p.jHi - 1)
         return *this;
 

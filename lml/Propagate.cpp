@@ -7,6 +7,7 @@
 #include "FieldTools.h"
 #include "Fused.h"
 #include "IntMath.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "Reduce.h"
 #include "SinCos.h"
@@ -189,6 +190,8 @@ void PropagateSpectrum(Lumora& field, double d, bool bandLimit, const char* fn)
     detail::MakeCartesian(field);
     if (!field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
+    if (bandLimit)
+        detail::CheckAsmBand(fn, field, d, 1);
     const ThreadRows rows(field.GetNx());
     FilterSpectrum(field, field.GetPx(), field.GetPy(), d, bandLimit, rows);
     detail::FieldAccess::AddToOrigin(field, d);
@@ -221,6 +224,9 @@ void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, co
     detail::RequireTransformable(field, fn, embed ? 2 : 1);
     if (field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, message);
+    if (bandLimit)
+        detail::CheckAsmBand(fn, field, d, embed ? 2 : 1);
+    const detail::MistakeScope inside;
     if (field.N() != 0 && (embed ? detail::CanFuseEnlarged(field) : detail::CanFuse(field)))
     {
         detail::FusedAsm(field, d, bandLimit, embed ? 2 : 1);
@@ -362,6 +368,7 @@ void FraunhoferStep(Lumora& field, double d, int sign, const char* fn)
     detail::RequireTransformable(field, fn);
     if (field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
+    detail::CheckDistance(fn, d);
     const detail::ReadyTransform transform(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
     const bool wasPolar = detail::MakeCartesian(field);
     transform.Run();
@@ -379,6 +386,7 @@ Lumora& Lumora::FresnelProp(double d)
     detail::RequireTransformable(*this, fn);
     if (IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "p");
+    detail::CheckDistance(fn, d);
     const detail::ReadyTransform transform(dataPointer_, nx_, ny_, -1);
     const bool wasPolar = detail::MakeCartesian(*this);
     const double k = k_;

@@ -6,6 +6,7 @@
 #include "CentredFft.h"
 #include "Dispatch.h"
 #include "FieldTools.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "Reduce.h"
 #include "WideInterpol.h"
@@ -211,6 +212,7 @@ Lumora& Lumora::RotateFs(const Lumora& source, RMatrix& rotation, SFrequency* ca
         throw;
     }
     SetWindowMax();
+    detail::CheckMissedLight(fn, *this, energy, source, sourceEnergy);
     MatchEnergy(dataPointer_, N(), sourceEnergy, energy);
     if (carrier)
         *carrier = center;
@@ -285,6 +287,7 @@ SFrequency Lumora::GetRotationFs(Lumora& refPlane, RMatrix& rotation)
     SetWindowMax(); // the source's window is the whole grid afterwards
     refPlane.origin_ = origin_;
     refPlane.normalVector_ = (inverse * normalVector_).GetNormalized();
+    detail::CheckMissedLight(fn, refPlane, energy, *this, sourceEnergy);
     TakeOver(refPlane, samples.get(), sourceEnergy, energy);
     return center;
 }
@@ -328,6 +331,7 @@ SFrequency Lumora::GetRotationParaFs(Lumora& dest)
     SetWindowMax();
     dest.origin_ = origin_;
     dest.normalVector_ = Vector(0.0, 0.0, 1.0);
+    detail::CheckMissedLight(fn, dest, energy, *this, sourceEnergy);
     TakeOver(dest, samples.get(), sourceEnergy, energy);
     return center;
 }

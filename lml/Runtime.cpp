@@ -2,6 +2,7 @@
 
 #include "LmlRuntime.h"
 
+#include "Describe.h"
 #include "IntMath.h"
 #include "TextLocale.h"
 
@@ -169,11 +170,15 @@ LumoraException& LumoraException::operator=(const LumoraException& other)
 void Error(ErrorCode code, const char* funcname, const char* message)
 {
     const char* const name = funcname == nullptr ? "" : funcname;
-    const char* const detail = message == nullptr ? "" : message;
+    const char* const text = message == nullptr ? "" : message;
     if (errorHandling != ERROR_HANDLING_EXIT)
-        throw LumoraException(code, name, GetErrorString(code), detail);
+    {
+        const LumoraException failure(code, name, GetErrorString(code), text);
+        detail::KeepDetail(failure);
+        throw failure;
+    }
     Printf("\n*** ERROR!! LumoraLib Rel.%-7s\n*** %s() : %s : %s\n*** ABORT!!\n\n", GetVersionString(), name,
-           GetErrorString(code), detail);
+           GetErrorString(code), text);
     std::fflush(logStream); // without a log: all output streams, so that the program's own text is not lost either
     std::exit(1);
 }

@@ -3,9 +3,11 @@
 // All phases are computed in double, factors multiply a sample in double, and the sample is rounded once.
 #include "CentredFft.h"
 #include "ChirpPhase.h"
+#include "Describe.h"
 #include "FieldTools.h"
 #include "Fused.h"
 #include "IntMath.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 
 #include <algorithm>
@@ -210,7 +212,10 @@ Lumora& Lumora::RawScaledFft(const ScaledFftDescriptor& d)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::RawScaledFft";
     if (d.GetNx() / 2 != nx_ || d.GetNy() / 2 != ny_ || std::isnan(d.chirpX) || std::isnan(d.chirpY))
-        Error(ERR_SOMETHING, fn, "ScaledFftDescriptor is not compatible");
+        Error(ERR_SOMETHING, fn,
+              detail::Explained("ScaledFftDescriptor is not compatible",
+                                "The descriptor is for %d by %d samples, the field has %d by %d.", d.GetNx() / 2,
+                                d.GetNy() / 2, nx_, ny_));
     RequireSamples(fn);
     detail::FieldAccess::RequireSamples(d, fn);
     if (N() == 0)

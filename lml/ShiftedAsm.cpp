@@ -6,8 +6,10 @@
 // and tiles, which lie along the planes, do not make up the undivided operation.
 #include "CentredFft.h"
 #include "ChirpPhase.h"
+#include "Describe.h"
 #include "FieldTools.h"
 #include "Fused.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "Tiles.h"
 #include "WidePhase.h"
@@ -44,6 +46,7 @@ Band ShiftedBandLimit(double x0, double z0, double d)
 constexpr double kLargestFused = 16.0;
 
 constexpr char kTextParameter[] = "at least one parameter is different";
+constexpr std::uint32_t kCompared = detail::COMPARED_SIZES | detail::COMPARED_PITCHES | detail::COMPARED_WAVELENGTHS;
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedAsmProp";
 constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedAsmPropAddEx";
 
@@ -84,9 +87,12 @@ Lumora PropagatedCopy(const Lumora& destination, const Lumora& source, int preci
         Error(ERR_SOMETHING, fn, "both objects are in real space");
     if (!(destination.GetWavelength() == source.GetWavelength()) || destination.GetNx() != source.GetNx() ||
         destination.GetNy() != source.GetNy())
-        Error(ERR_PARAMETER, fn, kTextParameter);
+        Error(ERR_PARAMETER, fn,
+              detail::Differing(kTextParameter, destination, source,
+                                detail::COMPARED_SIZES | detail::COMPARED_WAVELENGTHS));
     if (detail::NormalsDiffer(destination, source))
-        Error(ERR_PARAMETER, fn, detail::kTextSourceNormal);
+        Error(ERR_PARAMETER, fn,
+              detail::Differing(detail::kTextSourceNormal, destination, source, detail::COMPARED_NORMALS));
     detail::FieldAccess::RequireSamples(destination, fn);
     Lumora result(destination);
     result.ShiftedAsmProp(source, precision);
@@ -95,6 +101,8 @@ Lumora PropagatedCopy(const Lumora& destination, const Lumora& source, int preci
 
 void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
 {
+    detail::CheckTilted(fnAddEx, destination.GetNormalVector());
+    const detail::MistakeScope inside;
     constexpr int kPrecision = 1;
     detail::TileSum sum(destination, clearFirst);
     detail::ForEachTilePair(destination, source, detail::CountTiles(source, destination),
@@ -115,11 +123,13 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     // Written so that a not-a-number differs from everything.
     if (!(GetWavelength() == source.GetWavelength()) || nx_ != source.nx_ || ny_ != source.ny_ ||
         !(px_ == source.px_) || !(py_ == source.py_))
-        Error(ERR_PARAMETER, fnProp, kTextParameter);
+        Error(ERR_PARAMETER, fnProp, detail::Differing(kTextParameter, *this, source, kCompared));
     if (detail::NormalsDiffer(*this, source))
-        Error(ERR_PARAMETER, fnProp, detail::kTextSourceNormal);
+        Error(ERR_PARAMETER, fnProp,
+              detail::Differing(detail::kTextSourceNormal, *this, source, detail::COMPARED_NORMALS));
     if (precision < 1)
-        Error(ERR_PARAMETER, fnProp, "precision must be more than zero");
+        Error(ERR_PARAMETER, fnProp,
+              detail::Explained("precision must be more than zero", "precision is %d.", precision));
     source.RequireSamples(fnProp);
     detail::RequireLength(source, std::int64_t{1} << std::min(precision, 62), fnProp);
 
@@ -140,6 +150,8 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     const double uHigh = bandX.upper / wavelength;
     const double vLow = bandY.lower / wavelength;
     const double vHigh = bandY.upper / wavelength;
+    detail::CheckTilted(fnProp, normalVector_);
+    detail::CheckShiftedBand(fnProp, source, x0, y0, uLow, uHigh, vLow, vHigh);
     const double fx = 0.5 / px_;
     const double fy = 0.5 / py_;
     const bool beside = uLow > fx || uHigh < -fx || vLow > fy || vHigh < -fy; // no part of the sampled spectrum

@@ -8,8 +8,10 @@
 // field of that geometry, and tiles, which lie along the planes, do not make up the undivided operation.
 #include "CentredFft.h"
 #include "ChirpPhase.h"
+#include "Describe.h"
 #include "FieldTools.h"
 #include "Fused.h"
+#include "Mistakes.h"
 #include "Parallel.h"
 #include "Texts.h"
 #include "Tiles.h"
@@ -69,6 +71,8 @@ Geometry MakeGeometry(const Lumora& source, const Vector& place, const Vector& n
     g.yS = -(source.GetNy() / 2) * g.qS + source.GetOrigin().y;
     g.xD = -(nx / 2) * g.pD + place.x;
     g.yD = -(ny / 2) * g.qD + place.y;
+    detail::CheckDistance("LumoraLib::Lumora::ShiftedFresnelProp", g.z);
+    detail::CheckTilted("LumoraLib::Lumora::ShiftedFresnelProp", normal);
     return g;
 }
 
@@ -185,6 +189,7 @@ void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& 
         PropagateFused(result, source, g, a, b);
         if (into == Into::Cleared)
             destination.Clear();
+        const detail::MistakeScope inside;
         destination += result;
         return;
     }
@@ -203,6 +208,7 @@ void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& 
                                          [&](std::int32_t i) { return g.SourcePhase(i, j) - chirp(i, j); });
                          });
     detail::fftBinding.transform2d(doubled, buffer.GetNx(), buffer.GetNy(), -1);
+    const detail::MistakeScope inside;
     buffer *= *kernel.spectrum;
     detail::fftBinding.transform2d(doubled, buffer.GetNx(), buffer.GetNy(), 1);
     const double c1 = static_cast<float>(g.Prefactor() * (1.0 / static_cast<double>(buffer.N())));
@@ -230,9 +236,12 @@ void RequirePair(const Lumora& destination, const Lumora& source, const char* fu
         Error(ERR_SOMETHING, function, "both objects are in real space");
     if (!(destination.GetWavelength() == source.GetWavelength()) || destination.GetNx() != source.GetNx() ||
         destination.GetNy() != source.GetNy())
-        Error(ERR_PARAMETER, function, "at least one parameter is different");
+        Error(ERR_PARAMETER, function,
+              detail::Differing("at least one parameter is different", destination, source,
+                                detail::COMPARED_SIZES | detail::COMPARED_WAVELENGTHS));
     if (detail::NormalsDiffer(destination, source))
-        Error(ERR_PARAMETER, function, detail::kTextSourceNormal);
+        Error(ERR_PARAMETER, function,
+              detail::Differing(detail::kTextSourceNormal, destination, source, detail::COMPARED_NORMALS));
     detail::FieldAccess::RequireSamples(destination, function);
     detail::FieldAccess::RequireSamples(source, function);
     detail::RequireLength(source, 2, function);
@@ -248,7 +257,12 @@ void RequireKernel(const Kernel& kernel, const Geometry& g, const Lumora& source
 {
     if (!Near(g.ChirpX(), kernel.a) || !Near(g.ChirpY(), kernel.b) || kernel.nx != source.GetNx() ||
         kernel.ny != source.GetNy())
-        Error(ERR_SOMETHING, function, kTextDescriptor);
+        Error(ERR_SOMETHING, function,
+              detail::Explained(kTextDescriptor,
+                                "The descriptor is for %d by %d samples and the products %.9g and %.9g of the pitches "
+                                "over wavelength and distance; the fields have %d by %d, %.9g and %.9g.",
+                                kernel.nx, kernel.ny, kernel.a, kernel.b, source.GetNx(), source.GetNy(), g.ChirpX(),
+                                g.ChirpY()));
     if (kernel.spectrum)
         detail::FieldAccess::RequireSamples(*kernel.spectrum, function);
 }
@@ -273,6 +287,9 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
         return;
     const detail::TileCounts counts = detail::CountTiles(source, destination);
     const double z = destination.GetPlane().GetDistance(source.GetOrigin());
+    detail::CheckDistance(fnAddEx, z);
+    detail::CheckTilted(fnAddEx, destination.GetNormalVector());
+    const detail::MistakeScope inside;
     // One kernel for all tile pairs: lateral positions do not enter it.
     const std::int32_t nx = source.GetNx() / counts.sx;
     const std::int32_t ny = source.GetNy() / counts.sy;
@@ -370,9 +387,10 @@ Lumora& Lumora::ShiftedFresnelProp1d(const Lumora& source)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::ShiftedFresnelProp1d";
     if (source.ny_ != 1 || ny_ != 1 || !(GetWavelength() == source.GetWavelength()) || nx_ != source.nx_)
-        Error(ERR_PARAMETER, fn, "");
+        Error(ERR_PARAMETER, fn,
+              detail::Differing("", *this, source, detail::COMPARED_SIZES | detail::COMPARED_WAVELENGTHS));
     if (detail::NormalsDiffer(*this, source))
-        Error(ERR_PARAMETER, fn, detail::kTextOtherNormal);
+        Error(ERR_PARAMETER, fn, detail::Differing(detail::kTextOtherNormal, *this, source, detail::COMPARED_NORMALS));
     source.RequireSamples(fn);
     detail::RequireLength(source, 2, fn);
     const Geometry g = GeometryOf(source, *this);

@@ -6,7 +6,10 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <optional>
 
+#include <langinfo.h>
 #include <locale.h>
 
 #include "LmlRuntime.h"
@@ -39,10 +42,48 @@ private:
     locale_t previous_;
 };
 
+/// The same for numbers alone: texts keep the encoding of the thread's locale, so that wide ones can be written. Does
+/// nothing where that locale's numbers are those of "C". Where the system refuses the mixture, the whole "C" locale
+/// holds.
+class CNumberScope
+{
+public:
+    CNumberScope()
+    {
+        if (std::strcmp(nl_langinfo(RADIXCHAR), ".") == 0 && *nl_langinfo(THOUSEP) == '\0')
+            return;
+        const locale_t copy = duplocale(uselocale(nullptr));
+        if (copy != nullptr)
+            mixed_ = newlocale(LC_NUMERIC_MASK, "C", copy);
+        if (mixed_ != nullptr)
+        {
+            previous_ = uselocale(mixed_);
+            return;
+        }
+        if (copy != nullptr)
+            freelocale(copy);
+        whole_.emplace();
+    }
+    ~CNumberScope()
+    {
+        if (mixed_ == nullptr)
+            return;
+        uselocale(previous_);
+        freelocale(mixed_);
+    }
+    CNumberScope(const CNumberScope&) = delete;
+    CNumberScope& operator=(const CNumberScope&) = delete;
+
+private:
+    locale_t mixed_ = nullptr;
+    locale_t previous_ = nullptr;
+    std::optional<CLocaleScope> whole_;
+};
+
 /// vsnprintf and snprintf with a decimal point: at most n bytes with the terminator, returns the length of the whole.
 inline int VFormatC(char* buffer, std::size_t n, const char* format, std::va_list args)
 {
-    const CLocaleScope scope;
+    const CNumberScope scope;
     return std::vsnprintf(buffer, n, format, args);
 }
 

@@ -2,6 +2,7 @@
 
 #include "LmlRuntime.h"
 
+#include "Describe.h"
 #include "Dispatch.h"
 
 #include <algorithm>
@@ -48,7 +49,7 @@ int Pop(const char* fn)
 void SetNumThreads(int n)
 {
     if (n < 1)
-        Error(ERR_PARAMETER, "LumoraLib::SetNumThreads", "");
+        Error(ERR_PARAMETER, "LumoraLib::SetNumThreads", detail::Explained("", "n is %d.", n));
     threadCount = std::min(n, kMostThreads);
     if (GetFftLib() != FFT_LIB_SPLIT_RADIX)
         detail::fftBinding.setThreads(threadCount);

@@ -1,5 +1,6 @@
 // Tiles of fields of different sizes.
 #include "Tiles.h"
+#include "Describe.h"
 #include "FieldTools.h"
 #include "Parallel.h"
 
@@ -32,9 +33,11 @@ void RequireTileable(const Lumora& destination, const Lumora& source, const char
     if (destination.IsSpectrum() || source.IsSpectrum())
         Error(ERR_SOMETHING, function, "both objects must be in real space");
     if (!(destination.GetWavelength() == source.GetWavelength()))
-        Error(ERR_PARAMETER, function, "the destination wavelength is different from the source");
+        Error(ERR_PARAMETER, function,
+              Differing("the destination wavelength is different from the source", destination, source,
+                        COMPARED_WAVELENGTHS));
     if (NormalsDiffer(destination, source))
-        Error(ERR_PARAMETER, function, kTextSourceNormal);
+        Error(ERR_PARAMETER, function, Differing(kTextSourceNormal, destination, source, COMPARED_NORMALS));
     FieldAccess::RequireSamples(destination, function);
     FieldAccess::RequireSamples(source, function);
 }

@@ -59,33 +59,6 @@ TEST(Embed, FactorsPerAxis)
     }
 }
 
-TEST(Embed, RefusalsChangeNothing)
-{
-    Lumora f(4, 8);
-    FillRandom(f);
-    f.SetWindow(1, 2, 1, 2);
-    const Lumora before(f);
-    const Failure embed{3, "LumoraLib::Lumora::Embed", ""};
-    const Failure extract{3, "LumoraLib::Lumora::Extract", ""};
-    for (const int n : {-1, INT_MIN})
-    {
-        EXPECT_EQ(Catch([&] { f.Embed(n); }), embed);
-        EXPECT_EQ(Catch([&] { f.Embed(0, n); }), embed);
-        EXPECT_EQ(Catch([&] { f.Embed(n, 0); }), embed);
-        EXPECT_EQ(Catch([&] { f.Extract(n); }), extract);
-    }
-    for (const int n : {3, 40, INT_MAX})
-        EXPECT_EQ(Catch([&] { f.Extract(n); }), extract); // nothing would be left
-    for (const int n : {30, 31, 32, INT_MAX})
-    {
-        EXPECT_EQ(Catch([&] { f.Embed(n); }).function, "LumoraLib::Lumora::Init");
-        EXPECT_EQ(Catch([&] { f.Embed(n, n); }).code, 1);
-    }
-    f.Embed(0).Embed(0, 0).Extract(0);
-    EXPECT_TRUE(SameBits(f, before));
-    EXPECT_EQ(f.Window().right, 2);
-}
-
 TEST(Embed, OnACallersBuffer)
 {
     alignas(16) Complex memory[64];

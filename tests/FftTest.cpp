@@ -153,22 +153,6 @@ TEST(Fft, ThereAndBack)
         }
 }
 
-TEST(Fft, RefusedSignLeavesTheFormConvertedAndFlipped)
-{
-    for (const FftLib lib : kEngines)
-        for (const int sign : {0, 2, -2})
-        {
-            Engine engine(lib);
-            Lumora f(4, 4);
-            f.SetConst(Complex(2.0, 0.0));
-            f.Form() = POLAR_AMPLITUDE;
-            EXPECT_EQ(Catch([&] { f.Fft(sign); }), (Failure{3, "LumoraLib::Lumora::Fft", "FFT mode"}));
-            EXPECT_EQ(f.Form(), SPECTRUM);
-            EXPECT_EQ(f.GetPx(), 1e-6);
-            EXPECT_TRUE(f[5] == Complex(2.0, 0.0));
-        }
-}
-
 TEST(Fft, OneRowAndOneColumn)
 {
     for (const FftLib lib : kEngines)

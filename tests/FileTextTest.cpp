@@ -99,47 +99,6 @@ TEST(FileTextTest, EveryLineOfTheExports)
     EXPECT_EQ(std::count(all.begin(), all.end(), '('), 1 + 32);
 }
 
-TEST(FileTextTest, RefusalsInTheirOrder)
-{
-    const ScratchFile file("txt");
-    Lumora f = Sample();
-    const std::string path = std::string(file.Path()).substr(0, 127);
-    const std::string name = "LumoraLib::Lumora::";
-    for (const int index : {-1, 4, 8, 1 << 30})
-    {
-        EXPECT_EQ(Catch([&] { f.SaveAsText(file.Path(), index); }), (Failure{3, name + "SaveAsText", path}));
-        EXPECT_FALSE(std::ifstream(file.Path()).good()) << "tested before the file is created";
-    }
-    for (const auto& line : {std::pair{X_AXIS, -1}, std::pair{X_AXIS, 4}, std::pair{Y_AXIS, -1}, std::pair{Y_AXIS, 8}})
-    {
-        EXPECT_EQ(Catch([&] { f.SaveAsCsv(file.Path(), line.first, line.second); }),
-                  (Failure{3, name + "SaveAsCsv", path}));
-        EXPECT_TRUE(std::ifstream(file.Path()).good()) << "tested behind it";
-        EXPECT_EQ(file.Read(), "");
-    }
-    EXPECT_EQ(Catch([&] { f.SaveAsCSV(file.Path(), 4); }), (Failure{3, name + "SaveAsCsv", path}));
-    EXPECT_EQ(Catch([&] { f.SaveAsCSV("/nowhere/x", 4); }), (Failure{2, name + "SaveAsCsv", "/nowhere/x"}));
-    EXPECT_EQ(Catch([&] { f.SaveAsText("/nowhere/x", 4); }), (Failure{3, name + "SaveAsText", "/nowhere/x"}));
-    EXPECT_EQ(Catch([&] { f.SaveAsText("/nowhere/x", 3); }), (Failure{2, name + "SaveAsText", "/nowhere/x"}));
-    EXPECT_EQ(Catch([&] { f.SaveAsPTF("/nowhere/x"); }), (Failure{2, name + "SaveAsPTF", "/nowhere/x"}));
-    EXPECT_EQ(Catch([&] { f.LoadCSV("/nowhere/x"); }), (Failure{2, name + "LoadCSV", "/nowhere/x"}));
-    f.Form() = POLAR_AMPLITUDE;
-    EXPECT_EQ(Catch([&] { f.SaveAsCSV("/nowhere/x", 4); }), (Failure{7, name + "SaveAsCsv", "/nowhere/x"}));
-    EXPECT_EQ(Catch([&] { f.SaveAsCsv("/nowhere/x", Y_AXIS, 4); }), (Failure{7, name + "SaveAsCsv", "/nowhere/x"}));
-    EXPECT_EQ(Catch([&] { f.SaveAsText("/nowhere/x", 4); }), (Failure{7, name + "SaveAsText", "/nowhere/x"}));
-    for (const ComplexForm form : {POLAR_AMPLITUDE, POLAR_SPECTRUM})
-    {
-        f.Form() = form;
-        EXPECT_EQ(Catch([&] { f.SaveAsPTF("/nowhere/x"); }), (Failure{7, name + "SaveAsPTF", "err"}));
-    }
-    f.Form() = SPECTRUM;
-    EXPECT_EQ(Catch([&] { f.LoadCSV("/nowhere/x"); }), (Failure{3, name + "LoadCSV", "/nowhere/x"}));
-    f.SetNx(1024);
-    EXPECT_EQ(Catch([&] { f.SaveAsCSV("/nowhere/x", 0); }).code, 6);
-    EXPECT_EQ(Catch([&] { f.SaveAsText("/nowhere/x", 0); }).code, 6);
-    EXPECT_EQ(Catch([&] { f.SaveAsPTF("/nowhere/x"); }).code, 6);
-}
-
 TEST(FileTextTest, ListsAreReadLineByLine)
 {
     const ScratchFile file("csv");

@@ -381,28 +381,3 @@ TEST(Interpol, PolarPairsAreReadAsTheyStand)
     EXPECT_NEAR(f.LinearInterpol(0.5, 0.5).Real(), 2.0, 1e-6);
     EXPECT_NEAR(f.Cubic4Interpol(0.5, 0.5).Imag(), 3.0, 1e-6);
 }
-
-TEST(Interpol, Refusals)
-{
-    Lumora f(8, 8, 1.0, 1.0);
-    Lumora empty(8, 8);
-    empty.Dispose();
-    for (const int value : {0, 6, 10, 100, -1, std::numeric_limits<int>::min()})
-        EXPECT_EQ(Catch([&] { GetInterpolFunc(static_cast<Interpol>(value)); }),
-                  (Failure{6, "LumoraLib::GetInterpolFunc", "unable to use in current version"}))
-            << value;
-    const std::string prefix = "LumoraLib::Lumora::";
-    for (const int selector : {0, 5, 7, 10, -4})
-    {
-        EXPECT_EQ(Catch([&] { f.CubicInterpol(0, 0, selector); }),
-                  (Failure{3, prefix + "CubicInterpol", "unsupported pixel kernel"}));
-        EXPECT_EQ(Catch([&] { f.CubicInterpolX(0, 0, selector); }),
-                  (Failure{3, prefix + "CubicInterpolX", "unsupported pixel kernel"}));
-    }
-    EXPECT_EQ(Catch([&] { f.LinearInterpol1d(0); }), (Failure{3, prefix + "LinearInterpol1d", ""}));
-    EXPECT_EQ(Catch([&] { f.CubicInterpol1d(0, 5); }), (Failure{3, prefix + "CubicInterpol1d", ""}));
-    EXPECT_EQ(Catch([&] { f.SincInterpol1d(0); }), (Failure{3, prefix + "SincInterpol1d", ""}));
-    EXPECT_EQ(Catch([&] { f.GetInterpolVal(0, 0, SINC_INTERPOL); }).code, 6);
-    EXPECT_EQ(Catch([&] { empty.Cubic8Interpol(0, 0); }).code, 6);
-    EXPECT_EQ(Catch([&] { empty.BiLinear(0, 0); }).function, prefix + "BiLinear");
-}

@@ -11,8 +11,6 @@ using namespace lmltest;
 namespace
 {
 constexpr double kInf = std::numeric_limits<double>::infinity();
-const char kOtherPlane[] = "\x88\xd9\x82\xc8\x82\xc1\x82\xbd\x95\xbd\x96\xca\x82\xc9\x82\xa0\x82\xe9";
-const char kOtherPitch[] = "\x83s\x83\x62\x83`\x82\xaa\x88\xd9\x82\xc8\x82\xc1\x82\xc4\x82\xa2\x82\xe9";
 const Interpol kAll[] = {LINEAR_INTERPOL,   CUBIC_INTERPOL,   CUBIC4_INTERPOL,  CUBIC6_INTERPOL,
                          ADJACENT_INTERPOL, BICUBIC_INTERPOL, BILINEAR_INTERPOL};
 
@@ -320,46 +318,6 @@ TEST(LocalSystem, AddAndMultiplyLayGridOnGrid)
     Lumora own(8, 8, 1.0, 1.0);
     own.SetConst(Complex(2.0, 0.0));
     EXPECT_EQ(own.Add(own).GetPixel(7, 7), Complex(4.0, 0.0));
-}
-
-TEST(LocalSystem, RefusalsOfTheFiveOperations)
-{
-    Lumora a(8, 8, 1.0, 1.0), b(8, 8, 1.0, 1.0), none(8, 8, 1.0, 1.0);
-    none.Dispose();
-    const std::pair<const char*, std::function<void(Lumora&, const Lumora&)>> all[] = {
-        {"ResamplingCopy", [](Lumora& x, const Lumora& y) { x.ResamplingCopy(y, LINEAR_INTERPOL); }},
-        {"ResamplingAdd", [](Lumora& x, const Lumora& y) { x.ResamplingAdd(y, LINEAR_INTERPOL); }},
-        {"ResamplingMultiply", [](Lumora& x, const Lumora& y) { x.ResamplingMultiply(y, LINEAR_INTERPOL); }},
-        {"Add", [](Lumora& x, const Lumora& y) { x.Add(y); }},
-        {"Multiply", [](Lumora& x, const Lumora& y) { x.Multiply(y); }}};
-    const double tolerance = GetPositionTolerance();
-    for (const auto& [name, call] : all)
-    {
-        const std::string function = std::string("LumoraLib::Lumora::") + name;
-        a.SetConst(Complex(1.0, 0.0));
-        b.SetConst(Complex(2.0, 0.0));
-        b.SetOrigin(Vector(0, 0, 2e-6));
-        EXPECT_EQ(Catch([&, &run = call] { run(a, b); }), (Failure{3, function, kOtherPlane}));
-        b.SetOrigin(Vector()).SetNormalVector(Vector(0.01, 0, 1));
-        EXPECT_EQ(Catch([&, &run = call] { run(a, b); }), (Failure{3, function, kOtherPlane}));
-        EXPECT_EQ(a.GetPixel(4, 4), Complex(1.0, 0.0));
-        b.SetNormalVector(Vector(0, 0, 1)).SetOrigin(Vector(0, 0, 2e-6));
-        SetPositionTolerance(1e-5);
-        EXPECT_EQ(Catch([&, &run = call] { run(a, b); }).code, 0);
-        SetPositionTolerance(tolerance);
-        b.SetOrigin(Vector());
-        EXPECT_EQ(Catch([&, &run = call] { run(none, b); }).function, function);
-        EXPECT_EQ(Catch([&, &run = call] { run(a, none); }).code, 6);
-        const bool sameGrid = function.find("Resampling") == std::string::npos;
-        for (const auto& [px, py, fits] :
-             {std::tuple{1.0005, 1.0, true}, {1.0, 0.9995, true}, {1.002, 1.0, false}, {1.0, 0.998, false}})
-        {
-            b.SetPx(px).SetPy(py);
-            const Failure expected = fits || !sameGrid ? Failure{} : Failure{3, function, kOtherPitch};
-            EXPECT_EQ(Catch([&, &run = call] { run(a, b); }), expected) << px << " " << py;
-        }
-        b.SetPx(1.0).SetPy(1.0);
-    }
 }
 
 TEST(LocalSystem, ATiltedPlaneStillUsesGlobalOffsets)

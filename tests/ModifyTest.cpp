@@ -198,24 +198,6 @@ TEST(Modify, PlaneWaves)
         }
 }
 
-TEST(Modify, DirectionCosinesRefused)
-{
-    Lumora f = Numbered(8, 4);
-    const State before(f);
-    const std::pair<double, double> bad[] = {{1.1, 0}, {0, -1.1}, {0.8, 0.7}, {kNan, 0}, {0, kNan}, {-1, 0.1}};
-    const std::string text = "CosA and CosB must be direction cosine";
-    for (const auto& c : bad)
-    {
-        EXPECT_EQ(Catch([&] { f.SetPlaneWave(c.first, c.second, LumoraLib::Phase(0)); }),
-                  (Failure{3, "LumoraLib::Lumora::SetPlaneWave", text}));
-        EXPECT_EQ(Catch([&] { f.MultiplyPlaneWave(c.first, c.second, LumoraLib::Phase(0)); }),
-                  (Failure{3, "LumoraLib::Lumora::MultiplyPlaneWave", text}));
-        before.ExpectKept(f, "direction cosines");
-    }
-    for (const auto& c : {std::pair{1.0, 0.0}, std::pair{-0.6, 0.8}, std::pair{0.0, -1.0}})
-        EXPECT_EQ(Catch([&] { f.SetPlaneWave(c.first, c.second, LumoraLib::Phase(0)); }).code, 0);
-}
-
 // ------------------------------------------------------------------------------------------------------ sizes
 
 TEST(Modify, ReduceByAverage)
@@ -856,38 +838,4 @@ TEST(Modify, LinesAreThoseOfTheWholeWalkFromAnywhere)
         .DrawLine(5, INT_MAX, 5, INT_MIN, Complex(1.0, 2.0))
         .DrawLine(INT_MAX - 9, 1, INT_MAX, INT_MAX, Complex(1.0, 2.0));
     EXPECT_EQ(Painted(f).size(), 8u + 7u + 6u);
-}
-
-TEST(Modify, NoSamplesIsRefusedByName)
-{
-    const CallTable calls = {
-        LML_CALL("SetRect", f.SetRect(1, 1, 1)),
-        LML_CALL("SetGaussian", f.SetGaussian(1, 1, 1)),
-        LML_CALL("SetSeparableGaussian", f.SetSeparableGaussian(1, 1, 1, 1, 1)),
-        LML_CALL("SetPlaneWave", f.SetPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
-        LML_CALL("SetPlaneWave", f.SetPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
-        LML_CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(Vector(0, 0, 1), LumoraLib::Phase(0))),
-        LML_CALL("MultiplyPlaneWave", f.MultiplyPlaneWave(0.0, 0.0, LumoraLib::Phase(0))),
-        LML_CALL("ExtractWindow", f.ExtractWindow(Lumora(4, 4), Complex())),
-        LML_CALL("ShiftZeroFillX", f.ShiftZeroFillX(1)),
-        LML_CALL("ShiftZeroFillY", f.ShiftZeroFillY(1)),
-        LML_CALL("ShiftZeroFillX", f.ShiftZeroFill(1, 1)),
-        LML_CALL("Superimpose", Lumora source(4, 4); f.Superimpose(source, 0.0f, 0.0f)),
-        LML_CALL("PaintTriangle", f.PaintTriangle(0, 0, 1, 1, 2, 2, Complex())),
-        LML_CALL("Paint", f.Paint(0, 0, Complex())),
-        LML_CALL("DrawLine", f.DrawLine(0, 0, 1, 1, Complex()))
-    };
-    for (const auto& [name, call] : calls)
-    {
-        Lumora none(8, 4);
-        none.Dispose();
-        EXPECT_EQ(Catch([&, &run = call] { run(none, 0); }),
-                  (Failure{6, std::string("LumoraLib::Lumora::") + name,
-                           "the grid has no samples yet: Init must come first"}));
-        for (const auto& size : {std::pair{0, 0}, std::pair{0, 4}, std::pair{4, 0}})
-        {
-            Lumora empty(size.first, size.second);
-            EXPECT_EQ(Catch([&, &run = call] { run(empty, 0); }).code, 0) << name;
-        }
-    }
 }

@@ -205,35 +205,6 @@ TEST(Phase, FormsComeBack)
         }
 }
 
-TEST(Phase, Refusals)
-{
-    Open f(8, 8);
-    FillRandom(f);
-    const Lumora before(f);
-    const std::string prefix = "LumoraLib::Lumora::";
-    for (const double epsilon : {0.50002, -1e-9, 7.0})
-    {
-        EXPECT_EQ(Catch([&] { f.PartialClipAmplitude(4, epsilon); }),
-                  (Failure{3, prefix + "PartialClipAmplitude", "out of range of epsilon"}));
-        EXPECT_EQ(Catch([&] { f.PartialClipPhase(4, epsilon); }),
-                  (Failure{3, prefix + "PartialClipPhase", "out of range of epsilon"}));
-        EXPECT_EQ(Catch([&] { f.PartialClipAmplitude(1, epsilon).PartialClipPhase(0, epsilon); }).code, 0);
-    }
-    f.Form() = SPECTRUM;
-    EXPECT_EQ(Catch([&] { f.SetRandomPhase(); }), (Failure{3, prefix + "SetRandomPhase", ""}));
-    EXPECT_EQ(Catch([&] { f.ModRandomPhase(); }), (Failure{3, prefix + "ModRandomPhase", ""}));
-    EXPECT_EQ(f.Form(), SPECTRUM);
-    f.Form() = COMPLEX_AMPLITUDE;
-    for (int n = 0; n < 20; ++n)
-        f.PushForm();
-    EXPECT_EQ(Catch([&] { f.HardClipAmplitude(4); }), (Failure{6, prefix + "PushForm", "Stack size over"}));
-    EXPECT_EQ(Catch([&] { f.PartialClipAmplitude(4, 0.1); }), (Failure{6, prefix + "PushForm", "Stack size over"}));
-    for (int n = 0; n < 20; ++n)
-        f.PullForm();
-    EXPECT_EQ(f.Form(), COMPLEX_AMPLITUDE);
-    EXPECT_TRUE(SameBits(f, before));
-}
-
 TEST(Phase, NoSamplesIsRefusedByName)
 {
     Open none(8, 8);

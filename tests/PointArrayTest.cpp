@@ -166,32 +166,6 @@ TEST(PointArrayTest, EveryInsertionAndRemovalAcrossTheStorages)
     Opened(Numbered(3)).Check();
 }
 
-TEST(PointArrayTest, AccessIsCheckedWithItsOwnTexts)
-{
-    for (int count : {0, 2, 3, 4, 9})
-    {
-        PointArray points = Numbered(count);
-        for (int i : {-1, count, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()})
-        {
-            EXPECT_EQ(Catch([&] { points.At(i); }), indexFailure("At", "out of range"));
-            EXPECT_EQ(Catch([&] { points[i]; }), indexFailure("operator[]", "out of range"));
-            EXPECT_EQ(Catch([&] { points.GetPoint(i); }), indexFailure("GetPoint", "out of range"));
-            const Failure set = Catch([&] { points.SetPoint(i, P(5)); });
-            EXPECT_EQ(set, i < 0 ? Failure{} : indexFailure("SetPoint", "index is out of range"));
-        }
-        const std::vector<int> before = Numbers(points);
-        EXPECT_EQ(Numbers(Numbered(count)), before);
-        const PointArray& fixed = points;
-        if (count > 0)
-        {
-            fixed[count - 1] = P(40);
-            EXPECT_EQ(Numbers(points).back(), 40);
-            fixed.At(0) = P(41);
-            EXPECT_EQ(Numbers(points).front(), 41);
-        }
-    }
-}
-
 TEST(PointArrayTest, CopiesAreDeepAndMovesLeaveSomethingValid)
 {
     for (int count : {0, 1, 3, 4, 7})

@@ -205,36 +205,6 @@ TEST(Propagate, ThereAndBack)
         }
 }
 
-TEST(Propagate, Refusals)
-{
-    struct Case
-    {
-        Step step;
-        bool spectrum; // form that is refused
-        const char* name;
-        const char* message;
-    };
-    const Case table[] = {{[](Lumora& f) { f.AsmProp(1); }, true, "AsmProp", ": AsmProp"},
-                          {[](Lumora& f) { f.RawAsmProp(1); }, true, "RawAsmProp", ": RawAsmProp"},
-                          {[](Lumora& f) { f.ExactAsmProp(1); }, true, "ExactAsmProp", ": ExactAsmProp"},
-                          {[](Lumora& f) { f.AsmPropFs(1); }, false, "AsmPropFs", ""},
-                          {[](Lumora& f) { f.RawAsmPropFs(1); }, false, "RawAsmPropFs", ""},
-                          {[](Lumora& f) { f.FresnelProp(1); }, true, "FresnelProp", "p"},
-                          {[](Lumora& f) { f.FourierProp(1); }, true, "FourierProp", ""},
-                          {[](Lumora& f) { f.BackFourierProp(1); }, true, "BackFourierProp", ""}};
-    for (const FftLib lib : kEngines)
-        for (const Case& t : table)
-        {
-            Engine engine(lib);
-            Lumora f(4, 4);
-            f.SetConst(Complex(1.0, 0.0));
-            f.Form() = t.spectrum ? POLAR_SPECTRUM : POLAR_AMPLITUDE;
-            EXPECT_EQ(Catch([&] { t.step(f); }), (Failure{8, std::string("LumoraLib::Lumora::") + t.name, t.message}));
-            EXPECT_EQ(f.IsPolarForm(), t.spectrum); // the spectrum steps have already converted
-            EXPECT_EQ(f.GetOrigin().z, 0.0);
-        }
-}
-
 TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
 {
     // 0.02 m: phases around 1e5, whose float steps of 0.008 are visible; a double phase would be another field.

@@ -110,6 +110,10 @@ TEST(PublicInterface, LumoraException)
     Use<const char* (LumoraException::*)() const>(&LumoraException::GetUserMessage);
     Use<char* (LumoraException::*)()>(&LumoraException::GetSystemMessage);
     Use<const char* (LumoraException::*)() const>(&LumoraException::GetSystemMessage);
+    Use<const char* (LumoraException::*)() const noexcept>(&LumoraException::what);
+    static_assert(std::is_base_of_v<std::exception, LumoraException> &&
+                  sizeof(LumoraException) <= sizeof(std::exception) + 4 + 32 + 128 + 128 + 4);
+    Use<const char* (*)(const LumoraException&) noexcept>(&LumoraLib::DescribeError);
 }
 
 TEST(PublicInterface, StopWatch)
@@ -814,6 +818,7 @@ TEST(PublicInterface, FreeFunctions)
     Use<ErrorHandling (*)()>(&LumoraLib::GetErrorHandling);
     Use<const char* (*)(ErrorCode)>(&LumoraLib::GetErrorString);
     Use<FftLib (*)()>(&LumoraLib::GetFftLib);
+    Use<bool (*)()>(&LumoraLib::GetMistakeReports);
     Use<InterpolFunc (*)(Interpol)>(&LumoraLib::GetInterpolFunc);
     Use<Line (*)(const Vector&, const Vector&)>(&LumoraLib::GetLine);
     Use<std::FILE* (*)()>(&LumoraLib::GetLogFile);
@@ -843,6 +848,8 @@ TEST(PublicInterface, FreeFunctions)
     Use<void (*)(bool)>(&LumoraLib::SetDynamicThreads);
     Use<void (*)(ErrorHandling)>(&LumoraLib::SetErrorHandling);
     Use<void (*)(FftLib)>(&LumoraLib::SetFftLib);
+    Use<void (*)(MistakeHandler)>(&LumoraLib::SetMistakeHandler);
+    Use<void (*)(bool)>(&LumoraLib::SetMistakeReports);
     Use<void (*)()>(&LumoraLib::SetNumThreads);
     Use<void (*)(int)>(&LumoraLib::SetNumThreads);
     Use<void (*)(double)>(&LumoraLib::SetPositionTolerance);

@@ -8,6 +8,7 @@
 #include <limits>
 #include <set>
 #include <sstream>
+#include <thread>
 
 // An allocation that cannot be had must come back as null under a sanitizer too.
 extern "C" const char* __asan_default_options()
@@ -166,6 +167,160 @@ TEST(ErrorTest, ExceptionCutsLongTextsAtItsArrays)
     EXPECT_EQ(assigned.GetFuncname()[0], 'X');
 }
 
+TEST(ErrorTest, WhatIsOneLineOfUtf8)
+{
+    const struct
+    {
+        const char *message, *text;
+    } cases[] = {
+        {"", "LumoraLib::f: File read (code 5)"},
+        {"dir/file : too short", "LumoraLib::f: File read (code 5): dir/file : too short"},
+        {"\x88\xd9\x82\xc8\x82\xc1\x82\xbd\x95\xbd\x96\xca\x82\xc9\x82\xa0\x82\xe9",
+         "LumoraLib::f: File read (code 5): 異なった平面にある"},
+        {"\x83s\x83\x62\x83`\x82\xaa\x88\xd9\x82\xc8\x82\xc1\x82\xc4\x82\xa2\x82\xe9",
+         "LumoraLib::f: File read (code 5): ピッチが異なっている"},
+        {"\x96@\x90\xfc\x83x\x83N\x83g\x83\x8b\x82\xaa\x88\xd9\x82\xc8\x82\xe9",
+         "LumoraLib::f: File read (code 5): 法線ベクトルが異なる"},
+        {"p : OptionHead\x82\xcd\x8eg\x82\xa6\x82\xc8\x82\xa2",
+         "LumoraLib::f: File read (code 5): p : OptionHeadは使えない"},
+        {"\x93\xc7\x82\xdd\x8d\x9e\x82\xdd\x90\xe6\x82\xcc\x83I\x83u\x83W\x83\x46\x83N\x83g\x82\xaa\x83t\x81["
+         "\x83\x8a\x83G\x8b\xf3"
+         "\x8a\xd4\x82\xc9\x82\xa0\x82\xe9",
+         "LumoraLib::f: File read (code 5): 読み込み先のオブジェクトがフーリエ空間にある"},
+        {"max\x82\xaamin\x82\xe6\x82\xe8\x8f\xac\x82\xb3\x82\xa2",
+         "LumoraLib::f: File read (code 5): maxがminより小さい"},
+        {"ä€\xf0\x9f\x98\x80", "LumoraLib::f: File read (code 5): ä€\xf0\x9f\x98\x80"}, // valid UTF-8 stays
+        {"\xff|\xc0\xaf|\xe0\x80\x80|\xed\xa0\x80|\xf5\x80|\xc3",
+         "LumoraLib::f: File read (code 5): ?|??|???|???|??|?"},
+    };
+    const char* first = nullptr;
+    for (const auto& c : cases)
+    {
+        const LumoraException e(ERR_FILE_READ, "LumoraLib::f", "File read", c.message);
+        const std::exception& base = e;
+        EXPECT_STREQ(base.what(), c.text);
+        first = first == nullptr ? base.what() : first;
+    }
+    // The longest texts fit, a cut character at the end is no character, and four texts of a thread stand side by side.
+    const std::string most = std::string(126, 'u') + "\xc3";
+    const LumoraException full(ERR_INTERNAL, std::string(200, 'f').c_str(), "s", most.c_str());
+    const char* const held = full.what();
+    const LumoraException small(ERR_NONE, "g", "t", "");
+    for (int n = 0; n < 3; ++n)
+        EXPECT_STREQ(small.what(), "g: t (code 0)");
+    EXPECT_EQ(held, std::string(127, 'f') + ": s (code 9): " + std::string(126, 'u') + "?");
+    try
+    {
+        SetErrorHandling(ERROR_HANDLING_THROW);
+        Error(ERR_PARAMETER, "f", "m");
+    }
+    catch (const std::exception& e)
+    {
+        EXPECT_STREQ(e.what(), "f: Parameter invalid (code 3): m");
+    }
+    SetErrorHandling(ERROR_HANDLING_EXIT);
+}
+
+TEST(ErrorTest, DescriptionNamesTheValuesAndTheCure)
+{
+    const auto field = [](double px, int nx, double wavelength)
+    {
+        Lumora f(nx, 8, px, 4e-6, wavelength);
+        f.Clear();
+        return f;
+    };
+    const auto own = field(4e-6, 8, 500e-9);
+    const auto caught = [](const std::function<void()>& call)
+    {
+        SetErrorHandling(ERROR_HANDLING_THROW);
+        LumoraException result(ERR_NONE, "", "", "");
+        try
+        {
+            call();
+        }
+        catch (const LumoraException& e)
+        {
+            result = e;
+        }
+        SetErrorHandling(ERROR_HANDLING_EXIT);
+        return result;
+    };
+    const struct
+    {
+        std::string text;
+        std::function<void()> call;
+    } cases[] = {
+        {"LumoraLib::Lumora::ShiftedAsmProp: Parameter invalid (code 3): at least one parameter is different. The "
+         "pitch in "
+         "x is 4 um in this field and 8 um in the other one. Wavelength, numbers of samples and pitches must agree: "
+         "for "
+         "another pitch use ShiftedFresnelProp, which takes any, or bring the source to this one with ResamplingCopy "
+         "first; for other sizes ShiftedAsmPropEx.",
+         [&]
+         {
+             Lumora(own).ShiftedAsmProp(field(8e-6, 8, 500e-9), 1);
+         }},
+        {"LumoraLib::Lumora::operator+=: Parameter invalid (code 3). The number of columns is 8 in this field and 16 "
+         "in the "
+         "other one. Give both fields the same numbers of samples (Embed, Extract, ResamplingCopy).",
+         [&]
+         {
+             Lumora(own) += field(4e-6, 16, 500e-9);
+         }},
+        {"LumoraLib::Lumora::SetWindow: Parameter invalid (code 3). The window is left 0, right 9, bottom 0, top 8, "
+         "the field "
+         "8 by 8. Bounds lie in 0 to Nx and 0 to Ny, the upper ones exclusive; SetWindowMax() takes the whole field.",
+         [&]
+         {
+             Lumora(own).SetWindow(0, 9, 0, 8);
+         }},
+        {"LumoraLib::SetNumThreads: Parameter invalid (code 3). n is -2. Pass 1 or more, or no argument for as many "
+         "threads "
+         "as there are processors.",
+         []
+         {
+             SetNumThreads(-2);
+         }},
+        {"LumoraLib::Lumora::ShiftedFresnelPropAddEx: Parameter invalid (code 3): the destination wavelength is "
+         "different "
+         "from the source. The wavelength is 500 nm in this field and 633 nm in the other one. Set both wavelengths "
+         "alike; "
+         "light does not change its wavelength on its way.",
+         [&]
+         {
+             Lumora(own).ShiftedFresnelPropEx(field(4e-6, 8, 633e-9));
+         }},
+        {"LumoraLib::Start: File Not open (code 2): no/such/log. Check that the folder of the log exists and may be "
+         "written, or "
+         "pass null.",
+         []
+         {
+             Start("no/such/log");
+         }},
+        {"own: File read (code 5): m. The file is cut short, damaged, or of another kind: check where it comes from, "
+         "and write "
+         "it again.",
+         []
+         {
+             Error(ERR_FILE_READ, "own", "m");
+         }},
+        {"own: Unknown error (code 77): m. The failure was reported with a code of the program's own.",
+         []
+         {
+             Error(static_cast<ErrorCode>(77), "own", "m");
+         }},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(DescribeError(caught(c.call)), c.text);
+    // Values belong to the last failure of the thread alone.
+    const LumoraException last = caught(cases[3].call);
+    std::string elsewhere;
+    std::thread([&] { elsewhere = DescribeError(last); }).join();
+    EXPECT_EQ(elsewhere.find("n is -2"), std::string::npos);
+    caught(cases[5].call);
+    EXPECT_EQ(DescribeError(last), elsewhere);
+}
+
 // ---- Memory -----------------------------------------------------------------------------------------------------
 
 TEST(MallocTest, AlignedWritableAndNeverNull)
@@ -226,6 +381,19 @@ TEST(PrintfTest, DecimalPointInEveryLocale)
     char own[8];
     std::snprintf(own, sizeof own, "%.1f", 0.5);
     EXPECT_STREQ(own, "0,5") << "the program's own locale is left alone";
+}
+
+TEST(PrintfTest, WideTextsInTheEncodingOfTheLocale)
+{
+    if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr)
+        GTEST_SKIP() << "no UTF-8 locale here";
+    EXPECT_EQ(Console([] { Printf("%ls %.1f", L"\u03bb", 0.5); }), "\xce\xbb 0.5");
+    {
+        const ScratchFile source("source");
+        const CommaLocale comma(source); // the numbers' locale is another one than the texts'
+        EXPECT_EQ(Console([] { PrintLog("%ls %.1f", L"\u03bb", 0.5); }).substr(55), "\xce\xbb 0.5");
+    }
+    std::setlocale(LC_CTYPE, "C");
 }
 
 TEST(StartTest, BannerByLevelWithoutALog)

@@ -259,42 +259,6 @@ TEST(ScaledFFT, Descriptors)
     }
 }
 
-TEST(ScaledFFT, Refusals)
-{
-    const std::string name = "LumoraLib::Lumora::";
-    const ScaledFftDescriptor other(8, 4, 0.1, 0.1);
-    const ScaledFftDescriptor invalid(4, 4, std::nan(""), 0.1);
-    struct Case
-    {
-        int nx, ny;
-        std::function<void(Lumora&)> call;
-        Failure failure;
-    };
-    const Failure descriptor{6, name + "RawScaledFft", "ScaledFftDescriptor is not compatible"};
-    const Failure column{3, name + "ScaledFft1d", "this object must be 1 dimensional"};
-    const Case table[] = {
-        {4, 2, [](Lumora& f) { f.RawScaledFft1d(1.0); }, {3, name + "RawScaledFft1d", ""}},
-        {4, 2, [](Lumora& f) { f.ScaledFft1d(1.0); }, column},
-        {1, 8, [](Lumora& f) { f.ScaledFft(1.0, 1.0); }, column},
-        {4, 4, [&](Lumora& f) { f.RawScaledFft(other); }, descriptor},
-        {8, 8, [&](Lumora& f) { f.RawScaledFft(other); }, descriptor},
-        {4, 4, [&](Lumora& f) { f.RawScaledFft(invalid); }, descriptor},
-    };
-    for (const FftLib lib : kEngines)
-        for (const Case& t : table)
-        {
-            Engine engine(lib);
-            Lumora f = Random(t.nx, t.ny);
-            const Lumora before(f);
-            EXPECT_EQ(Catch([&] { t.call(f); }), t.failure);
-            EXPECT_TRUE(SameBits(f, before));
-            ExpectSameFrame(f, before);
-            Lumora empty = Random(t.nx, t.ny);
-            empty.Dispose();
-            EXPECT_NE(Catch([&] { t.call(empty); }).code, 0);
-        }
-}
-
 TEST(ScaledFFT, TrialPropagatorOfOneRow)
 {
     const std::filesystem::path home = std::filesystem::current_path();
