@@ -423,6 +423,7 @@ TEST(Basic, Coordinates)
 TEST(Basic, AccessorsNeverLookAtTheForm)
 {
     Lumora f(4, 2);
+    f.Clear();
     f.Form() = POLAR_AMPLITUDE;
     f.SetPixel(3, 1, Complex(3.0, 4.0));
     EXPECT_TRUE(f[7] == Complex(3.0, 4.0));
