@@ -856,9 +856,9 @@ public:
     ///         destination is not same as the source".
     Lumora& ShiftedFresnelProp(const Lumora& source);
     /// The same with the kernel of a descriptor, which is only read. Its samples count, also when they have been
-    /// changed (by more than 1e-5 of their root mean square): the fast engine compares them with its parameters, one
-    /// sweep over them, and goes step by step with those that differ. @throws code 6, "descriptor is not compatible" as
-    /// well.
+    /// changed (by more than about 1e-5): the fast engine compares them with its parameters, one sweep over them, and
+    /// goes step by step with those that differ.
+    /// @throws code 6, "descriptor is not compatible" as well.
     Lumora& ShiftedFresnelProp(const Lumora& source, const ShiftedFresnelPropDescriptor& d);
     /// The same, added to the samples. Kept: a destination of one row is overwritten instead.
     /// @throws as above with the name "LumoraLib::Lumora::ShiftedFresnelPropAdd".
