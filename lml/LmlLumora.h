@@ -733,7 +733,8 @@ public:
     /// The same for the one row of a field; Py stays. @throws as ScaledFft, for more than one row.
     Lumora& ScaledFft1d(double a);
     /// Trial of a propagator over z (metres) between two one-row fields of different pitch: takes size, samples and
-    /// wavelength of `source`, keeps its own Px. Kept: each call writes the intermediate to the file "test1-4.csv" in
+    /// wavelength of `source`, keeps its own Px. Kept: the result is mirrored (x for -x), also at equal pitches and the
+    /// distance 0. Kept: each call writes the intermediate to the file "test1-4.csv" in
     /// the working directory; frequencies beyond 1 / wavelength give not-a-number. Other work: ShiftedFresnelProp.
     /// @throws code 3, "LumoraLib::Lumora::RawScaledFft1d", "" for a source of several rows; the errors of SaveAsCsv.
     Lumora& ScaledProp1d(const Lumora& source, double z);
