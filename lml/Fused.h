@@ -51,9 +51,9 @@ struct AxisPhase
 void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, double b, AxisPhase preX, AxisPhase preY,
                 AxisPhase postX, AxisPhase postY, double cRe, double cIm, const Complex* source = nullptr);
 
-/// Whether the samples of a descriptor's doubled grid are still the transform of the chirp kernel of a and b, to 1e-5
-/// of their root mean square: only then do the parameters stand for the samples. For grids that CanFuseChirp takes
-/// (half the size). One sweep over the samples.
+/// Whether the samples of a descriptor's doubled grid are still the transform of the chirp kernel of a and b, to about
+/// 1e-5: only then do the parameters stand for the samples. For grids that CanFuseChirp takes (half the size). One sweep
+/// over the samples.
 bool IsChirpKernel(const Lumora& kernel, double a, double b);
 } // namespace LumoraLib::detail
 

@@ -733,7 +733,8 @@ public:
     /// The same for the one row of a field; Py stays. @throws as ScaledFft, for more than one row.
     Lumora& ScaledFft1d(double a);
     /// Trial of a propagator over z (metres) between two one-row fields of different pitch: takes size, samples and
-    /// wavelength of `source`, keeps its own Px. Kept: each call writes the intermediate to the file "test1-4.csv" in
+    /// wavelength of `source`, keeps its own Px. Kept: the result is mirrored (x for -x), also at equal pitches and the
+    /// distance 0. Kept: each call writes the intermediate to the file "test1-4.csv" in
     /// the working directory; frequencies beyond 1 / wavelength give not-a-number. Other work: ShiftedFresnelProp.
     /// @throws code 3, "LumoraLib::Lumora::RawScaledFft1d", "" for a source of several rows; the errors of SaveAsCsv.
     Lumora& ScaledProp1d(const Lumora& source, double z);
@@ -856,9 +857,9 @@ public:
     ///         destination is not same as the source".
     Lumora& ShiftedFresnelProp(const Lumora& source);
     /// The same with the kernel of a descriptor, which is only read. Its samples count, also when they have been
-    /// changed (by more than 1e-5 of their root mean square): the fast engine compares them with its parameters, one
-    /// sweep over them, and goes step by step with those that differ. @throws code 6, "descriptor is not compatible" as
-    /// well.
+    /// changed (by more than about 1e-5): the fast engine compares them with its parameters, one sweep over them, and
+    /// goes step by step with those that differ.
+    /// @throws code 6, "descriptor is not compatible" as well.
     Lumora& ShiftedFresnelProp(const Lumora& source, const ShiftedFresnelPropDescriptor& d);
     /// The same, added to the samples. Kept: a destination of one row is overwritten instead.
     /// @throws as above with the name "LumoraLib::Lumora::ShiftedFresnelPropAdd".
