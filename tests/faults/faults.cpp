@@ -41,7 +41,7 @@ Report* report = nullptr;
 void Wrong(const char* what)
 {
     std::snprintf(report->wrong, sizeof report->wrong, "%s", what);
-    _exit(1);
+    std::exit(1);
 }
 
 /// Everything that a caller can see of a field.
@@ -252,7 +252,7 @@ int InChild(Step&& step)
     if (child == 0)
     {
         step();
-        _exit(0);
+        std::exit(0);
     }
     int status = 0;
     while (waitpid(child, &status, 0) != child)
