@@ -140,32 +140,60 @@ void CheckFiles(const Operation& operation)
     for (const Operation& load : kOperations)
         if (std::strncmp(load.name, "Load", 4) == 0)
             Stacks::Fails([&] { load.run(t); });
-    const auto part = [&](bool segment, std::uint16_t x, std::uint16_t y, bool isNew)
+    enum Version // of a part
     {
+        Old,
+        NewOrNone,
+        OldOrNew
+    };
+    const auto part = [&](const char* file, int x, int y, Version version)
+    {
+        const std::uint16_t ix = static_cast<std::uint16_t>(x);
+        const std::uint16_t iy = static_cast<std::uint16_t>(y);
         Lumora field(1, 1);
-        bool exists = false;
-        if (Stacks::Fails([&] { segment ? field.LoadSegLm(t.Path("seg"), x, y, &exists) : field.LoadMpLm(t.Path("mp"), x, &exists); }))
-            Wrong("a part that does not load after a broken save");
-        if (isNew ? exists && State(field).samples.size() != a.samples.size() : !exists)
-            Wrong("a part that is lost or not whole");
-        const std::vector<Complex>& expected = isNew ? a.samples : b.samples;
-        if (exists && std::memcmp(field.GetDataPointer(), expected.data(), expected.size() * sizeof(Complex)) != 0)
-            Wrong("a part with other samples after a broken save");
+        bool exists = true;
+        if (Stacks::Fails(
+                [&]
+                {
+                    if (*file == 's')
+                        field.LoadSegLm(t.Path(file), ix, iy, &exists);
+                    else if (*file == 'm')
+                        field.LoadMpLm(t.Path(file), ix, &exists);
+                    else
+                        field.LoadLm(t.Path(file));
+                }))
+            Wrong("what does not load after a broken save");
+        const auto holds = [&](const State& state)
+        {
+            return exists && field.N() == state.samples.size() &&
+                   std::memcmp(field.GetDataPointer(), state.samples.data(), field.N() * sizeof(Complex)) == 0;
+        };
+        if (!(version == Old         ? holds(b)
+              : version == NewOrNone ? !exists || holds(a)
+                                     : holds(a) || holds(b)))
+            Wrong("what is lost or not whole after a broken save");
     };
     if (Is(operation, "SaveAsMpLm"))
     {
-        part(false, 0, 0, false);
+        part("mp", 0, 0, Old);
         if (std::strstr(operation.name, "in place") == nullptr)
         {
-            part(false, 2, 0, false);
-            part(false, 1, 0, true);
+            part("mp", 2, 0, Old);
+            part("mp", 1, 0, NewOrNone);
         }
     }
     if (Is(operation, "SaveAsSegLm"))
     {
-        part(true, 0, 0, false);
-        part(true, 1, 1, false);
-        part(true, 1, 0, true);
+        part("seg", 0, 0, Old);
+        part("seg", 1, 1, Old);
+        part("seg", 1, 0, NewOrNone);
+    }
+    if (Is(operation, "SaveWhole"))
+        part("lm", 0, 0, OldOrNew);
+    if (Is(operation, "UpdateWhole"))
+    {
+        part("mp", 0, 0, Old);
+        part("mp", 2, 0, OldOrNew);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -79,6 +80,7 @@ LML_REAL(ftello);
 LML_REAL(fflush);
 LML_REAL(fclose);
 LML_REAL(fstat);
+LML_REAL(open);
 LML_REAL(fsync);
 LML_REAL(rename);
 LML_REAL(remove);
@@ -179,6 +181,14 @@ extern "C"
         return real_fclose(stream) != 0 || due ? EOF : 0;
     }
     int fstat(int file, struct stat* info) { return Due(FileCall) ? -1 : real_fstat(file, info); }
+    int open(const char* path, int flags, ...)
+    {
+        std::va_list args;
+        va_start(args, flags);
+        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
+        va_end(args);
+        return Due(FileCall) ? -1 : real_open(path, flags, mode);
+    }
     int fsync(int file) { return Due(FileCall) ? -1 : real_fsync(file); }
     int rename(const char* from, const char* to) { return Due(FileCall) ? -1 : real_rename(from, to); }
     int remove(const char* path) { return Due(FileCall) ? -1 : real_remove(path); }
