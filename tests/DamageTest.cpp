@@ -1,5 +1,5 @@
-// Files of every format, cut at every length and with a window of changed bytes at every place: a load ends well or in one
-// failure of a file, with a field that can be used, and no memory beyond what SECURITY.md promises.
+// Files of every format, cut at every length and with a window of changed bytes at every place: a load ends well or in
+// one failure of a file, with a field that can be used, and no memory beyond what SECURITY.md promises.
 
 #include "Operations.h"
 #include "TestTools.h"
@@ -47,7 +47,10 @@ protected:
         EXPECT_EQ(Descriptors(), descriptors_);
         EXPECT_GT(refused_, 0);
     }
-    static std::ptrdiff_t Descriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
+    static std::ptrdiff_t Descriptors()
+    {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
 
     /// Every operation of the format on these bytes; false once one misbehaves.
     bool Try(const std::string& bytes, const std::string& damage)
@@ -57,7 +60,8 @@ protected:
             const std::vector<std::string_view>& readers = GetParam().operations;
             if (std::find(readers.begin(), readers.end(), operation.name) == readers.end())
                 continue;
-            std::ofstream(path_, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+            std::ofstream(path_, std::ios::binary | std::ios::trunc)
+                .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
             Bench t(folder_.Path(), nullptr, 0);
             const Failure failure = Catch([&] { operation.run(t); });
             refused_ += failure.code != 0;
@@ -65,7 +69,8 @@ protected:
                         failure.code == ERR_FILE_READ)
                 << failure.code << ' ' << failure.function << ' ' << failure.message;
             EXPECT_EQ(Inconsistency(t.a), nullptr);
-            EXPECT_LE(detail::FieldAccess::Capacity(t.a) * sizeof(Complex), (std::size_t{256} << 20) + 128 * bytes.size());
+            EXPECT_LE(detail::FieldAccess::Capacity(t.a) * sizeof(Complex),
+                      (std::size_t{256} << 20) + 128 * bytes.size());
             EXPECT_LE(std::filesystem::file_size(path_), whole_.size() + 1024) << "a hole was written";
             if (HasFailure())
             {

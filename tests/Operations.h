@@ -1,5 +1,5 @@
-// One table of operations on two fields and a folder of files, for the tests that run each of them through faults and for the
-// fuzz driver that makes sequences of them.
+// One table of operations on two fields and a folder of files, for the tests that run each of them through faults and
+// for the fuzz driver that makes sequences of them.
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
@@ -28,7 +28,8 @@ class MemoryFolder
 public:
     MemoryFolder()
     {
-        path_ = access("/dev/shm", W_OK) == 0 ? std::string("/dev/shm") : std::filesystem::temp_directory_path().string();
+        path_ =
+            access("/dev/shm", W_OK) == 0 ? std::string("/dev/shm") : std::filesystem::temp_directory_path().string();
         path_ += "/lml-test.XXXXXX";
         if (mkdtemp(path_.data()) == nullptr)
             std::abort();
@@ -81,15 +82,17 @@ public:
             return low + kind % (high - low + 1);
         constexpr std::int32_t extremes[] = {INT32_MIN, INT32_MAX, -1, 0, 1 << 16, 1 << 30};
         return kind < 252 ? extremes[kind % 6]
-                          : static_cast<std::int32_t>(std::uint32_t{Byte()} | std::uint32_t{Byte()} << 13 | std::uint32_t{Byte()} << 24);
+                          : static_cast<std::int32_t>(std::uint32_t{Byte()} | std::uint32_t{Byte()} << 13 |
+                                                      std::uint32_t{Byte()} << 24);
     }
     double Real(double usual)
     {
         if (size_ == 0)
             return usual;
         constexpr double infinity = std::numeric_limits<double>::infinity();
-        constexpr double extremes[] = {0.0,  -0.0, 1.0,      -1.0,      0.5,   3.0,  1e10,  -1e10,
-                                       1e300, 1e-300, infinity, -infinity, 1e-30, 0x1p31, 1e18, std::numeric_limits<double>::quiet_NaN()};
+        constexpr double extremes[] = {
+            0.0,   -0.0,   1.0,      -1.0,      0.5,   3.0,    1e10, -1e10,
+            1e300, 1e-300, infinity, -infinity, 1e-30, 0x1p31, 1e18, std::numeric_limits<double>::quiet_NaN()};
         const std::uint8_t kind = Byte();
         return kind < 16 ? extremes[kind] : kind < 96 ? usual : usual * (static_cast<double>(kind) - 160.0) / 32.0;
     }
@@ -101,10 +104,7 @@ public:
     LumoraLib::Vector Place(double x, double y, double z) { return LumoraLib::Vector(Real(x), Real(y), Real(z)); }
     Complex Value() { return Complex(Real(0.5), Real(-0.25)); }
     /// Valid until the next call.
-    const char* Path(const char* name)
-    {
-        return path_.assign(folder_).append("/").append(name).c_str();
-    }
+    const char* Path(const char* name) { return path_.assign(folder_).append("/").append(name).c_str(); }
 
 private:
     std::string folder_;
@@ -146,7 +146,8 @@ inline const char* Inconsistency(const Lumora& field)
     const std::size_t announced = field.GetNx() > 0 && field.GetNy() > 0 ? std::min(field.N(), samples) : 0;
     const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(field.GetDataPointer());
     volatile unsigned sum = 0;
-    for (std::size_t n = announced * sizeof(Complex), step = announced > 65536 ? 4093 : 1; n > 0; n -= std::min(n, step))
+    for (std::size_t n = announced * sizeof(Complex), step = announced > 65536 ? 4093 : 1; n > 0;
+         n -= std::min(n, step))
         sum = sum + bytes[n - 1];
     try
     {
@@ -164,7 +165,7 @@ inline const char* Inconsistency(const Lumora& field)
 /// What a failed operation leaves of its field.
 enum class After
 {
-    Same, ///< what was there before
+    Same,      ///< what was there before
     Documented ///< the state that its documentation describes: a field that other operations take or refuse
 };
 
@@ -179,7 +180,11 @@ struct Operation
 #define LML_PREPARED(name, after, setup, call)                                                                         \
     Operation                                                                                                          \
     {                                                                                                                  \
-        name, After::after, []([[maybe_unused]] Bench& t) { setup; }, []([[maybe_unused]] Bench& t) { call; }          \
+        name, After::after, []([[maybe_unused]] Bench& t) { setup; },                                                  \
+            []([[maybe_unused]] Bench& t)                                                                              \
+        {                                                                                                              \
+            call;                                                                                                      \
+        }                                                                                                              \
     }
 #define LML_OPERATION(name, after, call) LML_PREPARED(name, after, , call)
 

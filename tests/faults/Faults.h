@@ -11,11 +11,11 @@ enum Kind
 };
 enum Way
 {
-    Fail,     ///< the n-th call reports a failure and does nothing
-    FailOn,   ///< so do all behind it
-    Short,    ///< the n-th transfer moves half of its bytes and reports that; nothing else counts
-    Kill,     ///< the process ends before the n-th call, with what was buffered
-    KillTorn  ///< the process ends within the n-th write, half of whose bytes are in the file
+    Fail,    ///< the n-th call reports a failure and does nothing
+    FailOn,  ///< so do all behind it
+    Short,   ///< the n-th transfer moves half of its bytes and reports that; nothing else counts
+    Kill,    ///< the process ends before the n-th call, with what was buffered
+    KillTorn ///< the process ends within the n-th write, half of whose bytes are in the file
 };
 constexpr int kKilled = 77; ///< exit code of a killed process
 

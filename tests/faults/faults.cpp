@@ -1,5 +1,6 @@
-// Every operation of the table with a fault at every allocation and every file call, each in a process of its own: it ends
-// well with the result of an undisturbed run, or in the library's Error with the field as it was (or as the operation says).
+// Every operation of the table with a fault at every allocation and every file call, each in a process of its own: it
+// ends well with the result of an undisturbed run, or in the library's Error with the field as it was (or as the
+// operation says).
 //
 // faults [TEXT]: the operations whose names hold TEXT; all without one. Exit code 1 when one misbehaves.
 
@@ -49,15 +50,29 @@ struct State
 {
     explicit State(Lumora& f)
         : samples(f.GetDataPointer(), f.GetDataPointer() + std::min(f.N(), FieldAccess::Capacity(f))),
-          numbers{f.k(), f.Px(), f.Py(), double(f.Form()), double(f.Nx()), double(f.Ny()), double(f.Window().left),
-                  double(f.Window().right), double(f.Window().top), double(f.Window().bottom), f.GetOrigin().x,
-                  f.GetOrigin().y, f.GetOrigin().z, f.GetNormalVector().x, f.GetNormalVector().y, f.GetNormalVector().z}
+          numbers{f.k(),
+                  f.Px(),
+                  f.Py(),
+                  double(f.Form()),
+                  double(f.Nx()),
+                  double(f.Ny()),
+                  double(f.Window().left),
+                  double(f.Window().right),
+                  double(f.Window().top),
+                  double(f.Window().bottom),
+                  f.GetOrigin().x,
+                  f.GetOrigin().y,
+                  f.GetOrigin().z,
+                  f.GetNormalVector().x,
+                  f.GetNormalVector().y,
+                  f.GetNormalVector().z}
     {
     }
     bool operator==(const State& o) const
     {
         return std::memcmp(numbers, o.numbers, sizeof numbers) == 0 && samples.size() == o.samples.size() &&
-               (samples.empty() || std::memcmp(samples.data(), o.samples.data(), samples.size() * sizeof(Complex)) == 0);
+               (samples.empty() ||
+                std::memcmp(samples.data(), o.samples.data(), samples.size() * sizeof(Complex)) == 0);
     }
     std::vector<Complex> samples;
     double numbers[16];
@@ -130,8 +145,8 @@ bool Is(const Operation& operation, const char* prefix)
     return std::strncmp(operation.name, prefix, std::strlen(prefix)) == 0;
 }
 
-/// After a save that failed or was killed: the files load or are refused; of a container every other part is as it was, and
-/// a new one absent or whole.
+/// After a save that failed or was killed: the files load or are refused; of a container every other part is as it was,
+/// and a new one absent or whole.
 void CheckFiles(const Operation& operation)
 {
     Bench t(folder, nullptr, 0);
@@ -168,9 +183,7 @@ void CheckFiles(const Operation& operation)
             return exists && field.N() == state.samples.size() &&
                    std::memcmp(field.GetDataPointer(), state.samples.data(), field.N() * sizeof(Complex)) == 0;
         };
-        if (!(version == Old         ? holds(b)
-              : version == NewOrNone ? !exists || holds(a)
-                                     : holds(a) || holds(b)))
+        if (!(version == Old ? holds(b) : version == NewOrNone ? !exists || holds(a) : holds(a) || holds(b)))
             Wrong("what is lost or not whole after a broken save");
     };
     if (Is(operation, "SaveAsMpLm"))
@@ -299,7 +312,7 @@ void Judge(const Operation& operation, const char* fault, int n, int status)
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
         return;
     ++wrongs;
-    const char* const what = WIFSIGNALED(status) ? strsignal(WTERMSIG(status))
+    const char* const what = WIFSIGNALED(status)        ? strsignal(WTERMSIG(status))
                              : report->wrong[0] != '\0' ? report->wrong
                                                         : "ended the process";
     found[std::string(operation.name) + ": " + what + ", " + fault].insert(n);
@@ -308,7 +321,8 @@ void Judge(const Operation& operation, const char* fault, int n, int status)
 
 int main(int argc, char** argv)
 {
-    report = static_cast<Report*>(mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    report =
+        static_cast<Report*>(mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     if (report == MAP_FAILED)
         return 2;
     const MemoryFolder files;
@@ -346,17 +360,21 @@ int main(int argc, char** argv)
             {
                 int status = InChild([&] { Run(operation, fault.kind, fault.way, n, undisturbed.digest); });
                 if (fault.way >= faults::Kill && WIFEXITED(status) && WEXITSTATUS(status) == faults::kKilled)
-                    status = InChild([&] {
-                        SetErrorHandling(ERROR_HANDLING_THROW);
-                        CheckFiles(operation);
-                    });
+                    status = InChild(
+                        [&]
+                        {
+                            SetErrorHandling(ERROR_HANDLING_THROW);
+                            CheckFiles(operation);
+                        });
                 Judge(operation, fault.name, n, status);
             }
         }
     }
     for (const auto& [what, calls] : found)
         std::printf("%s %d%s\n", what.c_str(), *calls.begin(),
-                    calls.size() > 1 ? (" ... " + std::to_string(*calls.rbegin()) + ", " + std::to_string(calls.size())).c_str() : "");
+                    calls.size() > 1
+                        ? (" ... " + std::to_string(*calls.rbegin()) + ", " + std::to_string(calls.size())).c_str()
+                        : "");
     std::printf("%d runs, %d wrong\n", runs, wrongs);
     return wrongs == 0 ? 0 : 1;
 }

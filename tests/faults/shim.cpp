@@ -110,9 +110,18 @@ int OpenStreams()
 
 extern "C"
 {
-    void* malloc(std::size_t size) { return Due(Allocation) ? nullptr : __libc_malloc(size); }
-    void* calloc(std::size_t count, std::size_t size) { return Due(Allocation) ? nullptr : __libc_calloc(count, size); }
-    void* realloc(void* p, std::size_t size) { return Due(Allocation) ? nullptr : __libc_realloc(p, size); }
+    void* malloc(std::size_t size)
+    {
+        return Due(Allocation) ? nullptr : __libc_malloc(size);
+    }
+    void* calloc(std::size_t count, std::size_t size)
+    {
+        return Due(Allocation) ? nullptr : __libc_calloc(count, size);
+    }
+    void* realloc(void* p, std::size_t size)
+    {
+        return Due(Allocation) ? nullptr : __libc_realloc(p, size);
+    }
     void* aligned_alloc(std::size_t alignment, std::size_t size)
     {
         return Due(Allocation) ? nullptr : __libc_memalign(alignment, size);
@@ -152,8 +161,14 @@ extern "C"
         }
         return half;
     }
-    char* fgets(char* to, int size, std::FILE* stream) { return DueFile(stream) ? nullptr : real_fgets(to, size, stream); }
-    int fputs(const char* text, std::FILE* stream) { return DueFile(stream) ? EOF : real_fputs(text, stream); }
+    char* fgets(char* to, int size, std::FILE* stream)
+    {
+        return DueFile(stream) ? nullptr : real_fgets(to, size, stream);
+    }
+    int fputs(const char* text, std::FILE* stream)
+    {
+        return DueFile(stream) ? EOF : real_fputs(text, stream);
+    }
     int vfprintf(std::FILE* stream, const char* format, std::va_list args)
     {
         return DueFile(stream) ? -1 : real_vfprintf(stream, format, args);
@@ -166,8 +181,14 @@ extern "C"
         va_end(args);
         return written;
     }
-    int fseeko(std::FILE* stream, off_t at, int from) { return Due(FileCall) ? -1 : real_fseeko(stream, at, from); }
-    off_t ftello(std::FILE* stream) { return Due(FileCall) ? -1 : real_ftello(stream); }
+    int fseeko(std::FILE* stream, off_t at, int from)
+    {
+        return Due(FileCall) ? -1 : real_fseeko(stream, at, from);
+    }
+    off_t ftello(std::FILE* stream)
+    {
+        return Due(FileCall) ? -1 : real_ftello(stream);
+    }
     int fflush(std::FILE* stream)
     {
         if (stream == nullptr)
@@ -180,7 +201,10 @@ extern "C"
         --openStreams;
         return real_fclose(stream) != 0 || due ? EOF : 0;
     }
-    int fstat(int file, struct stat* info) { return Due(FileCall) ? -1 : real_fstat(file, info); }
+    int fstat(int file, struct stat* info)
+    {
+        return Due(FileCall) ? -1 : real_fstat(file, info);
+    }
     int open(const char* path, int flags, ...)
     {
         std::va_list args;
@@ -189,8 +213,20 @@ extern "C"
         va_end(args);
         return Due(FileCall) ? -1 : real_open(path, flags, mode);
     }
-    int fsync(int file) { return Due(FileCall) ? -1 : real_fsync(file); }
-    int rename(const char* from, const char* to) { return Due(FileCall) ? -1 : real_rename(from, to); }
-    int remove(const char* path) { return Due(FileCall) ? -1 : real_remove(path); }
-    int ftruncate(int file, off_t length) { return Due(FileCall) ? -1 : real_ftruncate(file, length); }
+    int fsync(int file)
+    {
+        return Due(FileCall) ? -1 : real_fsync(file);
+    }
+    int rename(const char* from, const char* to)
+    {
+        return Due(FileCall) ? -1 : real_rename(from, to);
+    }
+    int remove(const char* path)
+    {
+        return Due(FileCall) ? -1 : real_remove(path);
+    }
+    int ftruncate(int file, off_t length)
+    {
+        return Due(FileCall) ? -1 : real_ftruncate(file, length);
+    }
 }

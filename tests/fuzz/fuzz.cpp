@@ -80,8 +80,8 @@ void Examine(const Lumora& field)
     Require(wrong == nullptr, wrong);
 }
 
-/// A load of the input, whose last two bytes choose the field that takes it. A file asks for no more than 256 MiB or 128
-/// bytes for each of its own.
+/// A load of the input, whose last two bytes choose the field that takes it. A file asks for no more than 256 MiB or
+/// 128 bytes for each of its own.
 using Load = void (*)(Lumora&, const char* path, int choice);
 template <Load load>
 void LoadFile(Input input)
@@ -184,7 +184,8 @@ void Pictures(Input input)
     Passes([&] { field.WinSaveAsBMPEx(t.Path("bmp"), mode, low, high, GradationRainbow, bar); });
     Passes([&] { field.WinSaveAsHBI(t.Path("hbi"), mode, low, high, nullptr); });
     if (Passes([&] { field.SaveAsHBI(t.Path("hbi"), mode, 0.0, 0.0, nullptr); }) && field.GetNx() >= 4)
-        Require(!field.IsComplexAmplitude() || mode > ModeAmplitude || Passes([&] { field.LoadHBI(t.Path("hbi"), mode); }),
+        Require(!field.IsComplexAmplitude() || mode > ModeAmplitude ||
+                    Passes([&] { field.LoadHBI(t.Path("hbi"), mode); }),
                 "a picture that does not come back");
     Passes([&] { field.SaveAsCsv(t.Path("list"), X_AXIS, 0); });
     Passes([&] { field.SaveAsPTF(t.Path("list")); });
@@ -257,13 +258,33 @@ struct Target
     const char* seed; ///< the file of PrepareFiles, or null
 };
 constexpr Target kTargets[] = {
-    {"bmp", LoadFile<[](Lumora& f, const char* path, int choice) { f.LoadBmp(path, static_cast<Mode>(choice & 7), Complex()); }>, "bmp"},
-    {"hbi", LoadFile<[](Lumora& f, const char* path, int choice) { f.LoadHBI(path, static_cast<Mode>(choice & 7)); }>, "hbi"},
+    {"bmp",
+     LoadFile<[](Lumora& f, const char* path, int choice)
+              {
+                  f.LoadBmp(path, static_cast<Mode>(choice & 7), Complex());
+              }>,
+     "bmp"},
+    {"hbi",
+     LoadFile<[](Lumora& f, const char* path, int choice)
+              {
+                  f.LoadHBI(path, static_cast<Mode>(choice & 7));
+              }>,
+     "hbi"},
     {"raw", Pictures, nullptr},
     {"lw", LoadFile<LoadLwThenUse>, "lw"},
     {"de", LoadFile<LoadDeThenUse>, "de"},
-    {"csv", LoadFile<[](Lumora& f, const char* path, int) { f.LoadCSV(path); }>, "csv"},
-    {"lm", LoadFile<[](Lumora& f, const char* path, int) { f.LoadLm(path); }>, "lm"},
+    {"csv",
+     LoadFile<[](Lumora& f, const char* path, int)
+              {
+                  f.LoadCSV(path);
+              }>,
+     "csv"},
+    {"lm",
+     LoadFile<[](Lumora& f, const char* path, int)
+              {
+                  f.LoadLm(path);
+              }>,
+     "lm"},
     {"mp", LoadFile<LoadMultiPart>, "mp"},
     {"seg", LoadFile<LoadSegmented>, "seg"},
     {"roundtrip", RoundTrip, nullptr},
@@ -389,8 +410,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t most, unsigned seed)
 {
-    const bool container = target->seed != nullptr && (target->seed[0] == 'm' || target->seed[0] == 's' ||
-                                                       std::strcmp(target->seed, "lm") == 0);
+    const bool container = target->seed != nullptr &&
+                           (target->seed[0] == 'm' || target->seed[0] == 's' || std::strcmp(target->seed, "lm") == 0);
     if (!container || size < 8 || seed % 3 == 0)
         return LLVMFuzzerMutate(data, size, most);
     const std::vector<Slot> slots = SlotsOf(data, size - 2);
@@ -400,9 +421,32 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     std::uint64_t value = 0;
     std::memcpy(&value, data + slot.at, slot.bytes);
     const std::uint64_t other = slots[seed / 97 % slots.size()].at;
-    const std::uint64_t numbers[] = {0, 1, 2, 3, 4, 5, 8, 16, size, size - 1, size + 1, value + 1, value - 1, value * 2, value / 2,
-                                     other, other - 2, 0x7fffffff, 0x80000000, 0x3fff, 0x4000, 0x8002, 0xc004,
-                                     ~std::uint64_t{0}, std::uint64_t{1} << 63, std::uint64_t{1} << 40};
+    const std::uint64_t numbers[] = {0,
+                                     1,
+                                     2,
+                                     3,
+                                     4,
+                                     5,
+                                     8,
+                                     16,
+                                     size,
+                                     size - 1,
+                                     size + 1,
+                                     value + 1,
+                                     value - 1,
+                                     value * 2,
+                                     value / 2,
+                                     other,
+                                     other - 2,
+                                     0x7fffffff,
+                                     0x80000000,
+                                     0x3fff,
+                                     0x4000,
+                                     0x8002,
+                                     0xc004,
+                                     ~std::uint64_t{0},
+                                     std::uint64_t{1} << 63,
+                                     std::uint64_t{1} << 40};
     value = numbers[seed / 7 % std::size(numbers)];
     std::memcpy(data + slot.at, &value, slot.bytes);
     return size;
