@@ -4,7 +4,7 @@
 #ifndef LML_BENCH_H
 #define LML_BENCH_H
 
-#include "Isa.h"
+#include "base/Isa.h"
 #include "LmlLumora.h"
 
 #include <benchmark/benchmark.h>

@@ -1,6 +1,6 @@
 // Element-wise operations, resampling and rotation beside the loops as written in plain C++.
 #include "Bench.h"
-#include "CubicKernels.h"
+#include "field/CubicKernels.h"
 
 #include <vector>
 

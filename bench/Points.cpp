@@ -1,6 +1,6 @@
 // Point sources beside the scalar loops of the C library's sine, cosine and square root.
 #include "Bench.h"
-#include "WidePhase.h"
+#include "simd/WidePhase.h"
 
 #include <vector>
 

@@ -1,8 +1,9 @@
 # Installation: headers, shared library, package files for CMake and pkg-config.
 include(CMakePackageConfigHelpers)
 install(TARGETS lml EXPORT lmlTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES lml/LmlLumora.h lml/LmlTypes.h lml/LmlRuntime.h lml/LmlApi.h lml/Fftsg.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lml)
+foreach(header IN LISTS LML_PUBLIC_HEADERS)
+  install(FILES lml/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lml)
+endforeach()
 install(EXPORT lmlTargets NAMESPACE lml:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/lml)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/lmlConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 configure_package_config_file(cmake/lmlConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/lmlConfig.cmake

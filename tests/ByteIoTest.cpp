@@ -1,6 +1,6 @@
 // The file layer: heads byte by byte, exact and chunked transfers, 64-bit positions, bounds, and closing on every path.
 
-#include "ByteIo.h"
+#include "files/ByteIo.h"
 #include "TestTools.h"
 
 #include <cmath>

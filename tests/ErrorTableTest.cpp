@@ -2,7 +2,7 @@
 // tests/error_sites.py compares the rows with the Error sites of the sources. For each row the description ends in a
 // cure, and the field that was worked on stands unchanged, except where `changed` says why not.
 #include "TestTools.h"
-#include "Texts.h"
+#include "base/Texts.h"
 
 #include <climits>
 #include <cmath>

@@ -2,7 +2,7 @@
 
 # The vendor adapter is compiled here against a double of the vendor's library, whatever LML_WITH_MKL says.
 if(NOT LML_WITH_MKL)
-  add_executable(VendorFftTest vendor/VendorFftTest.cc vendor/VendorDouble.cpp ${PROJECT_SOURCE_DIR}/lml/VendorFft.cpp)
+  add_executable(VendorFftTest vendor/VendorFftTest.cc vendor/VendorDouble.cpp ${PROJECT_SOURCE_DIR}/lml/transform/VendorFft.cpp)
   target_include_directories(VendorFftTest PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/lml vendor)
   target_link_libraries(VendorFftTest PRIVATE lml_options lml_static GTest::gtest_main OpenMP::OpenMP_CXX)
   target_compile_definitions(VendorFftTest PRIVATE LML_SCRATCH_DIR="${CMAKE_CURRENT_BINARY_DIR}")

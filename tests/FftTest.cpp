@@ -1,7 +1,7 @@
 // The transform of a field with both engines: accuracy against double precision, signs, forms, pitches, odd shapes.
 #include "TestTools.h"
 
-#include "CentredFft.h"
+#include "transform/CentredFft.h"
 
 using namespace lmltest;
 

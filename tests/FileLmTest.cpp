@@ -1,7 +1,7 @@
 // The LM container: every byte of the three file types against an independent writer and reader, failures by code and
 // text, saves killed at every write, full disks, and files from strangers.
 
-#include "FieldTools.h"
+#include "field/FieldTools.h"
 #include "TestTools.h"
 
 #include <cmath>

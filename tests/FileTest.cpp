@@ -1,9 +1,9 @@
 // LW, DE and CA files: bytes against an independent writer, the arithmetic of stored fields bit by bit, failures by
 // code and text, full disks, and files from strangers.
 
-#include "FieldTools.h"
+#include "field/FieldTools.h"
 #include "TestTools.h"
-#include "Texts.h"
+#include "base/Texts.h"
 
 #include <array>
 #include <filesystem>

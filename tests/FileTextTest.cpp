@@ -1,7 +1,7 @@
 // Text exports and the list reader: every line by its format, the order of the refusals, decimal points in every
 // locale, and lists from strangers.
 
-#include "FieldTools.h"
+#include "field/FieldTools.h"
 #include "TestTools.h"
 
 #include <cstdarg>

@@ -1,11 +1,11 @@
 # Each public header compiles on its own as C++17 without warnings, in the strictest set that users are likely to have.
 set(header_sources)
-foreach(header LmlApi LmlTypes LmlRuntime Fftsg LmlLumora)
+foreach(header IN LISTS LML_PUBLIC_HEADERS)
   set(source ${CMAKE_CURRENT_BINARY_DIR}/headers/${header}.cpp)
   file(CONFIGURE OUTPUT ${source} CONTENT "#include <lml/${header}.h>\n#include <${header}.h>\n" @ONLY)
   list(APPEND header_sources ${source})
 endforeach()
 add_library(PublicHeaders OBJECT ${header_sources})
 set_target_properties(PublicHeaders PROPERTIES CXX_STANDARD 17)
-target_include_directories(PublicHeaders PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/lml)
+target_link_libraries(PublicHeaders PRIVATE lml::lml)
 target_compile_options(PublicHeaders PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)

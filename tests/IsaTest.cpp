@@ -1,6 +1,6 @@
 // The choice of the instruction set, strict arithmetic, and that nothing needs more than any 64-bit x86 has. The tests named
 // AnyProcessor and Narrow also run under emulation of a processor without AVX.
-#include "Isa.h"
+#include "base/Isa.h"
 #include "TestTools.h"
 
 using namespace lmltest;

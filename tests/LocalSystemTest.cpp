@@ -1,7 +1,7 @@
 // The field's place in space, resampling between grids on one plane, and its wide forms against the plain ones.
 #include "TestTools.h"
 
-#include "Isa.h"
+#include "base/Isa.h"
 
 #include <cmath>
 #include <limits>

@@ -1,6 +1,6 @@
 // Without memory: whichever allocation of an operation fails, the failure takes the one road with code 1, and the field
 // is what it was. And lengths that no transform takes, refused before anything is touched.
-#include "FieldTools.h"
+#include "field/FieldTools.h"
 #include "TestTools.h"
 
 #include <cerrno>

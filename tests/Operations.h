@@ -3,7 +3,7 @@
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
-#include "FieldTools.h"
+#include "field/FieldTools.h"
 #include "LmlLumora.h"
 
 #include <algorithm>

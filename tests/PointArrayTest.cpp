@@ -11,7 +11,7 @@
 #include <dirent.h>
 #include <malloc.h>
 
-#include "TextLocale.h"
+#include "base/TextLocale.h"
 
 namespace
 {

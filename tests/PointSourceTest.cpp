@@ -2,7 +2,7 @@
 // and limits, refusals, safety at the edges, and the wide forms bit by bit against the plain ones.
 #include "TestTools.h"
 
-#include "Isa.h"
+#include "base/Isa.h"
 
 #include <algorithm>
 #include <cmath>

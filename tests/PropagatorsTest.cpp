@@ -1,6 +1,6 @@
 // One suite of properties over every propagator: linear, energy kept, there and back, shifts, agreement where regimes
 // meet and with direct diffraction sums, the same bits for thread counts and instruction sets, windows.
-#include "Isa.h"
+#include "base/Isa.h"
 #include "TestTools.h"
 
 #include <functional>

@@ -2,7 +2,7 @@
 // lookup against the plain ones.
 #include "TestTools.h"
 
-#include "Isa.h"
+#include "base/Isa.h"
 
 #include <cmath>
 #include <complex>

@@ -1,7 +1,7 @@
 // The sine and cosine against higher precision, and the wide rows of phase factors against plain loops, bit for bit.
-#include "SinCos.h"
-#include "Isa.h"
-#include "WidePhase.h"
+#include "simd/SinCos.h"
+#include "base/Isa.h"
+#include "simd/WidePhase.h"
 
 #include <gtest/gtest.h>
 

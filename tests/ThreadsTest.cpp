@@ -1,6 +1,6 @@
 // The thread count, its stack, the dynamic flag, and what a bound FFT library is told of them.
 
-#include "Dispatch.h"
+#include "transform/Dispatch.h"
 #include "TestTools.h"
 
 #include <algorithm>

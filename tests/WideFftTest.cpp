@@ -1,9 +1,9 @@
 // The wide transform engine: accuracy, the same bits everywhere, ranges, fused strips, convolutions, scratch.
-#include "WideFft.h"
+#include "transform/wide/WideFft.h"
 
-#include "Isa.h"
-#include "Parallel.h"
-#include "Scratch.h"
+#include "base/Isa.h"
+#include "base/Parallel.h"
+#include "base/Scratch.h"
 #include "TestTools.h"
 
 #include <algorithm>

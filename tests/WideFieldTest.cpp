@@ -1,7 +1,7 @@
 // The wide element-wise loops against the plain ones, bit by bit: every operation, form, instruction set, thread count
 // and tail, special values, and arguments whose results lie next to a rounding boundary of float.
-#include "WideField.h"
-#include "Isa.h"
+#include "field/WideField.h"
+#include "base/Isa.h"
 #include "TestTools.h"
 
 #include <cstdlib>

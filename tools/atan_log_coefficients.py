@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Generates lml/WideFieldCoefficients.h: the polynomials of the wide arctangent and logarithm.
+"""Generates lml/field/WideFieldCoefficients.h: the polynomials of the wide arctangent and logarithm.
 
     tools/atan_log_coefficients.py                    print the header
     tools/atan_log_coefficients.py -o FILE            write it

@@ -55,7 +55,7 @@ def functions():
         r"TrigTable|PointArray|Plane|Line|LineSegment|SqrMatrix|RMatrix|SFrequency|Vector|Complex|ComplexDouble|"
         r"LumoraException|StopWatch)::~?(?:operator[^(]*(?:\(\))?|\w+))\s*\(", re.M)
     free = re.compile(r"^(?:\[\[noreturn\]\]\s*)?[A-Za-z_][\w:&*<>\s]*?[\s&*](\w+)\(", re.M)
-    for path in sorted(LIB.glob("*.cpp")):
+    for path in sorted(LIB.rglob("*.cpp")):
         text = strip_comments(path.read_text(encoding="utf-8"))
         for match in member.finditer(text):
             name = re.sub(r"\s+", "", match.group(1))
@@ -73,10 +73,10 @@ def make():
     out = ["# Map of the library", "",
            "Written by `tools/make_map.py`; a test fails when it is stale. Inline members (accessors, value arithmetic) stand in the",
            "public headers and are not listed.", "", "## Units", "", "| Unit | Purpose | Test |", "|---|---|---|"]
-    for path in sorted(LIB.glob("*.cpp"), key=lambda p: p.stem.lower()):
+    for path in sorted(LIB.rglob("*.cpp"), key=lambda p: p.stem.lower()):
         out.append("| `%s` | %s | %s |" % (path.name, purpose(path).replace("|", "\\|"), test_of(path.stem)))
     out += ["", "## Headers", "", "| Header | Purpose |", "|---|---|"]
-    for path in sorted(list(LIB.glob("*.h")) + list(LIB.glob("*.inl")), key=lambda p: p.name.lower()):
+    for path in sorted(LIB.rglob("*.h"), key=lambda p: p.name.lower()):
         kind = " (public)" if path.name in PUBLIC + ["LmlApi.h"] else ""
         out.append("| `%s`%s | %s |" % (path.name, kind, purpose(path).replace("|", "\\|")))
     out += ["", "## Functions", "", "| Function | Unit |", "|---|---|"]

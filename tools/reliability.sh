@@ -25,7 +25,7 @@ case "${1:-}" in
         }
         gcovr -r . --filter 'lml/' --exclude-throw-branches --exclude-unreachable-branches
         echo "file units:"
-        units 'lml/(Bmp|ByteIo|File|FileLm|FileText|HbiRaw|ImageModes|TextLocale)\.'
+        units 'lml/files/'
         echo "all units:"
         units 'lml/'
         ;;

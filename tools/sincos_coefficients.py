@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Generates lml/SinCosCoefficients.h: the constants of the library's sine and cosine.
+"""Generates lml/simd/SinCosCoefficients.h: the constants of the library's sine and cosine.
 
     tools/sincos_coefficients.py                      print the header
     tools/sincos_coefficients.py -o FILE              write it

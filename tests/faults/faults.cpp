@@ -5,7 +5,7 @@
 // faults [TEXT]: the operations whose names hold TEXT; all without one. Exit code 1 when one misbehaves.
 
 #include "Faults.h"
-#include "FieldTools.h"
+#include "field/FieldTools.h"
 #include "Operations.h"
 
 #include <algorithm>

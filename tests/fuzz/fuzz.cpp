@@ -3,7 +3,7 @@
 //
 // An input ends in a violation of the sanitizers, an exception that is not the library's, or one of the checks here.
 
-#include "FieldTools.h"
+#include "field/FieldTools.h"
 #include "Operations.h"
 
 #include <algorithm>

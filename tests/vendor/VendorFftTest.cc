@@ -3,7 +3,7 @@
 #include "../TestTools.h"
 
 #include "VendorDouble.h"
-#include "VendorFft.h"
+#include "transform/VendorFft.h"
 
 using namespace lmltest;
 

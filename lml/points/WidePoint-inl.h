@@ -1,0 +1,396 @@
+// The loops of the point sources, the wide room. See WidePoint.h; PointSource.cpp holds the loops as the formulas read.
+//
+// What depends on the column alone is tabulated in blocks of kColumns on the stack, which needs no memory of its own,
+// so that several threads may add to fields of theirs at the same time. Coordinates that grow by repeated addition are
+// added up there and handed on from block to block: the same sums as in the plain loops.
+#include "simd/SinCosBody-inl.h"
+
+namespace LumoraLib::detail::LML_WIDE_NS
+{
+namespace point
+{
+static constexpr std::int32_t kLanes = VD::lanes;
+static constexpr std::int32_t kColumns = 2048;
+
+LML_INLINE float* SampleAt(const PointPatch& patch, std::int32_t i, std::int32_t j)
+{
+    return patch.samples + 2 * (static_cast<std::ptrdiff_t>(patch.nx) * j + i);
+}
+
+LML_INLINE VD RoundToFloat(VD a)
+{
+#if LML_WIDE_LEVEL == 0
+    return VD(_mm_cvtps_pd(_mm_cvtpd_ps(a.v)));
+#elif LML_WIDE_LEVEL == 1
+    return VD(_mm256_cvtps_pd(_mm256_cvtpd_ps(a.v)));
+#else
+    return VD(_mm512_cvtps_pd(_mm512_cvtpd_ps(a.v)));
+#endif
+}
+
+/// Adds re and im, rounded to float, to kLanes samples in single precision.
+LML_INLINE void AddRounded(float* p, VD re, VD im)
+{
+#if LML_WIDE_LEVEL == 0
+    (VF::LoadU(p) + VF(_mm_unpacklo_ps(_mm_cvtpd_ps(re.v), _mm_cvtpd_ps(im.v)))).StoreU(p);
+#elif LML_WIDE_LEVEL == 1
+    const __m256 both = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(re.v)), _mm256_cvtpd_ps(im.v), 1);
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    (VF::LoadU(p) + VF(_mm256_permutevar8x32_ps(both, order))).StoreU(p);
+#else
+    const __m512 both = _mm512_castpd_ps(_mm512_insertf64x4(
+        _mm512_castps_pd(_mm512_castps256_ps512(_mm512_cvtpd_ps(re.v))), _mm256_castps_pd(_mm512_cvtpd_ps(im.v)), 1));
+    const __m512i order = _mm512_setr_epi32(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
+    (VF::LoadU(p) + VF(_mm512_permutexvar_ps(order, both))).StoreU(p);
+#endif
+}
+
+// -------------------------------------------------------------------------------------------------------- exact family
+
+// Roots and divisions run a step ahead of the sines and cosines, through a ring of two steps: both units of the
+// processor are busy, and nothing that waits for a root fills its scheduler.
+static constexpr std::int32_t kStep = 2 * kLanes;
+
+/// The samples of a row; the tables go on for kStep entries behind the last one.
+template <bool weighted, bool single>
+LML_INLINE void ExactRow(const ExactWave& wave, const double* squares, const double* weights, double rowSquare,
+                         double rowWeight, std::int32_t count, float* samples)
+{
+    alignas(64) double amplitude[2 * kStep];
+    alignas(64) double phase[2 * kStep];
+    const VD row(rowSquare), weightY(rowWeight), amp(wave.amp), k(wave.k), shift(wave.phase);
+    const auto prepare = [&](std::int32_t n) LML_LAMBDA
+    {
+        const VD r = Sqrt(VD::Load(squares + n) + row);
+        VD a = amp / r;
+        if constexpr (weighted)
+            a = a * VD::Load(weights + n) * weightY;
+        const std::int32_t slot = n & (2 * kStep - 1);
+        a.Store(amplitude + slot);
+        (single ? RoundToFloat(k * r) : k * r + shift).Store(phase + slot);
+    };
+    VD x[2], s[2], c[2];
+    prepare(0);
+    prepare(kLanes);
+    std::int32_t n = 0;
+    for (; n + kStep <= count; n += kStep)
+    {
+        prepare(n + kStep);
+        prepare(n + kStep + kLanes);
+        const std::int32_t slot = n & kStep;
+        x[0] = VD::Load(phase + slot);
+        x[1] = VD::Load(phase + slot + kLanes);
+        SinCosGroup<2>(x, s, c);
+        const VD a = VD::Load(amplitude + slot), b = VD::Load(amplitude + slot + kLanes);
+        AddRounded(samples + 2 * n, a * c[0], a * s[0]);
+        AddRounded(samples + 2 * (n + kLanes), b * c[1], b * s[1]);
+    }
+    for (; n < count; n += kLanes)
+    {
+        const std::int32_t slot = n & (2 * kStep - 1);
+        SinCosV(VD::Load(phase + slot), s[0], c[0]);
+        const VD a = VD::Load(amplitude + slot);
+        if (n + kLanes <= count)
+        {
+            AddRounded(samples + 2 * n, a * c[0], a * s[0]);
+            continue;
+        }
+        const std::size_t bytes = static_cast<std::size_t>(count - n) * 2 * sizeof(float);
+        float part[2 * kLanes] = {};
+        std::memcpy(part, samples + 2 * n, bytes);
+        AddRounded(part, a * c[0], a * s[0]);
+        std::memcpy(samples + 2 * n, part, bytes);
+    }
+}
+
+template <bool weighted, bool single>
+LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std::int32_t jBegin, std::int32_t jEnd)
+{
+    alignas(64) double squares[kColumns + kStep];
+    alignas(64) double weights[weighted ? kColumns + kStep : 1];
+    for (std::int32_t first = patch.iLo; first < patch.iHi; first += kColumns)
+    {
+        const std::int32_t count = patch.iHi - first < kColumns ? patch.iHi - first : kColumns;
+        for (std::int32_t n = 0; n < count; ++n)
+        {
+            const double x = (static_cast<double>(first + n) - patch.nx / 2) * patch.px;
+            squares[n] = (x - wave.x0) * (x - wave.x0);
+            if constexpr (weighted)
+                weights[n] = PointWindow(wave.window, wave.x0, x, wave.halfX);
+        }
+        for (std::int32_t n = count; n < count + kStep; ++n)
+        {
+            squares[n] = squares[count - 1];
+            if constexpr (weighted)
+                weights[n] = 0.0;
+        }
+        for (std::int32_t j = jBegin; j < jEnd; ++j)
+        {
+            const double y = (static_cast<double>(j) - patch.ny / 2) * patch.py;
+            const double rowSquare = (y - wave.y0) * (y - wave.y0) + wave.z0 * wave.z0;
+            const double rowWeight = weighted ? PointWindow(wave.window, wave.y0, y, wave.halfY) : 1.0;
+            float* const row = SampleAt(patch, first, j);
+            ExactRow<weighted, single>(wave, squares, weights, rowSquare, rowWeight, count, row);
+        }
+    }
+}
+
+static void Exact(const PointPatch& patch, const ExactWave& wave, std::int32_t jBegin, std::int32_t jEnd)
+{
+    // A product with a weight of 1 changes nothing.
+    if (wave.window == WINDOW_RECT)
+        wave.singlePhase ? ExactRows<false, true>(patch, wave, jBegin, jEnd)
+                         : ExactRows<false, false>(patch, wave, jBegin, jEnd);
+    else
+        wave.singlePhase ? ExactRows<true, true>(patch, wave, jBegin, jEnd)
+                         : ExactRows<true, false>(patch, wave, jBegin, jEnd);
+}
+
+// ------------------------------------------------------------------------------------------------- tables of samples
+
+/// The product of a table entry with the amplitude depends on the entry alone: all of them, rounded, as samples.
+LML_INLINE void MakePairs(float* pairs, const double* cosTable, const double* sinTable, double amp)
+{
+    const VD a(amp);
+    for (std::int32_t n = 0; n < kPhaseSteps; n += kLanes)
+        StoreComplex(pairs + 2 * n, VD::LoadU(cosTable + n) * a, VD::LoadU(sinTable + n) * a);
+}
+
+/// kLanes pairs as one vector, the i-th at index at(i). Loads and inserts outrun the gather instruction on some
+/// processors and equal it on others.
+template <class At>
+LML_INLINE VF PairsAt(const float* pairs, const At& at)
+{
+    const double* const table = reinterpret_cast<const double*>(pairs);
+    const auto two = [&](int i) LML_LAMBDA
+    {
+        return _mm_loadh_pd(_mm_load_sd(table + at(i)), table + at(i + 1));
+    };
+#if LML_WIDE_LEVEL == 0
+    return VF(_mm_castpd_ps(two(0)));
+#else
+    const auto four = [&](int i) LML_LAMBDA
+    {
+        return _mm256_insertf128_pd(_mm256_castpd128_pd256(two(i)), two(i + 2), 1);
+    };
+#if LML_WIDE_LEVEL == 1
+    return VF(_mm256_castpd_ps(four(0)));
+#else
+    return VF(_mm512_castpd_ps(_mm512_insertf64x4(_mm512_castpd256_pd512(four(0)), four(4), 1)));
+#endif
+#endif
+}
+
+/// The indices in 64-bit pieces: element i of the result is the low or high half of piece i / 2.
+struct IndexPieces
+{
+    std::uint64_t piece[kLanes / 2];
+    LML_MEMBER explicit IndexPieces(VH index)
+    {
+#if LML_WIDE_LEVEL == 0
+        piece[0] = static_cast<std::uint64_t>(_mm_cvtsi128_si64(index.v));
+#else
+#if LML_WIDE_LEVEL == 1
+        const __m128i low = index.v;
+#else
+        const __m128i low = _mm256_castsi256_si128(index.v), high = _mm256_extracti128_si256(index.v, 1);
+        piece[2] = static_cast<std::uint64_t>(_mm_cvtsi128_si64(high));
+        piece[3] = static_cast<std::uint64_t>(_mm_extract_epi64(high, 1));
+#endif
+        piece[0] = static_cast<std::uint64_t>(_mm_cvtsi128_si64(low));
+        piece[1] = static_cast<std::uint64_t>(_mm_extract_epi64(low, 1));
+#endif
+    }
+    LML_MEMBER std::uint64_t operator()(int i) const
+    {
+        return i % 2 == 0 ? piece[i / 2] & 0xffffffffu : piece[i / 2] >> 32;
+    }
+};
+
+LML_INLINE void AddPair(float* p, const float* pairs, std::int32_t index)
+{
+    p[0] += pairs[2 * index];
+    p[1] += pairs[2 * index + 1];
+}
+
+// -------------------------------------------------------------------------------------------------------- table family
+
+// Memory is asked for this many samples, 4 KiB, before they are needed: the processor's own look-ahead falls short of a
+// loop that takes two cycles a sample.
+static constexpr std::int32_t kAhead = 512;
+static constexpr std::int32_t kApart = 512;
+
+static void Table(const PointPatch& patch, const TableWave& wave)
+{
+    alignas(64) float pairs[2 * kPhaseSteps];
+    alignas(64) double room[kColumns + kApart];
+    // A load whose address is close to that of a store before it, modulo 4 KiB, waits for the store. Both advance by 8
+    // bytes a sample, so the table is put half of that apart from the samples.
+    const std::uintptr_t gap = reinterpret_cast<std::uintptr_t>(SampleAt(patch, patch.iLo, patch.jLo)) -
+                               reinterpret_cast<std::uintptr_t>(room);
+    double* const squares = room + (gap / 8 + kApart / 2) % kApart / 8 * 8;
+    MakePairs(pairs, wave.cosTable, wave.sinTable, wave.amp);
+    const VD factor(wave.factor), offset(wave.offset);
+    const VH mask(wave.mask);
+    double x = (static_cast<double>(patch.iLo) - patch.nx / 2) * patch.px;
+    for (std::int32_t first = patch.iLo; first < patch.iHi; first += kColumns)
+    {
+        const std::int32_t count = patch.iHi - first < kColumns ? patch.iHi - first : kColumns;
+        for (std::int32_t n = 0; n < count; ++n, x += patch.px)
+            squares[n] = (x - wave.xs) * (x - wave.xs);
+        for (std::int32_t n = count; n % kLanes != 0; ++n)
+            squares[n] = 0.0;
+        const std::int32_t whole = count - count % kLanes;
+        const std::int32_t lead = whole < kAhead ? whole : kAhead;
+        double y = (static_cast<double>(patch.jLo) - patch.ny / 2) * patch.py;
+        for (std::int32_t j = patch.jLo; j < patch.jHi; ++j, y += patch.py)
+        {
+            const VD row((y - wave.ys) * (y - wave.ys) + wave.d2);
+            float* const p = SampleAt(patch, first, j);
+            const auto indexAt = [&](std::int32_t n) LML_LAMBDA
+            {
+                return TruncToInt(factor * Sqrt(VD::Load(squares + n) + row) + offset) & mask;
+            };
+            const auto run = [&](std::int32_t begin, std::int32_t end, const float* ahead) LML_LAMBDA
+            {
+                for (std::int32_t n = begin; n < end; n += kLanes, ahead += 2 * kLanes)
+                {
+                    _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T1);
+                    (VF::LoadU(p + 2 * n) + PairsAt(pairs, IndexPieces(indexAt(n)))).StoreU(p + 2 * n);
+                }
+            };
+            // The samples kAhead further on, at the end of a row those of the next one.
+            const float* const next = j + 1 < patch.jHi ? p + 2 * static_cast<std::ptrdiff_t>(patch.nx) : p;
+            run(0, whole - lead, p + 2 * lead);
+            run(whole - lead, whole, next);
+            if (whole < count)
+            {
+                std::int32_t index[kLanes];
+                indexAt(whole).StoreU(index);
+                for (std::int32_t n = whole; n < count; ++n)
+                    AddPair(p + 2 * n, pairs, index[n - whole]);
+            }
+        }
+    }
+}
+
+// --------------------------------------------------------------------------------------------------- recurrence family
+
+// Lanes are rows, since the distance is carried along the row. The indices of a group of rows are put down for kBlock
+// columns, then row after row is written: rows lie a power of two apart and would push each other out of the
+// first-level cache if a column were written to all of them.
+static constexpr int kVectors = kLanes == 2 ? 8 : 4;
+static constexpr std::int32_t kGroup = kVectors * kLanes;
+static constexpr std::int32_t kBlock = 32;
+
+/// What the two passes over a group of rows share.
+struct RowGroup
+{
+    const float* pairs;
+    float* first; // sample 0 of the first row
+    std::ptrdiff_t stride;
+    std::int32_t count; // even, up to kGroup
+};
+
+/// Columns i, i + step, ...: `columns` of them.
+template <int step>
+LML_INLINE void RecurrencePass(const RecurrenceWave& wave, const RowGroup& group, const VD* rowSquares, double square,
+                               double numerator, std::int32_t columns, std::int32_t i)
+{
+    alignas(64) std::int32_t indices[kBlock * kGroup];
+    const VD factor(wave.factor), offset(wave.offset), one(1.0), two(2.0), growth(wave.growth);
+    const VH mask(wave.mask);
+    VD r[kVectors], q[kVectors], c(numerator);
+#pragma GCC unroll 8
+    for (int v = 0; v < kVectors; ++v)
+    {
+        r[v] = Sqrt(VD(square) + rowSquares[v]);
+        q[v] = one / r[v];
+    }
+    // The first block ends where a row's samples are aligned for all that follow.
+    const std::uintptr_t at =
+        reinterpret_cast<std::uintptr_t>(group.first) / 8 + static_cast<std::uintptr_t>(step > 0 ? i : i + 1);
+    std::int32_t block = static_cast<std::int32_t>(step > 0 ? (0 - at) % 8 : at % 8);
+    if (block == 0)
+        block = kBlock;
+    while (columns > 0)
+    {
+        if (block > columns)
+            block = columns;
+        for (std::int32_t t = 0; t < block; ++t)
+        {
+            // In a row's own order: a pass to the left fills the block from its end.
+            std::int32_t* const to = indices + (step > 0 ? t : block - 1 - t) * kGroup;
+#pragma GCC unroll 8
+            for (int v = 0; v < kVectors; ++v)
+            {
+                (TruncToInt(factor * r[v] + offset) & mask).StoreU(to + v * kLanes);
+                r[v] = r[v] + c * q[v];
+                q[v] = q[v] * (two - q[v] * r[v]);
+            }
+            c = c + growth;
+        }
+        float* row = group.first + 2 * static_cast<std::ptrdiff_t>(step > 0 ? i : i - (block - 1));
+        columns -= block;
+        i += step * block;
+        const std::int32_t coming = columns < kBlock ? columns : kBlock;
+        const std::ptrdiff_t ahead = 2 * (step > 0 ? block : -coming);
+        for (std::int32_t n = 0; n < group.count; ++n, row += group.stride)
+        {
+            for (std::int32_t t = 0; t < coming; t += 8)
+                _mm_prefetch(reinterpret_cast<const char*>(row + ahead + 2 * t), _MM_HINT_T1);
+            std::int32_t t = 0;
+            for (; t + kLanes <= block; t += kLanes)
+            {
+                const std::int32_t* const from = indices + t * kGroup + n;
+                const auto index = [=](int e) LML_LAMBDA
+                {
+                    return static_cast<std::uint32_t>(from[e * kGroup]);
+                };
+                (VF::LoadU(row + 2 * t) + PairsAt(group.pairs, index)).StoreU(row + 2 * t);
+            }
+            for (; t < block; ++t)
+                AddPair(row + 2 * t, group.pairs, indices[t * kGroup + n]);
+        }
+        block = kBlock;
+    }
+}
+
+static void Recurrence(const PointPatch& patch, const RecurrenceWave& wave)
+{
+    alignas(64) float pairs[2 * kPhaseSteps];
+    MakePairs(pairs, wave.cosTable, wave.sinTable, wave.amp);
+    double y = (static_cast<double>(patch.jLo) - patch.ny / 2) * patch.py;
+    std::int32_t left = (patch.jHi - patch.jLo) / 2 * 2;
+    for (std::int32_t j = patch.jLo; left > 0; j += kGroup, left -= kGroup)
+    {
+        const RowGroup group = {pairs, SampleAt(patch, 0, j), 2 * static_cast<std::ptrdiff_t>(patch.nx),
+                                left < kGroup ? left : kGroup};
+        alignas(64) double d[kGroup];
+        for (std::int32_t n = 0; n < kGroup; n += 2)
+        {
+            // Lanes behind the last row are computed and not used.
+            d[n] = y - wave.y;
+            d[n + 1] = d[n] + patch.py;
+            y += 2 * patch.py;
+        }
+        VD rowSquares[kVectors];
+#pragma GCC unroll 8
+        for (int v = 0; v < kVectors; ++v)
+        {
+            const VD a = VD::Load(d + v * kLanes);
+            rowSquares[v] = a * a;
+        }
+        if (wave.right)
+            RecurrencePass<1>(wave, group, rowSquares, wave.right2, wave.rightStep, patch.iHi - wave.start, wave.start);
+        if (wave.left)
+            RecurrencePass<-1>(wave, group, rowSquares, wave.left2, wave.leftStep, wave.start - patch.iLo,
+                               wave.start - 1);
+    }
+}
+} // namespace point
+
+extern const PointTable pointTable;
+const PointTable pointTable = {point::Exact, point::Table, point::Recurrence};
+
+} // namespace LumoraLib::detail::LML_WIDE_NS

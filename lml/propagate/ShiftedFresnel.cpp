@@ -1,0 +1,452 @@
+// Fresnel propagation between parallel planes with any pitch and lateral position: a quadratic phase on the source, one
+// scaled FFT, a quadratic phase on the destination.
+//
+// With the corner coordinates (xS, yS), (xD, yD) of the two grids the kernel of the Fresnel integral splits into
+// exp(i PhiD) exp(i PhiS) exp(-2 pi i (a k i + b l j)), a = pD pS / (lambda z), b = qD qS / (lambda z)
+// (Muffoletto, Tyler, Tohline, Optics Express 15 (2007) 5631). Kept: the distance is an absolute value, so the
+// direction of travel is lost; the corners are global x and y, also between tilted planes: there the result is not the
+// field of that geometry, and tiles, which lie along the planes, do not make up the undivided operation.
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "base/Describe.h"
+#include "field/FieldTools.h"
+#include "propagate/Fused.h"
+#include "base/Mistakes.h"
+#include "base/Parallel.h"
+#include "base/Texts.h"
+#include "propagate/Tiles.h"
+
+#include <cmath>
+#include <cstdint>
+#include <optional>
+
+namespace LumoraLib
+{
+namespace
+{
+using detail::kTwoPi;
+using detail::MultiplyRow;
+
+/// Everything that one propagation takes from its two grids.
+struct Geometry
+{
+    double z;      // distance, never negative
+    double k;      // wavenumber of the source
+    double pS, qS; // source pitches
+    double pD, qD; // destination pitches
+    double xS, yS; // coordinates of the source's sample (0, 0)
+    double xD, yD; // coordinates of the destination's sample (0, 0)
+
+    double Wavelength() const { return kTwoPi / k; }
+    double ChirpX() const { return pD * pS / (Wavelength() * z); }
+    double ChirpY() const { return qD * qS / (Wavelength() * z); }
+    /// The imaginary prefactor -1 / (lambda z) times the source's sample area, rounded to float.
+    double Prefactor() const { return static_cast<float>(-1.0 / (Wavelength() * z) * pS * qS); }
+
+    double SourcePhase(std::int32_t i, std::int32_t j) const
+    {
+        const double x = i * pS + xS;
+        const double y = j * qS + yS;
+        return (k / z) * (x * (x / 2.0 - xD) + y * (y / 2.0 - yD));
+    }
+    double DestinationPhase(std::int32_t i, std::int32_t j) const
+    {
+        const double x = i * pD + xD;
+        const double y = j * qD + yD;
+        return (k / z) * ((x * x + y * y) / 2.0 - j * (yS * qD) - i * (xS * pD)) + k * z;
+    }
+};
+
+Geometry MakeGeometry(const Lumora& source, const Vector& place, const Vector& normal, std::int32_t nx, std::int32_t ny,
+                      double px, double py)
+{
+    Geometry g{};
+    g.z = Plane(place, normal).GetDistance(source.GetOrigin());
+    g.k = source.GetWavenumber();
+    g.pS = source.GetPx();
+    g.qS = source.GetPy();
+    g.pD = px;
+    g.qD = py;
+    g.xS = -(source.GetNx() / 2) * g.pS + source.GetOrigin().x;
+    g.yS = -(source.GetNy() / 2) * g.qS + source.GetOrigin().y;
+    g.xD = -(nx / 2) * g.pD + place.x;
+    g.yD = -(ny / 2) * g.qD + place.y;
+    detail::CheckDistance("LumoraLib::Lumora::ShiftedFresnelProp", g.z);
+    detail::CheckTilted("LumoraLib::Lumora::ShiftedFresnelProp", normal);
+    return g;
+}
+
+Geometry GeometryOf(const Lumora& source, const Lumora& destination)
+{
+    return MakeGeometry(source, destination.GetOrigin(), destination.GetNormalVector(), destination.GetNx(),
+                        destination.GetNy(), destination.GetPx(), destination.GetPy());
+}
+
+// The source and destination phases of one axis alone: the products of the two axes make the whole phase, up to its
+// constant.
+double SourcePhaseX(const void* context, std::int32_t i)
+{
+    const Geometry& g = *static_cast<const Geometry*>(context);
+    const double x = i * g.pS + g.xS;
+    return (g.k / g.z) * (x * (x / 2.0 - g.xD));
+}
+double SourcePhaseY(const void* context, std::int32_t j)
+{
+    const Geometry& g = *static_cast<const Geometry*>(context);
+    const double y = j * g.qS + g.yS;
+    return (g.k / g.z) * (y * (y / 2.0 - g.yD));
+}
+double DestinationPhaseX(const void* context, std::int32_t i)
+{
+    const Geometry& g = *static_cast<const Geometry*>(context);
+    const double x = i * g.pD + g.xD;
+    return (g.k / g.z) * (x * x / 2.0 - i * (g.xS * g.pD));
+}
+double DestinationPhaseY(const void* context, std::int32_t j)
+{
+    const Geometry& g = *static_cast<const Geometry*>(context);
+    const double y = j * g.qD + g.yD;
+    return (g.k / g.z) * (y * y / 2.0 - j * (g.yS * g.qD));
+}
+
+/// Both grids' phases and the transform in two passes, from samples to others or in place.
+void PropagateFused(Lumora& to, const Lumora& from, const Geometry& g, double a, double b)
+{
+    const ComplexDouble constant = ComplexDouble(0.0, g.Prefactor()) * detail::Unit(g.k * g.z);
+    detail::FusedChirp(to.GetDataPointer(), to.GetNx(), to.GetNy(), a, b, {SourcePhaseX, &g}, {SourcePhaseY, &g},
+                       {DestinationPhaseX, &g}, {DestinationPhaseY, &g}, constant.Real(), constant.Imag(),
+                       from.GetDataPointer());
+}
+
+/// The kernel computed in the call: destination samples from source samples, which may be the same buffer.
+void PropagateComputed(Lumora& destination, const Lumora& source, const Geometry& g)
+{
+    const std::int32_t nx = destination.GetNx();
+    const std::int32_t ny = destination.GetNy();
+    Complex* const to = destination.GetDataPointer();
+    const Complex* const from = source.GetDataPointer();
+    if (detail::CanFuseChirp(nx, ny))
+        return PropagateFused(destination, source, g, g.ChirpX(), g.ChirpY());
+    // The transform may lack memory: the destination's samples stay until it is done.
+    Lumora work(nx, ny);
+    Complex* const middle = work.GetDataPointer();
+    detail::ParallelRows(0, ny,
+                         [&](std::int32_t j)
+                         {
+                             const std::int64_t row = std::int64_t{j} * nx;
+                             MultiplyRow(middle + row, from + row, nx,
+                                         [&](std::int32_t i) { return g.SourcePhase(i, j); });
+                         });
+    work.RawScaledFft(g.ChirpX(), g.ChirpY());
+    const detail::PhaseProduct prefactor = detail::FactorTimes(ComplexDouble(0.0, g.Prefactor()));
+    detail::ParallelRows(0, ny,
+                         [&](std::int32_t j)
+                         {
+                             const std::int64_t row = std::int64_t{j} * nx;
+                             MultiplyRow(
+                                 to + row, middle + row, nx, [&](std::int32_t i) { return g.DestinationPhase(i, j); },
+                                 prefactor);
+                         });
+}
+
+/// The kernel of a scaled FFT that serves several calls. The fused form needs its parameters only: no spectrum.
+struct Kernel
+{
+    double a, b;
+    std::int32_t nx, ny; // size of the fields it fits
+    const ShiftedFresnelPropDescriptor* spectrum;
+};
+
+Kernel KernelOf(const ShiftedFresnelPropDescriptor& d)
+{
+    return {d.chirpX, d.chirpY, d.GetNx() / 2, d.GetNy() / 2, &d};
+}
+
+/// What becomes of the destination's samples.
+enum class Into
+{
+    Replace,
+    Add,
+    Cleared // cleared once nothing can fail any more, then added
+};
+
+/// The kernel is at hand: phases and chirps are one argument, and the transform's scale joins the prefactor. Whatever
+/// can fail comes before the destination's samples change.
+void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& g, const Kernel& kernel, Into into)
+{
+    const std::int32_t nx = destination.GetNx();
+    const std::int32_t ny = destination.GetNy();
+    const double a = kernel.a;
+    const double b = kernel.b;
+    if (destination.N() == 0)
+        return;
+    // A caller's descriptor counts by its samples: the fused form serves as long as they are what its parameters say.
+    if (detail::CanFuseChirp(nx, ny) && (kernel.spectrum == nullptr || detail::IsChirpKernel(*kernel.spectrum, a, b)))
+    {
+        if (into == Into::Replace)
+            return PropagateFused(destination, source, g, a, b);
+        Lumora result(nx, ny);
+        PropagateFused(result, source, g, a, b);
+        if (into == Into::Cleared)
+            destination.Clear();
+        const detail::MistakeScope inside;
+        destination += result;
+        return;
+    }
+    const auto chirp = [a, b](std::int32_t i, std::int32_t j)
+    {
+        return detail::ChirpPhase(detail::ChirpSquare(i), detail::ChirpSquare(j), a, b);
+    };
+    Lumora buffer(kernel.spectrum->GetNx(), kernel.spectrum->GetNy());
+    const std::int64_t wide = buffer.GetNx();
+    Complex* const doubled = buffer.GetDataPointer();
+    buffer.Clear();
+    detail::ParallelRows(0, ny,
+                         [&](std::int32_t j)
+                         {
+                             MultiplyRow(doubled + j * wide, source.GetDataPointer() + std::int64_t{j} * nx, nx,
+                                         [&](std::int32_t i) { return g.SourcePhase(i, j) - chirp(i, j); });
+                         });
+    detail::fftBinding.transform2d(doubled, buffer.GetNx(), buffer.GetNy(), -1);
+    const detail::MistakeScope inside;
+    buffer *= *kernel.spectrum;
+    detail::fftBinding.transform2d(doubled, buffer.GetNx(), buffer.GetNy(), 1);
+    const double c1 = static_cast<float>(g.Prefactor() * (1.0 / static_cast<double>(buffer.N())));
+    const detail::PhaseProduct how = detail::ProductTimes(ComplexDouble(0.0, c1), into != Into::Replace);
+    if (into == Into::Cleared)
+        destination.Clear();
+    detail::ParallelRows(0, ny,
+                         [&](std::int32_t j)
+                         {
+                             MultiplyRow(
+                                 destination.GetDataPointer() + std::int64_t{j} * nx, doubled + j * wide, nx,
+                                 [&](std::int32_t i) { return g.DestinationPhase(i, j) - chirp(i, j); }, how);
+                         });
+}
+
+constexpr char kTextDescriptor[] = "descriptor is not compatible";
+constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedFresnelProp";
+constexpr char fnAdd[] = "LumoraLib::Lumora::ShiftedFresnelPropAdd";
+constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedFresnelPropAddEx";
+
+/// The common checks of the two-field forms, in their order.
+void RequirePair(const Lumora& destination, const Lumora& source, const char* function)
+{
+    if (destination.IsSpectrum() || source.IsSpectrum())
+        Error(ERR_SOMETHING, function, "both objects are in real space");
+    if (!(destination.GetWavelength() == source.GetWavelength()) || destination.GetNx() != source.GetNx() ||
+        destination.GetNy() != source.GetNy())
+        Error(ERR_PARAMETER, function,
+              detail::Differing("at least one parameter is different", destination, source,
+                                detail::COMPARED_SIZES | detail::COMPARED_WAVELENGTHS));
+    if (detail::NormalsDiffer(destination, source))
+        Error(ERR_PARAMETER, function,
+              detail::Differing(detail::kTextSourceNormal, destination, source, detail::COMPARED_NORMALS));
+    detail::FieldAccess::RequireSamples(destination, function);
+    detail::FieldAccess::RequireSamples(source, function);
+    detail::RequireLength(source, 2, function);
+}
+
+bool Near(double a, double b)
+{
+    const double difference = a - b;
+    return std::sqrt(difference * difference) < 1e-12;
+}
+
+void RequireKernel(const Kernel& kernel, const Geometry& g, const Lumora& source, const char* function)
+{
+    if (!Near(g.ChirpX(), kernel.a) || !Near(g.ChirpY(), kernel.b) || kernel.nx != source.GetNx() ||
+        kernel.ny != source.GetNy())
+        Error(ERR_SOMETHING, function,
+              detail::Explained(kTextDescriptor,
+                                "The descriptor is for %d by %d samples and the products %.9g and %.9g of the pitches "
+                                "over wavelength and distance; the fields have %d by %d, %.9g and %.9g.",
+                                kernel.nx, kernel.ny, kernel.a, kernel.b, source.GetNx(), source.GetNy(), g.ChirpX(),
+                                g.ChirpY()));
+    if (kernel.spectrum)
+        detail::FieldAccess::RequireSamples(*kernel.spectrum, function);
+}
+
+/// The two-field forms with a kernel at hand.
+Lumora& PropagateWith(const Kernel& kernel, Lumora& destination, const Lumora& source, Into into)
+{
+    const char* const function = into == Into::Replace ? fnProp : fnAdd;
+    RequirePair(destination, source, function);
+    if (destination.GetNy() == 1)
+        return destination.ShiftedFresnelProp1d(source); // Kept: a one-row destination is overwritten, not added to.
+    const Geometry g = GeometryOf(source, destination);
+    RequireKernel(kernel, g, source, function);
+    PropagateCached(destination, source, g, kernel, into);
+    return destination;
+}
+
+/// The sum over all pairs of tiles, the destination cleared before the first is added or not.
+void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
+{
+    if (destination.N() == 0 || source.N() == 0)
+        return;
+    const detail::TileCounts counts = detail::CountTiles(source, destination);
+    const double z = destination.GetPlane().GetDistance(source.GetOrigin());
+    detail::CheckDistance(fnAddEx, z);
+    detail::CheckTilted(fnAddEx, destination.GetNormalVector());
+    const detail::MistakeScope inside;
+    // One kernel for all tile pairs: lateral positions do not enter it.
+    const std::int32_t nx = source.GetNx() / counts.sx;
+    const std::int32_t ny = source.GetNy() / counts.sy;
+    const double px = destination.GetPx();
+    const double py = destination.GetPy();
+    const double wavelength = source.GetWavelength();
+    Kernel kernel{source.GetPx() * px / (z * wavelength), source.GetPy() * py / (z * wavelength), nx, ny, nullptr};
+    std::optional<ShiftedFresnelPropDescriptor> descriptor;
+    if (!detail::CanFuseChirp(nx, ny))
+        kernel = KernelOf(descriptor.emplace(z, px, py, source.GetPx(), source.GetPy(), wavelength, nx, ny));
+    detail::TileSum sum(destination, clearFirst);
+    Into whole = clearFirst ? Into::Cleared : Into::Add;
+    detail::ForEachTilePair(destination, source, counts,
+                            [&](Lumora& to, const Lumora& from, bool isTile)
+                            {
+                                if (isTile)
+                                    return sum.Add(PropagateWith(kernel, to, from, Into::Replace));
+                                PropagateWith(kernel, to, from, whole);
+                                whole = Into::Add;
+                            });
+}
+} // namespace
+
+Lumora& Lumora::ShiftedFresnelProp(const Lumora& source)
+{
+    RequirePair(*this, source, fnProp);
+    if (ny_ == 1)
+        return ShiftedFresnelProp1d(source);
+    PropagateComputed(*this, source, GeometryOf(source, *this));
+    return *this;
+}
+
+Lumora& Lumora::ShiftedFresnelProp(const Lumora& source, const ShiftedFresnelPropDescriptor& d)
+{
+    return PropagateWith(KernelOf(d), *this, source, Into::Replace);
+}
+
+Lumora& Lumora::ShiftedFresnelPropAdd(const Lumora& source, const ShiftedFresnelPropDescriptor& d)
+{
+    return PropagateWith(KernelOf(d), *this, source, Into::Add);
+}
+
+Lumora& Lumora::ShiftedFresnelProp(const Vector& position, double px, double py)
+{
+    if (IsSpectrum())
+        Error(ERR_SOMETHING, fnProp, "object is in real space");
+    RequireSamples(fnProp);
+    detail::RequireLength(*this, 2, fnProp);
+    const Vector place = position;
+    PropagateComputed(*this, *this, MakeGeometry(*this, place, normalVector_, nx_, ny_, px, py));
+    origin_ = place;
+    px_ = px;
+    py_ = py;
+    return *this;
+}
+
+Lumora& Lumora::ShiftedFresnelProp(const Vector& position, double px, double py, const ShiftedFresnelPropDescriptor& d)
+{
+    if (IsSpectrum())
+        Error(ERR_SOMETHING, fnProp, "object is in real space");
+    RequireSamples(fnProp);
+    detail::RequireLength(*this, 2, fnProp);
+    const Vector place = position;
+    const Geometry g = MakeGeometry(*this, place, normalVector_, nx_, ny_, px, py);
+    RequireKernel(KernelOf(d), g, *this, fnProp);
+    PropagateCached(*this, *this, g, KernelOf(d), Into::Replace);
+    origin_ = place;
+    px_ = px;
+    py_ = py;
+    return *this;
+}
+
+Lumora& Lumora::ShiftedFresnelPropEx(const Lumora& source)
+{
+    if (&source == this)
+    {
+        const Lumora copy(source);
+        return ShiftedFresnelPropEx(copy);
+    }
+    detail::RequireTileable(*this, source, fnAddEx);
+    if (N() == 0 || source.N() == 0)
+        return Clear();
+    AddTiles(*this, source, true);
+    return *this;
+}
+
+Lumora& Lumora::ShiftedFresnelPropAddEx(const Lumora& source)
+{
+    detail::RequireTileable(*this, source, fnAddEx);
+    AddTiles(*this, source, false);
+    return *this;
+}
+
+Lumora& Lumora::ShiftedFresnelProp1d(const Lumora& source)
+{
+    static constexpr char fn[] = "LumoraLib::Lumora::ShiftedFresnelProp1d";
+    if (source.ny_ != 1 || ny_ != 1 || !(GetWavelength() == source.GetWavelength()) || nx_ != source.nx_)
+        Error(ERR_PARAMETER, fn,
+              detail::Differing("", *this, source, detail::COMPARED_SIZES | detail::COMPARED_WAVELENGTHS));
+    if (detail::NormalsDiffer(*this, source))
+        Error(ERR_PARAMETER, fn, detail::Differing(detail::kTextOtherNormal, *this, source, detail::COMPARED_NORMALS));
+    source.RequireSamples(fn);
+    detail::RequireLength(source, 2, fn);
+    const Geometry g = GeometryOf(source, *this);
+    Lumora work(nx_, 1);
+    MultiplyRow(work.dataPointer_, source.dataPointer_, nx_,
+                [&g](std::int32_t i)
+                {
+                    const double x = i * g.pS + g.xS;
+                    return (g.k / g.z) * x * (x / 2.0 - g.xD);
+                });
+    work.RawScaledFft1d(g.ChirpX());
+    Init(nullptr); // the last step that can fail
+    // Kept: the prefactor has the magnitude pS / sqrt(lambda z) and the phase -i, not that of the root of 1 / (i lambda
+    // z).
+    const double s = static_cast<float>((0.0 - g.pS) / std::sqrt(g.Wavelength() * g.z));
+    MultiplyRow(
+        dataPointer_, work.dataPointer_, nx_,
+        [&g](std::int32_t i)
+        {
+            const double x = i * g.pD + g.xD;
+            return (g.k / g.z) * (x * x / 2.0 - i * g.xS * g.pD) + g.k * g.z;
+        },
+        detail::FactorTimes(ComplexDouble(0.0, s)));
+    return *this;
+}
+
+// -------------------------------------------------------------------------------------------------------- descriptor
+
+ShiftedFresnelPropDescriptor::ShiftedFresnelPropDescriptor(double z, double px, double py, double sourcePx,
+                                                           double sourcePy, double wavelength, int nx, int ny)
+    : ScaledFftDescriptor(nx, ny, px * sourcePx / (z * wavelength), py * sourcePy / (z * wavelength))
+{
+}
+
+ShiftedFresnelPropDescriptor::ShiftedFresnelPropDescriptor(double z, double px, double py, const Lumora& source)
+    : ShiftedFresnelPropDescriptor(z, px, py, source.GetPx(), source.GetPy(), source.GetWavelength(), source.GetNx(),
+                                   source.GetNy())
+{
+}
+
+bool ShiftedFresnelPropDescriptor::IsCompatibleWith(double z, double px, double py, double sourcePx, double sourcePy,
+                                                    double wavelength, int nx, int ny) const
+{
+    return Near(px * sourcePx / (z * wavelength), chirpX) && Near(py * sourcePy / (z * wavelength), chirpY) &&
+           GetNx() / 2 == nx && GetNy() / 2 == ny;
+}
+
+bool ShiftedFresnelPropDescriptor::IsCompatibleWith(double z, double px, double py, const Lumora& source) const
+{
+    return IsCompatibleWith(z, px, py, source.GetPx(), source.GetPy(), source.GetWavelength(), source.GetNx(),
+                            source.GetNy());
+}
+
+bool ShiftedFresnelPropDescriptor::operator==(const ShiftedFresnelPropDescriptor& other) const
+{
+    return Near(chirpX, other.chirpX) && Near(chirpY, other.chirpY) && GetNx() == other.GetNx() &&
+           GetNy() == other.GetNy();
+}
+} // namespace LumoraLib

@@ -1,0 +1,738 @@
+// Rows of phase factors, the wide room. See WidePhase.h.
+#include "simd/SinCosBody-inl.h"
+
+namespace LumoraLib::detail::LML_WIDE_NS
+{
+namespace phase
+{
+
+// Columns of a row are taken in vectors of VD::lanes; the last vector is computed whole and stored in part, so that a
+// tail has the arithmetic of any other vector. The phases pass through a buffer of kBlock on their way to the sines: in
+// one loop the long chain of a square root or a division and the sine behind it would leave the processor waiting.
+static constexpr std::size_t kLanes = static_cast<std::size_t>(VD::lanes);
+static constexpr std::size_t kBlock = 256;
+
+LML_INLINE VD RoundToFloat(VD a)
+{
+#if LML_WIDE_LEVEL == 0
+    return VD(_mm_cvtps_pd(_mm_cvtpd_ps(a.v)));
+#elif LML_WIDE_LEVEL == 1
+    return VD(_mm256_cvtps_pd(_mm256_cvtpd_ps(a.v)));
+#else
+    return VD(_mm512_cvtps_pd(_mm512_cvtpd_ps(a.v)));
+#endif
+}
+
+/// Rounded samples in index order.
+LML_INLINE void StoreSamples(float* p, VD re, VD im)
+{
+#if LML_WIDE_LEVEL == 2
+    const __m512 both = _mm512_castpd_ps(_mm512_insertf64x4(
+        _mm512_castps_pd(_mm512_castps256_ps512(_mm512_cvtpd_ps(re.v))), _mm256_castps_pd(_mm512_cvtpd_ps(im.v)), 1));
+    const __m512i order = _mm512_setr_epi32(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
+    _mm512_storeu_ps(p, _mm512_permutexvar_ps(order, both));
+#else
+    StoreComplex(p, re, im);
+#endif
+}
+
+/// The VD::lanes samples at `from` to `to` in reverse order.
+LML_INLINE void CopyReversed(float* to, const float* from)
+{
+#if LML_WIDE_LEVEL == 0
+    const __m128 a = _mm_loadu_ps(from);
+    _mm_storeu_ps(to, _mm_shuffle_ps(a, a, 0x4e));
+#elif LML_WIDE_LEVEL == 1
+    _mm256_storeu_ps(to, _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(_mm256_loadu_ps(from)), 0x1b)));
+#else
+    const __m512i order = _mm512_setr_epi64(7, 6, 5, 4, 3, 2, 1, 0);
+    _mm512_storeu_pd(to, _mm512_permutexvar_pd(order, _mm512_castps_pd(_mm512_loadu_ps(from))));
+#endif
+}
+
+/// The columns i .. i + lanes - 1 of a row, which wrap as 32-bit numbers.
+LML_INLINE VH Columns(std::int32_t first, std::size_t i)
+{
+    return VH(static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(i))) +
+           VH::Iota();
+}
+
+// ------------------------------------------------------------------------------------------------ phases of a vector
+// Each form: the constants as vectors, made once per row, and At(columns).
+
+struct TransferForm
+{
+    static constexpr bool kBand = false;
+    VD du, c, tpd;
+    LML_MEMBER explicit TransferForm(const PhaseForm& f) : du(f.p[0]), c(f.p[1]), tpd(f.p[2]) {}
+    LML_MEMBER VD At(VH columns) const
+    {
+        const VD u = ToDouble(columns) * du, w = c - u * u;
+        const auto inside = w > VD::Zero();
+        return ZeroUnless(inside, tpd * Sqrt(ZeroUnless(inside, w)));
+    }
+};
+
+struct ShiftedForm
+{
+    static constexpr bool kBand = true;
+    VD du, low, high, x0, z0, c, v2, y0v;
+    LML_MEMBER explicit ShiftedForm(const PhaseForm& f)
+        : du(f.p[0]), low(f.p[1]), high(f.p[2]), x0(f.p[3]), z0(f.p[4]), c(f.p[5]), v2(f.p[6]), y0v(f.p[7])
+    {
+    }
+    /// Columns whose factor is 0. A bound that is not a number removes nothing.
+    LML_MEMBER VD::Mask Outside(VH columns) const
+    {
+        const VD u = ToDouble(columns) * du;
+        return (u <= low) | (u >= high);
+    }
+    /// 0 outside.
+    LML_MEMBER VD At(VH columns) const
+    {
+        const VD u = ToDouble(columns) * du;
+        const VD phase = VD(6.283185307179586) * ((x0 * u + z0 * Sqrt((c - u * u) - v2)) + y0v);
+        return Select(Outside(columns), VD::Zero(), phase);
+    }
+};
+
+struct FresnelInForm
+{
+    VD px, y2, k, dd;
+    LML_MEMBER explicit FresnelInForm(const PhaseForm& f) : px(f.p[0]), y2(f.p[1]), k(f.p[2]), dd(f.p[3]) {}
+    LML_MEMBER VD At(VH columns) const
+    {
+        const VD x = ToDouble(columns) * px;
+        return RoundToFloat((y2 + x * x) * k / dd);
+    }
+};
+
+struct FresnelOutForm
+{
+    VD px, y2, k, dd, d;
+    LML_MEMBER explicit FresnelOutForm(const PhaseForm& f) : px(f.p[0]), y2(f.p[1]), k(f.p[2]), dd(f.p[3]), d(f.p[4]) {}
+    LML_MEMBER VD At(VH columns) const
+    {
+        const VD x = ToDouble(columns) * px;
+        return RoundToFloat(((y2 + x * x) / dd + d) * k);
+    }
+};
+
+struct PlaneVectorForm
+{
+    VD base, a, px;
+    LML_MEMBER explicit PlaneVectorForm(const PhaseForm& f) : base(f.p[0]), a(f.p[1]), px(f.p[2]) {}
+    LML_MEMBER VD At(VH columns) const { return base + ToDouble(columns) * a * px; }
+};
+
+struct PlaneCosinesForm
+{
+    VD base, row, cosA, px, k;
+    LML_MEMBER explicit PlaneCosinesForm(const PhaseForm& f)
+        : base(f.p[0]), row(f.p[1]), cosA(f.p[2]), px(f.p[3]), k(f.p[4])
+    {
+    }
+    LML_MEMBER VD At(VH columns) const { return base + (row + ToDouble(columns) * cosA * px) * k; }
+};
+
+struct LensForm
+{
+    VD px, y2, minusK, f2;
+    LML_MEMBER explicit LensForm(const PhaseForm& f) : px(f.p[0]), y2(f.p[1]), minusK(f.p[2]), f2(f.p[3]) {}
+    LML_MEMBER VD At(VH columns) const
+    {
+        const VD x = ToDouble(columns) * px;
+        return minusK * (x * x + y2) / f2;
+    }
+};
+
+struct ChirpForm
+{
+    VD a, row, pi;
+    LML_MEMBER explicit ChirpForm(const PhaseForm& f) : a(f.p[0]), row(f.p[1]), pi(f.p[2]) {}
+    LML_MEMBER VD At(VH columns) const { return (ToDouble(columns * columns) * a + row) * pi; }
+};
+
+struct SourceForm
+{
+    VD kz, p, xS, xD, row;
+    LML_MEMBER explicit SourceForm(const PhaseForm& f) : kz(f.p[0]), p(f.p[1]), xS(f.p[2]), xD(f.p[3]), row(f.p[4]) {}
+    LML_MEMBER VD At(VH columns) const
+    {
+        const VD x = ToDouble(columns) * p + xS;
+        return kz * (x * (x * VD(0.5) - xD) + row);
+    }
+};
+
+struct DestinationForm
+{
+    VD kz, p, xD, y2, row, step, end;
+    LML_MEMBER explicit DestinationForm(const PhaseForm& f)
+        : kz(f.p[0]), p(f.p[1]), xD(f.p[2]), y2(f.p[3]), row(f.p[4]), step(f.p[5]), end(f.p[6])
+    {
+    }
+    LML_MEMBER VD At(VH columns) const
+    {
+        const VD i = ToDouble(columns), x = i * p + xD;
+        return kz * (((x * x + y2) * VD(0.5) - row) - i * step) + end;
+    }
+};
+
+/// A form less the chirp of the scaled transform.
+template <class Form>
+struct Chirped : Form
+{
+    VD a, chirpRow;
+    LML_MEMBER explicit Chirped(const PhaseForm& f) : Form(f), a(f.chirpA), chirpRow(f.chirpRow) {}
+    LML_MEMBER VD At(VH columns) const
+    {
+        return Form::At(columns) - VD(3.141592653589793) * (ToDouble(columns * columns) * a + chirpRow);
+    }
+};
+
+// Where the factors' loop has the phases from: Phase(columns, i) for the vector at the row's i-th sample, and Mask(),
+// which clears what lies outside a band.
+
+struct Stored
+{
+    const double* phase;
+    LML_MEMBER VD Phase(VH, std::size_t i) const { return VD::LoadU(phase + i); }
+    LML_MEMBER VD Mask(VH, VD a) const { return a; }
+};
+
+struct StoredBand
+{
+    const double* phase;
+    ShiftedForm form;
+    LML_MEMBER VD Phase(VH, std::size_t i) const { return VD::LoadU(phase + i); }
+    LML_MEMBER VD Mask(VH columns, VD a) const { return Select(form.Outside(columns), VD::Zero(), a); }
+};
+
+template <class Form>
+struct MaskOf
+{
+    const Form& form;
+    LML_MEMBER VD Mask(VH columns, VD a) const
+    {
+        if constexpr (Form::kBand)
+            return Select(form.Outside(columns), VD::Zero(), a);
+        return a;
+    }
+};
+
+/// The second member of a sample.
+struct StoredPolar
+{
+    const float* z;
+    LML_MEMBER VD Phase(VH, std::size_t i) const
+    {
+        VD amplitude, phase;
+        LoadComplex(z + 2 * i, amplitude, phase);
+        return phase;
+    }
+    LML_MEMBER VD Mask(VH, VD a) const { return a; }
+};
+
+// --------------------------------------------------------------------------------------------------------------- rows
+
+/// The phases themselves, whole vectors: room for n rounded up to VD::lanes.
+template <class Form>
+LML_INLINE void PhasesOf(const PhaseForm& f, std::int32_t first, std::size_t n, double* phase)
+{
+    const Form form(f);
+    for (std::size_t i = 0; i < n; i += kLanes)
+        form.At(Columns(first, i)).StoreU(phase + i);
+}
+
+/// n phases of a form that is not given.
+LML_NOINLINE void FillBlock(const PhaseForm& f, std::int32_t first, std::size_t n, double* phase)
+{
+    switch (f.kind)
+    {
+    case PhaseForm::Kind::Transfer:
+        PhasesOf<TransferForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::FresnelIn:
+        PhasesOf<FresnelInForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::FresnelOut:
+        PhasesOf<FresnelOutForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::PlaneVector:
+        PhasesOf<PlaneVectorForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::PlaneCosines:
+        PhasesOf<PlaneCosinesForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::Lens:
+        PhasesOf<LensForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::Chirp:
+        PhasesOf<ChirpForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::Source:
+        if (f.chirped)
+            PhasesOf<Chirped<SourceForm>>(f, first, n, phase);
+        else
+            PhasesOf<SourceForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::Destination:
+        if (f.chirped)
+            PhasesOf<Chirped<DestinationForm>>(f, first, n, phase);
+        else
+            PhasesOf<DestinationForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::Shifted:
+        PhasesOf<ShiftedForm>(f, first, n, phase);
+        break;
+    case PhaseForm::Kind::Given:
+        break;
+    }
+}
+
+/// Runs the factors of n samples into a sink: Whole(i, ...) for a vector at the i-th sample, Part(i, count, ...) for
+/// the last one. The phases of a vector are read before the sink writes it.
+template <class From, class Sink>
+LML_INLINE void Drive(const From& from, std::int32_t first, std::size_t n, const Sink& sink)
+{
+    VD x[2], s[2], c[2];
+    std::size_t i = 0;
+    for (; i + 2 * kLanes <= n; i += 2 * kLanes)
+    {
+        const VH columns[2] = {Columns(first, i), Columns(first, i + kLanes)};
+        x[0] = from.Phase(columns[0], i);
+        x[1] = from.Phase(columns[1], i + kLanes);
+        SinCosGroup<2>(x, s, c);
+        sink.Whole(i, columns[0], from, c[0], s[0]);
+        sink.Whole(i + kLanes, columns[1], from, c[1], s[1]);
+    }
+    for (; i < n; i += kLanes)
+    {
+        const VH columns = Columns(first, i);
+        SinCosV(from.Phase(columns, i), s[0], c[0]);
+        if (i + kLanes <= n)
+            sink.Whole(i, columns, from, c[0], s[0]);
+        else
+            sink.Part(i, n - i, columns, from, c[0], s[0]);
+    }
+}
+
+/// Calls body(from, start, count): the phases of the samples start .. start + count - 1, for pieces of the row. Given
+/// phases are copied only where the last vector would read past their end.
+template <class Body>
+LML_INLINE void InBlocks(const PhaseForm& f, std::int32_t first, std::size_t n, const Body& body)
+{
+    alignas(64) double phase[kBlock];
+    for (std::size_t start = 0; start < n; start += kBlock)
+    {
+        const std::size_t count = n - start < kBlock ? n - start : kBlock;
+        if (f.kind == PhaseForm::Kind::Given && count % kLanes == 0)
+        {
+            body(f.given + start, start, count);
+            continue;
+        }
+        if (f.kind == PhaseForm::Kind::Given)
+        {
+            std::memcpy(phase, f.given + start, count * sizeof(double));
+            for (std::size_t i = count; i % kLanes != 0; ++i)
+                phase[i] = 0.0;
+        }
+        else
+        {
+            FillBlock(f,
+                      static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(start)),
+                      count, phase);
+        }
+        body(phase, start, count);
+    }
+}
+
+// -------------------------------------------------------------------------------------------------------------- sinks
+
+struct UnitSink
+{
+    float *up, *down;
+    template <class From>
+    LML_MEMBER void Whole(std::size_t i, VH columns, const From& from, VD c, VD s) const
+    {
+        float both[2 * kLanes];
+        float* const to = up != nullptr ? up + 2 * i : both;
+        StoreSamples(to, from.Mask(columns, c), from.Mask(columns, s));
+        if (down != nullptr)
+            CopyReversed(down - 2 * static_cast<std::ptrdiff_t>(i + kLanes - 1), to);
+    }
+    template <class From>
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VH columns, const From& from, VD c, VD s) const
+    {
+        float both[2 * kLanes];
+        StoreSamples(both, from.Mask(columns, c), from.Mask(columns, s));
+        if (up != nullptr)
+            std::memcpy(up + 2 * i, both, count * 2 * sizeof(float));
+        if (down != nullptr)
+            for (std::size_t j = 0; j < count; ++j)
+                std::memcpy(down - 2 * static_cast<std::ptrdiff_t>(i + j), both + 2 * j, 2 * sizeof(float));
+    }
+};
+
+struct SplitSink
+{
+    float *re, *im;
+    template <class From>
+    LML_MEMBER void Whole(std::size_t i, VH columns, const From& from, VD c, VD s) const
+    {
+        StoreFloats(re + i, from.Mask(columns, c));
+        StoreFloats(im + i, from.Mask(columns, s));
+    }
+    template <class From>
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VH columns, const From& from, VD c, VD s) const
+    {
+        float r[kLanes], m[kLanes];
+        StoreFloats(r, from.Mask(columns, c));
+        StoreFloats(m, from.Mask(columns, s));
+        std::memcpy(re + i, r, count * sizeof(float));
+        std::memcpy(im + i, m, count * sizeof(float));
+    }
+};
+
+/// Whole vectors only.
+struct DoubleSink
+{
+    double *sines, *cosines;
+    template <class From>
+    LML_MEMBER void Whole(std::size_t i, VH, const From&, VD c, VD s) const
+    {
+        s.StoreU(sines + i);
+        c.StoreU(cosines + i);
+    }
+    template <class From>
+    LML_MEMBER void Part(std::size_t, std::size_t, VH, const From&, VD, VD) const
+    {
+    }
+};
+
+/// to := from times the factor. A product of two floats is exact in double, and a sum of two floats rounded to double
+/// and then to float is the float sum, so single precision is had by rounding.
+template <PhaseProduct::Rule rule, bool plain>
+struct ProductSink
+{
+    VD preRe, preIm, postRe, postIm;
+    bool hasPre, hasPost, add;
+    const float* source;
+    float* target;
+    LML_MEMBER ProductSink(const PhaseProduct& p, const float* from, float* to)
+        : preRe(p.preRe), preIm(p.preIm), postRe(p.postRe), postIm(p.postIm), hasPre(p.hasPre), hasPost(p.hasPost),
+          add(p.add), source(from), target(to)
+    {
+    }
+    template <class From>
+    LML_MEMBER void Vector(VH columns, const From& from, VD c, VD s, const float* in, float* out) const
+    {
+        VD a, b, re, im;
+        LoadComplex(in, a, b);
+        if constexpr (rule == PhaseProduct::Rule::Double)
+        {
+            if constexpr (!plain)
+            {
+                if (hasPre)
+                {
+                    const VD f = preRe * c - preIm * s;
+                    s = preRe * s + preIm * c;
+                    c = f;
+                }
+            }
+        }
+        else
+        {
+            c = RoundToFloat(c);
+            s = RoundToFloat(s);
+        }
+        if constexpr (rule == PhaseProduct::Rule::Single)
+        {
+            re = RoundToFloat(a * c) - RoundToFloat(b * s);
+            im = RoundToFloat(a * s) + RoundToFloat(b * c);
+        }
+        else if constexpr (rule == PhaseProduct::Rule::Mixed)
+        {
+            re = c * a - RoundToFloat(b * s);
+            im = a * s + RoundToFloat(b * c);
+        }
+        else
+        {
+            re = a * c - b * s;
+            im = a * s + b * c;
+        }
+        if constexpr (!plain)
+        {
+            if (rule == PhaseProduct::Rule::Double && hasPost)
+            {
+                const VD f = re * postRe - im * postIm;
+                im = re * postIm + im * postRe;
+                re = f;
+            }
+        }
+        // Outside a band 0, also where the sample is not finite.
+        re = from.Mask(columns, re);
+        im = from.Mask(columns, im);
+        if constexpr (!plain)
+        {
+            if (add)
+            {
+                LoadComplex(out, a, b);
+                re = a + RoundToFloat(re);
+                im = b + RoundToFloat(im);
+            }
+        }
+        StoreSamples(out, re, im);
+    }
+    template <class From>
+    LML_MEMBER void Whole(std::size_t i, VH columns, const From& from, VD c, VD s) const
+    {
+        Vector(columns, from, c, s, source + 2 * i, target + 2 * i);
+    }
+    template <class From>
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VH columns, const From& from, VD c, VD s) const
+    {
+        float a[2 * kLanes] = {}, b[2 * kLanes] = {};
+        const std::size_t bytes = count * 2 * sizeof(float);
+        std::memcpy(a, source + 2 * i, bytes);
+        if (add)
+            std::memcpy(b, target + 2 * i, bytes);
+        Vector(columns, from, c, s, a, b);
+        std::memcpy(target + 2 * i, b, bytes);
+    }
+};
+
+/// (A cos, A sin) in place, A the sample's amplitude: the first member of a polar one, else a root with im im in single
+/// precision.
+template <bool polar>
+struct AmplitudeSink
+{
+    float* z;
+    LML_MEMBER void Vector(VD c, VD s, float* at) const
+    {
+        VD a, b;
+        LoadComplex(at, a, b);
+        if constexpr (!polar)
+            a = Sqrt(a * a + RoundToFloat(b * b));
+        StoreSamples(at, a * c, a * s);
+    }
+    template <class From>
+    LML_MEMBER void Whole(std::size_t i, VH, const From&, VD c, VD s) const
+    {
+        Vector(c, s, z + 2 * i);
+    }
+    template <class From>
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VH, const From&, VD c, VD s) const
+    {
+        float part[2 * kLanes] = {};
+        std::memcpy(part, z + 2 * i, count * 2 * sizeof(float));
+        Vector(c, s, part);
+        std::memcpy(z + 2 * i, part, count * 2 * sizeof(float));
+    }
+};
+
+// --------------------------------------------------------------------------------------------------------------
+// entries
+
+#if LML_WIDE_LEVEL == 2
+/// A row of transfer functions with the square roots one step ahead of the sines, where the registers suffice for it.
+template <class Form, class Sink>
+LML_INLINE void DriveAhead(const PhaseForm& f, std::int32_t first, std::size_t n, const Sink& sink)
+{
+    const Form form(f);
+    const MaskOf<Form> from{form};
+    VD x[2], next[2], s[2], c[2];
+    std::size_t i = 0;
+    next[0] = form.At(Columns(first, 0));
+    next[1] = form.At(Columns(first, kLanes));
+    for (; i + 2 * kLanes <= n; i += 2 * kLanes)
+    {
+        x[0] = next[0];
+        x[1] = next[1];
+        next[0] = form.At(Columns(first, i + 2 * kLanes));
+        next[1] = form.At(Columns(first, i + 3 * kLanes));
+        SinCosGroup<2>(x, s, c);
+        sink.Whole(i, Columns(first, i), from, c[0], s[0]);
+        sink.Whole(i + kLanes, Columns(first, i + kLanes), from, c[1], s[1]);
+    }
+    for (int v = 0; i < n; i += kLanes, ++v)
+    {
+        SinCosV(next[v], s[0], c[0]);
+        if (i + kLanes <= n)
+            sink.Whole(i, Columns(first, i), from, c[0], s[0]);
+        else
+            sink.Part(i, n - i, Columns(first, i), from, c[0], s[0]);
+    }
+}
+#endif
+
+/// n phases, whole vectors of them there, to sines and cosines, whole vectors too.
+LML_NOINLINE void SinCosBlock(const double* phase, std::size_t n, double* sines, double* cosines)
+{
+    Drive(Stored{phase}, 0, n + (kLanes - n % kLanes) % kLanes, DoubleSink{sines, cosines});
+}
+
+/// A block's factors straight into a sink.
+template <class Sink>
+LML_NOINLINE void DriveBlock(const PhaseForm& f, const double* phase, std::int32_t first, std::size_t n,
+                             const Sink& sink)
+{
+    if (f.kind == PhaseForm::Kind::Shifted)
+        Drive(StoredBand{phase, ShiftedForm(f)}, first, n, sink);
+    else
+        Drive(Stored{phase}, first, n, sink);
+}
+
+/// The same by way of memory: for sinks that come in many kinds, each of which would hold the sine again.
+template <class From, class Sink>
+LML_INLINE void Apply(const From& from, std::int32_t first, std::size_t n, const double* s, const double* c,
+                      const Sink& sink)
+{
+    std::size_t i = 0;
+    for (; i + kLanes <= n; i += kLanes)
+        sink.Whole(i, Columns(first, i), from, VD::LoadU(c + i), VD::LoadU(s + i));
+    if (i < n)
+        sink.Part(i, n - i, Columns(first, i), from, VD::LoadU(c + i), VD::LoadU(s + i));
+}
+template <class Sink>
+LML_NOINLINE void ApplyBlock(const PhaseForm& f, std::int32_t first, std::size_t n, const double* s, const double* c,
+                             const Sink& sink)
+{
+    if (f.kind == PhaseForm::Kind::Shifted)
+        Apply(StoredBand{nullptr, ShiftedForm(f)}, first, n, s, c, sink);
+    else
+        Apply(Stored{nullptr}, first, n, s, c, sink);
+}
+
+LML_INLINE std::int32_t Advance(std::int32_t first, std::size_t n)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(n));
+}
+
+static void SinCosRow(const double* x, std::size_t n, double* s, double* c)
+{
+    const std::size_t whole = n - n % kLanes;
+    SinCosBlock(x, whole, s, c);
+    if (whole < n)
+    {
+        double part[kLanes] = {}, a[kLanes], b[kLanes];
+        const std::size_t bytes = (n - whole) * sizeof(double);
+        std::memcpy(part, x + whole, bytes);
+        SinCosBlock(part, kLanes, a, b);
+        std::memcpy(s + whole, a, bytes);
+        std::memcpy(c + whole, b, bytes);
+    }
+}
+
+static void Unit(const PhaseForm& f, std::int32_t first, std::size_t n, float* up, float* down)
+{
+#if LML_WIDE_LEVEL == 2
+    if (f.kind == PhaseForm::Kind::Transfer)
+    {
+        if (down == nullptr && up != nullptr)
+            DriveAhead<TransferForm>(f, first, n, UnitSink{up, nullptr});
+        else
+            DriveAhead<TransferForm>(f, first, n, UnitSink{up, down});
+        return;
+    }
+#endif
+    InBlocks(f, first, n,
+             [=, &f](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
+             {
+                 DriveBlock(f, phase, Advance(first, start), count,
+                            UnitSink{up != nullptr ? up + 2 * start : nullptr,
+                                     down != nullptr ? down - 2 * static_cast<std::ptrdiff_t>(start) : nullptr});
+             });
+}
+
+static void UnitSplit(const PhaseForm& f, std::int32_t first, std::size_t n, float* re, float* im)
+{
+#if LML_WIDE_LEVEL == 2
+    if (f.kind == PhaseForm::Kind::Transfer)
+        return DriveAhead<TransferForm>(f, first, n, SplitSink{re, im});
+    if (f.kind == PhaseForm::Kind::Shifted)
+        return DriveAhead<ShiftedForm>(f, first, n, SplitSink{re, im});
+#endif
+    InBlocks(f, first, n,
+             [=, &f](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA {
+                 DriveBlock(f, phase, Advance(first, start), count, SplitSink{re + start, im + start});
+             });
+}
+
+template <PhaseProduct::Rule rule>
+LML_INLINE void MultiplyBlock(const PhaseForm& f, const PhaseProduct& p, std::int32_t first, std::size_t n,
+                              const double* s, const double* c, const float* from, float* to)
+{
+    const bool plain = !p.add && !(rule == PhaseProduct::Rule::Double && (p.hasPre || p.hasPost));
+    if (plain)
+        ApplyBlock(f, first, n, s, c, ProductSink<rule, true>(p, from, to));
+    else
+        ApplyBlock(f, first, n, s, c, ProductSink<rule, false>(p, from, to));
+}
+
+static void Multiply(const PhaseForm& f, const PhaseProduct& p, std::int32_t first, std::size_t n, const float* from,
+                     float* to)
+{
+    using Rule = PhaseProduct::Rule;
+    alignas(64) double sines[kBlock], cosines[kBlock];
+    double* const s = sines;
+    double* const c = cosines;
+    InBlocks(f, first, n,
+             [=, &f, &p](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
+             {
+                 const float* const a = from + 2 * start;
+                 float* const b = to + 2 * start;
+                 const std::int32_t column = Advance(first, start);
+                 SinCosBlock(phase, count, s, c);
+                 switch (p.rule)
+                 {
+                 case Rule::Single:
+                     MultiplyBlock<Rule::Single>(f, p, column, count, s, c, a, b);
+                     break;
+                 case Rule::Mixed:
+                     MultiplyBlock<Rule::Mixed>(f, p, column, count, s, c, a, b);
+                     break;
+                 case Rule::Rounded:
+                     MultiplyBlock<Rule::Rounded>(f, p, column, count, s, c, a, b);
+                     break;
+                 case Rule::Double:
+                     MultiplyBlock<Rule::Double>(f, p, column, count, s, c, a, b);
+                     break;
+                 }
+             });
+}
+
+static void SetPhase(const PhaseForm& f, std::int32_t first, std::size_t n, float* z)
+{
+    alignas(64) double sines[kBlock], cosines[kBlock];
+    double* const s = sines;
+    double* const c = cosines;
+    InBlocks(f, first, n,
+             [=](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
+             {
+                 SinCosBlock(phase, count, s, c);
+                 Apply(Stored{nullptr}, 0, count, s, c, AmplitudeSink<false>{z + 2 * start});
+             });
+}
+
+static void PolarToComplex(float* z, std::size_t n)
+{
+    const std::size_t whole = n - n % kLanes;
+    Drive(StoredPolar{z}, 0, whole, AmplitudeSink<true>{z});
+    if (whole < n)
+    {
+        float part[2 * kLanes] = {};
+        const std::size_t bytes = (n - whole) * 2 * sizeof(float);
+        std::memcpy(part, z + 2 * whole, bytes);
+        Drive(StoredPolar{part}, 0, kLanes, AmplitudeSink<true>{part});
+        std::memcpy(z + 2 * whole, part, bytes);
+    }
+}
+
+} // namespace phase
+
+extern const PhaseTable phaseTable;
+const PhaseTable phaseTable = {phase::SinCosRow, phase::Unit,     phase::UnitSplit,
+                               phase::Multiply,  phase::SetPhase, phase::PolarToComplex};
+
+} // namespace LumoraLib::detail::LML_WIDE_NS

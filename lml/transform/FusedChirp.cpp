@@ -1,0 +1,163 @@
+// The scaled transform as a row pass and a column pass of one-dimensional chirp convolutions.
+//
+// The doubled two-dimensional convolution has an outer product as its kernel, so it is the same sum as convolutions
+// along the rows followed by convolutions along the columns: 4 n transforms of length 2 n instead of 12 n, and no
+// doubled grid. Phases are per axis, in double, and each axis' factor is rounded to float once.
+#include "transform/ChirpPhase.h"
+#include "transform/Dispatch.h"
+#include "field/FieldTools.h"
+#include "propagate/Fused.h"
+#include "base/Parallel.h"
+#include "base/Reduce.h"
+#include "simd/SinCos.h"
+#include "transform/wide/WideFft.h"
+#include "simd/WidePhase.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+namespace LumoraLib::detail
+{
+namespace
+{
+/// Factors before and after the convolution of one axis, and the transform of its chirp kernel.
+struct AxisTables
+{
+    std::unique_ptr<Complex[], FreeMemory> pre;
+    std::unique_ptr<Complex[], FreeMemory> spectrum;
+    std::unique_ptr<Complex[], FreeMemory> post;
+};
+
+double Extra(const AxisPhase& phase, std::int32_t index)
+{
+    return phase.phase ? phase.phase(phase.context, index) : 0.0;
+}
+
+void UnitFactors(const double* phases, std::size_t count, Complex* out)
+{
+    Phases().unit(PhaseForm::Given(phases), 0, count, reinterpret_cast<float*>(out), nullptr);
+}
+
+/// The transform of the chirp kernel of an axis, 2 n values.
+std::unique_ptr<Complex[], FreeMemory> AxisKernel(std::int32_t n, double a)
+{
+    const std::size_t count = 2 * static_cast<std::size_t>(n);
+    const auto phases = MallocArray<double>(count, "phase tables");
+    auto spectrum = MallocArray<Complex>(count, "phase tables");
+    for (std::int32_t i = 0; i < 2 * n; ++i)
+        phases[static_cast<std::size_t>(i)] = ChirpPhase(ChirpSquare(ChirpIndex(i, 2 * n)), 0.0, a, 0.0);
+    UnitFactors(phases.get(), count, spectrum.get());
+    WideFft1d(spectrum.get(), count, -1, false, 1.0f, 1);
+    return spectrum;
+}
+
+/// Whether the row is the products of y with the factors x, each within the root of (|x|^2 + floor) limit.
+bool IsProductRow(const Complex* row, const Complex* x, const Complex& y, std::size_t count, float floor, float limit)
+{
+    const float* const s = reinterpret_cast<const float*>(row);
+    const float* const f = reinterpret_cast<const float*>(x);
+    const float yRe = y.Real();
+    const float yIm = y.Imag();
+    std::uint32_t far = 0; // also for what is not a number
+    for (std::size_t i = 0; i < 2 * count; i += 2)
+    {
+        const float dRe = s[i] - (f[i] * yRe - f[i + 1] * yIm);
+        const float dIm = s[i + 1] - (f[i] * yIm + f[i + 1] * yRe);
+        const float most = (f[i] * f[i] + f[i + 1] * f[i + 1] + floor) * limit;
+        far |= static_cast<std::uint32_t>(!(dRe * dRe + dIm * dIm <= most));
+    }
+    return far == 0;
+}
+
+AxisTables MakeAxis(std::int32_t n, double a, const AxisPhase& pre, const AxisPhase& post, double cRe, double cIm)
+{
+    const std::size_t count = static_cast<std::size_t>(n);
+    const auto phases = MallocArray<double>(count, "phase tables");
+    double* const p = phases.get();
+    AxisTables axis{MallocArray<Complex>(count, "phase tables"), AxisKernel(n, a),
+                    MallocArray<Complex>(count, "phase tables")};
+    for (std::int32_t i = 0; i < n; ++i)
+        p[i] = Extra(pre, i) - ChirpPhase(ChirpSquare(i), 0.0, a, 0.0);
+    UnitFactors(p, count, axis.pre.get());
+    for (std::int32_t k = 0; k < n; ++k)
+    {
+        double s = 0.0;
+        double c = 0.0;
+        SinCos1(Extra(post, k) - ChirpPhase(ChirpSquare(k), 0.0, a, 0.0), s, c);
+        axis.post.get()[k] = Complex(cRe * c - cIm * s, cRe * s + cIm * c);
+    }
+    return axis;
+}
+
+WideConvolution Job(Complex* data, std::int32_t nx, std::int32_t ny, const AxisTables& axis, std::int32_t n)
+{
+    WideConvolution job;
+    job.data = data;
+    job.stride = static_cast<std::size_t>(nx);
+    job.columns = static_cast<std::size_t>(nx);
+    job.rows = static_cast<std::size_t>(ny);
+    job.pre = axis.pre.get();
+    job.spectrum = axis.spectrum.get();
+    job.post = axis.post.get();
+    job.scale = static_cast<float>(1.0 / (2.0 * n));
+    return job;
+}
+} // namespace
+
+bool CanFuseChirp(std::int32_t nx, std::int32_t ny)
+{
+    const auto isLength = [](std::int32_t n)
+    {
+        return n > 1 && n <= kLongestTransform / 2 && (n & (n - 1)) == 0;
+    };
+    return FusedBound() && isLength(nx) && isLength(ny);
+}
+
+void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, double b, AxisPhase preX, AxisPhase preY,
+                AxisPhase postX, AxisPhase postY, double cRe, double cIm, const Complex* source)
+{
+    const AxisTables x = MakeAxis(nx, a, preX, postX, 1.0, 0.0);
+    const AxisTables y = MakeAxis(ny, b, preY, postY, cRe, cIm);
+    const int threads = WideThreads(static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny), GetNumThreads());
+    const WideRowConvolution rows(Job(data, nx, ny, x, nx), threads);
+    const WideColumnConvolution columns(Job(data, nx, ny, y, ny), threads);
+    if (source != nullptr && source != data)
+    {
+        const std::size_t count = static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny);
+        CopySamples(data, count, source, count);
+    }
+    ParallelTeam(threads,
+                 [&](int index, int size)
+                 {
+                     rows.Part(index, size);
+                     TeamBarrier(size);
+                     columns.Part(index, size);
+                 });
+}
+
+bool IsChirpKernel(const Lumora& kernel, double a, double b)
+{
+    // Both factors carry errors of single precision relative to themselves and to the mean square of their axis, which
+    // is its number of samples.
+    constexpr double kTolerance = 1e-5;
+    const std::int32_t nx = kernel.GetNx();
+    const std::int32_t ny = kernel.GetNy();
+    const auto x = AxisKernel(nx / 2, a);
+    const auto y = AxisKernel(ny / 2, b);
+    const float floorX = static_cast<float>(nx);
+    const std::size_t width = static_cast<std::size_t>(nx);
+    std::atomic<bool> same{true};
+    ParallelRows(0, ny,
+                 [&](std::int32_t j)
+                 {
+                     const std::size_t row = static_cast<std::size_t>(j);
+                     const double square = y[row].GetReal() * y[row].GetReal() + y[row].GetImag() * y[row].GetImag();
+                     const float limit = static_cast<float>(kTolerance * kTolerance * (square + ny));
+                     if (same.load(std::memory_order_relaxed) &&
+                         !IsProductRow(kernel.GetDataPointer() + row * width, x.get(), y[row], width, floorX, limit))
+                         same.store(false, std::memory_order_relaxed);
+                 });
+    return same.load();
+}
+} // namespace LumoraLib::detail
