@@ -5,13 +5,6 @@ using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-
-Value At(const Lumora& f, int i, int j)
-{
-    const Complex c = f.GetPixel(i, j);
-    return {c.Real(), c.Imag()};
-}
 
 /// The product in double, rounded once.
 Complex Times(const Complex& a, double re, double im)

@@ -10,7 +10,6 @@ using namespace lmltest;
 namespace
 {
 constexpr int kThreads[] = {1, 2, 3, 7};
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 constexpr ComplexForm kForms[] = {COMPLEX_AMPLITUDE, SPECTRUM, POLAR_AMPLITUDE, POLAR_SPECTRUM};
 
 double D(float v)

@@ -6,7 +6,6 @@ using namespace lmltest;
 namespace
 {
 constexpr double kLambda = 632.8e-9;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 
 double Energy(const Lumora& f)
 {

@@ -8,9 +8,7 @@ using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
 using Step = std::function<void(Lumora&)>;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 const int kShapes[][2] = {{1, 1}, {2, 1}, {1, 2}, {4, 1}, {1, 4}, {2, 2}, {8, 1}, {4, 16}, {32, 8}, {64, 64}};
 
 struct Open : Lumora
@@ -46,11 +44,6 @@ double Distance(const Lumora& a, const Lumora& b, const Lumora& c)
     return std::sqrt(difference / norm);
 }
 
-Value At(const Lumora& f, int i, int j)
-{
-    const Complex c = f.GetPixel(i, j);
-    return {c.Real(), c.Imag()};
-}
 } // namespace
 
 TEST(Propagate, TransferFunctionSampleBySample)

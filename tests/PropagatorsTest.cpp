@@ -1,6 +1,5 @@
 // One suite of properties over every propagator: linear, energy kept, there and back, shifts, agreement where regimes
-// meet and with direct diffraction sums, the same bits for thread counts and instruction sets, windows.
-#include "base/Isa.h"
+// meet and with direct diffraction sums, windows. (FusedTest has state, bits and threads.)
 #include "TestTools.h"
 
 #include <functional>
@@ -9,8 +8,6 @@ using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 constexpr double kLambda = 5e-7;
 // The sampled source repeats every lambda z / p = 333 um behind it: beams and grids stay well inside.
 constexpr double kP = 3e-6;
@@ -398,34 +395,6 @@ TEST(Propagators, Shifts)
                 Lumora moved = Turned(beam, 3, -2);
                 moved.SetOrigin(Vector(-3 * kP, 2 * kP, 0.0));
                 EXPECT_LT(RelativeL2(p.run(moved), p.run(beam)), p.sumError) << p.name;
-            }
-        }
-}
-
-TEST(Propagators, SameBitsForEveryThreadCountAndInstructionSet)
-{
-    const Lumora source = Random(128, 128, 11);
-    const Lumora row = Random(64, 1, 12);
-    for (const FftLib lib : kEngines)
-        for (const Propagator& p : Propagators())
-        {
-            Engine engine(lib);
-            for (const Lumora* start : {&source, &row})
-            {
-                const Lumora expected = p.run(*start);
-                for (const int threads : {2, 3, 7})
-                {
-                    Threads team(threads);
-                    EXPECT_TRUE(SameBits(p.run(*start), expected)) << p.name << ", threads " << threads;
-                }
-                if (lib == FFT_LIB_SPLIT_RADIX)
-                    continue; // one instruction set only
-                for (const detail::Isa cap : {detail::Isa::Sse2, detail::Isa::Avx2})
-                {
-                    detail::CapIsa(cap);
-                    EXPECT_TRUE(SameBits(p.run(*start), expected)) << p.name << ", instruction set " << int(cap);
-                }
-                detail::CapIsa(detail::Isa::Avx512);
             }
         }
 }

@@ -8,19 +8,11 @@ using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 const int kShapes[][2] = {{1, 1}, {8, 1}, {2, 2}, {4, 16}, {32, 8}, {1, 8}};
 
 Value Unit(double turns)
 {
     return std::polar(1.0, 2.0 * M_PI * turns);
-}
-
-Value At(const Lumora& f, int i, int j)
-{
-    const Complex c = f.GetPixel(i, j);
-    return {c.Real(), c.Imag()};
 }
 
 Lumora Random(int nx, int ny, std::uint32_t seed = 5)

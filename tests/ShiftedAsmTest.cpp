@@ -8,8 +8,6 @@ using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 constexpr double kLambda = 5e-7;
 constexpr double kP = 0x1p-19; // about 1.9 and 3.8 um: powers of two, so that places on a bound are met exactly
 constexpr double kQ = 0x1p-18;

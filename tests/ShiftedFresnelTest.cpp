@@ -8,9 +8,7 @@ using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
 using Descriptor = ShiftedFresnelPropDescriptor;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 constexpr double kLambda = 5e-7;
 
 Lumora Random(int nx, int ny, std::uint32_t seed = 5)
