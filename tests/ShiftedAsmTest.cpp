@@ -301,16 +301,3 @@ TEST(ShiftedAsm, SourceAndDestinationInOne)
         EXPECT_LT(RelativeL2(f, start), 1e-6);
     }
 }
-
-TEST(ShiftedAsm, EnlargementsWithoutMemory)
-{
-    // An enlargement beyond what a transform takes is refused, not wrapped around.
-    for (const FftLib lib : kEngines)
-        for (const int precision : {31, 32, 33, 1000})
-        {
-            Engine engine(lib);
-            const Lumora source = Random(8, 8);
-            Lumora f = Target(8, 8, Vector(0, 0, 1e-4));
-            EXPECT_EQ(Catch([&] { f.ShiftedAsmProp(source, precision); }).code, 6) << precision;
-        }
-}

@@ -1,7 +1,6 @@
 // The wide element-wise loops against the plain ones, bit by bit: every operation, form, instruction set, thread count
 // and tail, special values, and arguments whose results lie next to a rounding boundary of float.
 #include "field/WideField.h"
-#include "base/Isa.h"
 #include "TestTools.h"
 
 #include <cstdlib>
@@ -9,10 +8,8 @@
 #include <sys/wait.h>
 
 using namespace lmltest;
-using LumoraLib::detail::CapIsa;
 using LumoraLib::detail::FieldTable;
 using LumoraLib::detail::Isa;
-using LumoraLib::detail::ProcessorIsa;
 using LumoraLib::detail::WideField;
 
 namespace
@@ -28,21 +25,6 @@ struct Open : Lumora
     using Lumora::_ConvToComplexForm;
     using Lumora::_ConvToPolarForm;
     using Lumora::Lumora;
-};
-
-std::vector<Isa> Sets()
-{
-    std::vector<Isa> sets;
-    for (const Isa isa : {Isa::Sse2, Isa::Avx2, Isa::Avx512})
-        if (isa <= ProcessorIsa())
-            sets.push_back(isa);
-    return sets;
-}
-
-struct Cap
-{
-    explicit Cap(Isa isa) { CapIsa(isa); }
-    ~Cap() { CapIsa(Isa::Avx512); }
 };
 
 float FromBits(std::uint32_t bits)
@@ -174,116 +156,35 @@ bool SameFloat(float a, float b)
     return Bits(a) == Bits(b) || (std::isnan(a) && std::isnan(b));
 }
 
-using Operation = std::function<void(Open&, const Lumora&)>;
-struct Named
+struct Operation
 {
     const char* name;
-    Operation run;
+    void (*run)(Open& a, const Lumora& b);
 };
-
-const Named kOperations[] = {
-    {"polar and back",
-     [](Open& a, const Lumora&)
-     {
-         a._ConvToPolarForm();
-         a._ConvToComplexForm();
-     }},
-    {"polar",
-     [](Open& a, const Lumora&)
-     {
-         a._ConvToPolarForm();
-     }},
-    {"intensity",
-     [](Open& a, const Lumora&)
-     {
-         a.ConvToIntensity();
-     }},
-    {"log intensity",
-     [](Open& a, const Lumora&)
-     {
-         a.ConvToLogIntensity();
-     }},
-    {"absolute",
-     [](Open& a, const Lumora&)
-     {
-         a.ConvToAbsolute();
-     }},
-    {"conjugate",
-     [](Open& a, const Lumora&)
-     {
-         a.ConvToConjugate();
-     }},
-    {"negate",
-     [](Open& a, const Lumora&)
-     {
-         -a;
-     }},
-    {"normalize",
-     [](Open& a, const Lumora&)
-     {
-         a.Normalize(0.7);
-     }},
-    {"normalize window",
-     [](Open& a, const Lumora&)
-     {
-         a.SetWindow(a.GetNx() / 3, a.GetNx() - 5, 0, 1);
-         a.NormalizeWin(1.3);
-     }},
-    {"+= field",
-     [](Open& a, const Lumora& b)
-     {
-         a += b;
-     }},
-    {"-= field",
-     [](Open& a, const Lumora& b)
-     {
-         a -= b;
-     }},
-    {"*= field",
-     [](Open& a, const Lumora& b)
-     {
-         a *= b;
-     }},
-    {"/= field",
-     [](Open& a, const Lumora& b)
-     {
-         a /= b;
-     }},
-    {"*= itself",
-     [](Open& a, const Lumora&)
-     {
-         a *= a;
-     }},
-    {"+= complex",
-     [](Open& a, const Lumora&)
-     {
-         a += ComplexDouble(0.1, -1e30);
-     }},
-    {"-= complex",
-     [](Open& a, const Lumora&)
-     {
-         a -= ComplexDouble(0.1, -1e-3);
-     }},
-    {"*= complex",
-     [](Open& a, const Lumora&)
-     {
-         a *= ComplexDouble(0.1, -1.7);
-     }},
-    {"/= complex",
-     [](Open& a, const Lumora&)
-     {
-         a /= ComplexDouble(1e-3, -0.7);
-     }},
-    {"*= double",
-     [](Open& a, const Lumora&)
-     {
-         a *= 0.1;
-     }},
-    {"/= double",
-     [](Open& a, const Lumora&)
-     {
-         a /= 1e-3;
-     }},
+// clang-format off
+#define OPERATION(name, ...) Operation{name, [](Open& a, [[maybe_unused]] const Lumora& b) { static_cast<void>(__VA_ARGS__); }}
+// clang-format on
+const Operation kOperations[] = {
+    OPERATION("polar and back", a._ConvToPolarForm(), a._ConvToComplexForm()),
+    OPERATION("polar", a._ConvToPolarForm()),
+    OPERATION("intensity", a.ConvToIntensity()),
+    OPERATION("log intensity", a.ConvToLogIntensity()),
+    OPERATION("absolute", a.ConvToAbsolute()),
+    OPERATION("conjugate", a.ConvToConjugate()),
+    OPERATION("negate", -a),
+    OPERATION("normalize", a.Normalize(0.7)),
+    OPERATION("normalize window", a.SetWindow(a.GetNx() / 3, a.GetNx() - 5, 0, 1).NormalizeWin(1.3)),
+    OPERATION("+= field", a += b),
+    OPERATION("-= field", a -= b),
+    OPERATION("*= field", a *= b),
+    OPERATION("/= field", a /= b),
+    OPERATION("*= itself", a *= a),
+    OPERATION("+= complex", a += ComplexDouble(0.1, -1e30)),
+    OPERATION("-= complex", a -= ComplexDouble(0.1, -1e-3)),
+    OPERATION("*= complex", a *= ComplexDouble(0.1, -1.7)),
+    OPERATION("/= complex", a /= ComplexDouble(1e-3, -0.7)),
+    OPERATION("*= double", a *= 0.1),
+    OPERATION("/= double", a /= 1e-3),
 };
 
 /// Every operation on the pairs, wide on all sets and the given team against plain on one thread.
@@ -293,7 +194,7 @@ void ExpectPlainBits(const std::vector<Pair>& pairs, std::initializer_list<int> 
     Lumora other(start);
     for (std::size_t n = 0; n < other.N(); ++n)
         other[n] = start.GetDataPointer()[(n * 7 + 3) % other.N()];
-    for (const Named& operation : kOperations)
+    for (const Operation& operation : kOperations)
         for (const ComplexForm form : {COMPLEX_AMPLITUDE, POLAR_AMPLITUDE})
         {
             Open plain(start);
@@ -303,7 +204,7 @@ void ExpectPlainBits(const std::vector<Pair>& pairs, std::initializer_list<int> 
                 const Threads team(1);
                 operation.run(plain, other);
             }
-            for (const Isa isa : Sets())
+            for (const Isa isa : InstructionSets())
                 for (const int threads : teams)
                 {
                     const Cap cap(isa);
@@ -350,7 +251,7 @@ TEST(WideField, TailsAndNeighbours)
 {
     constexpr std::size_t most = 40;
     const std::vector<Pair> pairs = Randoms(most, 9);
-    for (const Isa isa : Sets())
+    for (const Isa isa : InstructionSets())
     {
         const Cap cap(isa);
         const FieldTable& t = WideField();
@@ -414,7 +315,7 @@ TEST(WideField, TailsAndNeighbours)
 TEST(WideField, MaximaPassOverWhatIsNoNumberAndKeepTheFirstZero)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const Isa isa : Sets())
+    for (const Isa isa : InstructionSets())
     {
         const Cap cap(isa);
         const FieldTable& t = WideField();
@@ -444,7 +345,7 @@ TEST(WideField, MagnitudesAreThoseOfThePlainRoots)
     const std::vector<Pair> pairs = Randoms(4099, 21);
     std::vector<double> full(pairs.size());
     std::vector<double> mixed(pairs.size());
-    for (const Isa isa : Sets())
+    for (const Isa isa : InstructionSets())
     {
         const Cap cap(isa);
         WideField().magnitudes(&pairs[0].x, pairs.size(), full.data());
