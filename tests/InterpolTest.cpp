@@ -372,12 +372,3 @@ TEST(Interpol, SincSumsTheWholeRow)
     static_cast<void>(row.field.SincInterpol1d(kNan));
     static_cast<void>(row.field.SincInterpol1d(1e300));
 }
-
-TEST(Interpol, PolarPairsAreReadAsTheyStand)
-{
-    Lumora f(8, 8, 1.0, 1.0);
-    f.SetConst(Complex(2.0, 3.0));
-    f.Form() = POLAR_AMPLITUDE;
-    EXPECT_NEAR(f.LinearInterpol(0.5, 0.5).Real(), 2.0, 1e-6);
-    EXPECT_NEAR(f.Cubic4Interpol(0.5, 0.5).Imag(), 3.0, 1e-6);
-}

@@ -178,35 +178,23 @@ TEST(LocalSystem, ResamplingFollowsTheFootprintSampleBySample)
     }
 }
 
-TEST(LocalSystem, AnInfinityUnderATapOfWeightZeroIsSeen)
-{
-    for (const auto& [i, j] : {std::pair{12, 16}, {20, 16}, {16, 12}, {16, 20}})
-        InEveryForm(
-            [i = i, j = j]
-            {
-                Lumora source(32, 32, 1.0, 1.0), f(1, 1, 1.0, 1.0);
-                source.Clear().SetPixel(i, j, Complex(kInf, 0.0));
-                f.ResamplingCopy(source, CUBIC8_INTERPOL);
-                EXPECT_TRUE(std::isnan(f[0].Real())) << i << " " << j;
-            });
-}
-
 TEST(LocalSystem, JustBelowASampleTheFirstOfFiveTapsCounts)
 {
     // The continuous index is 8 - 2^-50: with 2 taken off it stays below 6, with 2 added it rounds to 10, which weighs 0.
     for (const auto& [i, j] : {std::pair{6, 8}, {8, 6}, {10, 8}, {9, 8}})
     {
-        Lumora source(16, 16, 1.0, 1.0), plain(1, 1, 1.0, 1.0);
+        Lumora source(16, 16, 1.0, 1.0), first(0, 0);
         source.Clear().SetPixel(i, j, Complex(1.0, -1.0));
         source.SetOrigin(Vector(std::ldexp(1.0, -50), std::ldexp(1.0, -50), 0.0));
-        Lumora wide(plain);
-        {
-            const Engine engine(FFT_LIB_SPLIT_RADIX);
-            plain.ResamplingCopy(source, BICUBIC_INTERPOL);
-        }
-        wide.ResamplingCopy(source, BICUBIC_INTERPOL);
-        EXPECT_EQ(plain[0].Real() != 0.0f, i != 10 && j != 10);
-        EXPECT_TRUE(SameBits(wide, plain)) << "sample " << i << ", " << j;
+        InEveryForm(
+            [&]
+            {
+                Lumora f(1, 1, 1.0, 1.0);
+                f.ResamplingCopy(source, BICUBIC_INTERPOL);
+                EXPECT_EQ(f[0].Real() != 0.0f, source.GetPixel(10, 8) == Complex());
+                first = first.N() == 0 ? f : first;
+                EXPECT_TRUE(SameBits(f, first));
+            });
     }
 }
 

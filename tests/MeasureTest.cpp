@@ -172,43 +172,47 @@ TEST(Measure, EverySumAndMaximum)
             f[131] = Complex(0.0, 0.0);
         f.Form() = form;
         const Lumora before(f);
-        for (const LML_RECT& window : kWindows)
-            for (const int threads : kThreads)
-                for (const FftLib engine : kEngines)
-                    for (const Measure& m : kMeasures)
-                    {
-                        if (Skips(threads, engine, form, window.left % 3 != 0))
-                            continue;
-                        const Threads team(threads);
-                        const Engine lib(engine);
-                        f.Window() = window;
-                        ExpectSame(m.measured(f), m.expected(f, threads),
-                                   std::string(m.name) + ", form " + std::to_string(form) + ", window from " +
-                                       std::to_string(window.left) + ", " + std::to_string(window.bottom) + ", " +
-                                       std::to_string(threads) + " threads");
-                        EXPECT_EQ(f.Window().left, window.left);
-                        EXPECT_EQ(f.Window().top, window.top);
-                    }
+        InEveryForm(
+            [&]
+            {
+                for (const LML_RECT& window : kWindows)
+                    for (const int threads : kThreads)
+                        for (const Measure& m : kMeasures)
+                        {
+                            if (Skips(threads, GetFftLib(), form, window.left % 3 != 0))
+                                continue;
+                            const Threads team(threads);
+                            f.Window() = window;
+                            ExpectSame(m.measured(f), m.expected(f, threads),
+                                       std::string(m.name) + ", form " + std::to_string(form) + ", window from " +
+                                           std::to_string(window.left) + ", " + std::to_string(threads) + " threads");
+                            EXPECT_EQ(f.Window().left, window.left);
+                            EXPECT_EQ(f.Window().top, window.top);
+                        }
+            });
         EXPECT_TRUE(SameBits(f, before));
     }
 }
 
 TEST(Measure, MaximaPassOverWhatIsNoNumber)
 {
-    for (const FftLib engine : kEngines)
-        for (const ComplexForm form : {SPECTRUM, POLAR_AMPLITUDE})
+    InEveryForm(
+        []
         {
-            const Engine lib(engine);
-            Lumora f(32, 2);
-            f.SetConst(Complex(std::numeric_limits<double>::quiet_NaN(), 0.0));
-            f.Form() = form;
-            EXPECT_TRUE(std::isnan(f.GetAmplitudeMax())); // nothing is greater than the start
-            f[0] = Complex(0.0, 2.0);
-            EXPECT_EQ(f.GetAmplitudeMax(), 2.0); // kept: the start is the pair's length also in polar form
-            f[40] = Complex(3.0, 0.0);
-            EXPECT_EQ(f.GetAmplitudeMax(), 3.0);
-            EXPECT_EQ(f.GetAmplitudeMaxWhole(), 3.0);
-        }
+            for (const ComplexForm form : {SPECTRUM, POLAR_AMPLITUDE})
+                for (std::size_t at = 1; at < 64; ++at)
+                {
+                    Lumora f(32, 2);
+                    f.SetConst(Complex(std::numeric_limits<double>::quiet_NaN(), 0.0));
+                    f.Form() = form;
+                    EXPECT_TRUE(std::isnan(f.GetAmplitudeMax())); // nothing is greater than the start
+                    f[0] = Complex(0.0, 2.0);
+                    EXPECT_EQ(f.GetAmplitudeMax(), 2.0); // kept: the start is the pair's length also in polar form
+                    f[at] = Complex(3.0, 0.0);
+                    EXPECT_EQ(f.GetAmplitudeMax(), 3.0);
+                    EXPECT_EQ(f.GetAmplitudeMaxWhole(), 3.0);
+                }
+        });
 }
 
 TEST(Measure, OneRowCountsColumnsWhateverTheRowsSay)

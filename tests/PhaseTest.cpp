@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <limits>
-#include <map>
 #include <set>
 
 using namespace lmltest;
@@ -128,34 +127,6 @@ TEST(Phase, ClippedPhaseTables)
             EXPECT_EQ(f[0].Real(), 2.5f);
             EXPECT_EQ(f.Form(), form);
         }
-}
-
-// The levels of a sweep over the turn are exactly (2 n / L - 1) 3.1415926, n = 1 ... L, each for 1/L of the phases.
-TEST(Phase, HardClippedSweepHasTheLevelsOnly)
-{
-    constexpr int count = 1 << 14;
-    Lumora f(count, 1);
-    for (const int levels : {1, 2, 3, 4, 16, 256})
-    {
-        for (int n = 0; n < count; ++n)
-        {
-            f.Real(n, 0) = 1.0f;
-            f.Imag(n, 0) = F((n + 0.37) / count * kTwoPi - kPi);
-        }
-        f.Form() = POLAR_AMPLITUDE;
-        f.HardClipPhase(levels);
-        std::map<float, int> found;
-        for (int n = 0; n < count; ++n)
-            ++found[f.Imag(n, 0)];
-        ASSERT_EQ(found.size(), static_cast<std::size_t>(levels));
-        int n = 0;
-        for (const auto& level : found)
-        {
-            ++n;
-            EXPECT_EQ(level.first, F((static_cast<double>(n) / levels * 2.0 - 1.0) * kLevelPi));
-            EXPECT_NEAR(level.second, count / levels, 1);
-        }
-    }
 }
 
 TEST(Phase, FormsComeBack)

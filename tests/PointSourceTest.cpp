@@ -229,25 +229,6 @@ TEST(PointSource, TableAndRecurrenceFollowTheWave)
         });
 }
 
-TEST(PointSource, FamiliesAgree)
-{
-    // Mean phase error of the truncated table is half a step; at 10 mm the amplitudes differ by 3e-5 at most.
-    const double x = 12 * kPitch;
-    const double y = -5 * kPitch;
-    const double z = 10e-3;
-    Lumora exact = Blank(128, 128);
-    exact.AddSphericalWave(Vector(x, y, -z), Phase(0.4), 1.0, WINDOW_RECT);
-    Lumora shifted = exact;
-    shifted *= ComplexDouble(std::cos(kStepAngle / 2), -std::sin(kStepAngle / 2));
-    for (By by : {By::Sqr, By::SQR, By::RF})
-    {
-        Lumora f = Blank(128, 128);
-        Add(f, by, x, y, by == By::RF ? z : -z, 1.0, 0.4, WINDOW_RECT);
-        EXPECT_LT(RelativeL2(f, exact), kStepAngle);
-        EXPECT_LT(RelativeL2(f, shifted), 0.35 * kStepAngle);
-    }
-}
-
 TEST(PointSource, LimitsOfTheTableMembers)
 {
     // A wave tilted to u = 0.1 / lambda admits sines from 0.1 - 0.15825 to 0.1 + 0.15825 in x at a pitch of 2 um.

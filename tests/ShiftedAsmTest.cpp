@@ -262,26 +262,6 @@ TEST(ShiftedAsm, AddAndTiles)
             }
 }
 
-TEST(ShiftedAsm, TilesAreTheWholeField)
-{
-    // A field of 64 by 64 cut into 16 tiles onto 16 by 16 in its middle: the sum over tiles is the propagation of the
-    // whole. A smooth source, since each tile pair has a band limit of its own.
-    Lumora source(64, 64, 4e-6, 4e-6, kLambda);
-    source.SetGaussian(1e-4, 2.0, 1.0);
-    Lumora whole(64, 64, 4e-6, 4e-6, kLambda);
-    whole.SetOrigin(Vector(0, 0, 5e-4));
-    whole.ShiftedAsmProp(source, 1);
-    Lumora part(16, 16, 4e-6, 4e-6, kLambda);
-    part.SetOrigin(Vector(0, 0, 5e-4));
-    part.ShiftedAsmPropEx(source);
-    Lumora middle(16, 16, 4e-6, 4e-6, kLambda);
-    for (int j = 0; j < 16; ++j)
-        for (int i = 0; i < 16; ++i)
-            middle.SetPixel(i, j, whole.GetPixel(24 + i, 24 + j));
-    EXPECT_LT(RelativeL2(part, middle), 0.02);
-    EXPECT_GT(RelativeL2(part, middle), 1e-6); // the tiles' band limits are not the whole field's
-}
-
 TEST(ShiftedAsm, SourceAndDestinationInOne)
 {
     for (const FftLib lib : kEngines)

@@ -163,26 +163,6 @@ TEST(ShiftedFresnel, OneRowReplacesAndHasItsOwnFactor)
     }
 }
 
-TEST(ShiftedFresnel, TilesAreTheWholeSum)
-{
-    // The Fresnel integral has no band limit: tiles add up to the sum over the whole source.
-    const int shapes[][4] = {{32, 8, 8, 32}, {32, 16, 8, 8}, {8, 8, 16, 32}, {16, 4, 64, 4}};
-    for (const FftLib lib : kEngines)
-        for (const auto& s : shapes)
-        {
-            Engine engine(lib);
-            const Lumora u = Random(s[0], s[1]);
-            Lumora f = Target(s[2], s[3], 0.02);
-            FillRandom(f, 3);
-            const Lumora start(f);
-            f.ShiftedFresnelPropAddEx(u);
-            EXPECT_LT(DistanceFromSum(f, u, 0.02, &start), 2e-5) << s[0] << " by " << s[1];
-            ExpectFrame(f, start);
-            f.ShiftedFresnelPropEx(u);
-            EXPECT_LT(DistanceFromSum(f, u, 0.02), 5e-6);
-        }
-}
-
 TEST(ShiftedFresnel, Descriptors)
 {
     const Lumora u = Random(16, 8);
