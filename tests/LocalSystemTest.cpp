@@ -202,37 +202,16 @@ TEST(LocalSystem, ResamplingRangesAndStates)
 {
     Lumora source(16, 16, 1.0, 1.0), target(16, 16, 1.0, 1.0);
     FillRandom(source);
-    const auto fresh = [&] { target.SetConst(Complex(7.0, 8.0)); };
-
-    fresh(); // the last column and row of the source are left out
-    target.SetWindow(2, 5, 3, 6).ResamplingCopy(source, CUBIC8_INTERPOL);
-    for (int n = 0; n < 16; ++n)
-    {
-        EXPECT_EQ(target.GetPixel(n, 15), Complex(0.0, 0.0));
-        EXPECT_EQ(target.GetPixel(15, n), Complex(0.0, 0.0));
-        EXPECT_EQ(target.GetPixel(14, std::min(n, 14)), source.GetPixel(14, std::min(n, 14)));
-    }
+    target.SetWindow(2, 5, 3, 6).SetConst(Complex(7.0, 8.0));
+    source.SetOrigin(Vector(1e12, 0, 0)); // wholly outside: nothing is cleared
+    EXPECT_EQ(target.ResamplingCopy(source, LINEAR_INTERPOL).GetPixel(3, 3), Complex(7.0, 8.0));
     EXPECT_EQ(target.Window().left, 2);
-
-    for (const auto& [x, y] : {std::pair{16.0, 0.0}, {-16.0, 0.0}, {0.0, 16.0}, {0.0, -16.0}, {1e12, 0.0}})
-    {
-        fresh(); // wholly outside: nothing is cleared
-        source.SetOrigin(Vector(x, y, 0));
-        target.ResamplingCopy(source, LINEAR_INTERPOL);
-        EXPECT_EQ(target.GetPixel(3, 3), Complex(7.0, 8.0)) << x << " " << y;
-    }
-    fresh(); // one column of overlap, left out by the exclusive end, yet everything is cleared
-    source.SetOrigin(Vector(-15, 0, 0));
-    target.ResamplingCopy(source, LINEAR_INTERPOL);
-    for (std::size_t n = 0; n < target.N(); ++n)
-        EXPECT_EQ(target[n], Complex(0.0, 0.0));
-
     source.SetOrigin(Vector());
     target.SetPx(1e-10).SetPy(1e-10); // the source's ends lie at indices beyond 32 bits, on both sides of the target
     target.ResamplingCopy(source, ADJACENT_INTERPOL);
     EXPECT_EQ(target.GetPixel(0, 15), source.GetPixel(8, 8));
     target.SetPx(1.0).SetPy(1.0);
-    fresh(); // a refused interpolator: the copy has cleared by then
+    target.SetConst(Complex(7.0, 8.0)); // a refused interpolator: the copy has cleared by then
     EXPECT_EQ(Catch([&] { target.ResamplingCopy(source, SINC_INTERPOL); }).code, 6);
     EXPECT_EQ(target.GetPixel(4, 4), Complex(0.0, 0.0));
 

@@ -307,28 +307,6 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
                 }
 }
 
-TEST(Measure, ScaleFactorFindsTheScaleOfLargestSnr)
-{
-    Lumora r(32, 32);
-    FillRandom(r, 3);
-    Lumora u(r);
-    u *= ComplexDouble(0.25, -2.0);
-    const ComplexDouble exact = u.GetScaleFactor(r);
-    EXPECT_NEAR(exact.Real(), 0.25, 1e-6);
-    EXPECT_NEAR(exact.Imag(), -2.0, 1e-6);
-    EXPECT_GT(u.GetSnr(r, exact), 1e12);
-    EXPECT_TRUE(std::isinf(r.GetSnr(r, ComplexDouble(1.0, 0.0))));
-    Lumora noise(32, 32);
-    FillRandom(noise, 17);
-    noise *= 0.1;
-    u += noise;
-    const ComplexDouble best = u.GetScaleFactor(r);
-    const double snr = u.GetSnr(r, best);
-    EXPECT_NEAR(snr, u.GetSquareSum() / noise.GetSquareSum(), 0.02 * snr);
-    for (const ComplexDouble& step : {ComplexDouble(1e-2, 0.0), ComplexDouble(-1e-2, 0.0), ComplexDouble(0.0, 1e-2)})
-        EXPECT_LT(u.GetSnr(r, best + step), snr);
-}
-
 TEST(Measure, OverlapFactor)
 {
     for (const int threads : kThreads)

@@ -81,13 +81,6 @@ void ExpectShifted(const Lumora& result, const Lumora& source, double x0, double
         }
 }
 
-bool AllZero(const Lumora& f)
-{
-    for (std::size_t n = 0; n < f.N(); ++n)
-        if (f.GetDataPointer()[n].Intensity() != 0.0)
-            return false;
-    return true;
-}
 } // namespace
 
 TEST(ShiftedAsm, SumsInDouble)
@@ -175,25 +168,6 @@ TEST(ShiftedAsm, RootsBeyondTheWavelengthAreNotGuarded)
             EXPECT_EQ(broken, near ? target.N() : 0u) << engine;
         }
     SetFftLib(FFT_LIB_VENDOR);
-}
-
-TEST(ShiftedAsm, BandBesideTheSpectrumGivesZeros)
-{
-    for (const FftLib lib : kEngines)
-        for (const Vector& shift :
-             {Vector(2e-4, 0, 1e-4), Vector(-2e-4, 0, 1e-4), Vector(0, 2e-4, 1e-4), Vector(0, -2e-4, 1e-4)})
-        {
-            Engine engine(lib);
-            Lumora source = Random(16, 8);
-            source.Form() = POLAR_AMPLITUDE;
-            Lumora f = Target(16, 8, shift);
-            FillRandom(f);
-            f.ShiftedAsmProp(source, 1);
-            EXPECT_TRUE(AllZero(f));
-            EXPECT_EQ(f.GetNx(), 16);
-            EXPECT_EQ(f.GetNy(), 8);
-            EXPECT_EQ(f.Form(), POLAR_AMPLITUDE);
-        }
 }
 
 TEST(ShiftedAsm, AddAndTiles)
