@@ -409,3 +409,19 @@ TEST(Rotation, LookupFollowsItsFormulas)
     coarse.RotateFs(copy, unit, nullptr, ADJACENT_INTERPOL, false);
     EXPECT_TRUE(std::isnan(coarse[5].Real()));
 }
+
+TEST(Rotation, RefusedKernelsLeaveSamplesFormAndPitch)
+{
+    Lumora field(8, 8, 1e-6, 1e-6, kWavelength), source(field), whole(0, 0);
+    FillRandom(field);
+    whole = field;
+    RMatrix r = Turn(0, 0.1);
+    InEveryForm(
+        [&]
+        {
+            EXPECT_EQ(Catch([&] { field.Rotate(source, r, nullptr, SINC_INTERPOL, false); }).code, 6);
+            EXPECT_TRUE(SameBits(field, whole));
+            EXPECT_EQ(field.Form(), COMPLEX_AMPLITUDE);
+            EXPECT_EQ(field.GetPx(), 1e-6);
+        });
+}
