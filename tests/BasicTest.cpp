@@ -1,8 +1,6 @@
 // Life cycle of a field, coordinates, window, form stack, and what happens when sizes and samples disagree.
 #include "TestTools.h"
 
-#include <algorithm>
-#include <climits>
 #include <utility>
 
 using namespace lmltest;
@@ -16,13 +14,6 @@ extern "C" const char* __asan_default_options()
 
 namespace
 {
-struct Open : Lumora
-{
-    using Lumora::Lumora;
-    using Lumora::PullForm;
-    using Lumora::PushForm;
-};
-
 const Failure kTooSmall{1, "LumoraLib::Lumora::Init", "User-Defined buffer is too small"};
 
 ::testing::AssertionResult WindowIs(Lumora& f, int left, int right, int bottom, int top)

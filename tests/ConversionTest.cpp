@@ -1,18 +1,10 @@
 // Form conversions, real quantities, normalisation and turns.
 #include "TestTools.h"
 
-
 using namespace lmltest;
 
 namespace
 {
-struct Open : Lumora
-{
-    using Lumora::_ConvToComplexForm;
-    using Lumora::_ConvToPolarForm;
-    using Lumora::Lumora;
-};
-
 Open One(float first, float second, ComplexForm form = COMPLEX_AMPLITUDE)
 {
     Open f(1, 1);

@@ -1,8 +1,6 @@
 // Embedding and extraction: places, windows, one-row fields, refusals that change nothing.
 #include "TestTools.h"
 
-#include <climits>
-
 using namespace lmltest;
 
 TEST(Embed, CentresAndCutsBack)

@@ -3,7 +3,6 @@
 #include "Fftsg.h"
 #include "Oracle.h"
 
-#include <limits>
 #include <tuple>
 
 namespace

@@ -3,22 +3,12 @@
 // else exactly, also after a refused call. And the memory that the fused forms take.
 #include "TestTools.h"
 
-#include <cstdlib>
-#include <functional>
-#include <memory>
-
 using namespace lmltest;
 
 namespace
 {
 constexpr double kLambda = 5e-7;
 using Buffer = std::unique_ptr<Complex, decltype(&Free)>;
-
-struct Open : Lumora
-{
-    explicit Open(const Lumora& f) : Lumora(f) {}
-    using Lumora::_ConvToComplexForm;
-};
 
 struct Operation
 {

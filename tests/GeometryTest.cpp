@@ -1,19 +1,10 @@
 // Lines, segments and planes: the two normals, the one-sided tests, intersections and comparisons within the tolerance.
 #include "TestTools.h"
 
-#include <cmath>
-
 using namespace lmltest;
 
 namespace
 {
-void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-14)
-{
-    EXPECT_NEAR(v.x, x, tolerance);
-    EXPECT_NEAR(v.y, y, tolerance);
-    EXPECT_NEAR(v.z, z, tolerance);
-}
-
 class Random
 {
 public:

@@ -1,9 +1,6 @@
 // Interpolation kernels against evaluations written out here, tap by tap, on small grids up to and beyond their edges.
 #include "TestTools.h"
 
-#include <cmath>
-#include <limits>
-
 using namespace lmltest;
 
 namespace

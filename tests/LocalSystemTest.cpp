@@ -1,23 +1,11 @@
 // The field's place in space, resampling between grids on one plane, and its wide forms against the plain ones.
 #include "TestTools.h"
 
-#include <cmath>
-#include <limits>
-
 using namespace lmltest;
 
 namespace
 {
 constexpr double kInf = std::numeric_limits<double>::infinity();
-const Interpol kAll[] = {LINEAR_INTERPOL,   CUBIC_INTERPOL,   CUBIC4_INTERPOL,  CUBIC6_INTERPOL,
-                         ADJACENT_INTERPOL, BICUBIC_INTERPOL, BILINEAR_INTERPOL};
-
-void ExpectNear(const Vector& a, const Vector& b, double tolerance = 1e-12)
-{
-    EXPECT_NEAR(a.x, b.x, tolerance);
-    EXPECT_NEAR(a.y, b.y, tolerance);
-    EXPECT_NEAR(a.z, b.z, tolerance);
-}
 
 /// One of the three operations by number, and what it does to one sample.
 Lumora& Apply(int operation, Lumora& f, const Lumora& source, Interpol k)
@@ -153,7 +141,7 @@ TEST(LocalSystem, ResamplingFollowsTheFootprintSampleBySample)
             source.SetOrigin(Vector(place(8), place(8), 0));
             source[source.N() / 2] = Complex(round % 8 == 1 ? kInf : 1.0, -1.0);
         }
-        for (const Interpol k : kAll)
+        for (const Interpol k : kInterpolators)
             for (int operation = 0; operation < 3; ++operation)
             {
                 Lumora before(target);

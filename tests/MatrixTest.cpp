@@ -1,7 +1,6 @@
 // Square matrices, rotations with their degenerate cases and shared statics, and frequency vectors.
 #include "TestTools.h"
 
-#include <cmath>
 #include <sstream>
 
 // An allocation that cannot be had must come back as null under a sanitizer too.
@@ -19,13 +18,6 @@ using namespace lmltest;
 namespace
 {
 constexpr double pi = 3.141592653589793;
-
-void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-15)
-{
-    EXPECT_NEAR(v.x, x, tolerance);
-    EXPECT_NEAR(v.y, y, tolerance);
-    EXPECT_NEAR(v.z, z, tolerance);
-}
 
 // Elements row by row.
 template <class Matrix>

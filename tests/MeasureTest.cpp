@@ -1,10 +1,6 @@
 // Measures against sums and maxima formed here from the samples: every form, window, thread count and engine choice.
 #include "TestTools.h"
 
-#include <climits>
-#include <limits>
-#include <memory>
-
 using namespace lmltest;
 
 namespace
@@ -259,18 +255,16 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
                     u.Window() = w.first;
                     r.Window() = w.second;
                     // Offsets inside both windows and both grids.
-                    std::vector<std::vector<std::pair<Complex, Complex>>> rows;
+                    std::vector<std::vector<std::pair<Value, Value>>> rows;
                     for (int y = 0; y < w.first.top - w.first.bottom; ++y)
                     {
-                        std::vector<std::pair<Complex, Complex>> row;
+                        std::vector<std::pair<Value, Value>> row;
                         for (int x = 0; x < w.first.right - w.first.left; ++x)
                         {
-                            const int i = w.first.left + x;
-                            const int j = w.first.bottom + y;
-                            const int p = w.second.left + x;
-                            const int q = w.second.bottom + y;
+                            const int i = w.first.left + x, j = w.first.bottom + y;
+                            const int p = w.second.left + x, q = w.second.bottom + y;
                             if (i >= 0 && i < 16 && j >= 0 && j < 8 && p >= 0 && p < 32 && q >= 0 && q < 16)
-                                row.push_back({u.GetPixel(i, j), r.GetPixel(p, q)});
+                                row.push_back({At(u, i, j), At(r, p, q)});
                         }
                         if (!row.empty())
                             rows.push_back(row);
@@ -280,28 +274,24 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
                         return TeamSum(static_cast<std::int64_t>(rows.size()), threads,
                                        [&](std::int64_t row, double& total)
                                        {
-                                           for (const auto& pair : rows[static_cast<std::size_t>(row)])
-                                               total += term(pair.first, pair.second);
+                                           for (const auto& [a, b] : rows[static_cast<std::size_t>(row)])
+                                               total += term(a, b);
                                        });
                     };
                     const double noise = sum(
-                        [&](const Complex& a, const Complex& b)
+                        [&](Value a, Value b)
                         {
-                            const double p = D(b.Real()) * sr - D(b.Imag()) * si;
-                            const double q = D(b.Imag()) * sr + D(b.Real()) * si;
-                            const double dr = static_cast<double>(static_cast<float>(D(a.Real()) - p));
-                            const double di = static_cast<double>(static_cast<float>(D(a.Imag()) - q));
-                            return dr * dr + di * di;
+                            const float re = static_cast<float>(a.real() - (b.real() * sr - b.imag() * si));
+                            const float im = static_cast<float>(a.imag() - (b.imag() * sr + b.real() * si));
+                            return D(re) * D(re) + D(im) * D(im);
                         });
+                    const double re = sum([](Value a, Value b) { return a.real() * b.real() + a.imag() * b.imag(); });
+                    const double im = sum([](Value a, Value b) { return a.imag() * b.real() - a.real() * b.imag(); });
                     const std::string where = "form " + std::to_string(form) + ", window from " +
                                               std::to_string(w.first.left) + ", " + std::to_string(threads) +
                                               " threads";
                     ExpectSame(u.GetSnr(r, scale), u.GetSquareSum() / noise, where);
                     ExpectSame(u.GetSNR(r, scale), u.GetSnr(r, scale), where);
-                    const double re = sum([](const Complex& a, const Complex& b)
-                                          { return D(a.Real()) * D(b.Real()) + D(a.Imag()) * D(b.Imag()); });
-                    const double im = sum([](const Complex& a, const Complex& b)
-                                          { return D(a.Imag()) * D(b.Real()) - D(a.Real()) * D(b.Imag()); });
                     ExpectSame(u.GetScaleFactor(r).Real(), re / r.GetSquareSum(), where);
                     ExpectSame(u.GetScaleFactor(r).Imag(), im / r.GetSquareSum(), where);
                 }

@@ -3,8 +3,6 @@
 #include "TestTools.h"
 
 #include <array>
-#include <climits>
-#include <limits>
 #include <set>
 
 using namespace lmltest;

@@ -1,8 +1,6 @@
 // Quantised amplitudes and phases, random phase, lens phase: value tables, forms in and out, refusals.
 #include "TestTools.h"
 
-#include <cstdlib>
-#include <limits>
 #include <set>
 
 using namespace lmltest;
@@ -13,13 +11,6 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 constexpr double kLevelPi = 3.1415926;
 constexpr float kInf = std::numeric_limits<float>::infinity();
-
-struct Open : Lumora
-{
-    using Lumora::Lumora;
-    using Lumora::PullForm;
-    using Lumora::PushForm;
-};
 
 float F(double v)
 {

@@ -1,8 +1,6 @@
 // Point arrays: the switch between inline and heap storage, geometry, projections, text, and memory that runs out.
 #include "TestTools.h"
 
-#include <cmath>
-#include <limits>
 #include <sstream>
 
 #include <malloc.h>
@@ -46,13 +44,6 @@ PointArray Of(std::initializer_list<Vector> list)
     for (const Vector& v : list)
         points.Insert(v);
     return points;
-}
-
-void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-14)
-{
-    EXPECT_NEAR(v.x, x, tolerance);
-    EXPECT_NEAR(v.y, y, tolerance);
-    EXPECT_NEAR(v.z, z, tolerance);
 }
 
 // The storage helpers, as a derived class sees them.

@@ -2,9 +2,6 @@
 // and limits, refusals, safety at the edges, and the wide forms bit by bit against the plain ones.
 #include "TestTools.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
 #include <thread>
 
 namespace

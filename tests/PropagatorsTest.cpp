@@ -2,8 +2,6 @@
 // diffraction sums, frames, polar sources. (FusedTest has state, bits and threads.)
 #include "TestTools.h"
 
-#include <functional>
-
 using namespace lmltest;
 
 namespace

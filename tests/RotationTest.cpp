@@ -9,8 +9,6 @@ namespace
 constexpr double kWavelength = 532e-9;
 constexpr double kTurn = 6.283185307179586;
 constexpr double kInf = std::numeric_limits<double>::infinity();
-const Interpol kAll[] = {LINEAR_INTERPOL,   CUBIC_INTERPOL,   CUBIC4_INTERPOL,  CUBIC6_INTERPOL,
-                         ADJACENT_INTERPOL, BICUBIC_INTERPOL, BILINEAR_INTERPOL};
 
 RMatrix Turn(double x, double y, double z = 0.0)
 {
@@ -343,7 +341,7 @@ TEST(Rotation, WideRowsGiveThePlainBits)
                 source.Clear();
             if (samples != Random)
                 source.SetPixel(c.sx / 2, c.sy / 2, Complex(samples == Single ? 1.0 : kInf, 1.0));
-            for (const Interpol k : kAll)
+            for (const Interpol k : kInterpolators)
                 for (const bool jacobian : {false, true})
                     for (const int threads : {1, 3})
                         if (threads == 1 || (samples == Random && jacobian))
@@ -358,7 +356,7 @@ TEST(Rotation, WideRowsGiveThePlainBits)
         FillRandom(source);
         source.SetPx(16384.0).SetPy(16384.0).SetPixel(i, j, Complex(kInf, 0.0));
         dest.SetPx(65536.0).SetPy(65536.0);
-        for (const Interpol k : kAll)
+        for (const Interpol k : kInterpolators)
             ExpectSameBits(source, dest, Turn(0, 0), k, false, 1);
     }
 }

@@ -2,7 +2,6 @@
 #include "TestTools.h"
 
 #include <filesystem>
-#include <functional>
 
 using namespace lmltest;
 

@@ -2,8 +2,6 @@
 // becomes of both fields, tiles, refusals.
 #include "TestTools.h"
 
-#include <functional>
-
 using namespace lmltest;
 
 namespace

@@ -2,8 +2,6 @@
 // the one-row branch, refusals.
 #include "TestTools.h"
 
-#include <functional>
-
 using namespace lmltest;
 
 namespace

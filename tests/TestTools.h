@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 
 #include <clocale>
 #include <cmath>
@@ -21,6 +22,8 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -195,6 +198,31 @@ inline double RelativeL2(const Lumora& a, const Lumora& b)
     }
     return std::sqrt(num / den);
 }
+
+inline void ExpectNear(const Vector& v, const Vector& w, double tolerance = 1e-12)
+{
+    EXPECT_NEAR(v.x, w.x, tolerance);
+    EXPECT_NEAR(v.y, w.y, tolerance);
+    EXPECT_NEAR(v.z, w.z, tolerance);
+}
+inline void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-14)
+{
+    ExpectNear(v, Vector(x, y, z), tolerance);
+}
+
+/// A field whose protected members anyone may call.
+struct Open : Lumora
+{
+    using Lumora::_ConvToComplexForm;
+    using Lumora::_ConvToPolarForm;
+    using Lumora::Lumora;
+    using Lumora::PullForm;
+    using Lumora::PushForm;
+    Open(const Lumora& f) : Lumora(f) {}
+};
+
+constexpr Interpol kInterpolators[] = {LINEAR_INTERPOL,   CUBIC_INTERPOL,   CUBIC4_INTERPOL,  CUBIC6_INTERPOL,
+                                       ADJACENT_INTERPOL, BICUBIC_INTERPOL, BILINEAR_INTERPOL};
 
 using Value = std::complex<double>;
 inline Value At(const Lumora& f, int i, int j)

@@ -1,8 +1,6 @@
 // Complex numbers with their mixed precision, phases with their lopsided wrap, vectors, and the enumerations' values.
 #include "TestTools.h"
 
-#include <cmath>
-#include <limits>
 #include <sstream>
 
 using namespace lmltest;

@@ -2,8 +2,6 @@
 // and tail, special values, and arguments whose results lie next to a rounding boundary of float.
 #include "TestTools.h"
 
-#include <cstdlib>
-#include <limits>
 #include <sys/wait.h>
 
 using namespace lmltest;
@@ -15,13 +13,6 @@ struct Pair
 {
     float x;
     float y;
-};
-
-struct Open : Lumora
-{
-    using Lumora::_ConvToComplexForm;
-    using Lumora::_ConvToPolarForm;
-    using Lumora::Lumora;
 };
 
 float FromBits(std::uint32_t bits)
