@@ -140,34 +140,28 @@ TEST(Basic, CallersBuffer)
 {
     Complex* const memory = static_cast<Complex*>(Malloc(64 * sizeof(Complex), "test"));
     Lumora f(0, 0);
-    f.SetNx(7).SetNy(8);
-    f.Init(memory);
+    f.SetNx(7).SetNy(8).Init(memory);
     EXPECT_EQ(f.GetNx(), 8);
     f.SetConst(Complex(2.0, 0.0));
-    EXPECT_EQ(memory[63].Real(), 2.0f);
     f.Dispose();
+    EXPECT_EQ(memory[63].Real(), 2.0f);
     EXPECT_EQ(f.GetDataPointer(), memory);
     Lumora copy(f);
     EXPECT_NE(copy.GetDataPointer(), memory);
     EXPECT_TRUE(SameBits(copy, f));
-    f.SetNx(16);
-    EXPECT_EQ(Catch([&] { f.Init(nullptr); }), kTooSmall);
-    EXPECT_EQ(Catch([&] { f.SetConst(Complex()); }).code, 6);
-    f.SetNx(INT_MAX);
-    EXPECT_EQ(Catch([&] { f.Init(nullptr); }), kTooSmall);
-    f.SetNx(4);
-    f.Init(nullptr); // fits: stays on the buffer
+    for (const int nx : {16, INT_MAX})
+    {
+        f.SetNx(nx);
+        EXPECT_EQ(Catch([&] { f.Init(nullptr); }), kTooSmall);
+        EXPECT_EQ(Catch([&] { f.SetConst(Complex()); }).code, 6);
+    }
+    f.SetNx(4).Init(nullptr); // fits: stays on the buffer
+    f = Lumora(2, 2);
     EXPECT_EQ(f.GetDataPointer(), memory);
-    copy = Lumora(2, 2);
-    f = copy;
-    EXPECT_EQ(f.GetDataPointer(), memory);
-    f.SetNy(0);
-    f.Init(nullptr); // gives the caller's buffer back through Free
+    f.SetNy(0).Init(nullptr); // gives the caller's buffer back through Free
     EXPECT_EQ(f.GetDataPointer(), nullptr);
-    f.SetNx(16).SetNy(16);
-    f.Init(nullptr); // and owns its samples from here on
-    f.Clear();
-    EXPECT_EQ(f[255].Real(), 0.0f);
+    f.SetNx(16).SetNy(16).Init(nullptr); // and owns its samples from here on
+    EXPECT_EQ(f.Clear()[255].Real(), 0.0f);
 }
 
 TEST(Basic, CopiesAreDeepAndStayInsideTheSource)
@@ -230,9 +224,7 @@ TEST(Basic, Moves)
     FillRandom(f);
     const Lumora copy(f);
     Complex* const block = f.GetDataPointer();
-    Lumora g(std::move(f));
-    EXPECT_EQ(g.GetDataPointer(), block);
-    Lumora h(2, 2);
+    Lumora g(std::move(f)), h(2, 2);
     h = std::move(g);
     EXPECT_EQ(h.GetDataPointer(), block);
     EXPECT_TRUE(SameBits(h, copy));
@@ -241,20 +233,15 @@ TEST(Basic, Moves)
         EXPECT_EQ(moved->N(), 0u);
         EXPECT_EQ(moved->GetDataPointer(), nullptr);
         EXPECT_TRUE(WindowIs(*moved, 0, 0, 0, 0));
-        moved->SetNx(4).SetNy(4);
-        moved->Init(nullptr);
+        moved->SetNx(4).SetNy(4).Init(nullptr);
         moved->SetConst(Complex(1.0, 1.0));
     }
-    // On a caller's buffer the assignment copies.
-    alignas(16) Complex memory[64];
-    Lumora user(0, 0);
-    user.SetNx(8).SetNy(8);
-    user.Init(memory);
-    user = std::move(h);
-    EXPECT_EQ(user.GetDataPointer(), memory);
-    EXPECT_TRUE(SameBits(user, copy));
+    Fenced user(8, 8); // on a caller's buffer the assignment copies
+    Complex* const memory = user.field.GetDataPointer();
+    user.field = std::move(h);
+    EXPECT_EQ(user.field.GetDataPointer(), memory);
     EXPECT_TRUE(SameBits(h, copy));
-    f = std::move(user);
+    f = std::move(user.field);
     EXPECT_NE(f.GetDataPointer(), memory);
     EXPECT_TRUE(SameBits(f, copy));
 }

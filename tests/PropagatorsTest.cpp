@@ -56,8 +56,8 @@ std::function<Lumora(const Lumora&)> InPlace(const Step& step)
 }
 
 template <class Step>
-std::function<Lumora(const Lumora&)> Onto(double x, double y, double pitch, const Step& step, int growX = 0,
-                                          int growY = 0)
+std::function<Lumora(const Lumora&)> Onto(double x, double y, double pitch, const Step& step, int growX,
+                                          int growY)
 {
     return [=](const Lumora& source)
     {
@@ -76,16 +76,9 @@ ShiftedFresnelPropDescriptor DescriptorOf(const Lumora& f, const Lumora& s)
     return ShiftedFresnelPropDescriptor(kZ, f.GetPx(), f.GetPy(), s);
 }
 
-void OldPropagation(Lumora& f)
+/// The oldest forms neither scale nor move.
+void Finish(Lumora& f)
 {
-    f._Old_SPWProp(kZ);
-    f *= 1.0 / double(f.N());
-    f.SetOrigin(f.GetOrigin() + Vector(0, 0, kZ));
-}
-
-void TablePropagation(Lumora& f)
-{
-    f.Fft(-1).SPWPropFsTbl(kZ, TrigTable(20)).Fft(1);
     f *= 1.0 / double(f.N());
     f.SetOrigin(f.GetOrigin() + Vector(0, 0, kZ));
 }
@@ -111,65 +104,44 @@ Lumora Tilted(const Lumora& source)
     return f;
 }
 
+// clang-format off
+#define IN_PLACE(...) InPlace([](Lumora& f) { __VA_ARGS__; })
+#define ONTO(x, y, pitch, ...) Onto(x, y, pitch, [](Lumora& f, const Lumora& s) { __VA_ARGS__; }, 0, 0)
+#define ONTO_SIZES(x, y, pitch, growX, growY, ...) Onto(x, y, pitch, [](Lumora& f, const Lumora& s) { __VA_ARGS__; }, growX, growY)
+
 const std::vector<Propagator>& Propagators()
 {
-    constexpr WindowOf kDestination = WindowOf::Destination;
-    using F = Lumora;
+    constexpr WindowOf source = WindowOf::Source, dest = WindowOf::Destination, grid = WindowOf::Grid;
     static const std::vector<Propagator> table = {
-        {"RawAsmProp", InPlace([](F& f) { f.RawAsmProp(kZ); }), 1e-4, 1e-5, WindowOf::Source, false, true},
-        {"AsmProp", InPlace([](F& f) { f.AsmProp(kZ); }), 1e-4, 1e-5, WindowOf::Source, false, true},
-        {"ExactAsmProp", InPlace([](F& f) { f.ExactAsmProp(kZ); }), 1e-4, 1e-4},
-        {"SPWProp", InPlace([](F& f) { f.SPWProp(kZ); }), 1e-4, 1e-5, WindowOf::Source, false, true},
-        {"_Old_SPWProp", InPlace(OldPropagation), 1e-4, 1e-5, WindowOf::Source, false, true},
-        {"SPWPropFsTbl", InPlace(TablePropagation), 5e-4, 1e-5, WindowOf::Source, false, true},
-        {"FresnelProp", InPlace(ScaledFresnel), 5e-3, 1e-4}, // phases rounded to float
-        {"FourierProp", InPlace(ScaledFourier), 0.0, 1e-4},
-        {"ShiftedAsmProp", Onto(0, 0, kP, [](F& f, const F& s) { f.ShiftedAsmProp(s, 1); }), 1e-4, 1e-4,
-         WindowOf::Source, true},
-        {"ShiftedAsmProp aside", Onto(12e-6, -8e-6, kP, [](F& f, const F& s) { f.ShiftedAsmProp(s, 2); }), 1e-4, 1e-4,
-         WindowOf::Source, true},
-        {"ShiftedAsmPropAdd", Onto(-16e-6, 4e-6, kP, [](F& f, const F& s) { f.ShiftedAsmPropAdd(s, 1); }), 1e-4, 1e-4,
-         kDestination, true},
-        {"ShiftedAsmPropEx",
-         Onto(
-             4e-6, 8e-6, kP, [](F& f, const F& s) { f.ShiftedAsmPropEx(s); }, 1, 0),
-         5e-3, 5e-3, kDestination, true},
-        {"ShiftedAsmPropAddEx",
-         Onto(
-             0, -8e-6, kP, [](F& f, const F& s) { f.ShiftedAsmPropAddEx(s); }, 1, 1),
-         5e-3, 5e-3, kDestination, true},
-        {"ShiftedFresnelProp", Onto(7e-6, -3e-6, 3.5e-6, [](F& f, const F& s) { f.ShiftedFresnelProp(s); }), 2e-4, 1e-3,
-         kDestination, true},
-        {"ShiftedFresnelProp cached",
-         Onto(-9e-6, 2e-6, 2.5e-6, [](F& f, const F& s) { f.ShiftedFresnelProp(s, DescriptorOf(f, s)); }), 2e-4, 0.0,
-         kDestination, true},
-        {"ShiftedFresnelPropAdd",
-         Onto(-9e-6, 2e-6, 3.8e-6, [](F& f, const F& s) { f.ShiftedFresnelPropAdd(s, DescriptorOf(f, s)); }), 2e-4,
-         1e-3, kDestination, true},
-        {"ShiftedFresnelProp in place",
-         InPlace([](F& f) { f.ShiftedFresnelProp(Vector(3e-6, 5e-6, kZ), 3e-6, 3.5e-6); }), 2e-4, 1e-3,
-         WindowOf::Source, true},
+        {"RawAsmProp", IN_PLACE(f.RawAsmProp(kZ)), 1e-4, 1e-5, source, false, true},
+        {"AsmProp", IN_PLACE(f.AsmProp(kZ)), 1e-4, 1e-5, source, false, true},
+        {"ExactAsmProp", IN_PLACE(f.ExactAsmProp(kZ)), 1e-4, 1e-4},
+        {"SPWProp", IN_PLACE(f.SPWProp(kZ)), 1e-4, 1e-5, source, false, true},
+        {"_Old_SPWProp", IN_PLACE(Finish(f._Old_SPWProp(kZ))), 1e-4, 1e-5, source, false, true},
+        {"SPWPropFsTbl", IN_PLACE(Finish(f.Fft(-1).SPWPropFsTbl(kZ, TrigTable(20)).Fft(1))), 5e-4, 1e-5, source, false, true},
+        {"FresnelProp", IN_PLACE(ScaledFresnel(f)), 5e-3, 1e-4}, // phases rounded to float
+        {"FourierProp", IN_PLACE(ScaledFourier(f)), 0.0, 1e-4},
+        {"ShiftedAsmProp", ONTO(0, 0, kP, f.ShiftedAsmProp(s, 1)), 1e-4, 1e-4, source, true},
+        {"ShiftedAsmProp aside", ONTO(12e-6, -8e-6, kP, f.ShiftedAsmProp(s, 2)), 1e-4, 1e-4, source, true},
+        {"ShiftedAsmPropAdd", ONTO(-16e-6, 4e-6, kP, f.ShiftedAsmPropAdd(s, 1)), 1e-4, 1e-4, dest, true},
+        {"ShiftedAsmPropEx", ONTO_SIZES(4e-6, 8e-6, kP, 1, 0, f.ShiftedAsmPropEx(s)), 5e-3, 5e-3, dest, true},
+        {"ShiftedAsmPropAddEx", ONTO_SIZES(0, -8e-6, kP, 1, 1, f.ShiftedAsmPropAddEx(s)), 5e-3, 5e-3, dest, true},
+        {"ShiftedFresnelProp", ONTO(7e-6, -3e-6, 3.5e-6, f.ShiftedFresnelProp(s)), 2e-4, 1e-3, dest, true},
+        {"ShiftedFresnelProp cached", ONTO(-9e-6, 2e-6, 2.5e-6, f.ShiftedFresnelProp(s, DescriptorOf(f, s))), 2e-4, 0.0, dest, true},
+        {"ShiftedFresnelPropAdd", ONTO(-9e-6, 2e-6, 3.8e-6, f.ShiftedFresnelPropAdd(s, DescriptorOf(f, s))), 2e-4, 1e-3, dest, true},
+        {"ShiftedFresnelProp in place", IN_PLACE(f.ShiftedFresnelProp(Vector(3e-6, 5e-6, kZ), 3e-6, 3.5e-6)), 2e-4, 1e-3, source, true},
         {"ShiftedFresnelProp in place, cached",
-         InPlace(
-             [](F& f) {
-                 f.ShiftedFresnelProp(Vector(3e-6, 5e-6, kZ), 3e-6, 3e-6,
-                                      ShiftedFresnelPropDescriptor(kZ, 3e-6, 3e-6, f));
-             }),
-         2e-4, 1e-2, WindowOf::Source, true},
-        {"ShiftedFresnelPropEx",
-         Onto(
-             5e-6, 0, 2.2e-6, [](F& f, const F& s) { f.ShiftedFresnelPropEx(s); }, 1, -1),
-         2e-4, 0.0, kDestination, true},
-        {"ShiftedFresnelPropAddEx",
-         Onto(
-             0, 3e-6, 3e-6, [](F& f, const F& s) { f.ShiftedFresnelPropAddEx(s); }, 1, 1),
-         2e-4, 1e-4, kDestination, true},
-        {"ScaledFft", InPlace([](F& f) { f.ScaledFft(-0.8, -0.9); })},
-        {"RawScaledFft", InPlace([](F& f) { f.RawScaledFft(0.013, -0.02); })},
-        {"Rotate", Tilted, 0.0, 1e-5, WindowOf::Grid, false, false, false},
+         IN_PLACE(f.ShiftedFresnelProp(Vector(3e-6, 5e-6, kZ), 3e-6, 3e-6, ShiftedFresnelPropDescriptor(kZ, 3e-6, 3e-6, f))),
+         2e-4, 1e-2, source, true},
+        {"ShiftedFresnelPropEx", ONTO_SIZES(5e-6, 0, 2.2e-6, 1, -1, f.ShiftedFresnelPropEx(s)), 2e-4, 0.0, dest, true},
+        {"ShiftedFresnelPropAddEx", ONTO_SIZES(0, 3e-6, 3e-6, 1, 1, f.ShiftedFresnelPropAddEx(s)), 2e-4, 1e-4, dest, true},
+        {"ScaledFft", IN_PLACE(f.ScaledFft(-0.8, -0.9))},
+        {"RawScaledFft", IN_PLACE(f.RawScaledFft(0.013, -0.02))},
+        {"Rotate", Tilted, 0.0, 1e-5, grid, false, false, false},
     };
     return table;
 }
+// clang-format on
 
 /// A beam without symmetry that stays on its grid: Gaussian, off the centre, inclined.
 Lumora Beam(int n = 64)
