@@ -10,6 +10,7 @@
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "LmlLumora.h"
+#include "base/Progress.h"
 
 #include <algorithm>
 #include <array>
@@ -144,16 +145,38 @@ std::int64_t SeekEnd(_LM_File& record)
     return Tell(record);
 }
 
+/// Cuts a large transfer, the samples of a field, into pieces of 16 MiB, step(offset, bytes), and reports progress in
+/// bytes before each.
+template <class Step>
+void Pieces(const _LM_File& record, std::uint64_t bytes, const Step& step)
+{
+    constexpr std::uint64_t most = std::uint64_t{1} << 24;
+    if (bytes <= most)
+        return step(0, bytes);
+    Progress progress(record.function, static_cast<std::int64_t>(bytes));
+    for (std::uint64_t at = 0; at < bytes; at += most)
+    {
+        progress.Step(static_cast<std::int64_t>(at));
+        step(at, std::min(most, bytes - at));
+    }
+}
+
 void Read(_LM_File& record, void* to, std::uint64_t bytes)
 {
     Lent file(record);
-    ReadOr(*file, to, bytes, [&] { FileError(record, ERR_FILE_READ, nullptr); });
+    Pieces(record, bytes,
+           [&](std::uint64_t at, std::uint64_t piece)
+           { ReadOr(*file, static_cast<Byte*>(to) + at, piece, [&] { FileError(record, ERR_FILE_READ, nullptr); }); });
 }
 
 void Write(_LM_File& record, const void* from, std::uint64_t bytes)
 {
     Lent file(record);
-    WriteOr(*file, from, bytes, [&] { FileError(record, ERR_FILE_WRITE, nullptr); });
+    Pieces(record, bytes,
+           [&](std::uint64_t at, std::uint64_t piece) {
+               WriteOr(*file, static_cast<const Byte*>(from) + at, piece,
+                       [&] { FileError(record, ERR_FILE_WRITE, nullptr); });
+           });
 }
 
 /// Hands everything written to the system. Stands before every seek behind a write, whose own flush would report a full
