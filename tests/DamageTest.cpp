@@ -20,6 +20,7 @@ const Format kFormats[] = {
     {"lw", {"LoadLw", "MultiplyFileLW", "SuperimposeFileLW"}},
     {"de", {"LoadDE", "SuperimposeFileDE"}},
     {"csv", {"LoadCSV"}},
+    {"ply", {"LoadPointCloud"}},
     {"lm", {"LoadLm"}},
     {"mp", {"LoadMpLm", "LoadParamMpLm", "SaveAsMpLm"}},
     {"seg", {"LoadSegLm", "LoadParamSegLm", "SaveAsSegLm", "SaveParamSegLm"}},

@@ -10,7 +10,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LIB = ROOT / "lml"
 TESTS = ROOT / "tests"
-PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "Fftsg.h"]
+PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "LmlCloud.h", "Fftsg.h"]
 # Units whose tests have another name than their own.
 TESTED_BY = {
     "lml": "RuntimeTest", "Runtime": "RuntimeTest", "Tiles": "ShiftedAsmTest", "Isa": "IsaTest", "Scratch": "WideFftTest",

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -225,6 +226,34 @@ void RoundTrip(Input input)
             "samples that do not come back");
 }
 
+/// A cloud, whose last two bytes choose what is made of it. Its points ask for no more than 80 bytes for each of the
+/// file's, or what the options allow.
+void Cloud(Input input)
+{
+    if (input.size() < 2)
+        return;
+    Bench t(TheFolder(), nullptr, 0);
+    const int choice = input[input.size() - 1];
+    CloudLoadOptions how;
+    how.density = choice & 1 ? (choice & 2 ? 1e3 : 1.0) : 0.0;
+    how.centre = (choice & 4) != 0;
+    how.cullBackFaces = (choice & 8) != 0;
+    how.randomPhase = (choice & 16) != 0;
+    how.scale = choice & 32 ? -1e3 : 1.0;
+    how.maxPoints = 10000;
+    input.remove_suffix(2);
+    WriteFile(t.Path("input"), input);
+    Passes(
+        [&]
+        {
+            const std::vector<CloudPoint> points = LoadPointCloud(t.Path("input"), how);
+            Require(points.size() <= (how.density > 0.0 ? 10000 : input.size()), "more points than the file may hold");
+            for (const CloudPoint& p : points)
+                for (const double v : {p.x, p.y, p.z, p.amplitude, p.phase})
+                    Require(std::isfinite(v), "a point that is no number");
+        });
+}
+
 /// 2 to 20 operations on two fields.
 void Sequence(Input input)
 {
@@ -279,6 +308,7 @@ constexpr Target kTargets[] = {
                   f.LoadCSV(path);
               }>,
      "csv"},
+    {"cloud", Cloud, "ply"},
     {"lm",
      LoadFile<[](Lumora& f, const char* path, int)
               {
