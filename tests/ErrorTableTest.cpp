@@ -58,6 +58,7 @@ constexpr char kDescriptor[] = "descriptor is not compatible";
 constexpr char kBadWindow[] = "designated WindowFunc is not implemented at this version. ";
 constexpr char kKernel[] = "unsupported pixel kernel";
 constexpr char kCosines[] = "CosA and CosB must be direction cosine";
+constexpr char kReference[] = "the reference amplitude must be finite and not negative";
 constexpr char kEpsilon[] = "out of range of epsilon";
 constexpr char kUnusable[] = "unable to use in current version";
 constexpr char kOneRow[] = "this object must be 1 dimensional";
@@ -94,6 +95,17 @@ const char* Patched(const char* path, std::size_t at, char value)
     std::string bytes = ReadAll(path);
     bytes.at(at) = value;
     return WriteAll(kPatched, bytes);
+}
+
+/// Runs an operation under a handler that cancels at once.
+void Cancelled(const std::function<void()>& operation)
+{
+    struct Unset
+    {
+        ~Unset() { SetProgressHandler(nullptr, nullptr); }
+    } unset;
+    SetProgressHandler([](void*, const char*, std::int64_t, std::int64_t) { return false; }, nullptr);
+    operation();
 }
 
 /// The objects of one row, fresh for each.
@@ -355,6 +367,16 @@ const Row kRows[] = {
     {3, "Lumora::PartialClipPhase", kEpsilon, CALL(s.f.PartialClipPhase(4, -1e-9))},
     {0, "Lumora::PartialClipPhase", "", CALL(s.f.PartialClipAmplitude(1, 7.0).PartialClipPhase(0, 7.0))},
     {3, "Lumora::SetRandomPhase", "", CALL(s.spectrum.SetRandomPhase())},
+    {3, "Lumora::EncodeDoublePhase", kReference, CALL(s.f.EncodeDoublePhase(-1.0))},
+    {3, "Lumora::EncodeErrorDiffusion", kReference, CALL(s.f.EncodeErrorDiffusion(0, INFINITY))},
+    {3, "Lumora::EncodeErrorDiffusion", "levels must be 0 or from 2 to 65536", CALL(s.f.EncodeErrorDiffusion(1))},
+    {6, "Lumora::EncodeErrorDiffusion", "cancelled", CALL(Cancelled([&] { s.f.EncodeErrorDiffusion(); })), kPrepared},
+    {3, "Lumora::ReplaceAmplitude", "sizes differ", CALL(s.f.ReplaceAmplitude(s.wide))},
+    {3, "Lumora::RetrievePhase", "sizes differ", CALL(s.f.RetrievePhase(s.wide, {}))},
+    {3, "Lumora::RetrievePhase", "iterations, feedback or distance out of range",
+     CALL(PhaseRetrieval how; how.feedback = 1.5; s.f.RetrievePhase(s.f, how))},
+    {3, "Lumora::RetrievePhase", "forward and back must be given together",
+     CALL(PhaseRetrieval how; how.back = [](Lumora&) {}; s.f.RetrievePhase(s.f, how))},
     {3, "Lumora::ModRandomPhase", "", CALL(s.spectrum.ModRandomPhase())},
     // ---- transforms and propagation
     {6, "Lumora::Normalize", "the grid is empty: give both Nx and Ny a size", CALL(s.wide.SetNx(0).SetNy(INT_MAX).Normalize(1))},
@@ -471,6 +493,8 @@ const Row kRows[] = {
     {9, "Lumora::MultiplyFileLW", kTextNoOptionHead, CALL(s.f.MultiplyFileLW(Patched(kLw, 26, 1), &s.option))},
     {9, "Lumora::SuperimposeFileLW", kTextNoOptionHead, CALL(s.f.SuperimposeFileLW(Patched(kLw, 26, 1), &s.option))},
     {4, "ewrite", kFull, CALL(s.f.SaveAsLw(kFull, nullptr))},
+    {2, "SavePointCloud", kNowhere, CALL(SavePointCloud(kNowhere, nullptr, 0))},
+    {4, "SavePointCloud", kFull, CALL(SavePointCloud(kFull, nullptr, 0))},
     {3, "Lumora::LoadLw", kTextTargetIsSpectrum, CALL(s.spectrum.LoadLw(kLw, nullptr))},
     {3, "Lumora::MultiplyFileLW", kLw, CALL(s.polar.MultiplyFileLW(kLw, nullptr))},
     {3, "Lumora::SuperimposeFileLW", kLw, CALL(s.spectrum.SuperimposeFileLW(kLw, nullptr))},
@@ -591,7 +615,9 @@ const Row kWithoutSamples[] = {
     BARE("PartialClipAmplitude", s.none.PartialClipAmplitude(4, 0.1)), BARE("PartialClipPhase", s.none.PartialClipPhase(4, 0.1)),
     BARE("HardClipAmplitude", s.none.HardClipAmplitude(4)), BARE("HardClipPhase", s.none.HardClipPhase(4)),
     BARE("SetRandomPhase", s.none.SetRandomPhase()), BARE("ModRandomPhase", s.none.ModRandomPhase()),
-    BARE("SetQuadraticPhase", s.none.SetQuadraticPhase(1)),
+    BARE("SetQuadraticPhase", s.none.SetQuadraticPhase(1)), BARE("EncodeDoublePhase", s.none.EncodeDoublePhase()),
+    BARE("EncodeErrorDiffusion", s.none.EncodeErrorDiffusion()), BARE("ReplaceAmplitude", s.none.ReplaceAmplitude(s.like)),
+    BARE("RetrievePhase", s.none.RetrievePhase(s.like, {})),
     BARE("AddSphericalWave", s.none.AddSphericalWave(Vector(0, 0, 1e-3), Phase(0), 1, WINDOW_RECT)),
     BARE("AddSphericalWave", s.none.AddSphericalWave(0, 0, 1e-3, 1, WINDOW_RECT)),
     BARE("SetSphericalWave", s.none.SetSphericalWave(0, 0, 1e-3, 1, WINDOW_RECT)),

@@ -113,8 +113,8 @@ TEST(ProgressTest, OperationsAskAndAreTheSameWhenWatched)
         {"Rotate", placed, [&](Lumora& f) { f.Rotate(source, turn, nullptr, LINEAR_INTERPOL, true); }, true},
         {"RotateYFs", spectrum, [](Lumora& f) { f.RotateYFs(0.1, CUBIC_INTERPOL, 8, nullptr); }, true},
         {"EncodeErrorDiffusion", source, [](Lumora& f) { f.EncodeErrorDiffusion(); }, false},
-        {"SaveAsLm", large, [&](Lumora& f) { f.SaveAsLm(file.Path()); }, true},
         {"LoadLm", large, [&](Lumora& f) { f.LoadLm(file.Path()); }, true},
+        {"SaveAsLm", large, [&](Lumora& f) { f.SaveAsLm(file.Path()); }, true},
     };
     large.SaveAsLm(file.Path());
     for (const auto& c : cases)

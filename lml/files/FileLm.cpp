@@ -145,38 +145,30 @@ std::int64_t SeekEnd(_LM_File& record)
     return Tell(record);
 }
 
-/// Cuts a large transfer, the samples of a field, into pieces of 16 MiB, step(offset, bytes), and reports progress in
-/// bytes before each.
-template <class Step>
-void Pieces(const _LM_File& record, std::uint64_t bytes, const Step& step)
-{
-    constexpr std::uint64_t most = std::uint64_t{1} << 24;
-    if (bytes <= most)
-        return step(0, bytes);
-    Progress progress(record.function, static_cast<std::int64_t>(bytes));
-    for (std::uint64_t at = 0; at < bytes; at += most)
-    {
-        progress.Step(static_cast<std::int64_t>(at));
-        step(at, std::min(most, bytes - at));
-    }
-}
-
 void Read(_LM_File& record, void* to, std::uint64_t bytes)
 {
     Lent file(record);
-    Pieces(record, bytes,
-           [&](std::uint64_t at, std::uint64_t piece)
-           { ReadOr(*file, static_cast<Byte*>(to) + at, piece, [&] { FileError(record, ERR_FILE_READ, nullptr); }); });
+    ReadOr(*file, to, bytes, [&] { FileError(record, ERR_FILE_READ, nullptr); });
 }
 
+/// Reports progress in bytes where it takes long: the samples of a field, every 16 MiB.
 void Write(_LM_File& record, const void* from, std::uint64_t bytes)
 {
+    constexpr std::uint64_t piece = std::uint64_t{1} << 24;
     Lent file(record);
-    Pieces(record, bytes,
-           [&](std::uint64_t at, std::uint64_t piece) {
-               WriteOr(*file, static_cast<const Byte*>(from) + at, piece,
-                       [&] { FileError(record, ERR_FILE_WRITE, nullptr); });
-           });
+    const auto write = [&](std::uint64_t at)
+    {
+        WriteOr(*file, static_cast<const Byte*>(from) + at, std::min(piece, bytes - at),
+                [&] { FileError(record, ERR_FILE_WRITE, nullptr); });
+    };
+    if (bytes <= piece)
+        return write(0);
+    Progress progress(record.function, static_cast<std::int64_t>(bytes));
+    for (std::uint64_t at = 0; at < bytes; at += piece)
+    {
+        progress.Step(static_cast<std::int64_t>(at));
+        write(at);
+    }
 }
 
 /// Hands everything written to the system. Stands before every seek behind a write, whose own flush would report a full
@@ -387,7 +379,7 @@ void MakeRoom(_LM_File& record, Lumora& field, const DataHead& data, std::int64_
 void TakeSamples(_LM_File& record, Lumora& field, std::int32_t nx, std::int32_t ny)
 {
     Lent file(record);
-    if (!ReadSamples(*file, field, nx, ny))
+    if (!ReadSamples(*file, field, nx, ny, record.function))
         FileError(record, ERR_FILE_READ, nullptr);
 }
 
