@@ -711,8 +711,8 @@ public:
     /// Double phase: a sample of amplitude a (times the reference) and phase phi becomes the phase phi + acos(a) where
     /// i + j is even and phi - acos(a) where it is odd. The result is the field plus exp(i phi) sqrt(1 - a a) moved by
     /// half a sampling frequency on both axes; what of that reaches back into the field's band, from the phase's
-    /// singular points above all, is its error: of random fields within 1/20, 1/10 and 1/5 of the band, reference 0, 0.5
-    /// %, 2 % and 9 %, where amplitudes left out make 30 %. Cost: one parallel sweep.
+    /// singular points above all, is its error: of random fields within 1/20, 1/10 and 1/5 of the band and with the
+    /// reference 0 it is 0.5 %, 2 % and 9 %, where amplitudes left out make 30 %. Cost: one parallel sweep.
     /// Source: Appl. Opt. 17 (1978) 3874; in a checkerboard Opt. Lett. 39 (2014) 1740.
     /// @throws code 3, "LumoraLib::Lumora::EncodeDoublePhase", "the reference amplitude must be finite and not
     ///         negative".
@@ -720,8 +720,9 @@ public:
     /// Error diffusion: each sample becomes the unit phasor nearest to it, of any phase or of one of `levels` as
     /// HardClipPhase() has them (0: of any), and what is missing goes to the samples around that are still to come, 7,
     /// 3, 5 and 1 sixteenths of it, every second row from right to left. The error goes to high frequencies; of the
-    /// fields above 4 %, 7 % and 14 % are left, with 4 levels as with all. On the calling thread, row after row; reports progress; cancelled, the samples are
-    /// a mixture. Memory: 32 bytes a column. Source: Opt. Express 21 (2013) 23680.
+    /// fields above 4 %, 7 % and 14 % are left, with 4 levels as with all. On the calling thread, row after row;
+    /// reports progress; cancelled, the samples are a mixture. Memory: 32 bytes a column.
+    /// Source: Opt. Express 21 (2013) 23680.
     /// @throws code 3, "LumoraLib::Lumora::EncodeErrorDiffusion", the text above, or "levels must be 0 or from 2 to
     ///         65536".
     Lumora& EncodeErrorDiffusion(int levels = 0, double reference = 0.0);

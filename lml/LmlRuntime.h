@@ -323,8 +323,8 @@ using ProgressHandler = bool (*)(void* context, const char* operation, std::int6
 /// comes at the first occasion. Not for use while an operation runs on another thread. Operations that call it, between
 /// tiles, passes over the samples, rows or pieces of files: AsmProp(), RawAsmProp(), ExactAsmProp(), ShiftedAsmProp(),
 /// ShiftedFresnelProp(), ScaledFft() and RawScaledFft() with the fast engine, the extended shifted propagations, the
-/// rotations, AddPointCloud(), EncodeErrorDiffusion(), RetrievePhase(), loading of LM, LW and DE files, saving of LM files above
-/// 16 MiB, LoadPointCloud() and SavePointCloud().
+/// rotations, AddPointCloud(), EncodeErrorDiffusion(), RetrievePhase(), loading of LM, LW and DE files, saving of LM
+/// files above 16 MiB, LoadPointCloud() and SavePointCloud().
 LML_API void SetProgressHandler(ProgressHandler handler, void* context);
 
 // ---------------------------------------------------------------------------------------------------------------

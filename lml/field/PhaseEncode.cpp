@@ -2,11 +2,11 @@
 //
 // Both give samples of amplitude 1 whose low frequencies carry the field. Amplitudes are measured in units of a
 // reference that becomes 1: what a device can show, since no sum of unit phasors is longer.
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Reduce.h"
+#include "field/FieldTools.h"
 #include "simd/SinCos.h"
 
 #include <algorithm>

@@ -2,10 +2,10 @@
 //
 // Sums run row by row and are joined in row order, so that the factors in the samples, and with them the samples, are
 // the same for every thread count.
-#include "field/FieldTools.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Reduce.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <array>

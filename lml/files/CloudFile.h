@@ -3,9 +3,9 @@
 #ifndef LML_CLOUDFILE_H
 #define LML_CLOUDFILE_H
 
-#include "files/ByteIo.h"
 #include "LmlCloud.h"
 #include "base/Progress.h"
+#include "files/ByteIo.h"
 
 #include <cstdint>
 #include <string>

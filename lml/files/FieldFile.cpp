@@ -19,8 +19,9 @@ bool SizesAreSane(const File& file, std::int32_t nx, std::int32_t ny, std::int64
         return false;
     if (nx == 0 || ny == 0)
         return true;
-    const std::int64_t samples = static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(nx))) *
-                                 static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(ny))); // at most 2^60
+    const std::int64_t samples =
+        static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(nx))) *
+        static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(ny))); // at most 2^60
     constexpr std::int64_t each = sizeof(Complex);
     return samples <= freeBytes / each || samples / perByte <= file.Length() / each;
 }

@@ -5,12 +5,12 @@
 // at. Whoever opens a stream closes it: the public operations through Container on every path; a record that a caller
 // of the protected members opened stays the caller's.
 
+#include "LmlLumora.h"
+#include "base/IntMath.h"
+#include "base/Progress.h"
+#include "field/FieldTools.h"
 #include "files/ByteIo.h"
 #include "files/FieldFile.h"
-#include "field/FieldTools.h"
-#include "base/IntMath.h"
-#include "LmlLumora.h"
-#include "base/Progress.h"
 
 #include <algorithm>
 #include <array>
@@ -494,8 +494,7 @@ void Lumora::LoadParamLm(_LM_File& file)
 void Lumora::LoadDataLm(_LM_File& file)
 {
     // Kept: the second message carries the characters %s as they are; nothing is put in their place.
-    const Heads heads =
-        ReadHeads(file, "multi-part/segmentation type LM format", "unspported optional head : %s");
+    const Heads heads = ReadHeads(file, "multi-part/segmentation type LM format", "unspported optional head : %s");
     MakeRoom(file, *this, heads.data, heads.data.samples);
     TakeParameters(heads, *this);
     SetWindowMax();
