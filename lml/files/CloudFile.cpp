@@ -3,10 +3,11 @@
 // A file is read once, front to back; nothing is asked memory for that the file's length does not stand behind.
 #include "files/CloudFile.h"
 
+#include "files/CloudPly.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <new>
 
 namespace LumoraLib

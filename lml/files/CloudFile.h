@@ -90,25 +90,6 @@ public:
 private:
     std::uint64_t state_;
 };
-
-/// A triangle by its corners' indices.
-struct CloudTriangle
-{
-    std::uint32_t corner[3];
-};
-
-/// Vertices of a file and the triangles between them (none unless asked for).
-struct CloudMesh
-{
-    std::vector<CloudPoint> points;
-    std::vector<CloudTriangle> triangles;
-};
-
-/// PLY from behind its first line; triangles only when `faces` is set.
-CloudMesh ReadPly(CloudStream& stream, bool faces);
-
-/// Samples the placed triangles; options as LoadPointCloud(). Empty when the density gives no point.
-std::vector<CloudPoint> SampleMesh(const CloudMesh& mesh, const CloudLoadOptions& options, const CloudStream& stream);
 } // namespace LumoraLib::detail
 
 #endif

@@ -1,5 +1,5 @@
 // Points on the faces of a mesh: uniform by area, with random numbers that are the same everywhere.
-#include "files/CloudFile.h"
+#include "files/CloudMesh.h"
 
 #include <algorithm>
 #include <cmath>

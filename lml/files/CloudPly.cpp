@@ -2,7 +2,7 @@
 //
 // A head says which elements follow, how many records each has, and of which numbers and lists a record consists. An
 // ascii record is a line.
-#include "files/CloudFile.h"
+#include "files/CloudPly.h"
 
 #include <algorithm>
 #include <array>
