@@ -40,7 +40,6 @@ public:
         if (!watched_)
             return;
         done_.store(done, std::memory_order_relaxed);
-        Poll();
         Check();
     }
 
@@ -56,10 +55,14 @@ public:
         return stopped_.load(std::memory_order_relaxed);
     }
 
-    /// Behind the region: ends in Error, or in what the handler has thrown, when it has stopped the work.
+    /// Behind the region, on the calling thread, which may have had no share of the work: asks the handler once more,
+    /// and ends in Error, or in what the handler has thrown, when it has stopped the work.
     void Check()
     {
-        if (watched_ && stopped_.load(std::memory_order_relaxed))
+        if (!watched_)
+            return;
+        Poll();
+        if (stopped_.load(std::memory_order_relaxed))
             Fail();
     }
 
