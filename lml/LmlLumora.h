@@ -1128,8 +1128,8 @@ public:
     /// @param options  tolerance (relative l2 error over the field for points of random phases), edge, method, memory
     /// @throws "LumoraLib::Lumora::AddPointCloud": code 3, "incorrect form" unless Form is 0; code 3 for options outside
     ///         their ranges, for "point <index> is not a finite number" and "point <index> lies in the plane of the
-    ///         field" (closer than lambda / 1000); code 1, "no method fits the memory and the tolerance: allow
-    ///         more of either"; code 6
+    ///         field" (closer than lambda / 1000); code 1, "no method fits the memory and the tolerance";
+    ///         code 6
     ///         without samples; code 6, "cancelled", by the progress handler. The field is unchanged in all of them.
     /// Runs on the library's thread count; the samples do not depend on it, nor on the instruction set. What it takes
     /// beforehand: PlanPointCloud(). Valid from about a wavelength to kilometres. Source: SIAM J. Sci. Comput. 41 (2019)
@@ -1138,7 +1138,7 @@ public:
     Lumora& AddPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options);
     Lumora& AddPointCloud(const CloudPoint* points, std::int64_t count);
     /// What AddPointCloud() with the same arguments would do, without doing it: a look at every point and the cost
-    /// model. Errors as there, with the name "LumoraLib::Lumora::PlanPointCloud".
+    /// model. Errors as there, and in its name.
     CloudPlan PlanPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options) const;
 
     // -------------------------------------------------------------------------------------------------------- File

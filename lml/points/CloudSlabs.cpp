@@ -1,10 +1,10 @@
 // Clouds by slabs of depth.
 #include "points/CloudSlabs.h"
 
-#include "points/CloudFft.h"
-#include "points/CloudProfile.h"
 #include "base/Parallel.h"
 #include "base/Scratch.h"
+#include "points/CloudFft.h"
+#include "points/CloudProfile.h"
 #include "points/WideCloud.h"
 
 #include <algorithm>

@@ -3,10 +3,10 @@
 #ifndef LML_CLOUDSLABS_H
 #define LML_CLOUDSLABS_H
 
-#include "points/CloudPlan.h"
-#include "points/CloudSource.h"
 #include "LmlTypes.h"
 #include "base/Progress.h"
+#include "points/CloudPlan.h"
+#include "points/CloudSource.h"
 
 namespace LumoraLib::detail
 {

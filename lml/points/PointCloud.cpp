@@ -1,12 +1,12 @@
 // The light of point clouds: checks, the look at the points, the choice of the method.
 #include "LmlLumora.h"
 
+#include "base/Parallel.h"
+#include "field/FieldTools.h"
 #include "points/CloudDirect.h"
 #include "points/CloudPlan.h"
 #include "points/CloudSlabs.h"
 #include "points/CloudSource.h"
-#include "field/FieldTools.h"
-#include "base/Parallel.h"
 
 #include <algorithm>
 #include <atomic>
@@ -20,6 +20,9 @@ namespace detail
 {
 namespace
 {
+// In whose name the plan reports too.
+constexpr char kAddPointCloud[] = "LumoraLib::Lumora::AddPointCloud";
+
 constexpr std::uint64_t kLeastMemory = std::uint64_t{256} << 20;
 // A point this close to the plane, in wavelengths, lies in it.
 constexpr double kInPlane = 1e-3;
@@ -37,24 +40,24 @@ struct CloudCall
     CloudMethod method = CLOUD_AUTOMATIC;
 };
 
-void CheckOptions(const CloudOptions& o, const char* fn)
+void CheckOptions(const CloudOptions& o)
 {
     // Written so that a not-a-number is refused.
     if (!(o.tolerance >= 1e-4 && o.tolerance <= 0.1))
-        Error(ERR_PARAMETER, fn, "the tolerance must lie between 1e-4 and 0.1");
+        Error(ERR_PARAMETER, kAddPointCloud, "the tolerance must lie between 1e-4 and 0.1");
     if (!(o.edge >= 0.05 && o.edge <= 1.0))
-        Error(ERR_PARAMETER, fn, "the edge must lie between 0.05 and 1");
+        Error(ERR_PARAMETER, kAddPointCloud, "the edge must lie between 0.05 and 1");
     if (o.method != CLOUD_AUTOMATIC && o.method != CLOUD_SLABS && o.method != CLOUD_DIRECT)
-        Error(ERR_PARAMETER, fn, "no such method");
+        Error(ERR_PARAMETER, kAddPointCloud, "no such method");
     if (o.frame != CLOUD_GLOBAL && o.frame != CLOUD_LOCAL)
-        Error(ERR_PARAMETER, fn, "no such frame");
+        Error(ERR_PARAMETER, kAddPointCloud, "no such frame");
 }
 
-[[noreturn]] void RefusePoint(std::int64_t index, const char* what, const char* fn)
+[[noreturn]] void RefusePoint(std::int64_t index, const char* what)
 {
     char text[96];
     std::snprintf(text, sizeof text, "point %lld %s", static_cast<long long>(index), what);
-    Error(ERR_PARAMETER, fn, text);
+    Error(ERR_PARAMETER, kAddPointCloud, text);
 }
 
 CloudSource MakeSource(const Lumora& field, const CloudPoint* points, std::int64_t count, const CloudOptions& o)
@@ -127,7 +130,7 @@ void Join(CloudExtent& all, const CloudExtent& e)
 }
 
 /// Extent of the points whose light arrives; refuses points that have no light to compute.
-CloudExtent Scan(const CloudScene& scene, const CloudSource& source, const char* fn)
+CloudExtent Scan(const CloudScene& scene, const CloudSource& source)
 {
     const CloudLimits limits(scene);
     std::vector<Look> looks(static_cast<std::size_t>(std::max(GetNumThreads(), 1)));
@@ -151,7 +154,7 @@ CloudExtent Scan(const CloudScene& scene, const CloudSource& source, const char*
     for (const Look& look : looks)
     {
         if (look.bad >= 0)
-            RefusePoint(look.bad, look.inPlane ? "lies in the plane of the field" : "is not a finite number", fn);
+            RefusePoint(look.bad, look.inPlane ? "lies in the plane of the field" : "is not a finite number");
         Join(all, look.extent);
     }
     return all;
@@ -194,23 +197,22 @@ CloudScene MakeScene(const Lumora& field, const CloudOptions& o)
     return s;
 }
 
-CloudCall Prepare(const Lumora& field, const CloudPoint* points, std::int64_t count, const CloudOptions& o,
-                  const char* fn)
+CloudCall Prepare(const Lumora& field, const CloudPoint* points, std::int64_t count, const CloudOptions& o)
 {
     if (FieldAccess::Form(field) != 0)
-        Error(ERR_PARAMETER, fn, "incorrect form");
-    FieldAccess::RequireSamples(field, fn);
-    CheckOptions(o, fn);
+        Error(ERR_PARAMETER, kAddPointCloud, "incorrect form");
+    FieldAccess::RequireSamples(field, kAddPointCloud);
+    CheckOptions(o);
     if (count < 0 || count > 0x7fffffff || (points == nullptr && count > 0))
-        Error(ERR_PARAMETER, fn, "there must be 0 to 2147483647 points");
+        Error(ERR_PARAMETER, kAddPointCloud, "there must be 0 to 2147483647 points");
     const double values[] = {field.GetPx(), field.GetPy(), field.GetWavelength()};
     for (const double v : values)
         if (!(v > 0.0) || !std::isfinite(v))
-            Error(ERR_PARAMETER, fn, "pitches and wavelength must be positive");
+            Error(ERR_PARAMETER, kAddPointCloud, "pitches and wavelength must be positive");
     CloudCall call;
     call.scene = MakeScene(field, o);
     call.source = MakeSource(field, points, count, o);
-    call.extent = field.GetNx() > 0 && field.GetNy() > 0 ? Scan(call.scene, call.source, fn) : CloudExtent{};
+    call.extent = field.GetNx() > 0 && field.GetNy() > 0 ? Scan(call.scene, call.source) : CloudExtent{};
     if (call.extent.points == 0)
         return call;
     if (o.method != CLOUD_DIRECT)
@@ -218,7 +220,7 @@ CloudCall Prepare(const Lumora& field, const CloudPoint* points, std::int64_t co
     if (o.method != CLOUD_SLABS)
         call.direct = PlanDirect(call.scene, call.extent, SampleOf(call.scene, call.source));
     if (!call.slabs.possible && !call.direct.possible)
-        Error(ERR_MEMORY, fn, "no method fits the memory and the tolerance: allow more of either");
+        Error(ERR_MEMORY, kAddPointCloud, "no method fits the memory and the tolerance");
     const bool slabs = call.slabs.possible && (!call.direct.possible || call.slabs.seconds <= call.direct.seconds);
     call.method = slabs ? CLOUD_SLABS : CLOUD_DIRECT;
     return call;
@@ -228,8 +230,7 @@ CloudCall Prepare(const Lumora& field, const CloudPoint* points, std::int64_t co
 
 CloudPlan Lumora::PlanPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options) const
 {
-    static constexpr char fn[] = "LumoraLib::Lumora::PlanPointCloud";
-    const detail::CloudCall call = detail::Prepare(*this, points, count, options, fn);
+    const detail::CloudCall call = detail::Prepare(*this, points, count, options);
     CloudPlan plan;
     plan.method = call.method;
     plan.points = call.extent.points;
@@ -255,12 +256,13 @@ CloudPlan Lumora::PlanPointCloud(const CloudPoint* points, std::int64_t count, c
 
 Lumora& Lumora::AddPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options)
 {
-    static constexpr char fn[] = "LumoraLib::Lumora::AddPointCloud";
-    const detail::CloudCall call = detail::Prepare(*this, points, count, options, fn);
+    const detail::CloudCall call = detail::Prepare(*this, points, count, options);
     if (call.method == CLOUD_SLABS)
-        detail::AddCloudSlabs(call.scene, call.extent, call.slabs, call.source, GetDataPointer(), fn);
+        detail::AddCloudSlabs(call.scene, call.extent, call.slabs, call.source, GetDataPointer(),
+                              detail::kAddPointCloud);
     else if (call.method == CLOUD_DIRECT)
-        detail::AddCloudDirect(call.scene, call.extent, call.direct, call.source, GetDataPointer(), fn);
+        detail::AddCloudDirect(call.scene, call.extent, call.direct, call.source, GetDataPointer(),
+                               detail::kAddPointCloud);
     return *this;
 }
 
