@@ -416,6 +416,7 @@ void DirectRun::Add(Complex* samples, const char* function)
     const std::size_t blocks = lit_.size();
     const std::size_t room = stride_ * static_cast<std::size_t>(plan_.blockY);
     Progress progress(function, static_cast<std::int64_t>(blocks));
+    progress.Step(0);
     const bool keep = progress.IsWatched();
     const Scratch kept(1, keep ? blocks * room * sizeof(Complex) : 64);
     std::atomic<std::size_t> next{0};

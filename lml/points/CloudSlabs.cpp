@@ -556,6 +556,7 @@ void SlabRun::Add(Complex* samples)
     const std::optional<Room<Complex>> own(panels == 1 ? std::optional<Room<Complex>>()
                                                        : std::optional<Room<Complex>>(std::in_place, returned));
     Complex* const back = own ? own->Get() : rows.Get();
+    progress_.Step(0);
     for (std::size_t p = 0; p < panels; ++p)
     {
         const Block block = BlockOf(bands, static_cast<int>(p), static_cast<int>(panels));
