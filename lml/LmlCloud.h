@@ -1,4 +1,4 @@
-// Point clouds: what one point is, and clouds in files.
+// Point clouds: what one point is, how a cloud is to be computed and what that takes, and clouds in files.
 #ifndef LML_LMLCLOUD_H
 #define LML_LMLCLOUD_H
 
@@ -21,6 +21,43 @@ struct CloudPoint
     double phase;
 };
 
+/// How AddPointCloud() computes a cloud. Both ways sum the same light; they differ in what they take.
+enum CloudMethod : std::int32_t
+{
+    CLOUD_AUTOMATIC = 0, ///< whichever the cost model finds faster
+    CLOUD_SLABS = 1,     ///< the points of a slab of depth on one plane, one transform per plane: many points
+    CLOUD_DIRECT = 2     ///< sums of row factor times column factor on blocks of the field: few or near points
+};
+
+/// The coordinates of a cloud, metres in both.
+enum CloudFrame : std::int32_t
+{
+    CLOUD_GLOBAL = 0, ///< as GetGlobalPosition() gives them: origin and normal of the field count
+    CLOUD_LOCAL = 1   ///< on the axes of the field's plane, z = 0 in the plane and growing along the normal
+};
+
+/// What AddPointCloud() may choose and may not.
+struct CloudOptions
+{
+    double tolerance = 1e-3;              ///< relative l2 error of the light, 1e-4 to 1e-1
+    double edge = 0.2;                    ///< soft part of the band on each axis, 0.05 to 1 of its half-width
+    CloudMethod method = CLOUD_AUTOMATIC; ///< or one of the two
+    CloudFrame frame = CLOUD_GLOBAL;      ///< of the points
+    std::uint64_t memory = 0; ///< bytes for working memory; 0: six times the field's samples, at least 256 MiB
+};
+
+/// What AddPointCloud() would do.
+struct CloudPlan
+{
+    CloudMethod method = CLOUD_AUTOMATIC; ///< CLOUD_AUTOMATIC where no light reaches the field and nothing is done
+    std::int32_t planes = 0;              ///< planes of the slabs; 0 for direct sums
+    std::int32_t terms = 0;               ///< separable terms of a point, for direct sums the most that a block takes
+    std::int32_t width = 0;               ///< samples that a point covers on its plane, or those of a block's side
+    std::int64_t points = 0;              ///< points whose light reaches the field
+    std::uint64_t memory = 0;             ///< bytes beside the field
+    double seconds = 0.0;                 ///< expected time of one core of the machine that the model was measured on
+    double error = 0.0;                   ///< bound of the relative l2 error, by the terms that the plan leaves out
+};
 // ---------------------------------------------------------------------------------------------------------------
 // Clouds in files                                                          (CloudFile.cpp, CloudPly.cpp, CloudMesh.cpp)
 // ---------------------------------------------------------------------------------------------------------------

@@ -1112,6 +1112,36 @@ public:
     /// wavelengths.
     Lumora& AddSphericalWaveRF(double x, double y, double z, double amp, double phase, WindowFunc window);
 
+    // -------------------------------------------------------------------------------------------------- PointCloud
+    // Light of many points at once, in single precision, added to cartesian field samples (Form 0); the window of the
+    // field is not looked at. See docs/points.md beside the members above.
+
+    /// Adds the light of `count` points. A point behind the plane (local z below 0) gives the diverging wave
+    /// amplitude / r exp(i (k r + phase)), one in front the converging wave amplitude / r exp(i (phase - k r)), both
+    /// with the soft edge of the sampling's band: with f = (u, v) in cycles per metre, w = sqrt(1 / lambda^2 - u^2 -
+    /// v^2), s = 1 behind and -1 in front,
+    ///   s i amplitude exp(i phase) integral E(u) E(v) exp(2 pi i (u (x - x0) + v (y - y0) - w z0)) / w du dv,
+    /// where E is 1 up to (1 - edge) and 0 from 1 times 1 / (2 pitch), at most 0.65 / lambda, and falls in between as
+    /// erfc(2.4 t / sqrt(1 - 0.98 t^2)) / 2, t from -1 to 1. Both methods sum this light; their difference is below the
+    /// tolerance.
+    /// @param points   coordinates in metres, as options.frame says; phases in radians. Order and duplicates do not
+    ///                 matter, nor do points beside the field; zero amplitudes add nothing. null with a count of 0
+    /// @param options  tolerance (relative l2 error over the field for points of random phases), edge, method, memory
+    /// @throws "LumoraLib::Lumora::AddPointCloud": code 3, "incorrect form" unless Form is 0; code 3 for options outside
+    ///         their ranges, for "point <index> is not a finite number" and "point <index> lies in the plane of the
+    ///         field" (closer than lambda / 1000); code 1, "no method fits the memory and the tolerance";
+    ///         code 6
+    ///         without samples; code 6, "cancelled", by the progress handler. The field is unchanged in all of them.
+    /// Runs on the library's thread count; the samples do not depend on it, nor on the instruction set. What it takes
+    /// beforehand: PlanPointCloud(). Valid from about a wavelength to kilometres. Source: SIAM J. Sci. Comput. 41 (2019)
+    /// C479, section 1 (spreading and dividing the kernel out), Optics Express 17 (2009) 19662, section 3 (light that
+    /// would wrap around); docs/points.md.
+    Lumora& AddPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options);
+    Lumora& AddPointCloud(const CloudPoint* points, std::int64_t count);
+    /// What AddPointCloud() with the same arguments would do, without doing it: a look at every point and the cost
+    /// model. Errors as there, and in its name.
+    CloudPlan PlanPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options) const;
+
     // -------------------------------------------------------------------------------------------------------- File
     // LW, DE and CA files, and text exports.
     //

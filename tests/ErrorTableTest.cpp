@@ -175,6 +175,10 @@ void FullStack(Open& field, const std::function<void()>& call)
     call();
 }
 
+// In the plane of fields at the origin.
+const CloudPoint kCloud[] = {{0, 0, 0, 1, 0}, {0, 0, -1e-3, 1, 0}};
+const CloudPoint kBadCloud[] = {{0, 0, 5e-3, 1, 0}, {0, 0, 5e-3, NAN, 0}};
+
 struct Row
 {
     int code; // 0: accepted, the twin of a refusal
@@ -478,6 +482,21 @@ const Row kRows[] = {
     {6, "Lumora::AddSphericalWaveSQR", kBadWindow, CALL(s.f.AddSphericalWaveSQR(0, 0, 1e-3, 1, 0, WindowFunc(-7)))},
     {3, "Lumora::AddSphericalWaveRF", "incorrect form", CALL(s.polar.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_RECT))},
     {6, "Lumora::AddSphericalWaveRF", kBadWindow, CALL(s.f.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_TRIANGLE))},
+    // ---- point clouds
+    {3, "Lumora::AddPointCloud", "incorrect form", CALL(s.spectrum.AddPointCloud(kCloud, 2))},
+    {3, "Lumora::AddPointCloud", "incorrect form", CALL(s.polar.PlanPointCloud(kCloud, 2, {}))},
+    {3, "Lumora::AddPointCloud", "the tolerance must lie between 1e-4 and 0.1", CALL(s.f.AddPointCloud(kCloud, 2, {.tolerance = NAN}))},
+    {3, "Lumora::AddPointCloud", "the tolerance must lie between 1e-4 and 0.1", CALL(s.f.AddPointCloud(kCloud, 2, {.tolerance = 9e-5}))},
+    {3, "Lumora::AddPointCloud", "the edge must lie between 0.05 and 1", CALL(s.f.AddPointCloud(kCloud, 2, {.edge = 1.01}))},
+    {3, "Lumora::AddPointCloud", "no such method", CALL(s.f.AddPointCloud(kCloud, 2, {.method = CloudMethod(3)}))},
+    {3, "Lumora::AddPointCloud", "no such frame", CALL(s.f.AddPointCloud(kCloud, 2, {.frame = CloudFrame(-1)}))},
+    {3, "Lumora::AddPointCloud", "there must be 0 to 2147483647 points", CALL(s.f.AddPointCloud(nullptr, 1))},
+    {3, "Lumora::AddPointCloud", "there must be 0 to 2147483647 points", CALL(s.f.AddPointCloud(kCloud, -1))},
+    {3, "Lumora::AddPointCloud", "pitches and wavelength must be positive", CALL(s.Changed([](Lumora& f) { f.SetPx(-f.GetPx()); }).AddPointCloud(kCloud, 2)), "the pitch is the caller's"},
+    {3, "Lumora::AddPointCloud", "point 1 is not a finite number", CALL(s.f.AddPointCloud(kBadCloud, 2))},
+    {3, "Lumora::AddPointCloud", "point 0 lies in the plane of the field", CALL(s.f.PlanPointCloud(kCloud, 2, {.frame = CLOUD_LOCAL}))},
+    {1, "Lumora::AddPointCloud", "no method fits the memory and the tolerance", CALL(s.f.AddPointCloud(kCloud, 2, {.memory = 1}))},
+    {0, "Lumora::AddPointCloud", "", CALL(s.f.AddPointCloud(nullptr, 0))},
     // ---- files
     {7, "Lumora::SaveAsLw", kNowhere, CALL(s.polar.SaveAsLw(kNowhere, nullptr))},
     {7, "Lumora::SaveAsLw", kNowhere, CALL(s.polarSpectrum.SaveAsLW(kNowhere, &s.option))},
@@ -590,7 +609,7 @@ const Row kWithoutSamples[] = {
     BARE("SwitchQuadrant", s.none.SwitchQuadrant()), BARE("RawAsmPropFs", s.none.RawAsmPropFs(1)), BARE("AsmPropFs", s.none.AsmPropFs(1)),
     BARE("RawAsmProp", s.none.RawAsmProp(1)), BARE("AsmProp", s.none.AsmProp(1)), BARE("ExactAsmProp", s.none.ExactAsmProp(1)),
     BARE("FresnelProp", s.none.FresnelProp(1)), BARE("FourierProp", s.none.FourierProp(1)), BARE("BackFourierProp", s.none.BackFourierProp(1)),
-    BARE("_Old_SPWProp", s.none._Old_SPWProp(1)), BARE("SPWPropFsTbl", s.none.SPWPropFsTbl(1, TrigTable(2))), BARE("SPW1d", s.none.SPW1d(1)),
+    BARE("AddPointCloud", s.none.AddPointCloud(nullptr, 0)), BARE("_Old_SPWProp", s.none._Old_SPWProp(1)), BARE("SPWPropFsTbl", s.none.SPWPropFsTbl(1, TrigTable(2))), BARE("SPW1d", s.none.SPW1d(1)),
     BARE("RawScaledFft", s.none.RawScaledFft(1, 1)), BARE("ScaledFft", s.none.ScaledFft(1, 1)),
     BARE("ShiftedFresnelProp", s.none.ShiftedFresnelProp(Vector(0, 0, 1), 1e-6, 1e-6)), BARE("NearestNeighbor", s.none.NearestNeighbor(0, 0)),
     BARE("BiLinear", s.none.BiLinear(0, 0)), BARE("LinearInterpol", s.none.LinearInterpol(0, 0)), BARE("BiCubic", s.none.BiCubic(0, 0)),
