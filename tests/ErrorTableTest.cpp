@@ -385,6 +385,7 @@ const Row kRows[] = {
     // ---- transforms and propagation
     {6, "Lumora::Normalize", "the grid is empty: give both Nx and Ny a size", CALL(s.wide.SetNx(0).SetNy(INT_MAX).Normalize(1))},
     {6, "Lumora::ShiftedAsmProp", "an axis is longer than a transform takes (2^29 samples)", CALL(s.f.ShiftedAsmProp(s.g, 31))},
+    {6, "Lumora::ShiftedAsmProp", "an axis is longer than a transform takes (2^29 samples)", CALL(s.f.ShiftedAsmProp(s.g, 33))},
     {6, "Lumora::Fft", kNoSamples, CALL(s.wide.SetNx(3).Fft(-1))}, // sizes that fit the buffer and no transform
     {3, "Lumora::Fft", "FFT mode", CALL(s.polar.Fft(2)), "kept: converted and flipped before the sign is looked at"},
     {3, "Lumora::RawScaledFft1d", "", CALL(s.f.RawScaledFft1d(1))},
@@ -447,6 +448,8 @@ const Row kRows[] = {
      CALL(s.row.ShiftedFresnelProp1d(Lumora(s.row).SetNormalVector(Vector(1e-5, 0, 1))))},
     {8, "Lumora::Rotate", "this object must be in real space", CALL(s.spectrum.Rotate(s.f, s.turn, nullptr, CUBIC_INTERPOL, false))},
     {3, "Lumora::Rotate", "source must be in real space", CALL(s.f.Rotate(s.spectrum, s.turn, nullptr, CUBIC_INTERPOL, false))},
+    {6, "GetInterpolFunc", kUnusable, CALL(s.f.Rotate(s.g, s.turn, nullptr, Interpol(0), false)),
+     "kept: origin and normal vector are the source's by then"},
     {8, "Lumora::RotateFs", "this object must be in Fourier space", CALL(s.f.RotateFs(s.f, s.turn, nullptr, CUBIC_INTERPOL, false))},
     {3, "Lumora::RotateFs", "source must be in Fourier space", CALL(s.spectrum.RotateFs(s.f, s.turn, nullptr, CUBIC_INTERPOL, false))},
     {6, "GetInterpolFunc", kUnusable, CALL(s.spectrum.RotateFs(s.polarSpectrum, s.turn, nullptr, Interpol(6), false)),

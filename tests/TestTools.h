@@ -5,7 +5,12 @@
 
 #include "LmlLumora.h"
 
+#include "base/Isa.h"
+
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
 
 #include <clocale>
 #include <cmath>
@@ -17,6 +22,8 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -94,6 +101,43 @@ public:
 private:
     FftLib before_;
 };
+constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+
+/// The instruction sets of this processor, and one of them as the widest for a stretch of a test.
+inline std::vector<detail::Isa> InstructionSets()
+{
+    std::vector<detail::Isa> all;
+    for (const detail::Isa isa : {detail::Isa::Sse2, detail::Isa::Avx2, detail::Isa::Avx512})
+        if (isa <= detail::ProcessorIsa())
+            all.push_back(isa);
+    return all;
+}
+class Cap
+{
+public:
+    explicit Cap(detail::Isa isa) { detail::CapIsa(isa); }
+    ~Cap() { detail::CapIsa(detail::Isa::Avx512); }
+    Cap(const Cap&) = delete;
+    Cap& operator=(const Cap&) = delete;
+};
+
+/// Runs the body with the plain loops, then with the wide ones of every instruction set.
+template <class Body>
+void InEveryForm(const Body& body)
+{
+    {
+        SCOPED_TRACE("plain");
+        const Engine engine(FFT_LIB_SPLIT_RADIX);
+        body();
+    }
+    for (const detail::Isa isa : InstructionSets())
+    {
+        SCOPED_TRACE("instruction set " + std::to_string(static_cast<int>(isa)));
+        const Engine engine(FFT_LIB_VENDOR);
+        const Cap cap(isa);
+        body();
+    }
+}
 
 /// Samples uniform in [-1, 1) on both members; the same for the same seed everywhere.
 inline void FillRandom(Lumora& field, std::uint32_t seed = 1)
@@ -154,6 +198,69 @@ inline double RelativeL2(const Lumora& a, const Lumora& b)
     }
     return std::sqrt(num / den);
 }
+
+inline void ExpectNear(const Vector& v, const Vector& w, double tolerance = 1e-12)
+{
+    EXPECT_NEAR(v.x, w.x, tolerance);
+    EXPECT_NEAR(v.y, w.y, tolerance);
+    EXPECT_NEAR(v.z, w.z, tolerance);
+}
+inline void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-14)
+{
+    ExpectNear(v, Vector(x, y, z), tolerance);
+}
+
+/// A field whose protected members anyone may call.
+struct Open : Lumora
+{
+    using Lumora::_ConvToComplexForm;
+    using Lumora::_ConvToPolarForm;
+    using Lumora::Lumora;
+    using Lumora::PullForm;
+    using Lumora::PushForm;
+    Open(const Lumora& f) : Lumora(f) {}
+};
+
+constexpr Interpol kInterpolators[] = {LINEAR_INTERPOL,   CUBIC_INTERPOL,   CUBIC4_INTERPOL,  CUBIC6_INTERPOL,
+                                       ADJACENT_INTERPOL, BICUBIC_INTERPOL, BILINEAR_INTERPOL};
+
+using Value = std::complex<double>;
+inline Value At(const Lumora& f, int i, int j)
+{
+    return {f.GetReal(i, j), f.GetImag(i, j)};
+}
+
+/// A field whose buffer is the caller's, with samples before and behind it that nobody may touch; `offset` samples
+/// behind a 64-byte boundary.
+class Fenced
+{
+public:
+    Fenced(int nx, int ny, double px = 1e-6, double py = 1e-6, std::size_t offset = 0)
+        : field(0, 0, px, py), all_(std::size_t(nx) * std::size_t(ny) + 2 * kFence + 8, Complex(-77.0, 5.0))
+    {
+        begin_ = kFence;
+        while (reinterpret_cast<std::uintptr_t>(&all_[begin_]) % 64 != 0)
+            ++begin_;
+        begin_ += offset;
+        field.SetNx(nx).SetNy(ny).Init(&all_[begin_]);
+        field.SetWindowMax();
+    }
+    Fenced(const Fenced&) = delete;
+    Fenced& operator=(const Fenced&) = delete;
+    bool Whole() const
+    {
+        for (std::size_t n = 0; n < kFence; ++n)
+            if (!(all_[begin_ - 1 - n] == Complex(-77.0, 5.0)) || !(all_[all_.size() - 1 - n] == Complex(-77.0, 5.0)))
+                return false;
+        return true;
+    }
+    Lumora field;
+
+private:
+    static constexpr std::size_t kFence = 512;
+    std::vector<Complex> all_;
+    std::size_t begin_ = 0;
+};
 
 /// A fresh name in the tests' scratch folder, removed at the end.
 class ScratchFile
