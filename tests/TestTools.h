@@ -215,6 +215,50 @@ private:
     std::string folder_;
     bool works_ = false;
 };
+
+/// The bytes of a number as files have them, made by shifts.
+inline std::string Le(std::uint64_t value, int bytes)
+{
+    std::string s;
+    for (int n = 0; n < bytes; ++n, value >>= 8)
+        s += static_cast<char>(value & 255);
+    return s;
+}
+inline std::string LeF(double value)
+{
+    return Le(Bits(static_cast<float>(value)), 4);
+}
+inline std::string LeD(double value)
+{
+    std::uint64_t bits;
+    std::memcpy(&bits, &value, 8);
+    return Le(bits, 8);
+}
+
+/// The samples of columns left ... right - 1, rows bottom ... top - 1 as files have them; without bounds, all.
+inline std::string SampleBytes(const Lumora& f, int left, int right, int bottom, int top)
+{
+    std::string s;
+    for (int j = bottom; j < top; ++j)
+        for (int i = left; i < right; ++i)
+            s += LeF(f.GetPixel(i, j).Real()) + LeF(f.GetPixel(i, j).Imag());
+    return s;
+}
+inline std::string SampleBytes(const Lumora& f)
+{
+    return SampleBytes(f, 0, f.GetNx(), 0, f.GetNy());
+}
+
+/// As much of a path as a failure shows.
+inline std::string Shown(const std::string& path)
+{
+    return path.substr(0, 127);
+}
+
+inline bool SameRect(const LML_RECT& a, const LML_RECT& b)
+{
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
 } // namespace lmltest
 
 #endif
