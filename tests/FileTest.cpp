@@ -207,11 +207,15 @@ TEST(FileTest, StateAfterAFailedLoad)
         bool onBuffer;
         int code;
     };
-    const Row refused[] = {{-1, 4, false, 5},      {-kMost - 1, 0, false, 5},
-                           {0, kMost, false, 5},   {4, 4, true, 1},
+    const Row refused[] = {{-1, 4, false, 5},
+                           {-kMost - 1, 0, false, 5},
+                           {0, kMost, false, 5},
+                           {4, 4, true, 1},
                            {4097, 4097, false, 5}}; // 512 MiB raised, and nothing of them in the file
     const auto load = [&](bool lw, Lumora& g)
-    { return Catch([&] { lw ? g.LoadLw(file.Path(), nullptr) : g.LoadDE(file.Path()); }); };
+    {
+        return Catch([&] { lw ? g.LoadLw(file.Path(), nullptr) : g.LoadDE(file.Path()); });
+    };
     for (const bool lw : {true, false})
     {
         for (const Row& row : refused)

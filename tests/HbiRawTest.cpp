@@ -173,17 +173,5 @@ TEST(HbiLoad, RefusedFilesLeaveTheFieldAsItWas)
         EXPECT_EQ(field.GetPx(), before.GetPx());
         EXPECT_EQ(field.Form(), COMPLEX_AMPLITUDE);
     }
-    const std::string whole = Head(24, 8, 4, 4) + pixels.substr(0, 16);
-    for (std::size_t length = 0; length <= whole.size(); ++length)
-    {
-        file.Write(whole.substr(0, length));
-        Lumora field(2, 2);
-        EXPECT_EQ(Catch([&] { field.LoadHBI(path, ModeIntensity); }), length == whole.size() ? Failure{} : shortRead);
-    }
-    Lumora field(2, 2);
-    field.Form() = SPECTRUM;
-    EXPECT_EQ(Catch([&] { field.LoadHBI("no such file", ModeReal); }), (Failure{8, kLoader, "no such file"}));
-    field.Form() = POLAR_SPECTRUM;
-    EXPECT_EQ(Catch([&] { field.LoadHBI("no such file", ModeReal); }), (Failure{2, kLoader, "no such file"}));
 }
 } // namespace

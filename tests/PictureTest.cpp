@@ -12,7 +12,6 @@ using namespace lmltest;
 struct Format
 {
     const char* name;
-    const char* function; // in every failure
     FormatRule rule;
     std::size_t rowMultiple;
     bool topRowFirst;
@@ -45,21 +44,21 @@ std::string HbiHead(const Lumora& f, std::size_t width, std::size_t height)
 }
 
 const Format kFormats[] = {
-    {"BMP", "LumoraLib::Lumora::WinSaveAsBMPEx", {0.01L, true, false}, 4, false, true, true, 1078, BmpHead,
+    {"BMP", {0.01L, true, false}, 4, false, true, true, 1078, BmpHead,
      [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
      {
          window ? f.WinSaveAsBMPEx(p, mode, min, max, GradationGrey, 0) : f.SaveAsBMPEx(p, mode, min, max, GradationGrey, 0);
      }},
-    {"HBI", "LumoraLib::Lumora::WinSaveAsHBI", {0.001L, false, true}, 1, false, false, false, 24, HbiHead,
+    {"HBI", {0.001L, false, true}, 1, false, false, false, 24, HbiHead,
      [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
      { window ? f.WinSaveAsHBI(p, mode, min, max, nullptr) : f.SaveAsHBI(p, mode, min, max, nullptr); }},
-    {"RAW", "LumoraLib::Lumora::WinSaveAsRAW", {0.001L, true, false}, 1, true, true, true, 0,
+    {"RAW", {0.001L, true, false}, 1, true, true, true, 0,
      [](const Lumora&, std::size_t, std::size_t) { return std::string(); },
      [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
      { window ? f.WinSaveAsRAW(p, mode, min, max) : f.SaveAsRAW(p, mode, min, max); }},
 };
 
-class PictureSave : public ::testing::TestWithParam<Format>
+class PictureTest : public ::testing::TestWithParam<Format>
 {
 protected:
     const Format& f = GetParam();
@@ -75,10 +74,10 @@ protected:
             bytes.at(f.headBytes + row * rowBytes + static_cast<std::size_t>(i - w.left)));
     }
 };
-INSTANTIATE_TEST_SUITE_P(Formats, PictureSave, ::testing::ValuesIn(kFormats),
+INSTANTIATE_TEST_SUITE_P(Formats, PictureTest, ::testing::ValuesIn(kFormats),
                          [](const auto& of) { return std::string(of.param.name); });
 
-TEST_P(PictureSave, HeadRowsOrderAndPadding)
+TEST_P(PictureTest, HeadRowsOrderAndPadding)
 {
     Lumora field(8, 8, 0x1p-18, 0x1p-12);
     for (int j = 0; j < 8; ++j)
@@ -116,7 +115,7 @@ TEST_P(PictureSave, HeadRowsOrderAndPadding)
     EXPECT_EQ(wrong, 0u);
 }
 
-TEST_P(PictureSave, EveryModeFormAndRange)
+TEST_P(PictureTest, EveryModeFormAndRange)
 {
     for (int form = 0; form < 4; ++form)
     {
@@ -151,7 +150,7 @@ TEST_P(PictureSave, EveryModeFormAndRange)
     }
 }
 
-TEST_P(PictureSave, ValuesBeyondEveryRange)
+TEST_P(PictureTest, ValuesBeyondEveryRange)
 {
     const double inf = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -181,39 +180,28 @@ TEST_P(PictureSave, ValuesBeyondEveryRange)
     EXPECT_EQ(pixels(ModeMaskedPhase, 0, 0), std::string(8, '\x80')) << "phase 0 is mid-grey";
 }
 
-TEST_P(PictureSave, Failures)
+TEST_P(PictureTest, RefusalsBeforeAndBehindTheOpening)
 {
     Lumora field(8, 8);
     field.Clear().SetWindow(1, 3, 1, 3);
     Lumora none(8, 8);
     none.Dispose();
-    const char* const nowhere = LML_SCRATCH_DIR "/no such folder/x";
     for (const bool window : {true, false})
     {
-        const auto save = [&](const Lumora& of, const char* path, double max)
-        { return Catch([&] { f.save(of, path, window, ModeReal, 0, max); }); };
-        EXPECT_EQ(save(field, nowhere, 1), (Failure{2, f.function, nowhere}));
-        EXPECT_EQ(save(field, LML_SCRATCH_DIR, 1), (Failure{2, f.function, LML_SCRATCH_DIR}));
-        EXPECT_EQ(save(field, "/dev/full", 1), (Failure{4, "ewrite", "/dev/full"}));
+        const auto code = [&](const Lumora& of, double max)
+        { return Catch([&] { f.save(of, file.Path(), window, ModeReal, 0, max); }).code; };
         file.Write("old contents");
-        EXPECT_EQ(save(none, file.Path(), 1).code, 6);
-        if (!f.takesPolar)
-        {
-            field.Form() = POLAR_AMPLITUDE;
-            EXPECT_EQ(save(field, file.Path(), 1), (Failure{7, f.function, "err"}));
-            field.Form() = COMPLEX_AMPLITUDE;
-        }
+        EXPECT_EQ(code(none, 1), 6);
+        field.Form() = POLAR_AMPLITUDE;
+        EXPECT_TRUE(f.takesPolar || code(field, 1) == 7);
+        field.Form() = COMPLEX_AMPLITUDE;
         EXPECT_EQ(file.Read(), "old contents");
-        EXPECT_EQ(save(field, file.Path(), -1),
-                  f.refusesReversedRange
-                      ? (Failure{3, f.function, "max\x82\xaamin\x82\xe6\x82\xe8\x8f\xac\x82\xb3\x82\xa2"})
-                      : Failure{});
+        EXPECT_EQ(code(field, -1), f.refusesReversedRange ? 3 : 0);
         EXPECT_EQ(file.Read().empty(), f.refusesReversedRange) << "emptied by then";
-        EXPECT_EQ(field.Window().right, 3);
     }
 }
 
-TEST_P(PictureSave, WindowsOutsideTheGrid)
+TEST_P(PictureTest, WindowsOutsideTheGrid)
 {
     Lumora field(8, 4);
     FillRandom(field);

