@@ -341,7 +341,7 @@ TEST(SinCos, CompilerKeepsTheRoundingToFloat)
 TEST(SinCos, ConstantsAreThoseOfTheGenerator)
 {
     const std::string command = "python3 " LML_SOURCE_DIR "/tools/sincos_coefficients.py --check " LML_SOURCE_DIR
-                                "/lml/SinCosCoefficients.h 2>&1";
+                                "/lml/simd/SinCosCoefficients.h 2>&1";
     const int status = std::system(command.c_str());
     if (WIFEXITED(status) && WEXITSTATUS(status) == 127)
         GTEST_SKIP() << "no python3 here";

@@ -465,7 +465,7 @@ TEST(WideField, MagnitudesAreThoseOfThePlainRoots)
 TEST(WideField, ConstantsAreThoseOfTheGenerator)
 {
     const int status = std::system("python3 " LML_SOURCE_DIR "/tools/atan_log_coefficients.py --check " LML_SOURCE_DIR
-                                   "/lml/WideFieldCoefficients.h 2>&1");
+                                   "/lml/field/WideFieldCoefficients.h 2>&1");
     if (WIFEXITED(status) && WEXITSTATUS(status) == 127)
         GTEST_SKIP() << "no python3 here";
     EXPECT_EQ(status, 0);
