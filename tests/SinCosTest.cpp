@@ -103,34 +103,35 @@ const double kClosest[] = {0x1.6c6cbc45dc8dep+5,   0x1.6c6cbc45dc8dep+6,   0x1.b
 /// Angles of every kind, scrambled so that neighbouring lanes take different ways.
 std::vector<double> AllKinds()
 {
-    std::vector<double> x = {0.0,
-                             -0.0,
-                             DBL_TRUE_MIN,
-                             -DBL_TRUE_MIN,
-                             DBL_MIN,
-                             1e-160,
-                             1e-9,
-                             0x1p-27,
-                             kPi / 4,
-                             std::nextafter(kPi / 4, 1),
-                             kPi / 2,
-                             kPi,
-                             -kPi,
-                             3 * kPi / 2,
-                             2 * kPi,
-                             1e6 * kPi,
-                             kSinCosFar,
-                             std::nextafter(kSinCosFar, 0),
-                             std::nextafter(kSinCosFar, kInf),
-                             -kSinCosFar,
-                             0x1p30,
-                             0x1p53,
-                             1e22,
-                             DBL_MAX,
-                             -DBL_MAX,
-                             kInf,
-                             -kInf,
-                             kNan};
+    const double special[] = {0.0,
+                              -0.0,
+                              DBL_TRUE_MIN,
+                              -DBL_TRUE_MIN,
+                              DBL_MIN,
+                              1e-160,
+                              1e-9,
+                              0x1p-27,
+                              kPi / 4,
+                              std::nextafter(kPi / 4, 1),
+                              kPi / 2,
+                              kPi,
+                              -kPi,
+                              3 * kPi / 2,
+                              2 * kPi,
+                              1e6 * kPi,
+                              kSinCosFar,
+                              std::nextafter(kSinCosFar, 0),
+                              std::nextafter(kSinCosFar, kInf),
+                              -kSinCosFar,
+                              0x1p30,
+                              0x1p53,
+                              1e22,
+                              DBL_MAX,
+                              -DBL_MAX,
+                              kInf,
+                              -kInf,
+                              kNan};
+    std::vector<double> x(std::begin(special), std::end(special));
     x.insert(x.end(), std::begin(kClosest), std::end(kClosest));
     std::mt19937_64 g(5);
     std::uniform_real_distribution<double> unit(-1, 1);
@@ -177,20 +178,11 @@ TEST(SinCos, StaysBelowNineTenthsOfAUnitInTheLastPlace)
     Oracle oracle;
     std::mt19937_64 g(11);
     std::uniform_real_distribution<double> unit(0, 1);
-    const auto uniform = [&](double low, double high)
-    {
-        return [&, low, high]
-        {
-            return low + unit(g) * (high - low);
-        };
-    };
+    // clang-format off
+    const auto uniform = [&](double low, double high) { return [&, low, high] { return low + unit(g) * (high - low); }; };
     const auto spread = [&](double low, double high)
-    {
-        return [&, low, high]
-        {
-            return std::exp(std::log(low) + unit(g) * (std::log(high) - std::log(low)));
-        };
-    };
+    { return [&, low, high] { return std::exp(std::log(low) + unit(g) * (std::log(high) - std::log(low))); }; };
+    // clang-format on
     const auto nearMultiple = [&](double largest)
     {
         return [&, largest]
@@ -377,72 +369,38 @@ std::vector<FormCase> FormCases(const std::vector<double>& given)
     const double px = 1.7e-6, y = 3e-4, k = 2 * kPi / lambda, d = 0.13, kz = k / d, a = 2.3e-4, row = 12.75;
     // A band whose bounds are columns themselves; beyond column 509 the root's argument is negative.
     const double x0 = 1e-3, z0 = 0.1, y0v = -33.25, low = -150 * du, high = 300 * du;
-    std::vector<FormCase> cases = {{"given", PhaseForm::Given(given.data()),
-                                    [&given](std::int32_t, std::size_t i)
-                                    {
-                                        return given[i];
-                                    }},
-                                   {"transfer", PhaseForm::Transfer(du, c, v2, tpd),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        const double u = i * du, w = c - v2 - u * u;
-                                        return w > 0 ? tpd * std::sqrt(w) : 0.0;
-                                    }},
-                                   {"transfer of an endless way", PhaseForm::Transfer(du, 1e12, 0, kInf),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        const double u = i * du, w = 1e12 - u * u;
-                                        return w > 0 ? kInf * std::sqrt(w) : 0.0;
-                                    }},
-                                   {"shifted", PhaseForm::Shifted(du, low, high, x0, z0, c, v2, y0v),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        const double u = i * du;
-                                        return 6.283185307179586 * (x0 * u + z0 * std::sqrt(c - u * u - v2) + y0v);
-                                    },
-                                    [=](std::int32_t i)
-                                    {
-                                        return !(i * du <= low || i * du >= high);
-                                    }},
-                                   {"shifted without bounds", PhaseForm::Shifted(-du, kNan, kNan, x0, z0, c, v2, y0v),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        const double u = i * -du;
-                                        return 6.283185307179586 * (x0 * u + z0 * std::sqrt(c - u * u - v2) + y0v);
-                                    }},
-                                   {"fresnel in", PhaseForm::FresnelIn(px, y * y, k, d + d),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        const double x = i * px;
-                                        return static_cast<float>((y * y + x * x) * k / (d + d));
-                                    }},
-                                   {"fresnel out", PhaseForm::FresnelOut(px, y * y, k, d + d, d),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        const double x = i * px;
-                                        return static_cast<float>(((y * y + x * x) / (d + d) + d) * k);
-                                    }},
-                                   {"plane wave", PhaseForm::PlaneVector(5.5, k * 0.02, px),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        return 5.5 + i * (k * 0.02) * px;
-                                    }},
-                                   {"plane wave by cosines", PhaseForm::PlaneCosines(5.5, 1e-5, 0.02, px, k),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        return 5.5 + (1e-5 + i * 0.02 * px) * k;
-                                    }},
-                                   {"lens", PhaseForm::Lens(px, y * y, -k, 2 * d),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        const double x = i * px;
-                                        return -k * (x * x + y * y) / (2 * d);
-                                    }},
-                                   {"chirp", PhaseForm::Chirp(a, row, -kPi),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        return (WrappedSquare(i) * a + row) * -kPi;
-                                    }}};
+    // clang-format off
+    const auto transfer = [=](double c2, double v22, double way, std::int32_t i) {
+        const double u = i * du, w = c2 - v22 - u * u;
+        return w > 0 ? way * std::sqrt(w) : 0.0;
+    };
+    const auto shifted = [=](double step, std::int32_t i) {
+        const double u = i * step;
+        return 6.283185307179586 * (x0 * u + z0 * std::sqrt(c - u * u - v2) + y0v);
+    };
+    std::vector<FormCase> cases = {
+        {"given", PhaseForm::Given(given.data()), [&given](std::int32_t, std::size_t i) { return given[i]; }},
+        {"transfer", PhaseForm::Transfer(du, c, v2, tpd), [=](std::int32_t i, std::size_t) { return transfer(c, v2, tpd, i); }},
+        {"transfer of an endless way", PhaseForm::Transfer(du, 1e12, 0, kInf),
+         [=](std::int32_t i, std::size_t) { return transfer(1e12, 0, kInf, i); }},
+        {"shifted", PhaseForm::Shifted(du, low, high, x0, z0, c, v2, y0v),
+         [=](std::int32_t i, std::size_t) { return shifted(du, i); },
+         [=](std::int32_t i) { return !(i * du <= low || i * du >= high); }},
+        {"shifted without bounds", PhaseForm::Shifted(-du, kNan, kNan, x0, z0, c, v2, y0v),
+         [=](std::int32_t i, std::size_t) { return shifted(-du, i); }},
+        {"fresnel in", PhaseForm::FresnelIn(px, y * y, k, d + d),
+         [=](std::int32_t i, std::size_t) { const double x = i * px; return static_cast<float>((y * y + x * x) * k / (d + d)); }},
+        {"fresnel out", PhaseForm::FresnelOut(px, y * y, k, d + d, d),
+         [=](std::int32_t i, std::size_t) { const double x = i * px; return static_cast<float>(((y * y + x * x) / (d + d) + d) * k); }},
+        {"plane wave", PhaseForm::PlaneVector(5.5, k * 0.02, px),
+         [=](std::int32_t i, std::size_t) { return 5.5 + i * (k * 0.02) * px; }},
+        {"plane wave by cosines", PhaseForm::PlaneCosines(5.5, 1e-5, 0.02, px, k),
+         [=](std::int32_t i, std::size_t) { return 5.5 + (1e-5 + i * 0.02 * px) * k; }},
+        {"lens", PhaseForm::Lens(px, y * y, -k, 2 * d),
+         [=](std::int32_t i, std::size_t) { const double x = i * px; return -k * (x * x + y * y) / (2 * d); }},
+        {"chirp", PhaseForm::Chirp(a, row, -kPi),
+         [=](std::int32_t i, std::size_t) { return (WrappedSquare(i) * a + row) * -kPi; }}};
+    // clang-format on
     for (bool chirped : {false, true})
     {
         const auto chirp = [=](std::int32_t i)
