@@ -40,56 +40,19 @@ TEST(Conventions, EverySentenceHasItsTest)
         std::ifstream in(path);
         return std::string{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     };
-    const std::filesystem::path source = LML_SOURCE_DIR;
-    const std::string text = read(source / "docs/conventions.md");
+    std::string tests;
+    for (const auto& file : std::filesystem::directory_iterator(LML_SOURCE_DIR "/tests"))
+        tests += file.path().extension() == ".cpp" ? read(file.path()) : "";
+    const std::string text = read(LML_SOURCE_DIR "/docs/conventions.md");
     std::size_t sentences = 0;
     for (std::size_t at = 0; (at = text.find("\n- ", at)) != std::string::npos; ++at)
         ++sentences;
     const std::regex name("\\[([A-Za-z]+)\\.([A-Za-z]+)\\]");
     std::size_t named = 0;
     for (std::sregex_iterator it(text.begin(), text.end(), name), end; it != end; ++it, ++named)
-    {
-        // A fixture's tests stand in the file that has its name, as do those of a suite.
-        const std::string suite = (*it)[1], file = suite == "Conventions" ? "ConventionsTest" : suite;
-        EXPECT_NE(read(source / "tests" / (file + ".cpp")).find("(" + suite + ", " + (*it)[2].str() + ")"),
-                  std::string::npos)
-            << (*it)[0];
-    }
+        EXPECT_NE(tests.find("(" + (*it)[1].str() + ", " + (*it)[2].str() + ")"), std::string::npos) << (*it)[0];
     EXPECT_GT(sentences, 25u);
     EXPECT_EQ(named, sentences);
-}
-
-TEST(Conventions, LinearIndex)
-{
-    Lumora f(8, 4);
-    f.Clear();
-    f.SetPixel(3, 2, Complex(1.0, 0.0));
-    EXPECT_EQ(f[3 + 8 * 2].Real(), 1.0f);
-    EXPECT_EQ(f.IJ(3, 2), 19u);
-}
-
-TEST(Conventions, OriginSample)
-{
-    const Lumora f(8, 4, 0.5);
-    EXPECT_EQ(f.X(4), 0.0);
-    EXPECT_EQ(f.Y(2), 0.0);
-    EXPECT_EQ(f.X(0), -2.0);
-    EXPECT_EQ(f.X(7), 1.5);
-}
-
-TEST(Conventions, NearestSample)
-{
-    const Lumora f(8, 8, 1.0);
-    EXPECT_EQ(f.I(0.49), 4);
-    EXPECT_EQ(f.I(0.5), 5);
-    EXPECT_EQ(f.I(-0.5), 4);
-}
-
-TEST(Conventions, PowersOfTwo)
-{
-    const Lumora f(300, 200);
-    EXPECT_EQ(f.GetNx(), 512);
-    EXPECT_EQ(f.GetNy(), 256);
 }
 
 TEST(Conventions, DistanceFollowsNormal)
@@ -101,64 +64,12 @@ TEST(Conventions, DistanceFollowsNormal)
     EXPECT_NEAR(f.GetOrigin().z, 1.4, 1e-12);
 }
 
-TEST(Conventions, LocalAxes)
-{
-    Lumora f(4);
-    f.SetNormalVector(Vector(0.0, 0.0, 1.0));
-    EXPECT_EQ(f.GetUnitVectorX(), Vector(1.0, 0.0, 0.0));
-    f.SetNormalVector(Vector(1.0, 0.0, 0.0)); // z turned onto x takes x to -z
-    EXPECT_EQ(f.GetUnitVectorX(), Vector(0.0, 0.0, -1.0));
-    EXPECT_EQ(f.GetUnitVectorY(), Vector(0.0, 1.0, 0.0));
-    f.SetNormalVector(Vector(0.0, 0.0, -1.0));
-    EXPECT_EQ(f.GetUnitVectorX(), Vector(-1.0, 0.0, 0.0));
-    EXPECT_EQ(f.GetUnitVectorY(), Vector(0.0, -1.0, 0.0));
-}
-
 TEST(Conventions, Wavenumber)
 {
     Lumora f(4, 4, 1e-6, 1e-6, 500e-9);
     EXPECT_DOUBLE_EQ(f.GetWavenumber(), 2.0 * kPi / 500e-9);
     f.k() = 2.0 * kPi / 600e-9;
     EXPECT_DOUBLE_EQ(f.GetWavelength(), 600e-9);
-}
-
-TEST(Conventions, PolarPair)
-{
-    Lumora f(4, 1);
-    f.SetConst(Complex(0.0, 2.0));
-    f.ConvToPolarForm();
-    EXPECT_EQ(f[0].Real(), 2.0f);
-    EXPECT_FLOAT_EQ(f[0].Imag(), static_cast<float>(kPi / 2.0));
-    EXPECT_EQ(f.GetReal(0, 0), 2.0);
-}
-
-TEST(Conventions, Intensity)
-{
-    Lumora f(4, 1);
-    f.SetConst(Complex(3.0, 4.0));
-    EXPECT_EQ(f.Intensity(1, 0), 25.0);
-    EXPECT_EQ(sizeof(Complex), 8u);
-}
-
-TEST(Conventions, ForwardPhase)
-{
-    Lumora f(16, 16, 4e-6);
-    f.SetConst(Complex(1.0, 0.0));
-    const double d = 1.25 * f.GetWavelength(); // a quarter turn beyond a whole one
-    f.RawAsmProp(d);
-    EXPECT_NEAR(f.GetReal(5, 5), 0.0, 1e-5);
-    EXPECT_NEAR(f.GetImag(5, 5), 1.0, 1e-5);
-}
-
-TEST(Conventions, SphericalPhase)
-{
-    Lumora f(16, 16, 4e-6);
-    const double z = -0.1;
-    f.SetSphericalWave(0.0, 0.0, z, 1.0, WINDOW_RECT);
-    const double r = 0.1;
-    const double k = f.GetWavenumber();
-    EXPECT_NEAR(f.GetReal(8, 8) * r, std::cos(static_cast<float>(k * r)), 1e-5);
-    EXPECT_NEAR(f.GetImag(8, 8) * r, std::sin(static_cast<float>(k * r)), 1e-5);
 }
 
 TEST(Conventions, PositiveFrequency)
@@ -223,14 +134,6 @@ TEST(Conventions, SpectrumPitch)
     EXPECT_DOUBLE_EQ(f.GetPy(), 1.0 / (8 * 2e-5));
 }
 
-TEST(Conventions, OneRow)
-{
-    Lumora f(16, 1, 1e-5, 3e-5);
-    f.SetConst(Complex(1.0, 0.0)).Fft(-1);
-    EXPECT_EQ(f.GetPy(), 3e-5);
-    EXPECT_FLOAT_EQ(f[8].Real(), 16.0f);
-}
-
 TEST(Conventions, WindowEdges)
 {
     Lumora f(8, 8);
@@ -262,19 +165,6 @@ TEST(Conventions, WindowIsCut)
     f.SetConstWin(Complex(1.0, 0.0));
     EXPECT_EQ(f.GetSquareSumWhole(), 8.0);
     EXPECT_EQ(f.GetSquareSum(), 8.0);
-}
-
-TEST(Conventions, ThreadsDoNotMatter)
-{
-    Lumora one(256, 128, 2e-6);
-    FillRandom(one);
-    Lumora three(one);
-    one.AsmProp(2e-3).Normalize(1.0).ConvToPolarForm();
-    {
-        const Threads threads(3);
-        three.AsmProp(2e-3).Normalize(1.0).ConvToPolarForm();
-    }
-    EXPECT_TRUE(SameBits(one, three));
 }
 
 TEST(Conventions, ModesAreLeftAlone)

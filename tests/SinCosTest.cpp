@@ -250,17 +250,6 @@ TEST(SinCos, KeepsSymmetriesAndSpecialValues)
         EXPECT_TRUE(std::isfinite(x) ? std::fabs(s) <= 1 && std::fabs(c) <= 1 : std::isnan(s) && std::isnan(c));
         EXPECT_TRUE(!(std::fabs(x) < 1e-9) || (SameBits(s, x) && c == 1.0)) << std::hexfloat << x;
     }
-    // Quadrants: multiples of pi/2 and the odd eighths between them.
-    const double h = std::sqrt(0.5);
-    for (int q = -9; q <= 9; ++q)
-    {
-        SinCos1(q * (kPi / 2), s, c);
-        EXPECT_NEAR(s, (q & 1) == 0 ? 0 : (q & 2) == 0 ? 1 : -1, 1e-14);
-        EXPECT_NEAR(c, (q & 1) != 0 ? 0 : (q & 2) == 0 ? 1 : -1, 1e-14);
-        SinCos1((q + 0.5) * (kPi / 2), s, c);
-        EXPECT_NEAR(s, (q & 2) == 0 ? h : -h, 1e-14);
-        EXPECT_NEAR(c, ((q + 1) & 2) == 0 ? h : -h, 1e-14);
-    }
 }
 
 TEST(SinCos, EveryLaneOfEveryWidthHasTheScalarBits)
@@ -309,25 +298,6 @@ TEST(SinCos, TransferFunctionRoundsToTheFloatsOfTheCLibrary)
     // Rounding to float hides a double's last place but for one in about 2^29 values per unit of difference.
     EXPECT_LE(different, 2u) << "of " << 2 * samples;
     RecordProperty("different", std::to_string(different) + " of " + std::to_string(2 * samples));
-}
-
-namespace
-{
-__attribute__((noinline)) void RoundPair(const double* x, double* y)
-{
-    y[0] = static_cast<float>(x[0]);
-    y[1] = static_cast<float>(x[1]);
-}
-} // namespace
-
-/// The rules that round a factor to float and widen it again need a build that keeps the rounding.
-TEST(SinCos, CompilerKeepsTheRoundingToFloat)
-{
-    const double x[2] = {1.0 / 3, 1.0 / 7};
-    double y[2];
-    RoundPair(x, y);
-    EXPECT_EQ(y[0], 0x1.555556p-2);
-    EXPECT_EQ(y[1], 0x1.24924ap-3);
 }
 
 TEST(SinCos, ConstantsAreThoseOfTheGenerator)
