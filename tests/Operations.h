@@ -219,7 +219,8 @@ inline const Operation kOperations[] = {
     LML_OPERATION("CopyParam", Same, t.a.CopyParam(t.b)),
     LML_OPERATION("Conv", Same, t.a.ConvToIntensity()),
     LML_OPERATION("ConvToLogIntensity", Same, t.a.ConvToLogIntensity().ConvToConjugate().ConvToAbsolute()),
-    LML_OPERATION("Normalize", Same, t.a.Normalize(t.Real(1.0)); t.a.NormalizeWin(t.Real(1.0))),
+    LML_OPERATION("Normalize", Same, t.a.Normalize(t.Real(1.0))),
+    LML_OPERATION("NormalizeWin", Same, t.a.NormalizeWin(t.Real(1.0))),
     LML_OPERATION("ImageRotation", Same, t.a.ImageRotation(t.Int(1, 0, 4))),
     // Interpolation, resampling, measures
     LML_OPERATION("GetInterpolVal", Same, t.a.GetInterpolVal(t.Real(1.3e-5), t.Real(-2e-5), t.Choice(BICUBIC_INTERPOL, 0, 9))),
