@@ -106,27 +106,6 @@ TEST(TransferTest, CallsAreOfAtMost64MiB)
     EXPECT_EQ(count, 2) << "the first short call ends the transfer";
 }
 
-TEST(TransferTest, ShortReadIsReportedUnderTheCallersName)
-{
-    const ScratchFile scratch("short");
-    scratch.Write("12345");
-    for (std::uint64_t bytes : {6u, 4096u, 1u << 20})
-    {
-        std::vector<Byte> to(bytes);
-        File file(scratch.Path(), "rb");
-        EXPECT_EQ(ReadMost(file, to.data(), bytes), 5u);
-        ASSERT_TRUE(file.Seek(0));
-        EXPECT_FALSE(ReadExact(file, to.data(), bytes));
-        ASSERT_TRUE(file.Seek(0));
-        EXPECT_EQ(Catch([&] { eread(file, to.data(), bytes, "a path"); }), (Failure{5, "eread", "a path"}));
-        ASSERT_TRUE(file.Seek(0));
-        EXPECT_EQ(Catch([&] { ReadOr(file, to.data(), bytes, [] { Error(ERR_FILE_READ, "LumoraLib::g", "d"); }); }),
-                  (Failure{5, "LumoraLib::g", "d"}));
-        ASSERT_TRUE(file.Seek(0));
-        ReadOr(file, to.data(), 5, [] { FAIL(); });
-    }
-}
-
 TEST(TransferTest, FullDiskShowsInTheTransferOrAtTheLatestInTheClose)
 {
     const std::vector<Byte> bytes(1 << 20);
@@ -229,30 +208,4 @@ TEST(FileTest, ClosedFileFailsInEveryQuestion)
         EXPECT_LT(file->Length(), 0);
         EXPECT_TRUE(file->CloseChecked());
     }
-}
-
-TEST(FileTest, AStreamIsClosedOnceOnEveryPath)
-{
-    const ScratchFile scratch("a");
-    const std::ptrdiff_t before = OpenDescriptors();
-    {
-        File first(scratch.Path(), "w+b");
-        ewrite(first, "head", 4, scratch.Path());
-        EXPECT_EQ(scratch.Read(), "") << "still in the buffer";
-        ASSERT_TRUE(first.Flush());
-        EXPECT_EQ(scratch.Read(), "head") << "before anything written later";
-        File second(std::move(first));
-        EXPECT_EQ(OpenDescriptors(), before + 1);
-        ewrite(second, "!", 1, scratch.Path());
-    }
-    EXPECT_EQ(scratch.Read(), "head!");
-    const Failure failure = Catch(
-        [&]
-        {
-            File file(scratch.Path(), "rb");
-            TestHead head;
-            eread(file, kTestHead, head, scratch.Path());
-        });
-    EXPECT_EQ(failure.code, 5);
-    EXPECT_EQ(OpenDescriptors(), before);
 }

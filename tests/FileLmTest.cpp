@@ -413,6 +413,7 @@ TEST_F(FileLmTest, FilesOfAnotherTypeAndIndicesBeyondTheTable)
         bool segmented, indexed;
         std::function<void()> call;
     };
+    // clang-format off
     const Row rows[] = {{"Lumora::LoadMpLm", false, true, [&] { g.LoadMpLm(path, n, nullptr); }},
                         {"Lumora::LoadParamMpLm", false, true, [&] { g.LoadParamMpLm(path, n, nullptr); }},
                         {"Lumora::SaveAsMpLm", false, true, [&] { a.SaveAsMpLm(path, n); }},
@@ -422,6 +423,7 @@ TEST_F(FileLmTest, FilesOfAnotherTypeAndIndicesBeyondTheTable)
                         {"Lumora::SaveAsSegLm", true, true, [&] { a.SaveAsSegLm(path, n, m); }},
                         {"GetSizeSegLm", true, false, [&] { GetSizeSegLm(path, nx, ny); }},
                         {"Lumora::SaveParamSegLm", true, false, [&] { a.SaveParamSegLm(path); }}};
+    // clang-format on
     const std::string multi = MultiPartFile(2, {{0, &a}}), segmented = SegmentedFile(2, 3, HeadOf(a), {{0, &a}});
     for (const Row& row : rows)
     {
@@ -463,8 +465,12 @@ TEST_F(FileLmTest, SegmentsAgreeWithTheCommonHead)
     a.SaveAsSegLm(path, 0, 0);
     const std::string before = file.Read();
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const auto tilt = [](Lumora& f, double d) { f.SetNormalVector(f.GetNormalVector() + Vector(d, 0.0, 0.0)); };
+    const auto tilt = [](Lumora& f, double d)
+    {
+        f.SetNormalVector(f.GetNormalVector() + Vector(d, 0.0, 0.0));
+    };
     // Exactly, but for the normal.
+    // clang-format off
     const std::function<void(Lumora&)> refused[] = {
         [](Lumora& f) { f = Sample(8, 4, 1); },
         [](Lumora& f) { f = Sample(4, 8, 1); },
@@ -475,6 +481,7 @@ TEST_F(FileLmTest, SegmentsAgreeWithTheCommonHead)
         [&](Lumora& f) { f.SetWavenumber(nan); },
         [&](Lumora& f) { tilt(f, 3e-6); },
     };
+    // clang-format on
     for (const auto& change : refused)
     {
         Lumora f = a;
@@ -507,6 +514,7 @@ TEST_F(FileLmTest, WrongHeadsLeaveTheField)
         int code = 5;
         bool parametersToo = true;
     };
+    // clang-format off
     const Row rows[] = {
         {[](Head& h) { h.form = 4; }, "multi-part/segmentation type LM format", "abnormal LM format or broken file", 2},
         {[](Head& h) { h.form = 0xffff; }, "multi-part/segmentation type LM format",
@@ -524,6 +532,7 @@ TEST_F(FileLmTest, WrongHeadsLeaveTheField)
         {[](Head& h) { h.nx = h.ny = 65536; }, "", "", 5, false},
         {[](Head& h) { h.nx = h.ny = 4097; }, "", "", 5, false},
     };
+    // clang-format on
     for (const Row& row : rows)
         for (const bool segmented : {false, true})
         {
@@ -543,8 +552,8 @@ TEST_F(FileLmTest, WrongHeadsLeaveTheField)
                 Catch([&] { segmented ? g.LoadParamSegLm(path, 0, 0, nullptr) : g.LoadParamMpLm(path, 0, nullptr); });
             if (!row.parametersToo)
                 continue;
-            EXPECT_EQ(parameters, At(segmented ? "Lumora::LoadParamSegLm" : "Lumora::LoadParamMpLm", row.code,
-                                     row.parameterText));
+            EXPECT_EQ(parameters,
+                      At(segmented ? "Lumora::LoadParamSegLm" : "Lumora::LoadParamMpLm", row.code, row.parameterText));
             EXPECT_EQ(Parameters(g), Parameters(before));
             EXPECT_EQ(g.Window().right, 1);
         }

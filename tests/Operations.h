@@ -3,8 +3,8 @@
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
-#include "field/FieldTools.h"
 #include "LmlLumora.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -52,8 +52,8 @@ class Bench
 {
 public:
     Bench(const std::string& folder, const std::uint8_t* data, std::size_t size, int samples = 8)
-        : a(samples, samples, 1e-5, 1e-5, 633e-9), b(samples, samples, 1e-5, 1e-5, 633e-9), folder_(folder), data_(data),
-          size_(size)
+        : a(samples, samples, 1e-5, 1e-5, 633e-9), b(samples, samples, 1e-5, 1e-5, 633e-9), folder_(folder),
+          data_(data), size_(size)
     {
         path_.reserve(512); // no allocation of the table's own stands among those of an operation
         a.SetOrigin(Vector(0.0, 0.0, 0.01));

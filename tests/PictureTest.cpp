@@ -31,7 +31,8 @@ std::string BmpHead(const Lumora& f, std::size_t width, std::size_t height)
 {
     const std::size_t pixels = (width + 3) / 4 * 4 * height;
     std::string head = "BM" + Le(1078 + pixels, 4) + Le(0, 4) + Le(1078, 4) + Le(40, 4) + Le(width, 4) + Le(height, 4) +
-                       Le(1, 2) + Le(8, 2) + Le(0, 4) + Le(pixels, 4) + Le(static_cast<std::uint64_t>(1 / f.GetPx()), 4) +
+                       Le(1, 2) + Le(8, 2) + Le(0, 4) + Le(pixels, 4) +
+                       Le(static_cast<std::uint64_t>(1 / f.GetPx()), 4) +
                        Le(static_cast<std::uint64_t>(1 / f.GetPy()), 4) + Le(0, 8);
     for (unsigned i = 0; i < 256; ++i)
         head += Le(i * 0x010101u, 4);
@@ -43,6 +44,7 @@ std::string HbiHead(const Lumora& f, std::size_t width, std::size_t height)
            LeF(static_cast<float>(f.GetPy())) + Le(0, 1);
 }
 
+// clang-format off
 const Format kFormats[] = {
     {"BMP", {0.01L, true, false}, 4, false, true, true, 1078, BmpHead,
      [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
@@ -57,6 +59,7 @@ const Format kFormats[] = {
      [](const Lumora& f, const char* p, bool window, Mode mode, double min, double max)
      { window ? f.WinSaveAsRAW(p, mode, min, max) : f.SaveAsRAW(p, mode, min, max); }},
 };
+// clang-format on
 
 class PictureTest : public ::testing::TestWithParam<Format>
 {
@@ -87,8 +90,8 @@ TEST_P(PictureTest, HeadRowsOrderAndPadding)
     for (const bool window : {true, false})
     {
         const LML_RECT w = window ? LML_RECT(2, 4, 7, 1) : LML_RECT(0, 8, 8, 0);
-        std::string expected = f.head(field, static_cast<std::size_t>(w.right - w.left),
-                                      static_cast<std::size_t>(w.top - w.bottom));
+        std::string expected =
+            f.head(field, static_cast<std::size_t>(w.right - w.left), static_cast<std::size_t>(w.top - w.bottom));
         ASSERT_EQ(expected.size(), f.headBytes);
         for (int n = 0; n < w.top - w.bottom; ++n)
         {
@@ -141,8 +144,8 @@ TEST_P(PictureTest, EveryModeFormAndRange)
                 int wrong = 0;
                 for (int j = w.bottom; j < w.top; ++j)
                     for (int i = w.left; i < w.right; ++i)
-                        wrong += !ShowsAs(Pixel(bytes, w, i, j), ExactPixel(field.GetPixel(i, j), form, mode, min, max,
-                                                                            f.rule, largest));
+                        wrong += !ShowsAs(Pixel(bytes, w, i, j),
+                                          ExactPixel(field.GetPixel(i, j), form, mode, min, max, f.rule, largest));
                 EXPECT_EQ(wrong, 0) << "form " << form << " mode " << mode << " range " << min << ' ' << max;
             }
         EXPECT_TRUE(SameBits(field, before));
@@ -164,8 +167,8 @@ TEST_P(PictureTest, ValuesBeyondEveryRange)
         return file.Read().substr(f.headBytes);
     };
     // In the mode's own range HBI takes the lowest byte of 256 and of 0x40000040; from 2^31 steps on it is white.
-    EXPECT_EQ(pixels(ModeReal, 0, 0), f.rule.wraps ? std::string("\xff\0\0\xbf\xff\0\0\x40", 8)
-                                                   : std::string("\xff\0\0\xbf\xff\0\xff\xff", 8));
+    EXPECT_EQ(pixels(ModeReal, 0, 0),
+              f.rule.wraps ? std::string("\xff\0\0\xbf\xff\0\0\x40", 8) : std::string("\xff\0\0\xbf\xff\0\xff\xff", 8));
     EXPECT_EQ(pixels(ModeReal, 0, 1), std::string("\xff\0\0\x80\xff\0\xff\xff", 8));
     EXPECT_EQ(pixels(ModeIntensity, 0, 1e-9), std::string("\xff\0\xff\xff\xff\xff\xff\xff", 8));
     for (const auto& [min, max] : {std::pair{nan, 1.0}, {0.0, nan}, {-inf, inf}})
@@ -189,7 +192,9 @@ TEST_P(PictureTest, RefusalsBeforeAndBehindTheOpening)
     for (const bool window : {true, false})
     {
         const auto code = [&](const Lumora& of, double max)
-        { return Catch([&] { f.save(of, file.Path(), window, ModeReal, 0, max); }).code; };
+        {
+            return Catch([&] { f.save(of, file.Path(), window, ModeReal, 0, max); }).code;
+        };
         file.Write("old contents");
         EXPECT_EQ(code(none, 1), 6);
         field.Form() = POLAR_AMPLITUDE;
@@ -211,8 +216,13 @@ TEST_P(PictureTest, WindowsOutsideTheGrid)
         std::size_t pixels;
     };
     const int big = std::numeric_limits<int>::max();
-    for (const Case& c : {Case{{0, 4, 0, 0}, 0}, {{5, 4, 2, 0}, 0}, {{0, 1, 8, 3}, 0}, {{-5, 9, 100, -1}, 32},
-                          {{-big - 1, big, big, -big - 1}, 32}, {{big, -big, -big, big}, 0}, {{20, 30, 30, 20}, 0}})
+    for (const Case& c : {Case{{0, 4, 0, 0}, 0},
+                          {{5, 4, 2, 0}, 0},
+                          {{0, 1, 8, 3}, 0},
+                          {{-5, 9, 100, -1}, 32},
+                          {{-big - 1, big, big, -big - 1}, 32},
+                          {{big, -big, -big, big}, 0},
+                          {{20, 30, 30, 20}, 0}})
         for (const Mode mode : {ModeIntensity, ModeMaskedPhase})
         {
             field.Window() = c.window;

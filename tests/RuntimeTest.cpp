@@ -88,8 +88,9 @@ TEST(ErrorDeathTest, ExitFormPrintsThreeLinesAndEndsWithOne)
     EXPECT_EXIT(Error(ERR_FILE_READ, "f", std::string(5000, 'p').c_str()), ExitedWithCode(1),
                 Eq(head + std::string(319 - head.size(), 'p')));
     const ScratchFile log("log"), own("own");
-    EXPECT_EXIT((Start(0, log.Path()), std::fputs("results", std::fopen(own.Path(), "w")), Error(ERR_FILE_READ, "f", "m")),
-                ExitedWithCode(1), "File read");
+    EXPECT_EXIT(
+        (Start(0, log.Path()), std::fputs("results", std::fopen(own.Path(), "w")), Error(ERR_FILE_READ, "f", "m")),
+        ExitedWithCode(1), "File read");
     EXPECT_EQ(log.Read(), head + "m" + tail);
     EXPECT_EQ(own.Read(), "results") << "what the program itself wrote is flushed";
 }
@@ -348,8 +349,8 @@ TEST(PrintLogTest, PrefixesWithTicksAndWithADateWhoseMonthCountsFromZero)
         std::tm t{};
         localtime_r(&now, &t);
         char text[100];
-        std::snprintf(text, sizeof text, "(%04d/%02d/%02d %02d:%02d:%02d)", t.tm_year + 1900, t.tm_mon, t.tm_mday, t.tm_hour,
-                      t.tm_min, t.tm_sec);
+        std::snprintf(text, sizeof text, "(%04d/%02d/%02d %02d:%02d:%02d)", t.tm_year + 1900, t.tm_mon, t.tm_mday,
+                      t.tm_hour, t.tm_min, t.tm_sec);
         return std::string(text);
     };
     const std::time_t before = std::time(nullptr);

@@ -64,7 +64,10 @@ TEST(WholeFileTest, SaversTakeThePlaceOfTheOldFile)
     const std::string whole = folder.In("whole");
     Lumora f(8, 4, 2e-6);
     FillRandom(f);
-    const auto save = [&](const char* p) { f.SaveAsCSV(p, 1); };
+    const auto save = [&](const char* p)
+    {
+        f.SaveAsCSV(p, 1);
+    };
     save(plain.c_str());
     SaveWhole(whole.c_str(), save);
     EXPECT_EQ(Read(whole), Read(plain));

@@ -5,8 +5,8 @@
 // faults [TEXT]: the operations whose names hold TEXT; all without one. Exit code 1 when one misbehaves.
 
 #include "Faults.h"
-#include "field/FieldTools.h"
 #include "Operations.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -234,7 +234,8 @@ void Run(const Operation& operation, faults::Kind kind, faults::Way way, int n, 
     const State b(t.b);
     const int streams = faults::OpenStreams();
 #pragma omp parallel num_threads(setting.threads)
-    static_cast<void>(omp_get_thread_num()); // a team has its memory before the faults come: its runtime knows no failure
+    static_cast<void>(
+        omp_get_thread_num()); // a team has its memory before the faults come: its runtime knows no failure
     int code = 0;
     const char* foreign = nullptr;
     faults::Arm(kind, way, n);

@@ -3,8 +3,8 @@
 //
 // An input ends in a violation of the sanitizers, an exception that is not the library's, or one of the checks here.
 
-#include "field/FieldTools.h"
 #include "Operations.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <array>
@@ -404,9 +404,12 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     std::memcpy(&value, data + slot.at, slot.bytes);
     const std::uint64_t other = slots[seed / 97 % slots.size()].at;
     constexpr std::uint64_t one = 1;
-    const std::uint64_t numbers[] = {0, 1, 2, 3, 4, 5, 8, 16, 0x3fff, 0x4000, 0x8002, 0xc004, 0x7fffffff, 0x80000000,
-                                     ~std::uint64_t{0}, one << 63, one << 40, size, size - 1, size + 1, value + 1, value - 1,
-                                     value * 2, value / 2, other, other - 2};
+    const std::uint64_t numbers[] = {0,         1,         2,          3,          4,
+                                     5,         8,         16,         0x3fff,     0x4000,
+                                     0x8002,    0xc004,    0x7fffffff, 0x80000000, ~std::uint64_t{0},
+                                     one << 63, one << 40, size,       size - 1,   size + 1,
+                                     value + 1, value - 1, value * 2,  value / 2,  other,
+                                     other - 2};
     value = numbers[seed / 7 % std::size(numbers)];
     std::memcpy(data + slot.at, &value, slot.bytes);
     return size;
