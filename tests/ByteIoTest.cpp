@@ -3,7 +3,6 @@
 #include "files/ByteIo.h"
 #include "TestTools.h"
 
-#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <memory>

@@ -2,7 +2,6 @@
 
 #include "TestTools.h"
 
-#include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <set>
