@@ -1,10 +1,10 @@
-// One table of operations on two fields and a folder of files, for the tests that run each of them through faults and
-// for the fuzz driver that makes sequences of them.
+// One table of operations on two fields and a folder of files, for the tests that run each of them through faults or
+// inside a program's own threads, and for the fuzz driver that makes sequences of them.
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
-#include "field/FieldTools.h"
 #include "LmlLumora.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -51,8 +51,9 @@ private:
 class Bench
 {
 public:
-    Bench(const std::string& folder, const std::uint8_t* data, std::size_t size)
-        : a(8, 8, 1e-5, 1e-5, 633e-9), b(8, 8, 1e-5, 1e-5, 633e-9), folder_(folder), data_(data), size_(size)
+    Bench(const std::string& folder, const std::uint8_t* data, std::size_t size, int samples = 8)
+        : a(samples, samples, 1e-5, 1e-5, 633e-9), b(samples, samples, 1e-5, 1e-5, 633e-9), folder_(folder),
+          data_(data), size_(size)
     {
         path_.reserve(512); // no allocation of the table's own stands among those of an operation
         a.SetOrigin(Vector(0.0, 0.0, 0.01));
@@ -226,7 +227,8 @@ inline const Operation kOperations[] = {
     LML_OPERATION("CopyParam", Same, t.a.CopyParam(t.b)),
     LML_OPERATION("Conv", Same, t.a.ConvToIntensity()),
     LML_OPERATION("ConvToLogIntensity", Same, t.a.ConvToLogIntensity().ConvToConjugate().ConvToAbsolute()),
-    LML_OPERATION("Normalize", Same, t.a.Normalize(t.Real(1.0)); t.a.NormalizeWin(t.Real(1.0))),
+    LML_OPERATION("Normalize", Same, t.a.Normalize(t.Real(1.0))),
+    LML_OPERATION("NormalizeWin", Same, t.a.NormalizeWin(t.Real(1.0))),
     LML_OPERATION("ImageRotation", Same, t.a.ImageRotation(t.Int(1, 0, 4))),
     // Interpolation, resampling, measures
     LML_OPERATION("GetInterpolVal", Same, t.a.GetInterpolVal(t.Real(1.3e-5), t.Real(-2e-5), t.Choice(BICUBIC_INTERPOL, 0, 9))),
@@ -276,6 +278,7 @@ inline const Operation kOperations[] = {
     LML_PREPARED("Fft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.Fft(t.Int(-1, -1, 1))),
     LML_PREPARED("Fft of a long row", Same, t.a.SetNx(4096).SetNy(1); t.a.Init(nullptr); t.a.Clear(), t.a.Fft(t.Int(-1, -1, 1))),
     LML_OPERATION("SwitchQuadrant", Same, t.a.SwitchQuadrant().FakeFft()),
+    LML_PREPARED("Fft of a long row", Same, t.a.SetNx(t.Int(1 << 17, 1, 64)).SetNy(1); t.a.Init(nullptr); t.a.Clear(), t.a.Fft(-1)),
     LML_OPERATION("RawScaledFft", Same, t.a.RawScaledFft(t.Real(0.05), t.Real(-0.05))),
     LML_PREPARED("RawScaledFft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.RawScaledFft(t.Real(0.05), t.Real(-0.05))),
     LML_OPERATION("RawScaledFft by a descriptor", Same, const ScaledFftDescriptor d(t.a, t.Real(0.05), t.Real(0.05)); t.a.RawScaledFft(d)),

@@ -3,8 +3,8 @@
 //
 // An input ends in a violation of the sanitizers, an exception that is not the library's, or one of the checks here.
 
-#include "field/FieldTools.h"
 #include "Operations.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <array>
@@ -286,40 +286,22 @@ struct Target
     void (*run)(Input);
     const char* seed; ///< the file of PrepareFiles, or null
 };
+// clang-format off
 constexpr Target kTargets[] = {
-    {"bmp",
-     LoadFile<[](Lumora& f, const char* path, int choice)
-              {
-                  f.LoadBmp(path, static_cast<Mode>(choice & 7), Complex());
-              }>,
-     "bmp"},
-    {"hbi",
-     LoadFile<[](Lumora& f, const char* path, int choice)
-              {
-                  f.LoadHBI(path, static_cast<Mode>(choice & 7));
-              }>,
-     "hbi"},
+    {"bmp", LoadFile<[](Lumora& f, const char* path, int choice) { f.LoadBmp(path, static_cast<Mode>(choice & 7), Complex()); }>, "bmp"},
+    {"hbi", LoadFile<[](Lumora& f, const char* path, int choice) { f.LoadHBI(path, static_cast<Mode>(choice & 7)); }>, "hbi"},
     {"raw", Pictures, nullptr},
     {"lw", LoadFile<LoadLwThenUse>, "lw"},
     {"de", LoadFile<LoadDeThenUse>, "de"},
-    {"csv",
-     LoadFile<[](Lumora& f, const char* path, int)
-              {
-                  f.LoadCSV(path);
-              }>,
-     "csv"},
+    {"csv", LoadFile<[](Lumora& f, const char* path, int) { f.LoadCSV(path); }>, "csv"},
     {"cloud", Cloud, "ply"},
-    {"lm",
-     LoadFile<[](Lumora& f, const char* path, int)
-              {
-                  f.LoadLm(path);
-              }>,
-     "lm"},
+    {"lm", LoadFile<[](Lumora& f, const char* path, int) { f.LoadLm(path); }>, "lm"},
     {"mp", LoadFile<LoadMultiPart>, "mp"},
     {"seg", LoadFile<LoadSegmented>, "seg"},
     {"roundtrip", RoundTrip, nullptr},
     {"sequence", Sequence, nullptr},
 };
+// clang-format on
 const Target* target = nullptr;
 
 std::string_view Option(int argc, char** argv, std::string_view name)
@@ -451,32 +433,13 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     std::uint64_t value = 0;
     std::memcpy(&value, data + slot.at, slot.bytes);
     const std::uint64_t other = slots[seed / 97 % slots.size()].at;
-    const std::uint64_t numbers[] = {0,
-                                     1,
-                                     2,
-                                     3,
-                                     4,
-                                     5,
-                                     8,
-                                     16,
-                                     size,
-                                     size - 1,
-                                     size + 1,
-                                     value + 1,
-                                     value - 1,
-                                     value * 2,
-                                     value / 2,
-                                     other,
-                                     other - 2,
-                                     0x7fffffff,
-                                     0x80000000,
-                                     0x3fff,
-                                     0x4000,
-                                     0x8002,
-                                     0xc004,
-                                     ~std::uint64_t{0},
-                                     std::uint64_t{1} << 63,
-                                     std::uint64_t{1} << 40};
+    constexpr std::uint64_t one = 1;
+    const std::uint64_t numbers[] = {0,         1,         2,          3,          4,
+                                     5,         8,         16,         0x3fff,     0x4000,
+                                     0x8002,    0xc004,    0x7fffffff, 0x80000000, ~std::uint64_t{0},
+                                     one << 63, one << 40, size,       size - 1,   size + 1,
+                                     value + 1, value - 1, value * 2,  value / 2,  other,
+                                     other - 2};
     value = numbers[seed / 7 % std::size(numbers)];
     std::memcpy(data + slot.at, &value, slot.bytes);
     return size;
