@@ -48,7 +48,7 @@ if(LML_BUILD_EXAMPLES)
   if(NOT LML_SANITIZED)
     lml_example(segmented_field --size 512) # it measures its own memory
   endif()
-  lml_example(point_cloud_hologram --points 100 --size 256)
+  lml_example(point_cloud_hologram --size 512)
   lml_example(device_hologram --reduce 1)
   lml_example(shifted_plane)
   lml_example(zoom)

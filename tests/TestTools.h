@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -27,6 +28,8 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace lmltest
 {
@@ -295,33 +298,82 @@ private:
     std::string path_;
 };
 
-/// A locale whose decimal point is a comma, built on the spot; it holds for the object's life.
+/// The bytes of a number as files have them, made by shifts.
+inline std::string Le(std::uint64_t value, int bytes)
+{
+    std::string s;
+    for (int n = 0; n < bytes; ++n, value >>= 8)
+        s += static_cast<char>(value & 255);
+    return s;
+}
+inline std::string LeF(double value)
+{
+    return Le(Bits(static_cast<float>(value)), 4);
+}
+inline std::string LeD(double value)
+{
+    std::uint64_t bits;
+    std::memcpy(&bits, &value, 8);
+    return Le(bits, 8);
+}
+
+/// A locale whose decimal point is a comma; it holds for the object's life. The C library reads a category of a locale
+/// from a file of its own: these are the bytes that its compiler makes of `decimal_point ","`.
 class CommaLocale
 {
 public:
-    explicit CommaLocale(const ScratchFile& source) : folder_(std::string(source.Path()) + "_locale")
+    CommaLocale() : folder_(std::filesystem::temp_directory_path() / ("lml-locale." + std::to_string(getpid())))
     {
-        source.Write("LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n");
-        const std::string make = "mkdir -p " + folder_ + " && localedef -c -f ANSI_X3.4-1968 -i " + source.Path() +
-                                 " " + folder_ + "/xx_XX >/dev/null 2>&1";
-        works_ = std::system(make.c_str()) >= 0 && setenv("LOCPATH", folder_.c_str(), 1) == 0 &&
-                 std::setlocale(LC_NUMERIC, "xx_XX") != nullptr && *std::localeconv()->decimal_point == ',';
+        std::filesystem::create_directories(folder_ / "comma");
+        std::string bytes = Le(0x20031115 ^ LC_NUMERIC, 4) + Le(6, 4);
+        for (const unsigned at : {32, 34, 35, 36, 40, 44}) // point, separator, grouping, both wide, character set
+            bytes += Le(at, 4);
+        bytes += Le(',', 4) + Le(',', 4) + Le(0, 4) + std::string("ANSI_X3.4-1968", 15);
+        std::ofstream(folder_ / "comma" / "LC_NUMERIC", std::ios::binary) << bytes;
+        setenv("LOCPATH", folder_.c_str(), 1);
+        EXPECT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
+        EXPECT_EQ(*std::localeconv()->decimal_point, ',');
     }
     ~CommaLocale()
     {
+        char own[8];
+        std::snprintf(own, sizeof own, "%.1f", 0.5);
+        EXPECT_STREQ(own, "0,5") << "the program's own locale is left alone";
         std::setlocale(LC_NUMERIC, "C");
         unsetenv("LOCPATH");
-        (void)!std::system(("rm -r " + folder_).c_str());
+        std::filesystem::remove_all(folder_);
     }
     CommaLocale(const CommaLocale&) = delete;
     CommaLocale& operator=(const CommaLocale&) = delete;
-    /// False where no such locale can be made.
-    bool Works() const { return works_; }
 
 private:
-    std::string folder_;
-    bool works_ = false;
+    std::filesystem::path folder_;
 };
+
+/// The samples of columns left ... right - 1, rows bottom ... top - 1 as files have them; without bounds, all.
+inline std::string SampleBytes(const Lumora& f, int left, int right, int bottom, int top)
+{
+    std::string s;
+    for (int j = bottom; j < top; ++j)
+        for (int i = left; i < right; ++i)
+            s += LeF(f.GetPixel(i, j).Real()) + LeF(f.GetPixel(i, j).Imag());
+    return s;
+}
+inline std::string SampleBytes(const Lumora& f)
+{
+    return SampleBytes(f, 0, f.GetNx(), 0, f.GetNy());
+}
+
+/// As much of a path as a failure shows.
+inline std::string Shown(const std::string& path)
+{
+    return path.substr(0, 127);
+}
+
+inline bool SameRect(const LML_RECT& a, const LML_RECT& b)
+{
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
 } // namespace lmltest
 
 #endif
