@@ -52,34 +52,64 @@ TEST(Arithematic, PrecisionRules)
     const float cr = F(0.1);
     const float ci = F(-1.7);
     const double d = D(cr) * D(cr) + D(ci) * D(ci);
-    ExpectRule("negate", [](Lumora& a, const Lumora&) { -a; },
-               [](float r, float i, float, float) { return Pair{0.0f - r, 0.0f - i}; });
-    ExpectRule("+= field", [](Lumora& a, const Lumora& b) { a += b; },
-               [](float r, float i, float p, float q) { return Pair{r + p, i + q}; });
-    ExpectRule("-= field", [](Lumora& a, const Lumora& b) { a -= b; },
-               [](float r, float i, float p, float q) { return Pair{r - p, i - q}; });
-    ExpectRule("*= field", [](Lumora& a, const Lumora& b) { a *= b; },
-               [](float r, float i, float p, float q) { return Pair{r * p - i * q, r * q + i * p}; });
-    ExpectRule("/= field", [](Lumora& a, const Lumora& b) { a /= b; },
-               [](float r, float i, float p, float q)
-               {
-                   const double s = D(p) * D(p) + D(q) * D(q);
-                   return Pair{F((D(p) * D(r) + D(i) * D(q)) / s), F((D(i) * D(p) - D(r) * D(q)) / s)};
-               });
-    ExpectRule("+= complex", [&](Lumora& a, const Lumora&) { a += c; },
-               [&](float r, float i, float, float) { return Pair{r + cr, i + ci}; });
-    ExpectRule("-= complex", [&](Lumora& a, const Lumora&) { a -= c; },
-               [&](float r, float i, float, float) { return Pair{r - cr, i - ci}; });
-    ExpectRule("*= complex", [&](Lumora& a, const Lumora&) { a *= c; },
-               [&](float r, float i, float, float) { return Mixed(r, i, cr, ci); });
-    ExpectRule("/= complex", [&](Lumora& a, const Lumora&) { a /= c; },
-               [&](float r, float i, float, float) { return Mixed(r, i, F(D(cr) / d), F((0.0 - D(ci)) / d)); });
-    ExpectRule("*= double", [](Lumora& a, const Lumora&) { a *= 0.1; },
-               [](float r, float i, float, float) { return Pair{r * 0.1f, i * 0.1f}; });
-    ExpectRule("/= double", [](Lumora& a, const Lumora&) { a /= 10.0; },
-               [](float r, float i, float, float) { return Pair{F(D(r) * (1.0 / 10.0)), F(D(i) * (1.0 / 10.0))}; });
-    ExpectRule("a *= a", [](Lumora& a, const Lumora&) { a *= a; },
-               [](float r, float i, float, float) { return Pair{r * r - i * i, r * i + i * r}; });
+    ExpectRule(
+        "negate", [](Lumora& a, const Lumora&) { -a; },
+        [](float r, float i, float, float) {
+            return Pair{0.0f - r, 0.0f - i};
+        });
+    ExpectRule(
+        "+= field", [](Lumora& a, const Lumora& b) { a += b; },
+        [](float r, float i, float p, float q) {
+            return Pair{r + p, i + q};
+        });
+    ExpectRule(
+        "-= field", [](Lumora& a, const Lumora& b) { a -= b; },
+        [](float r, float i, float p, float q) {
+            return Pair{r - p, i - q};
+        });
+    ExpectRule(
+        "*= field", [](Lumora& a, const Lumora& b) { a *= b; },
+        [](float r, float i, float p, float q) {
+            return Pair{r * p - i * q, r * q + i * p};
+        });
+    ExpectRule(
+        "/= field", [](Lumora& a, const Lumora& b) { a /= b; },
+        [](float r, float i, float p, float q)
+        {
+            const double s = D(p) * D(p) + D(q) * D(q);
+            return Pair{F((D(p) * D(r) + D(i) * D(q)) / s), F((D(i) * D(p) - D(r) * D(q)) / s)};
+        });
+    ExpectRule(
+        "+= complex", [&](Lumora& a, const Lumora&) { a += c; },
+        [&](float r, float i, float, float) {
+            return Pair{r + cr, i + ci};
+        });
+    ExpectRule(
+        "-= complex", [&](Lumora& a, const Lumora&) { a -= c; },
+        [&](float r, float i, float, float) {
+            return Pair{r - cr, i - ci};
+        });
+    ExpectRule(
+        "*= complex", [&](Lumora& a, const Lumora&) { a *= c; },
+        [&](float r, float i, float, float) { return Mixed(r, i, cr, ci); });
+    ExpectRule(
+        "/= complex", [&](Lumora& a, const Lumora&) { a /= c; },
+        [&](float r, float i, float, float) { return Mixed(r, i, F(D(cr) / d), F((0.0 - D(ci)) / d)); });
+    ExpectRule(
+        "*= double", [](Lumora& a, const Lumora&) { a *= 0.1; },
+        [](float r, float i, float, float) {
+            return Pair{r * 0.1f, i * 0.1f};
+        });
+    ExpectRule(
+        "/= double", [](Lumora& a, const Lumora&) { a /= 10.0; },
+        [](float r, float i, float, float) {
+            return Pair{F(D(r) * (1.0 / 10.0)), F(D(i) * (1.0 / 10.0))};
+        });
+    ExpectRule(
+        "a *= a", [](Lumora& a, const Lumora&) { a *= a; },
+        [](float r, float i, float, float) {
+            return Pair{r * r - i * i, r * i + i * r};
+        });
 }
 
 TEST(Arithematic, SpecialValues)
@@ -89,7 +119,7 @@ TEST(Arithematic, SpecialValues)
     EXPECT_TRUE(std::isnan((a /= ComplexDouble(0, 0))[0].Real()));
     a.Clear();
     EXPECT_EQ(Bits((-a)[5].Real()), 0u); // +0 stays +0
-    Lumora one(1, 1); // fewer samples than a vector holds
+    Lumora one(1, 1);                    // fewer samples than a vector holds
     one.SetConst(Complex(3.0, 4.0));
     EXPECT_TRUE(((one += one) *= one)[0] == Complex(-28.0, 96.0));
 }
@@ -129,15 +159,21 @@ TEST(Arithematic, WindowFillsStayInTheWindowAndInTheGrid)
         LML_RECT window;
         int left, right, bottom, top; // the part inside 8 by 4
     };
-    const Case table[] = {{LML_RECT(2, 2, 4, 1), 2, 4, 1, 2},       {LML_RECT(0, 4, 8, 0), 0, 8, 0, 4},
-                          {LML_RECT(5, 3, 2, 1), 0, 0, 0, 0},       {LML_RECT(2, 1, 4, 3), 0, 0, 0, 0},
-                          {LML_RECT(-9, 99, 99, -9), 0, 8, 0, 4},   {LML_RECT(100, 9, 200, 5), 0, 0, 0, 0},
+    const Case table[] = {{LML_RECT(2, 2, 4, 1), 2, 4, 1, 2},
+                          {LML_RECT(0, 4, 8, 0), 0, 8, 0, 4},
+                          {LML_RECT(5, 3, 2, 1), 0, 0, 0, 0},
+                          {LML_RECT(2, 1, 4, 3), 0, 0, 0, 0},
+                          {LML_RECT(-9, 99, 99, -9), 0, 8, 0, 4},
+                          {LML_RECT(100, 9, 200, 5), 0, 0, 0, 0},
                           {LML_RECT(7, INT_MAX, INT_MAX, 3), 7, 8, 3, 4}};
     using Fill = std::function<void(Lumora&)>;
     const Fill fills[] = {[](Lumora& f) { f.SetConstWin(Complex(9.0, 9.0)); },
                           [](Lumora& f) { f.SetConstWinReal(9.0); }, [](Lumora& f) { f.SetConstWinImag(9.0); },
                           [](Lumora& f) { f.SetConstWinAmplitude(9.0); },
-                          [](Lumora& f) { f.SetConstWinPhase(3.1); }};
+                          [](Lumora& f)
+                          {
+                              f.SetConstWinPhase(3.1);
+                          }};
     for (const int threads : {1, 2, 7})
         for (const Case& t : table)
             for (const Fill& fill : fills)

@@ -116,7 +116,7 @@ TEST(Basic, OwnedBufferKeepsLeadingSamples)
     f.SetNx(3);
     f.Init(nullptr);
     EXPECT_EQ(f.GetNx(), 4);
-    EXPECT_EQ(f.GetDataPointer(), block); // unchanged sizes keep the block
+    EXPECT_EQ(f.GetDataPointer(), block);   // unchanged sizes keep the block
     for (const int ny : {1024, 1 << 18, 2}) // small, on huge pages, back
     {
         f.SetNy(ny);
@@ -317,8 +317,8 @@ TEST(Basic, Windows)
     EXPECT_TRUE(WindowIs(f.SetWindow(LML_RECT(3, 5, 3, 5)), 3, 3, 5, 5));
     EXPECT_TRUE(WindowIs(f.SetWindow(6, 2, 9, 1), 6, 2, 9, 1)); // reversed bounds pass
     EXPECT_TRUE(WindowIs(f.SetWindow(-2.4, 1.6, -8.0, 8.0), 2, 6, 0, 16));
-    const int bad[][4] = {{0, 9, 0, 1}, {8, 8, 0, 1}, {-1, 2, 0, 1}, {0, 1, -1, 1}, {0, 1, 0, 17},
-                          {INT_MAX, INT_MAX, 0, 1}};
+    const int bad[][4] = {{0, 9, 0, 1},  {8, 8, 0, 1},  {-1, 2, 0, 1},
+                          {0, 1, -1, 1}, {0, 1, 0, 17}, {INT_MAX, INT_MAX, 0, 1}};
     for (const auto& b : bad)
         EXPECT_EQ(Catch([&] { f.SetWindow(b[0], b[1], b[2], b[3]); }), outside);
     EXPECT_EQ(Catch([&] { f.SetWindow(LML_RECT(0, 17, 1, 0)); }), outside);

@@ -49,7 +49,10 @@ double K8Table(double d)
 }
 using Kernel = double (*)(double);
 
-double Cut4(double z) { return std::trunc(z * 10000) / 10000; }
+double Cut4(double z)
+{
+    return std::trunc(z * 10000) / 10000;
+}
 
 /// A field and the written-out interpolators on it.
 struct Reference
@@ -253,8 +256,7 @@ TEST(Interpol, EveryMemberMatchesItsWrittenOutForm)
                 check("cubic6", u, v, f.Cubic6Interpol(u, v), ref.Separable(u, v, 3, K6));
                 check("cubic8", u, v, f.Cubic8Interpol(u, v), ref.Separable(u, v, 4, K8));
                 check("selector 9", u, v, f.CubicInterpol(u, v, 9), ref.Separable(u, v, 4, K8Table));
-                for (const auto& [selector, k] :
-                     {std::pair<int, Kernel>{4, K4}, {6, K6}, {8, K8}, {9, K8Table}})
+                for (const auto& [selector, k] : {std::pair<int, Kernel>{4, K4}, {6, K6}, {8, K8}, {9, K8Table}})
                 {
                     if (selector < 9)
                         check("selector", u, v, f.CubicInterpol(u, v, selector), ref.Separable(u, v, selector / 2, k));
@@ -274,14 +276,11 @@ TEST(Interpol, TheChooserReachesTheRightMember)
     Lumora f(16, 8, 1e-6, 2e-6);
     FillRandom(f);
     const double u = 2.37e-6, v = -1.3e-6;
-    const std::pair<Interpol, InterpolFunc> table[] = {{LINEAR_INTERPOL, &Lumora::LinearInterpol},
-                                                       {CUBIC_INTERPOL, &Lumora::Cubic8Interpol},
-                                                       {CUBIC4_INTERPOL, &Lumora::Cubic4Interpol},
-                                                       {CUBIC6_INTERPOL, &Lumora::Cubic6Interpol},
-                                                       {CUBIC8_INTERPOL, &Lumora::Cubic8Interpol},
-                                                       {ADJACENT_INTERPOL, &Lumora::AdjacentInterpol},
-                                                       {BICUBIC_INTERPOL, &Lumora::BiCubic},
-                                                       {BILINEAR_INTERPOL, &Lumora::BiLinear}};
+    const std::pair<Interpol, InterpolFunc> table[] = {
+        {LINEAR_INTERPOL, &Lumora::LinearInterpol}, {CUBIC_INTERPOL, &Lumora::Cubic8Interpol},
+        {CUBIC4_INTERPOL, &Lumora::Cubic4Interpol}, {CUBIC6_INTERPOL, &Lumora::Cubic6Interpol},
+        {CUBIC8_INTERPOL, &Lumora::Cubic8Interpol}, {ADJACENT_INTERPOL, &Lumora::AdjacentInterpol},
+        {BICUBIC_INTERPOL, &Lumora::BiCubic},       {BILINEAR_INTERPOL, &Lumora::BiLinear}};
     for (const auto& [value, member] : table)
     {
         EXPECT_TRUE(GetInterpolFunc(value) == member) << value;
@@ -300,8 +299,8 @@ TEST(Interpol, SincSumsTheWholeRow)
             const double x = Cut4(8.0 + u / 0.5), j = std::floor(v / 2.0 + 0.5) + 2;
             double re = 0.0;
             for (int i = 0; i < 16; ++i)
-                re += (j < 4 ? f.GetReal(i, int(j)) : 0.0) *
-                      (i == x ? 1.0 : std::sin(M_PI * (i - x)) / (M_PI * (i - x)));
+                re +=
+                    (j < 4 ? f.GetReal(i, int(j)) : 0.0) * (i == x ? 1.0 : std::sin(M_PI * (i - x)) / (M_PI * (i - x)));
             EXPECT_NEAR(f.SincInterpolX(u, v).Real(), re, 2e-6) << u << " " << v;
         }
     TightField row(64, 1, 1.0, 1.0);

@@ -25,9 +25,9 @@ TEST(TrigTable, LooksUpTheNearestEntry)
         EXPECT_NEAR(t.sinTable[i], std::sin(2 * M_PI * i / 16), 2e-16);
     }
     // Turns and the entry they take: half a step rounds up; 0.5 is added below zero as well.
-    const std::pair<double, unsigned> table[] = {{0.25, 4},          {1.0, 0},        {0.49 / 16, 0},   {0.51 / 16, 1},
-                                                 {-0.4 / 16, 0},     {-1.2 / 16, 0},  {-1.6 / 16, 15},  {3.5, 8},
-                                                 {1e10 + 0.25, 4},   {-1e10 - 0.25, 13}, {1e300, 0},    {NAN, 0}};
+    const std::pair<double, unsigned> table[] = {{0.25, 4},        {1.0, 0},           {0.49 / 16, 0},  {0.51 / 16, 1},
+                                                 {-0.4 / 16, 0},   {-1.2 / 16, 0},     {-1.6 / 16, 15}, {3.5, 8},
+                                                 {1e10 + 0.25, 4}, {-1e10 - 0.25, 13}, {1e300, 0},      {NAN, 0}};
     for (const auto& e : table)
     {
         EXPECT_EQ(t.CosR(e.first), t.cosTable[e.second]) << e.first;

@@ -10,7 +10,7 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 /// One of the three operations by number, and what it does to one sample.
 Lumora& Apply(int operation, Lumora& f, const Lumora& source, Interpol k)
 {
-    return operation == 0 ? f.ResamplingCopy(source, k)
+    return operation == 0   ? f.ResamplingCopy(source, k)
            : operation == 1 ? f.ResamplingAdd(source, k)
                             : f.ResamplingMultiply(source, k);
 }
@@ -19,7 +19,10 @@ Lumora& Apply(int operation, Lumora& f, const Lumora& source, Interpol k)
 void Expected(int operation, Lumora& f, const Lumora& s, Interpol k)
 {
     const double dx = s.GetOrigin().x - f.GetOrigin().x, dy = s.GetOrigin().y - f.GetOrigin().y;
-    const auto index = [](double x, double p, int n) { return int(std::floor(x / p + 0.5)) + n / 2; };
+    const auto index = [](double x, double p, int n)
+    {
+        return int(std::floor(x / p + 0.5)) + n / 2;
+    };
     const int nx = f.GetNx(), ny = f.GetNy(), sx = s.GetNx(), sy = s.GetNy();
     const int i0 = index((-sx / 2) * s.GetPx() + dx, f.GetPx(), nx);
     const int j0 = index((-sy / 2) * s.GetPy() + dy, f.GetPy(), ny);
@@ -112,8 +115,8 @@ TEST(LocalSystem, OutlineOfFieldAndSpectrum)
             const Vector local[4] = {Vector(2, -4 + 8 * a, 0), Vector(2 - 4 * a, 4, 0), Vector(-2, 4 - 8 * a, 0),
                                      Vector(-2 + 4 * a, -4, 0)};
             for (int side = 0; side < 4; ++side)
-                ExpectNear(frame.GetPoint(side * m + t),
-                           spectrum ? local[side] : f.GetGlobalPosition(local[side]), 1e-12);
+                ExpectNear(frame.GetPoint(side * m + t), spectrum ? local[side] : f.GetGlobalPosition(local[side]),
+                           1e-12);
         }
     }
 }
@@ -121,16 +124,25 @@ TEST(LocalSystem, OutlineOfFieldAndSpectrum)
 TEST(LocalSystem, ResamplingFollowsTheFootprintSampleBySample)
 {
     std::mt19937 random(5);
-    const auto uniform = [&](double a, double b) { return std::uniform_real_distribution<double>(a, b)(random); };
+    const auto uniform = [&](double a, double b)
+    {
+        return std::uniform_real_distribution<double>(a, b)(random);
+    };
     const int sizes[] = {1, 2, 4, 8, 16, 32, 128};
     for (int round = 0; round < 64; ++round)
     {
-        const auto size = [&] { return sizes[std::size_t(uniform(0, 6.999))]; };
+        const auto size = [&]
+        {
+            return sizes[std::size_t(uniform(0, 6.999))];
+        };
         Lumora source(size(), size(), round % 3 ? uniform(0.5, 2.0) : 1.0, round % 4 ? uniform(0.5, 2.0) : 1.0);
         Lumora target(size(), size(), round % 5 ? uniform(0.5, 2.0) : 1.0, 1.0);
         // Whole and half steps make points on samples; others fall anywhere.
         const double grid = round % 2 ? 0.5 : 1e-3;
-        const auto place = [&](double extent) { return std::floor(uniform(-extent, extent) / grid) * grid; };
+        const auto place = [&](double extent)
+        {
+            return std::floor(uniform(-extent, extent) / grid) * grid;
+        };
         source.SetOrigin(Vector(place(0.6 * (source.GetWidth() + target.GetWidth())),
                                 place(0.6 * (source.GetHeight() + target.GetHeight())), 0));
         FillRandom(source, std::uint32_t(round + 1));
@@ -159,8 +171,8 @@ TEST(LocalSystem, ResamplingFollowsTheFootprintSampleBySample)
                         Apply(operation, f, source, k);
                         ASSERT_TRUE(SameBits(f, expected))
                             << "kernel " << k << " operation " << operation << ", source " << source.GetNx() << " x "
-                            << source.GetNy() << ", target " << target.GetNx() << " x " << target.GetNy()
-                            << ", round " << round;
+                            << source.GetNy() << ", target " << target.GetNx() << " x " << target.GetNy() << ", round "
+                            << round;
                     });
             }
     }
@@ -168,7 +180,8 @@ TEST(LocalSystem, ResamplingFollowsTheFootprintSampleBySample)
 
 TEST(LocalSystem, JustBelowASampleTheFirstOfFiveTapsCounts)
 {
-    // The continuous index is 8 - 2^-50: with 2 taken off it stays below 6, with 2 added it rounds to 10, which weighs 0.
+    // The continuous index is 8 - 2^-50: with 2 taken off it stays below 6, with 2 added it rounds to 10, which weighs
+    // 0.
     for (const auto& [i, j] : {std::pair{6, 8}, {8, 6}, {10, 8}, {9, 8}})
     {
         Lumora source(16, 16, 1.0, 1.0), first(0, 0);

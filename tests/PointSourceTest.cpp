@@ -460,7 +460,10 @@ TEST(PointSource, WideFormsRepeatThePlainBits)
             [&](Lumora& f) { f.InitSphericalWaveRF(ax, ay), f.AddSphericalWaveRF(x, y, z, amp, phase, w); },
             [&](Lumora& f) { f.InitSphericalWaveRF(ax, ay), f.AddSphericalWaveRF(x, y, -z, amp, phase, WINDOW_NONE); },
             [&](Lumora& f) { f.AddSphericalWave(Vector(x, y, z), Phase(phase), amp, WindowFunc(1 + round % 3)); },
-            [&](Lumora& f) { f.AddSphericalWave(x, y, -z, amp, WindowFunc(1 + round % 3)); }};
+            [&](Lumora& f)
+            {
+                f.AddSphericalWave(x, y, -z, amp, WindowFunc(1 + round % 3));
+            }};
         for (std::size_t which = 0; which < std::size(sources); ++which)
         {
             Lumora plain(1), wide(1);

@@ -56,8 +56,7 @@ std::function<Lumora(const Lumora&)> InPlace(const Step& step)
 }
 
 template <class Step>
-std::function<Lumora(const Lumora&)> Onto(double x, double y, double pitch, const Step& step, int growX,
-                                          int growY)
+std::function<Lumora(const Lumora&)> Onto(double x, double y, double pitch, const Step& step, int growX, int growY)
 {
     return [=](const Lumora& source)
     {

@@ -75,7 +75,8 @@ void ExpectSameBits(const Lumora& source, const Lumora& dest, RMatrix r, Interpo
             if (plain.N() == 1)
                 plain = f;
             EXPECT_TRUE(SameBits(f, plain)) << "kernel " << k << " jacobian " << jacobian << " source "
-                                            << source.GetNx() << " x " << source.GetNy() << " turned\n" << r;
+                                            << source.GetNx() << " x " << source.GetNy() << " turned\n"
+                                            << r;
         });
 }
 } // namespace
@@ -250,8 +251,8 @@ TEST(Rotation, AboutYInPlace)
     for (int i = 20; i < 44; ++i)
     {
         const double x = turned.X(i);
-        const std::complex<double> is = std::complex<double>(turned.GetReal(i, 8), turned.GetImag(i, 8)) *
-                                        std::polar(1.0, kTurn * carrier * x);
+        const std::complex<double> is =
+            std::complex<double>(turned.GetReal(i, 8), turned.GetImag(i, 8)) * std::polar(1.0, kTurn * carrier * x);
         const double scale = double(spectrum.N()) * f.GetPx() / turned.GetPx();
         const std::complex<double> expected =
             PlaneWaveSum(spectrum, Vector(x * std::cos(angle), 0.0, -x * std::sin(angle))) / scale;
@@ -319,13 +320,13 @@ TEST(Rotation, WideRowsGiveThePlainBits)
     };
     // Axis turns put one coordinate on samples throughout, the identity both; small and narrow grids are mostly edge;
     // coarse pitches leave the source's band, fine ones the disc.
-    const Case cases[] = {{64, 64, 64, 64, 1e-6, 1e-6, 0, 0.1, 0},     {64, 64, 64, 64, 1e-6, 1e-6, 0.2, 0, 0},
-                          {64, 32, 64, 32, 1e-6, 1e-6, 0, 0, 0},       {64, 64, 32, 128, 1e-6, 7e-7, 0.05, 0.3, 0.2},
-                          {64, 64, 64, 64, 2e-7, 2e-7, 0.4, 0.6, 0},   {128, 128, 64, 64, 2e-6, 5e-7, 0, 0.02, 0},
-                          {16, 8, 64, 16, 1e-6, 1e-6, 0.1, 0.1, 0.1},  {8, 64, 4, 32, 1e-6, 1e-6, 0.01, 0.02, 0},
-                          {8, 1, 16, 16, 1e-6, 1e-6, 0, 0.1, 0},       {4, 2, 16, 4, 1e-6, 1e-6, 0, 0.01, 0},
-                          {2, 2, 8, 8, 1e-6, 1e-6, 0, 0.01, 0},        {1, 16, 2, 16, 1e-6, 1e-6, 0.01, 0.01, 0},
-                          {64, 64, 64, 64, 1e-6, 1e-6, 0, 1.5, 0},     {32, 32, 32, 32, 1e-6, 1e-6, 0, 0, 0.785398}};
+    const Case cases[] = {{64, 64, 64, 64, 1e-6, 1e-6, 0, 0.1, 0},    {64, 64, 64, 64, 1e-6, 1e-6, 0.2, 0, 0},
+                          {64, 32, 64, 32, 1e-6, 1e-6, 0, 0, 0},      {64, 64, 32, 128, 1e-6, 7e-7, 0.05, 0.3, 0.2},
+                          {64, 64, 64, 64, 2e-7, 2e-7, 0.4, 0.6, 0},  {128, 128, 64, 64, 2e-6, 5e-7, 0, 0.02, 0},
+                          {16, 8, 64, 16, 1e-6, 1e-6, 0.1, 0.1, 0.1}, {8, 64, 4, 32, 1e-6, 1e-6, 0.01, 0.02, 0},
+                          {8, 1, 16, 16, 1e-6, 1e-6, 0, 0.1, 0},      {4, 2, 16, 4, 1e-6, 1e-6, 0, 0.01, 0},
+                          {2, 2, 8, 8, 1e-6, 1e-6, 0, 0.01, 0},       {1, 16, 2, 16, 1e-6, 1e-6, 0.01, 0.01, 0},
+                          {64, 64, 64, 64, 1e-6, 1e-6, 0, 1.5, 0},    {32, 32, 32, 32, 1e-6, 1e-6, 0, 0, 0.785398}};
     enum Samples
     {
         Random,
@@ -367,7 +368,10 @@ TEST(Rotation, LookupFollowsItsFormulas)
     FillRandom(source);
     RMatrix r = Turn(0.2, -0.3, 0.1);
     const RMatrix inverse = r.GetInverse();
-    const auto e = [&](int row, int column) { return inverse.GetElement(column, row); };
+    const auto e = [&](int row, int column)
+    {
+        return inverse.GetElement(column, row);
+    };
     SFrequency f;
     dest.RotateFs(source, r, &f, CUBIC6_INTERPOL, true);
     source.GetRotationFs(old, r);

@@ -196,7 +196,9 @@ TEST(ShiftedFresnel, Descriptors)
             Descriptor changed(d);
             Lumora once = Target(16, 8, z), twice(once);
             const auto run = [&](Lumora& f, const Descriptor& kernel)
-            { raw ? f.CopyData(u).RawScaledFft(kernel) : f.ShiftedFresnelProp(u, kernel); };
+            {
+                raw ? f.CopyData(u).RawScaledFft(kernel) : f.ShiftedFresnelProp(u, kernel);
+            };
             run(once, d);
             changed *= 2.0;
             run(twice, changed);

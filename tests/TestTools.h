@@ -41,10 +41,7 @@ struct Failure
     int code = 0;
     std::string function;
     std::string message;
-    bool operator==(const Failure& o) const
-    {
-        return code == o.code && function == o.function && message == o.message;
-    }
+    bool operator==(const Failure& o) const { return code == o.code && function == o.function && message == o.message; }
 };
 inline void PrintTo(const Failure& f, std::ostream* os)
 {
