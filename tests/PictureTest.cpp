@@ -158,7 +158,7 @@ TEST_P(PictureTest, ValuesBeyondEveryRange)
     const double inf = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
     Lumora field(8, 1);
-    const double values[8] = {1e15, nan, -inf, 0.5, inf, -1e15, 1.0 + 2.0 / 255.0, 8421504.0};
+    const double values[8] = {16843009.0, nan, -inf, 0.5, inf, -1e15, 1.0 + 2.0 / 255.0, 8421504.0};
     for (int i = 0; i < 8; ++i)
         field.SetPixel(i, 0, Complex(values[i], 0.0));
     const auto pixels = [&](Mode mode, double min, double max)

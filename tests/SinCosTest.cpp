@@ -2,8 +2,7 @@
 #include "simd/SinCos.h"
 #include "base/Isa.h"
 #include "simd/WidePhase.h"
-
-#include <gtest/gtest.h>
+#include "TestTools.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -128,13 +127,12 @@ std::ptrdiff_t FirstDifference(const std::vector<T>& a, const std::vector<T>& b)
 /// Runs the body at every instruction set of the machine.
 void AtEveryIsa(const std::function<void()>& body)
 {
-    for (Isa isa : {Isa::Sse2, Isa::Avx2, Isa::Avx512})
+    for (const Isa isa : lmltest::InstructionSets())
     {
-        CapIsa(isa);
-        SCOPED_TRACE("instruction set " + std::to_string(static_cast<int>(CurrentIsa())));
+        const lmltest::Cap cap(isa);
+        SCOPED_TRACE("instruction set " + std::to_string(static_cast<int>(isa)));
         body();
     }
-    CapIsa(Isa::Avx512);
 }
 
 const std::size_t kLengths[] = {0, 1, 2, 3, 4, 5, 7, 8, 9, 11, 15, 16, 17, 23, 31, 32, 33, 255, 256, 257, 263, 515};
