@@ -5,6 +5,7 @@
 #include "propagate/Fused.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "base/Reduce.h"
 #include "transform/wide/WideFft.h"
 #include "simd/WidePhase.h"
@@ -91,15 +92,9 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     const WideRowPass third(back, threads, &second.Memory());
     // Not before all memory is taken; samples that come from another field are not converted.
     const bool wasPolar = sweep.source == field.GetDataPointer() && MakeCartesian(field);
-    ParallelTeam(threads,
-                 [&](int index, int size)
-                 {
-                     first.Part(index, size);
-                     TeamBarrier(size);
-                     second.Part(index, size);
-                     TeamBarrier(size);
-                     third.Part(index, size);
-                 });
+    ParallelPasses(
+        threads, [&](int index, int size) { first.Part(index, size); },
+        [&](int index, int size) { second.Part(index, size); }, [&](int index, int size) { third.Part(index, size); });
     RestorePolar(field, wasPolar);
 }
 

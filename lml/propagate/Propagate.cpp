@@ -9,6 +9,7 @@
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "base/Reduce.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
@@ -227,6 +228,8 @@ void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, co
     if (bandLimit)
         detail::CheckAsmBand(fn, field, d, embed ? 2 : 1);
     const detail::MistakeScope inside;
+    const std::int64_t samples = static_cast<std::int64_t>(field.N());
+    const detail::Progress progress(fn, samples, samples);
     if (field.N() != 0 && (embed ? detail::CanFuseEnlarged(field) : detail::CanFuse(field)))
     {
         detail::FusedAsm(field, d, bandLimit, embed ? 2 : 1);

@@ -11,6 +11,7 @@
 #include "propagate/Fused.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "propagate/Tiles.h"
 #include "simd/WidePhase.h"
 
@@ -48,6 +49,7 @@ constexpr double kLargestFused = 16.0;
 constexpr char kTextParameter[] = "at least one parameter is different";
 constexpr std::uint32_t kCompared = detail::COMPARED_SIZES | detail::COMPARED_PITCHES | detail::COMPARED_WAVELENGTHS;
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedAsmProp";
+constexpr char fnEx[] = "LumoraLib::Lumora::ShiftedAsmPropEx";
 constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedAsmPropAddEx";
 
 /// Multiplies one row of a spectrum with pitch t.du at the frequency v: zero outside the open band.
@@ -105,7 +107,7 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
     const detail::MistakeScope inside;
     constexpr int kPrecision = 1;
     detail::TileSum sum(destination, clearFirst);
-    detail::ForEachTilePair(destination, source, detail::CountTiles(source, destination),
+    detail::ForEachTilePair(destination, source, detail::CountTiles(source, destination), clearFirst ? fnEx : fnAddEx,
                             [&sum](Lumora& to, const Lumora& from, bool isTile)
                             {
                                 if (isTile)
@@ -163,6 +165,7 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     }
 
     detail::ShiftedTransfer transfer{x0, y0, z0, uLow, uHigh, vLow, vHigh, 0.0, 0.0, 1.0 / (wavelength * wavelength)};
+    const detail::Progress progress(fnProp, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
     // Whatever can fail comes first: until then this field is not touched.
     if (source.form_ == COMPLEX_AMPLITUDE && enlargement <= kLargestFused && detail::CanFuseEnlarged(*this))
     {

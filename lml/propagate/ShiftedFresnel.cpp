@@ -13,6 +13,7 @@
 #include "propagate/Fused.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "base/Texts.h"
 #include "propagate/Tiles.h"
 
@@ -26,6 +27,8 @@ namespace
 {
 using detail::kTwoPi;
 using detail::MultiplyRow;
+
+constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedFresnelProp";
 
 /// Everything that one propagation takes from its two grids.
 struct Geometry
@@ -112,6 +115,8 @@ double DestinationPhaseY(const void* context, std::int32_t j)
 /// Both grids' phases and the transform in two passes, from samples to others or in place.
 void PropagateFused(Lumora& to, const Lumora& from, const Geometry& g, double a, double b)
 {
+    const std::int64_t samples = static_cast<std::int64_t>(to.N());
+    const detail::Progress progress(fnProp, samples, samples);
     const ComplexDouble constant = ComplexDouble(0.0, g.Prefactor()) * detail::Unit(g.k * g.z);
     detail::FusedChirp(to.GetDataPointer(), to.GetNx(), to.GetNy(), a, b, {SourcePhaseX, &g}, {SourcePhaseY, &g},
                        {DestinationPhaseX, &g}, {DestinationPhaseY, &g}, constant.Real(), constant.Imag(),
@@ -225,8 +230,8 @@ void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& 
 }
 
 constexpr char kTextDescriptor[] = "descriptor is not compatible";
-constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedFresnelProp";
 constexpr char fnAdd[] = "LumoraLib::Lumora::ShiftedFresnelPropAdd";
+constexpr char fnEx[] = "LumoraLib::Lumora::ShiftedFresnelPropEx";
 constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedFresnelPropAddEx";
 
 /// The common checks of the two-field forms, in their order.
@@ -302,7 +307,7 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
         kernel = KernelOf(descriptor.emplace(z, px, py, source.GetPx(), source.GetPy(), wavelength, nx, ny));
     detail::TileSum sum(destination, clearFirst);
     Into whole = clearFirst ? Into::Cleared : Into::Add;
-    detail::ForEachTilePair(destination, source, counts,
+    detail::ForEachTilePair(destination, source, counts, clearFirst ? fnEx : fnAddEx,
                             [&](Lumora& to, const Lumora& from, bool isTile)
                             {
                                 if (isTile)

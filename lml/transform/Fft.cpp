@@ -140,6 +140,15 @@ void SwapQuadrants(Complex* samples, std::int32_t nx, std::int32_t ny)
         SwapQuadrants(samples, nx, ny, HalfRow(nx).get());
 }
 
+namespace
+{
+/// True when the split-radix engine is bound, whose areas can be taken before the samples are touched.
+bool SplitRadixBound()
+{
+    return fftBinding.transform2d == kSplitRadix.transform2d;
+}
+} // namespace
+
 ReadyTransform::ReadyTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign)
     : samples_(samples), nx_(nx), ny_(ny), sign_(sign)
 {
@@ -153,7 +162,7 @@ ReadyTransform::ReadyTransform(Complex* samples, std::int32_t nx, std::int32_t n
     }
     if (ny != 1)
         halfRow_ = HalfRow(nx);
-    if (!VendorBound())
+    if (SplitRadixBound())
         areas_ = ny == 1 ? FftsgAreas(nx) : FftsgAreas(nx, ny);
 }
 
@@ -168,7 +177,7 @@ void ReadyTransform::Run() const
         ny_ == 1 ? SwapHalves(samples_, nx_) : SwapQuadrants(samples_, nx_, ny_, halfRow_.get());
     };
     exchange();
-    if (!VendorBound())
+    if (SplitRadixBound())
         areas_.Run(samples_, sign_);
     else if (ny_ == 1)
         fftBinding.transform1d(samples_, nx_, sign_);

@@ -8,6 +8,7 @@
 #include "field/FieldTools.h"
 #include "propagate/Fused.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "base/Reduce.h"
 #include "simd/SinCos.h"
 #include "transform/wide/WideFft.h"
@@ -125,13 +126,9 @@ void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, doubl
         const std::size_t count = static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny);
         CopySamples(data, count, source, count);
     }
-    ParallelTeam(threads,
-                 [&](int index, int size)
-                 {
-                     rows.Part(index, size);
-                     TeamBarrier(size);
-                     columns.Part(index, size);
-                 });
+    ParallelPasses(
+        threads, [&](int index, int size) { rows.Part(index, size); },
+        [&](int index, int size) { columns.Part(index, size); });
 }
 
 bool IsChirpKernel(const Lumora& kernel, double a, double b)

@@ -9,6 +9,7 @@
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 
 #include <algorithm>
 #include <cmath>
@@ -179,6 +180,8 @@ void CentredSum(Lumora& field, double a, double b)
     Complex* const samples = field.GetDataPointer();
     if (detail::CanFuseChirp(nx, ny))
     {
+        const std::int64_t count = static_cast<std::int64_t>(field.N());
+        const detail::Progress progress("LumoraLib::Lumora::ScaledFft", count, count);
         const detail::AxisPhase centreX{CentringPhase, &centring.sx};
         const detail::AxisPhase centreY{CentringPhase, &centring.sy};
         detail::FusedChirp(samples, nx, ny, rawA, rawB, centreX, centreY, centreX, centreY, constant.Real(),
@@ -202,7 +205,10 @@ Lumora& Lumora::RawScaledFft(double a, double b)
         return *this;
     detail::RequireLength(*this, 2, fn);
     if (detail::CanFuseChirp(nx_, ny_))
+    {
+        const detail::Progress progress(fn, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
         detail::FusedChirp(dataPointer_, nx_, ny_, a, b, {}, {}, {}, {}, 1.0, 0.0);
+    }
     else
         SumBySteps(*this, a, b, nullptr);
     return *this;
