@@ -319,6 +319,9 @@ inline const Operation kOperations[] = {
     LML_OPERATION("AddSphericalWaveSqr", Same, const SphericalWaveDescriptor d(633e-9, 1e-5, 1e-5, t.Place(0.0, 0.0, 1.0)); t.a.AddSphericalWaveSqr(d, t.Real(1e-5), t.Real(0.0), t.Real(-0.01), 1.0, 0.0, t.Choice(WINDOW_RECT, 0, 2))),
     LML_OPERATION("AddSphericalWaveSQR", Same, t.a.InitSphericalWaveSQR(t.Place(0.0, 0.0, 1.0)); t.a.AddSphericalWaveSQR(t.Real(1e-5), t.Real(0.0), t.Real(-0.01), 1.0, 0.0, WINDOW_NONE)),
     LML_OPERATION("AddSphericalWaveRF", Same, t.a.InitSphericalWaveRF(t.Real(0.0), t.Real(0.0)); t.a.AddSphericalWaveRF(t.Real(1e-5), t.Real(0.0), t.Real(0.01), 1.0, 0.0, t.Choice(WINDOW_RECT, 0, 2))),
+    LML_OPERATION("AddPointCloud by slabs", Same, CloudPoint p[3] = {}; for (CloudPoint& point : p) { point.amplitude = 1.0; point.x = t.Real(1e-5); point.z = t.Real(-0.01) - point.x; } CloudOptions how; how.method = t.Choice(CLOUD_SLABS, 0, 3); how.frame = CLOUD_LOCAL; t.a.AddPointCloud(p, 3, how)),
+    LML_OPERATION("AddPointCloud by direct sums", Same, CloudPoint p[2] = {}; p[0].amplitude = p[1].amplitude = 1.0; p[0].x = t.Real(2e-5); p[0].z = t.Real(0.012); p[1].z = t.Real(-0.02); CloudOptions how; how.method = t.Choice(CLOUD_DIRECT, 0, 3); how.frame = CLOUD_LOCAL; t.a.AddPointCloud(p, 2, how)),
+    LML_OPERATION("PlanPointCloud", Same, CloudPoint p[2] = {}; p[0].amplitude = p[1].amplitude = 1.0; p[0].z = t.Real(-0.01); CloudOptions how; how.tolerance = t.Real(1e-3); t.a.PlanPointCloud(p, 2, how)),
     // Values
     LML_OPERATION("PointArray", Same, PointArray p(0); for (int n = 0; n < 9; ++n) p.Insert(t.Place(n, n % 2, n % 3)); p.Insert(2, t.Place(1.0, 2.0, 3.0)); p.Remove(3); PointArray q(p); q.Remove(); p = q),
     LML_OPERATION("PointArray to a file", Same, PointArray p(0); for (int n = 0; n < 9; ++n) p.Insert(t.Place(n, n % 2, n % 3)); p.SaveAsCsv(t.Path("points"))),

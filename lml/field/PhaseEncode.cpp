@@ -32,11 +32,30 @@ struct Pair
     double im;
 };
 
-/// What is multiplied with amplitudes: 1 over the reference, or over the largest amplitude for a reference of 0. A
-/// field without light gives 0.
-double Scale(Lumora& field, double reference)
+/// The largest amplitude of samples of any form.
+double Largest(const Lumora& field)
 {
-    const double largest = reference == 0.0 ? field.GetAmplitudeMaxWhole() : reference;
+    const Complex* const samples = field.GetDataPointer();
+    const bool polar = field.IsPolarForm();
+    const double square = detail::ReduceMax(field.N(), 0.0,
+                                            [=](std::size_t begin, std::size_t end, double largest)
+                                            {
+                                                for (std::size_t n = begin; n < end; ++n)
+                                                {
+                                                    const double re = samples[n].GetReal();
+                                                    const double im = polar ? 0.0 : samples[n].GetImag();
+                                                    largest = std::max(largest, re * re + im * im);
+                                                }
+                                                return largest;
+                                            });
+    return std::sqrt(square);
+}
+
+/// What is multiplied with amplitudes: 1 over the reference, or over the largest amplitude for a reference of 0. A
+/// field without light gives 0. Takes memory: before samples change.
+double Scale(const Lumora& field, double reference)
+{
+    const double largest = reference == 0.0 ? Largest(field) : reference;
     return largest > 0.0 ? 1.0 / largest : 0.0;
 }
 
@@ -59,8 +78,8 @@ Lumora& Lumora::EncodeDoublePhase(double reference)
     static constexpr char fn[] = "LumoraLib::Lumora::EncodeDoublePhase";
     RequireReference(reference, fn);
     RequireSamples(fn);
-    const bool wasPolar = detail::MakeCartesian(*this);
     const double scale = Scale(*this, reference);
+    const bool wasPolar = detail::MakeCartesian(*this);
     detail::ParallelRows(0, ny_,
                          [&](std::int32_t j)
                          {
@@ -99,8 +118,8 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
     Pair* here = errors.get(); // what the rows before have handed on to this one
     Pair* next = here + width;
     std::fill_n(here, 2 * width, Pair{0.0, 0.0});
-    const bool wasPolar = detail::MakeCartesian(*this);
     const double scale = Scale(*this, reference);
+    const bool wasPolar = detail::MakeCartesian(*this);
     detail::Progress progress(fn, ny_);
     for (std::int32_t j = 0; j < ny_; ++j)
     {

@@ -20,44 +20,43 @@ using Floats = std::unique_ptr<float[], detail::FreeMemory>;
 constexpr char kLabel[] = "phase retrieval";
 constexpr char fnRetrieve[] = "LumoraLib::Lumora::RetrievePhase";
 
-/// Sums of several quantities over the grid, each row on its own thread's account: row(j, sums) adds its samples.
-template <std::size_t Count, class Row>
-std::array<double, Count> SumRows(const Lumora& field, const Row& row)
+/// Sums over the grid, row by row; the memory for them is taken before samples change.
+class RowSums
 {
-    const std::size_t rows = static_cast<std::size_t>(field.N() == 0 ? 0 : field.GetNy());
-    const auto sums = detail::MallocArray<std::array<double, Count>>(rows, kLabel);
-    detail::ParallelFlat(rows,
-                         [&](std::size_t j)
-                         {
-                             std::array<double, Count> sum{};
-                             row(j, sum);
-                             sums[j] = sum;
-                         });
-    std::array<double, Count> total{};
-    for (std::size_t j = 0; j < rows; ++j)
-        for (std::size_t n = 0; n < Count; ++n)
-            total[n] += sums[j][n];
-    return total;
-}
+public:
+    explicit RowSums(const Lumora& field)
+        : rows_(static_cast<std::size_t>(field.N() == 0 ? 0 : field.GetNy())),
+          sums_(detail::MallocArray<std::array<double, 4>>(rows_, kLabel))
+    {
+    }
+    /// row(j, sums) adds the samples of a row to up to four sums.
+    template <class Row>
+    std::array<double, 4> operator()(const Row& row) const
+    {
+        detail::ParallelFlat(rows_,
+                             [&](std::size_t j)
+                             {
+                                 std::array<double, 4> sum{};
+                                 row(j, sum);
+                                 sums_[j] = sum;
+                             });
+        std::array<double, 4> total{};
+        for (std::size_t j = 0; j < rows_; ++j)
+            for (std::size_t n = 0; n < total.size(); ++n)
+                total[n] += sums_[j][n];
+        return total;
+    }
+
+private:
+    std::size_t rows_;
+    std::unique_ptr<std::array<double, 4>[], detail::FreeMemory> sums_;
+};
 
 double Square(const Complex& c)
 {
     const double re = c.GetReal();
     const double im = c.GetImag();
     return re * re + im * im;
-}
-
-/// Sum of the squared amplitudes of cartesian samples.
-double Energy(const Lumora& field)
-{
-    const Complex* const samples = field.GetDataPointer();
-    const std::size_t nx = static_cast<std::size_t>(field.GetNx());
-    return SumRows<1>(field,
-                      [=](std::size_t j, std::array<double, 1>& sum)
-                      {
-                          for (std::size_t n = j * nx; n < (j + 1) * nx; ++n)
-                              sum[0] += Square(samples[n]);
-                      })[0];
 }
 
 /// Amplitudes of a field of any form, sample by sample.
@@ -97,6 +96,143 @@ void RequireSize(const Lumora& a, const Lumora& b, const char* function)
     if (a.GetNx() != b.GetNx() || a.GetNy() != b.GetNy())
         Error(ERR_PARAMETER, function, "sizes differ");
 }
+
+/// The iterations of RetrievePhase(). All memory of their own is taken before the field changes.
+class Retrieval
+{
+public:
+    Retrieval(Lumora& field, const Lumora& target, const PhaseRetrieval& how)
+        : field_(field), how_(how), count_(field.N()), nx_(static_cast<std::size_t>(field.GetNx())),
+          own_(Amplitudes(field)), wanted_(Amplitudes(target)),
+          weight_(detail::MallocArray<float>(how.weighted ? count_ : 0, kLabel)), sums_(field), work_(field)
+    {
+        std::fill_n(weight_.get(), how.weighted ? count_ : 0, 1.0f);
+    }
+    /// To the other plane and back; false when the caller has seen enough.
+    bool Iterate(int iteration);
+
+private:
+    /// Energies in the plane, in its lit samples, of the wanted amplitudes, and the products of both amplitudes.
+    struct Found
+    {
+        double energy, lit, asked, product;
+    };
+    void Forward();
+    void Back();
+    Found Measure() const;
+    static PhaseRetrievalStep StepOf(int iteration, const Found& found);
+    void Reweigh(const Found& found);
+    double Wanted(std::size_t n) const { return double{wanted_[n]} * (how_.weighted ? double{weight_[n]} : 1.0); }
+
+    Lumora& field_;
+    const PhaseRetrieval& how_;
+    const std::size_t count_;
+    const std::size_t nx_;
+    const Floats own_;
+    const Floats wanted_;
+    const Floats weight_;
+    const RowSums sums_;
+    Lumora work_;
+};
+
+void Retrieval::Forward()
+{
+    work_.CopyParam(field_);
+    detail::CopySamples(work_.GetDataPointer(), count_, field_.GetDataPointer(), count_);
+    if (how_.forward)
+        how_.forward(work_);
+    else if (how_.distance != 0.0)
+        work_.AsmProp(how_.distance);
+    else
+        work_.Fft(-1);
+    RequireSize(field_, work_, fnRetrieve);
+    detail::MakeCartesian(work_);
+}
+
+void Retrieval::Back()
+{
+    if (how_.back)
+        how_.back(work_);
+    else if (how_.distance != 0.0)
+        work_.AsmProp(-how_.distance);
+    else
+        work_.Fft(1);
+    RequireSize(field_, work_, fnRetrieve);
+    detail::MakeCartesian(work_);
+}
+
+Retrieval::Found Retrieval::Measure() const
+{
+    const Complex* const samples = work_.GetDataPointer();
+    const auto [energy, lit, asked, product] = sums_(
+        [&](std::size_t j, std::array<double, 4>& sum)
+        {
+            for (std::size_t n = j * nx_; n < (j + 1) * nx_; ++n)
+            {
+                const double square = Square(samples[n]);
+                const double t = double{wanted_[n]};
+                sum[0] += square;
+                sum[1] += t > 0.0 ? square : 0.0;
+                sum[2] += t * t;
+                sum[3] += std::sqrt(square) * t;
+            }
+        });
+    return {energy, lit, asked, product};
+}
+
+// |G| - g T over the plane with the energies matched, and over the lit samples with their own.
+PhaseRetrievalStep Retrieval::StepOf(int iteration, const Found& found)
+{
+    const auto distance = [&found](double sum)
+    {
+        const double g = RootOfRatio(sum, found.asked);
+        return RootOfRatio(std::max(0.0, sum - 2.0 * g * found.product + g * g * found.asked), sum);
+    };
+    return {iteration, distance(found.energy), distance(found.lit),
+            found.energy > 0.0 ? found.lit / found.energy : 0.0};
+}
+
+// Samples that are too dark get more: the mean of the lit ones is the measure.
+void Retrieval::Reweigh(const Found& found)
+{
+    const Complex* const samples = work_.GetDataPointer();
+    const double g = RootOfRatio(found.lit, found.asked);
+    detail::ParallelFlat(count_,
+                         [&](std::size_t n)
+                         {
+                             const double amplitude = std::sqrt(Square(samples[n]));
+                             if (!(wanted_[n] > 0.0f) || !(amplitude > 0.0))
+                                 return;
+                             const double ratio = std::min(g * double{wanted_[n]} / amplitude, 10.0);
+                             const double w = double{weight_[n]} * (1.0 + how_.feedback * (ratio - 1.0));
+                             weight_[n] = static_cast<float>(std::clamp(w, 1e-6, 1e6));
+                         });
+}
+
+bool Retrieval::Iterate(int iteration)
+{
+    Forward();
+    const Found found = Measure();
+    if (how_.each && !how_.each(StepOf(iteration, found)))
+        return false;
+    double shown = found.asked;
+    if (how_.weighted)
+    {
+        Reweigh(found);
+        shown = sums_(
+            [&](std::size_t j, std::array<double, 4>& sum)
+            {
+                for (std::size_t n = j * nx_; n < (j + 1) * nx_; ++n)
+                    sum[0] += Wanted(n) * Wanted(n);
+            })[0];
+    }
+    const double factor = RootOfRatio(found.energy, shown);
+    Complex* const samples = work_.GetDataPointer();
+    Impose(samples, samples, count_, [&](std::size_t n) { return factor * Wanted(n); });
+    Back();
+    Impose(field_.GetDataPointer(), work_.GetDataPointer(), count_, [&](std::size_t n) { return double{own_[n]}; });
+    return true;
+}
 } // namespace
 
 Lumora& Lumora::ReplaceAmplitude(const Lumora& source)
@@ -106,15 +242,19 @@ Lumora& Lumora::ReplaceAmplitude(const Lumora& source)
     RequireSamples(fn);
     source.RequireSamples(fn);
     const Floats amplitude = Amplitudes(source); // taken first: the source may be this field
+    const RowSums sums(*this);
     const bool wasPolar = detail::MakeCartesian(*this);
     const std::size_t nx = static_cast<std::size_t>(nx_);
-    const double wanted = SumRows<1>(*this,
-                                     [&](std::size_t j, std::array<double, 1>& sum)
-                                     {
-                                         for (std::size_t n = j * nx; n < (j + 1) * nx; ++n)
-                                             sum[0] += double{amplitude[n]} * double{amplitude[n]};
-                                     })[0];
-    const double factor = RootOfRatio(Energy(*this), wanted);
+    const std::array<double, 4> energies = sums(
+        [&](std::size_t j, std::array<double, 4>& sum)
+        {
+            for (std::size_t n = j * nx; n < (j + 1) * nx; ++n)
+            {
+                sum[0] += Square(dataPointer_[n]);
+                sum[1] += double{amplitude[n]} * double{amplitude[n]};
+            }
+        });
+    const double factor = RootOfRatio(energies[0], energies[1]);
     Impose(dataPointer_, dataPointer_, N(), [&](std::size_t n) { return factor * double{amplitude[n]}; });
     detail::RestorePolar(*this, wasPolar);
     return *this;
@@ -130,111 +270,17 @@ Lumora& Lumora::RetrievePhase(const Lumora& target, const PhaseRetrieval& how)
     RequireSamples(fnRetrieve);
     target.RequireSamples(fnRetrieve);
 
-    const auto forward = [&how](Lumora& field)
-    {
-        if (how.forward)
-            how.forward(field);
-        else if (how.distance != 0.0)
-            field.AsmProp(how.distance);
-        else
-            field.Fft(-1);
-    };
-    const auto back = [&how](Lumora& field)
-    {
-        if (how.back)
-            how.back(field);
-        else if (how.distance != 0.0)
-            field.AsmProp(-how.distance);
-        else
-            field.Fft(1);
-    };
-
-    const std::size_t count = N();
-    const std::size_t nx = static_cast<std::size_t>(nx_);
-    const Floats own = Amplitudes(*this);
-    const Floats wanted = Amplitudes(target);
-    const Floats weight = detail::MallocArray<float>(how.weighted ? count : 0, kLabel);
-    std::fill_n(weight.get(), how.weighted ? count : 0, 1.0f);
-    Lumora work(*this);
+    Retrieval retrieval(*this, target, how);
     const bool wasPolar = detail::MakeCartesian(*this);
-    const auto keepPhase = [&](const Lumora& from)
-    {
-        Impose(dataPointer_, from.GetDataPointer(), count, [&](std::size_t n) { return double{own[n]}; });
-    };
     detail::Progress progress(fnRetrieve, how.iterations, 1);
     // The field stays sound whatever ends the loop: its own amplitudes with the phases of the last whole iteration.
     try
     {
-        for (int iteration = 0; iteration < how.iterations; ++iteration)
+        bool more = true;
+        for (int iteration = 0; more && iteration < how.iterations; ++iteration)
         {
             progress.Step(iteration);
-            work.CopyParam(*this);
-            detail::CopySamples(work.GetDataPointer(), count, dataPointer_, count);
-            forward(work);
-            RequireSize(*this, work, fnRetrieve);
-            detail::MakeCartesian(work);
-            Complex* const samples = work.GetDataPointer();
-
-            // Energies in the plane, in its lit samples, of the wanted amplitudes, and the products of both amplitudes.
-            const auto [energy, lit, asked, product] =
-                SumRows<4>(work,
-                           [&](std::size_t j, std::array<double, 4>& sum)
-                           {
-                               for (std::size_t n = j * nx; n < (j + 1) * nx; ++n)
-                               {
-                                   const double square = Square(samples[n]);
-                                   const double t = double{wanted[n]};
-                                   sum[0] += square;
-                                   sum[1] += t > 0.0 ? square : 0.0;
-                                   sum[2] += t * t;
-                                   sum[3] += std::sqrt(square) * t;
-                               }
-                           });
-            // |G| - g T over the plane with the energies matched, and over the lit samples with their own.
-            const auto distance = [asked = asked, product = product](double sum)
-            {
-                const double g = RootOfRatio(sum, asked);
-                return RootOfRatio(std::max(0.0, sum - 2.0 * g * product + g * g * asked), sum);
-            };
-            const PhaseRetrievalStep step{iteration, distance(energy), distance(lit),
-                                          energy > 0.0 ? lit / energy : 0.0};
-            if (how.each && !how.each(step))
-                break;
-
-            if (how.weighted)
-            {
-                // Samples that are too dark get more: the mean of the lit ones is the measure.
-                const double g = RootOfRatio(lit, asked);
-                detail::ParallelFlat(count,
-                                     [&](std::size_t n)
-                                     {
-                                         const double amplitude = std::sqrt(Square(samples[n]));
-                                         if (!(wanted[n] > 0.0f) || !(amplitude > 0.0))
-                                             return;
-                                         const double ratio = std::min(g * double{wanted[n]} / amplitude, 10.0);
-                                         const double w = double{weight[n]} * (1.0 + how.feedback * (ratio - 1.0));
-                                         weight[n] = static_cast<float>(std::clamp(w, 1e-6, 1e6));
-                                     });
-            }
-            const double shown = how.weighted
-                                     ? SumRows<1>(work,
-                                                  [&](std::size_t j, std::array<double, 1>& sum)
-                                                  {
-                                                      for (std::size_t n = j * nx; n < (j + 1) * nx; ++n)
-                                                      {
-                                                          const double t = double{wanted[n]} * double{weight[n]};
-                                                          sum[0] += t * t;
-                                                      }
-                                                  })[0]
-                                     : asked;
-            const double factor = RootOfRatio(energy, shown);
-            Impose(samples, samples, count,
-                   [&](std::size_t n)
-                   { return factor * double{wanted[n]} * (how.weighted ? double{weight[n]} : 1.0); });
-            back(work);
-            RequireSize(*this, work, fnRetrieve);
-            detail::MakeCartesian(work);
-            keepPhase(work);
+            more = retrieval.Iterate(iteration);
         }
     }
     catch (...)

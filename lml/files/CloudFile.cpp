@@ -3,12 +3,12 @@
 // A file is read once, front to back; nothing is asked memory for that the file's length does not stand behind.
 #include "files/CloudFile.h"
 
+#include "base/WithMemory.h"
 #include "files/CloudPly.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <new>
 
 namespace LumoraLib
 {
@@ -302,13 +302,7 @@ std::vector<CloudPoint> LoadPointCloud(const char* path, const CloudLoadOptions&
 {
     detail::CloudStream stream(path, detail::fnLoad);
     detail::RequireOptions(options, stream);
-    try
-    {
-        return detail::Load(stream, options);
-    }
-    catch (const std::bad_alloc&)
-    {
-    }
-    stream.Fail(ERR_MEMORY, "too many points");
+    return detail::WithMemory([&] { return detail::Load(stream, options); },
+                              [&] { stream.Fail(ERR_MEMORY, "too many points"); });
 }
 } // namespace LumoraLib

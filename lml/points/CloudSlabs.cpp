@@ -178,12 +178,12 @@ void SlabRun::FindSlabs(std::uint32_t* slabOf)
 {
     const double last = static_cast<double>(plan_.planes - 1);
     const CloudLimits limits(scene_);
-    std::vector<std::vector<Slab>> seen(static_cast<std::size_t>(threads_));
+    const std::size_t planes = static_cast<std::size_t>(plan_.planes);
+    std::vector<Slab> seen(static_cast<std::size_t>(threads_) * planes);
     ParallelBlocks(static_cast<std::size_t>(source_.count),
                    [&](std::size_t begin, std::size_t end, int thread)
                    {
-                       std::vector<Slab>& slabs = seen[static_cast<std::size_t>(thread)];
-                       slabs.assign(static_cast<std::size_t>(plan_.planes), Slab());
+                       Slab* const slabs = seen.data() + static_cast<std::size_t>(thread) * planes;
                        for (std::size_t n = begin; n < end; ++n)
                        {
                            const CloudPoint p = source_.Local(static_cast<std::int64_t>(n));
@@ -195,10 +195,9 @@ void SlabRun::FindSlabs(std::uint32_t* slabOf)
                            slabs[slabOf[n]].Add(p.z);
                        }
                    });
-    slabs_.assign(static_cast<std::size_t>(plan_.planes), Slab());
-    for (const std::vector<Slab>& slabs : seen)
-        for (std::size_t s = 0; s < slabs.size(); ++s)
-            slabs_[s].Join(slabs[s]);
+    slabs_.assign(planes, Slab());
+    for (std::size_t n = 0; n < seen.size(); ++n)
+        slabs_[n % planes].Join(seen[n]);
 }
 
 // Sorts the points by slab, in their own order within one.

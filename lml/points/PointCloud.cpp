@@ -2,6 +2,7 @@
 #include "LmlLumora.h"
 
 #include "base/Parallel.h"
+#include "base/WithMemory.h"
 #include "field/FieldTools.h"
 #include "points/CloudDirect.h"
 #include "points/CloudPlan.h"
@@ -197,6 +198,11 @@ CloudScene MakeScene(const Lumora& field, const CloudOptions& o)
     return s;
 }
 
+void ReportNoMemory()
+{
+    Error(ERR_MEMORY, "LumoraLib::Malloc", "point cloud");
+}
+
 CloudCall Prepare(const Lumora& field, const CloudPoint* points, std::int64_t count, const CloudOptions& o)
 {
     if (FieldAccess::Form(field) != 0)
@@ -230,7 +236,8 @@ CloudCall Prepare(const Lumora& field, const CloudPoint* points, std::int64_t co
 
 CloudPlan Lumora::PlanPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options) const
 {
-    const detail::CloudCall call = detail::Prepare(*this, points, count, options);
+    const detail::CloudCall call =
+        detail::WithMemory([&] { return detail::Prepare(*this, points, count, options); }, detail::ReportNoMemory);
     CloudPlan plan;
     plan.method = call.method;
     plan.points = call.extent.points;
@@ -256,13 +263,17 @@ CloudPlan Lumora::PlanPointCloud(const CloudPoint* points, std::int64_t count, c
 
 Lumora& Lumora::AddPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options)
 {
-    const detail::CloudCall call = detail::Prepare(*this, points, count, options);
-    if (call.method == CLOUD_SLABS)
-        detail::AddCloudSlabs(call.scene, call.extent, call.slabs, call.source, GetDataPointer(),
-                              detail::kAddPointCloud);
-    else if (call.method == CLOUD_DIRECT)
-        detail::AddCloudDirect(call.scene, call.extent, call.direct, call.source, GetDataPointer(),
-                               detail::kAddPointCloud);
+    const auto add = [&]
+    {
+        const detail::CloudCall call = detail::Prepare(*this, points, count, options);
+        if (call.method == CLOUD_SLABS)
+            detail::AddCloudSlabs(call.scene, call.extent, call.slabs, call.source, GetDataPointer(),
+                                  detail::kAddPointCloud);
+        else if (call.method == CLOUD_DIRECT)
+            detail::AddCloudDirect(call.scene, call.extent, call.direct, call.source, GetDataPointer(),
+                                   detail::kAddPointCloud);
+    };
+    detail::WithMemory(add, detail::ReportNoMemory);
     return *this;
 }
 

@@ -7,31 +7,16 @@
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/WithMemory.h"
 #include "points/WidePoint.h"
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 namespace LumoraLib
 {
 namespace detail
 {
-double PointWindow(WindowFunc window, double c, double x, double half)
-{
-    if (window == WINDOW_TRIANGLE)
-    {
-        if (c - half > x)
-            return 0.0;
-        if (c > x)
-            return x / half - (c - half) / half;
-        return c + half > x ? (-x) / half + (c + half) / half : 0.0;
-    }
-    if (window == WINDOW_COSINE)
-        return c - half > x || !(c + half > x) ? 0.0 : (std::cos((x - c) * 3.141592653589793 / half) + 1.0) * 0.5;
-    return 1.0;
-}
-
 namespace
 {
 constexpr double kTwoPi = 6.283185307179586;
@@ -375,14 +360,9 @@ SphericalWaveDescriptor::SphericalWaveDescriptor(double wavelength_, double px_,
     TangentLimits(K, wavevector.x, px, tanMaxX, tanMinX);
     TangentLimits(K, wavevector.y, py, tanMaxY, tanMinY);
     double* const both = static_cast<double*>(Malloc(2 * sizeof(double) * kPhaseSteps, label));
-    try
-    {
-        tables_ = std::shared_ptr<void>(both, Free); // frees the block when the count cannot be allocated
-    }
-    catch (const std::bad_alloc&)
-    {
-        Error(ERR_MEMORY, "LumoraLib::Malloc", label);
-    }
+    // The pointer frees the block when its count cannot be allocated.
+    detail::WithMemory([&] { tables_ = std::shared_ptr<void>(both, Free); },
+                       [] { Error(ERR_MEMORY, "LumoraLib::Malloc", label); });
     cosTable = both;
     sinTable = both + kPhaseSteps;
     FillPhaseTable(cosTable, sinTable);

@@ -13,6 +13,7 @@
 #include "LmlRuntime.h"
 #include "LmlTypes.h"
 #include "base/TextLocale.h"
+#include "base/WithMemory.h"
 
 namespace LumoraLib
 {
@@ -49,18 +50,7 @@ std::size_t At(int i)
 template <class Operation>
 void Grow(std::size_t points, Operation operation)
 {
-    try
-    {
-        operation();
-        return;
-    }
-    catch (const std::bad_alloc&)
-    {
-    }
-    catch (const std::length_error&)
-    {
-    }
-    NoMemory(points);
+    detail::WithMemory(operation, [points] { NoMemory(points); });
 }
 
 struct RecordFree
