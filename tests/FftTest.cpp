@@ -222,15 +222,13 @@ TEST(Fft, ThreadsDoNotChangeBits)
 TEST(Fft, Binding)
 {
     EXPECT_EQ(GetFftLib(), FFT_LIB_VENDOR); // the value at load
-    EXPECT_TRUE(detail::WideBound());
-    EXPECT_NE(detail::VendorBound(), detail::FusedBound());
+    EXPECT_FALSE(detail::StepByStep());
     {
         Engine engine(FFT_LIB_SPLIT_RADIX);
-        EXPECT_FALSE(detail::WideBound() || detail::VendorBound() || detail::FusedBound());
-        detail::fftBinding.setThreads(3); // do nothing
-        detail::fftBinding.setDynamic(true);
+        EXPECT_TRUE(detail::StepByStep());
+        EXPECT_FALSE(detail::WideEngineBound());
     }
     Engine other(static_cast<FftLib>(7));
     EXPECT_EQ(GetFftLib(), 7);
-    EXPECT_TRUE(detail::WideBound()); // every value but 0 stands for the fast engine
+    EXPECT_FALSE(detail::StepByStep()); // every value but 0 stands for the fast engine
 }

@@ -1,6 +1,6 @@
 // The thread count, its stack, the dynamic flag, and what a bound FFT library is told of them.
 
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "TestTools.h"
 
 #include <algorithm>
@@ -14,20 +14,20 @@ namespace
 const int countAtLoad = GetNumThreads();
 const bool dynamicAtLoad = GetDynamicThreads();
 
-std::vector<int> told; // what the slots were called with: counts as they are, flags as -1 (true) and -2 (false)
+std::vector<int> told; // what the hooks were called with: counts as they are, flags as -1 (true) and -2 (false)
 
-// Puts recording slots under the engine chosen; the fixture gives back the binding and an empty stack.
+// Puts recording hooks beside the engine chosen; the fixture takes them away and leaves an empty stack.
 class ThreadsTest : public ::testing::Test
 {
 protected:
     void Bind(FftLib lib)
     {
         SetFftLib(lib);
-        detail::fftBinding.setThreads = [](int n)
+        detail::threadHooks.setThreads = [](int n)
         {
             told.push_back(n);
         };
-        detail::fftBinding.setDynamic = [](bool dynamic)
+        detail::threadHooks.setDynamic = [](bool dynamic)
         {
             told.push_back(dynamic ? -1 : -2);
         };
@@ -39,6 +39,7 @@ protected:
         {
         }
         SetFftLib(FFT_LIB_VENDOR);
+        detail::threadHooks = {};
         SetNumThreads(1);
     }
 };

@@ -77,15 +77,6 @@ Complex* NewSamples(std::uint64_t count)
 }
 } // namespace
 
-void detail::NoSamples(std::uint64_t bytes)
-{
-    static char message[128];
-    constexpr std::uint64_t most = static_cast<std::uint64_t>(std::numeric_limits<long>::max());
-    std::snprintf(message, sizeof message, "Memory allocation failed : Demanded bytes = %ld",
-                  static_cast<long>(bytes < most ? bytes : most));
-    Error(ERR_MEMORY, kFnInit, message);
-}
-
 // -------------------------------------------------------------------------------------------------- life cycle
 
 Lumora::Lumora() : Lumora(defaults.nx, defaults.ny)

@@ -2,7 +2,7 @@
 // Each is one small kernel over a block of consecutive samples, run on one contiguous block per thread.
 #include "field/FieldTools.h"
 
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
 #include "simd/SinCos.h"
@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -26,7 +27,7 @@ constexpr std::size_t kParallelCopyFrom = std::size_t{1} << 17;
 
 void ToPolarBlock(Complex* samples, std::size_t count)
 {
-    if (WideBound())
+    if (!StepByStep())
     {
         WideField().toPolar(reinterpret_cast<float*>(samples), count);
         return;
@@ -42,7 +43,7 @@ void ToPolarBlock(Complex* samples, std::size_t count)
 
 void ToCartesianBlock(Complex* samples, std::size_t count)
 {
-    if (WideBound())
+    if (!StepByStep())
     {
         Phases().polarToComplex(reinterpret_cast<float*>(samples), count);
         return;
@@ -60,7 +61,7 @@ void ToCartesianBlock(Complex* samples, std::size_t count)
 
 void ScaleBlock(Complex* samples, std::size_t count, float factor)
 {
-    if (WideBound())
+    if (!StepByStep())
     {
         WideField().scale(reinterpret_cast<float*>(samples), count, factor);
         return;
@@ -72,6 +73,15 @@ void ScaleBlock(Complex* samples, std::size_t count, float factor)
     }
 }
 } // namespace
+
+void NoSamples(std::uint64_t bytes)
+{
+    static char message[128];
+    constexpr std::uint64_t most = static_cast<std::uint64_t>(std::numeric_limits<long>::max());
+    std::snprintf(message, sizeof message, "Memory allocation failed : Demanded bytes = %ld",
+                  static_cast<long>(bytes < most ? bytes : most));
+    Error(ERR_MEMORY, "LumoraLib::Lumora::Init", message);
+}
 
 void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
 {

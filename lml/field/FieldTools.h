@@ -1,9 +1,10 @@
-// What the units of the field class share beyond its interface: access to the buffer for free kernels, and the form
-// conversions as loops over samples.
+// What the units of the field class share beyond its interface: changes of size, and the form conversions as loops over
+// samples.
 #ifndef LML_FIELDTOOLS_H
 #define LML_FIELDTOOLS_H
 
 #include "LmlLumora.h"
+#include "base/FieldAccess.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,27 +12,6 @@
 
 namespace LumoraLib::detail
 {
-/// The one door to the private parts of a field for the library's free functions.
-struct FieldAccess
-{
-    /// Error code 6 with the operation's name when the grid announces more samples than the buffer holds.
-    static void RequireSamples(const Lumora& field, const char* function) { field.RequireSamples(function); }
-    /// False for a field on a caller's buffer, which cannot grow.
-    static bool OwnsSamples(const Lumora& field) { return field.userBufferLength_ == 0; }
-    static std::size_t Capacity(const Lumora& field) { return field.capacity_; }
-    static ComplexForm Form(const Lumora& field) { return field.form_; }
-    static const LML_RECT& Window(const Lumora& field) { return field.window_; }
-    /// The part of the window inside the grid.
-    static LML_RECT GridWindow(const Lumora& field) { return field.GridWindow(); }
-    static void SetForm(Lumora& field, std::int32_t form) { field.form_ = static_cast<ComplexForm>(form); }
-    static void AddToOrigin(Lumora& field, double factor)
-    {
-        field.origin_.x += factor * field.normalVector_.x;
-        field.origin_.y += factor * field.normalVector_.y;
-        field.origin_.z += factor * field.normalVector_.z;
-    }
-};
-
 /// Reports, as Init does, that there is no memory for so many bytes of samples.
 [[noreturn]] void NoSamples(std::uint64_t bytes);
 /// Runs change(), and puts the field back as it was when that fails. For operations that cannot take all their memory

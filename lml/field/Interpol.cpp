@@ -6,7 +6,7 @@
 #include "base/Describe.h"
 #include "field/FieldTools.h"
 #include "field/InterpolAxis.h"
-#include "field/WideInterpol.h"
+#include "field/Interpol.h"
 
 #include <cmath>
 

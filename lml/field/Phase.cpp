@@ -2,7 +2,7 @@
 //
 // The sample loops run in sample order on the calling thread; only the form conversions are parallel.
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
@@ -213,7 +213,7 @@ Lumora& Lumora::SetQuadraticPhase(double f)
     for (std::int32_t j = 0; j < ny_; ++j)
     {
         const double y = Y(j);
-        if (detail::WideBound())
+        if (!detail::StepByStep())
         {
             detail::Phases().setPhase(detail::PhaseForm::Lens(px_, y * y, -k_, twice), -(nx_ / 2),
                                       static_cast<std::size_t>(nx_),

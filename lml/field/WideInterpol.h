@@ -26,9 +26,6 @@ constexpr int kWideKernels = 7;
 /// Taps per axis of a kernel, in the order of WideKernel.
 constexpr int kWideTaps[kWideKernels] = {1, 2, 2, 4, 4, 6, 8};
 
-/// The kernel of a chooser value; false for the values that GetInterpolFunc refuses.
-bool WideKernelOf(Interpol interpol, WideKernel& kernel);
-
 /// What the columns of one resampling call share, one entry per destination column and kWidePadding more that repeat
 /// the last.
 struct ResampleColumns {

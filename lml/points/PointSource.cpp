@@ -1,12 +1,11 @@
 // Fields of point sources at four trade-offs of speed and exactness. The loops here define the results; with the wide
 // forms chosen they run in WidePoint-inl.h, each sample through the same arithmetic.
-#include "LmlLumora.h"
-
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "points/PointSource.h"
 #include "points/WidePoint.h"
 
 #include <algorithm>
@@ -276,7 +275,7 @@ void AddExact(Lumora& field, ExactWave w, bool parallel)
     CheckSource("LumoraLib::Lumora::AddSphericalWave", field, w.z0, count == 0);
     if (count == 0)
         return;
-    const auto loop = WideBound() ? WidePoints().exact : ExactLoop;
+    const auto loop = !StepByStep() ? WidePoints().exact : ExactLoop;
     ParallelTeam(parallel && count >= kParallelFrom ? GetNumThreads() : 1,
                  [&](int index, int size)
                  {
@@ -355,7 +354,7 @@ void AddByTable(Lumora& field, const char* fn, const TableSource& t, double x, d
     w.cosTable = t.cosTable;
     w.sinTable = t.sinTable;
     w.mask = t.mask;
-    (WideBound() && count >= kWideFrom ? WidePoints().table : TableLoop)(p, w);
+    (!StepByStep() && count >= kWideFrom ? WidePoints().table : TableLoop)(p, w);
 }
 } // namespace
 } // namespace detail
@@ -573,7 +572,7 @@ Lumora& Lumora::AddSphericalWaveRF(double x, double y, double z, double amp, dou
     w.sinTable = g.sinTable;
     w.mask = g.mask;
     const std::int64_t reached = (std::max(p.iHi, w.start) - std::min(p.iLo, w.start)) * std::int64_t{p.jHi - p.jLo};
-    (WideBound() && reached >= kWideFrom ? WidePoints().recurrence : RecurrenceLoop)(p, w);
+    (!StepByStep() && reached >= kWideFrom ? WidePoints().recurrence : RecurrenceLoop)(p, w);
     return *this;
 }
 } // namespace LumoraLib

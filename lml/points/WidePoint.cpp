@@ -1,6 +1,8 @@
 // The loops of the point sources in wide form: builds the room once per instruction set.
 #include "points/WidePoint.h"
 
+#include "points/PointSource.h"
+
 #include "base/Isa.h"
 #include "simd/SinCos.h"
 

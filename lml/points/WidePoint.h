@@ -56,9 +56,6 @@ struct RecurrenceWave
     std::int32_t mask;
 };
 
-/// Weight of the sample at x for a source at c and a half-width, all in metres, on one axis.
-double PointWindow(WindowFunc window, double c, double x, double half);
-
 struct PointTable
 {
     /// Rows jBegin .. jEnd - 1 of the patch.

@@ -1,6 +1,6 @@
 // Angular spectrum propagation in three sweeps.
 #include "propagate/Band.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "field/FieldTools.h"
 #include "propagate/Fused.h"
 #include "base/IntMath.h"
@@ -213,7 +213,7 @@ WideRange OpenBand(std::int32_t n, double pitch, double low, double high)
 
 bool CanFuse(const Lumora& field)
 {
-    return FusedBound() && IsLength(field.GetNx()) && IsLength(field.GetNy());
+    return WideEngineBound() && IsLength(field.GetNx()) && IsLength(field.GetNy());
 }
 
 bool CanFuseEnlarged(const Lumora& field)

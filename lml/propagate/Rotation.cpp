@@ -4,12 +4,12 @@
 // coordinates: only its frequency vector is turned (J. Opt. Soc. Am. A 20 (2003) 1755). The destination's
 // spectrum is stored relative to the carrier, the frequency of the wave that travels along the source's axis.
 #include "transform/CentredFft.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "field/FieldTools.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/Reduce.h"
-#include "field/WideInterpol.h"
+#include "field/Interpol.h"
 
 #include <cmath>
 #include <cstddef>
@@ -131,7 +131,7 @@ Complex LookUp(const Lumora& source, InterpolFunc func, const detail::RotationLo
 /// Whether the wide rows serve this lookup. Their cubic kernels need finite samples, which a finite energy proves.
 bool HasWideRows(const Lumora& source, Interpol interpol, double sourceEnergy, detail::WideKernel& kernel)
 {
-    return detail::WideBound() && detail::WideKernelOf(interpol, kernel) && std::isfinite(sourceEnergy) &&
+    return !detail::StepByStep() && detail::WideKernelOf(interpol, kernel) && std::isfinite(sourceEnergy) &&
            source.GetNx() >= detail::kWideTaps[static_cast<int>(kernel)] &&
            source.GetNy() >= (kernel == detail::WideKernel::Linear ? 2 : 1);
 }

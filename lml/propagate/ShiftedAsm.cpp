@@ -58,7 +58,7 @@ void MultiplyTransferRow(Complex* row, std::int32_t nx, const detail::ShiftedTra
         std::fill(row, row + nx, Complex());
         return;
     }
-    if (detail::WideBound())
+    if (!detail::StepByStep())
     {
         float* const samples = reinterpret_cast<float*>(row);
         detail::Phases().multiply(

@@ -3,7 +3,7 @@
 #ifndef LML_CHIRPPHASE_H
 #define LML_CHIRPPHASE_H
 
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "base/IntMath.h"
 #include "LmlTypes.h"
 #include "simd/SinCos.h"
@@ -97,7 +97,7 @@ void InPhaseBlocks(std::int32_t n, const PhaseOf& phaseOf, const Body& body)
 template <class PhaseOf>
 void MultiplyRow(Complex* to, const Complex* from, std::int32_t n, const PhaseOf& phaseOf, const PhaseProduct& how = {})
 {
-    if (!WideBound())
+    if (StepByStep())
     {
         for (std::int32_t i = 0; i < n; ++i)
         {
@@ -119,7 +119,7 @@ void MultiplyRow(Complex* to, const Complex* from, std::int32_t n, const PhaseOf
 template <class PhaseOf>
 void UnitRow(Complex* to, std::int32_t n, const PhaseOf& phaseOf)
 {
-    if (!WideBound())
+    if (StepByStep())
     {
         for (std::int32_t i = 0; i < n; ++i)
             to[i] = Complex(Unit(phaseOf(i)));

@@ -4,7 +4,7 @@
 // along the rows followed by convolutions along the columns: 4 n transforms of length 2 n instead of 12 n, and no
 // doubled grid. Phases are per axis, in double, and each axis' factor is rounded to float once.
 #include "transform/ChirpPhase.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "field/FieldTools.h"
 #include "propagate/Fused.h"
 #include "base/Parallel.h"
@@ -111,7 +111,7 @@ bool CanFuseChirp(std::int32_t nx, std::int32_t ny)
     {
         return n > 1 && n <= kLongestTransform / 2 && (n & (n - 1)) == 0;
     };
-    return FusedBound() && isLength(nx) && isLength(ny);
+    return WideEngineBound() && isLength(nx) && isLength(ny);
 }
 
 void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, double b, AxisPhase preX, AxisPhase preY,

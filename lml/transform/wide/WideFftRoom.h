@@ -1,7 +1,7 @@
 // What the wide transform engine's common part and its three builds share: tables, arguments, entries.
 #pragma once
 
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "base/Isa.h"
 #include "transform/wide/WideFft.h"
 
