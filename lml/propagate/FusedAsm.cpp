@@ -55,49 +55,35 @@ void RunSweep(Lumora& field, const Sweep& sweep)
     const WideRange ownColumns{x0, x0 + static_cast<std::size_t>(nx)};
     const WideRange ownRows{y0, y0 + static_cast<std::size_t>(ny)};
 
-    WideRows forward;
-    forward.source = sweep.source;
-    forward.sourceStride = static_cast<std::size_t>(nx);
-    forward.sourceOrigin = x0;
-    forward.target = spectrum;
-    forward.targetStride = width;
-    forward.rows = static_cast<std::size_t>(ny);
-    forward.n = width;
-    forward.sign = -1;
-    forward.input = ownColumns;
-    forward.output = sweep.columns;
-
-    WideFused middlePass;
-    middlePass.strips.source = spectrum;
-    middlePass.strips.sourceStride = width;
-    middlePass.strips.sourceOrigin = y0;
-    middlePass.strips.target = spectrum;
-    middlePass.strips.targetStride = width;
-    middlePass.strips.targetOrigin = y0;
-    middlePass.strips.columns = width;
-    middlePass.strips.which = sweep.columns;
-    middlePass.strips.n = height;
-    middlePass.strips.input = ownRows;
-    middlePass.strips.output = ownRows;
-    middlePass.factor = sweep.factor;
-    middlePass.context = sweep.context;
-    middlePass.zeroRows = Complement(sweep.rows, static_cast<std::int32_t>(height));
-    middlePass.symmetric = true;
-    middlePass.column = sweep.turnColumns;
-    middlePass.row = sweep.turnRows;
-
-    WideRows back;
-    back.source = spectrum;
-    back.sourceStride = width;
-    back.target = field.GetDataPointer();
-    back.targetStride = static_cast<std::size_t>(nx);
-    back.targetOrigin = x0;
-    back.rows = static_cast<std::size_t>(ny);
-    back.n = width;
-    back.sign = 1;
-    back.scale = static_cast<float>(1.0 / (static_cast<double>(width) * static_cast<double>(height)));
-    back.input = sweep.columns;
-    back.output = ownColumns;
+    const std::size_t rows = static_cast<std::size_t>(ny);
+    const WideRows forward = {
+        .source = {.samples = sweep.source, .stride = static_cast<std::size_t>(nx), .origin = x0, .range = ownColumns},
+        .target = {.samples = spectrum, .stride = width, .range = sweep.columns},
+        .rows = rows,
+        .n = width,
+        .sign = -1};
+    const WideFused middlePass = {
+        .strips = {.source = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
+                   .target = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
+                   .columns = width,
+                   .which = sweep.columns,
+                   .n = height},
+        .factor = sweep.factor,
+        .context = sweep.context,
+        .zeroRows = Complement(sweep.rows, static_cast<std::int32_t>(height)),
+        .symmetric = true,
+        .column = sweep.turnColumns,
+        .row = sweep.turnRows};
+    const WideRows back = {.source = {.samples = spectrum, .stride = width, .range = sweep.columns},
+                           .target = {.samples = field.GetDataPointer(),
+                                      .stride = static_cast<std::size_t>(nx),
+                                      .origin = x0,
+                                      .range = ownColumns},
+                           .rows = rows,
+                           .n = width,
+                           .sign = 1,
+                           .scale =
+                               static_cast<float>(1.0 / (static_cast<double>(width) * static_cast<double>(height)))};
 
     const int threads = WideThreads(width * height, GetNumThreads());
     const WideFusedPass second(middlePass, threads);

@@ -92,16 +92,14 @@ AxisTables MakeAxis(std::int32_t n, double a, const AxisPhase& pre, const AxisPh
 
 WideConvolution Job(Complex* data, std::int32_t nx, std::int32_t ny, const AxisTables& axis, std::int32_t n)
 {
-    WideConvolution job;
-    job.data = data;
-    job.stride = static_cast<std::size_t>(nx);
-    job.columns = static_cast<std::size_t>(nx);
-    job.rows = static_cast<std::size_t>(ny);
-    job.pre = axis.pre.get();
-    job.spectrum = axis.spectrum.get();
-    job.post = axis.post.get();
-    job.scale = static_cast<float>(1.0 / (2.0 * n));
-    return job;
+    return {.data = data,
+            .stride = static_cast<std::size_t>(nx),
+            .columns = static_cast<std::size_t>(nx),
+            .rows = static_cast<std::size_t>(ny),
+            .pre = axis.pre.get(),
+            .spectrum = axis.spectrum.get(),
+            .post = axis.post.get(),
+            .scale = static_cast<float>(1.0 / (2.0 * n))};
 }
 } // namespace
 

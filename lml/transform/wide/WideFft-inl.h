@@ -514,7 +514,8 @@ struct RowReader
     bool far;              ///< rows are fetched ahead
 
     LML_MEMBER RowReader(const WideStripArgs& p, bool exchanged)
-        : place(p.job.source, p.job.sourceStride, p.job.input, p.job.n, p.job.sourceOrigin, p.job.shiftInput),
+        : place(p.job.source.samples, p.job.source.stride, p.job.source.range, p.job.n, p.job.source.origin,
+                p.job.source.shift),
           pre(p.pre), re(exchanged ? W : 0), im(exchanged ? 0 : W), far(p.bytes > kWideNext)
     {
     }
@@ -595,20 +596,21 @@ struct RowWriter
     const float* post;
     const WideLength* twist;
     float scale;
-    bool clear, stream;
+    bool stream;
     std::ptrdiff_t re, im;
 
     LML_MEMBER RowWriter(const WideStripArgs& p, bool exchanged)
-        : place(p.job.target, p.job.targetStride, p.job.output, p.job.n, p.job.targetOrigin, p.job.shiftOutput),
-          post(p.post), twist(p.twist), scale(p.job.scale), clear(p.job.clearRest), stream(p.stream),
-          re(exchanged ? W : 0), im(exchanged ? 0 : W)
+        : place(p.job.target.samples, p.job.target.stride, p.job.target.range, p.job.n, p.job.target.origin,
+                p.job.target.shift),
+          post(p.post), twist(p.twist), scale(p.job.scale), stream(p.stream), re(exchanged ? W : 0),
+          im(exchanged ? 0 : W)
     {
     }
     /// Writes all of a tile.
     __attribute__((noinline)) void Write(float* tile, std::ptrdiff_t groupStep, std::size_t first, std::size_t step,
                                          std::size_t count)
     {
-        place.Set(move, post == nullptr && (place.all || !clear), tile, groupStep, first, step, count);
+        place.Set(move, post == nullptr, tile, groupStep, first, step, count);
         if (!move.plain)
             return Slow();
         const std::ptrdiff_t r = re, i = im, begin = move.begin, end = move.end;
@@ -677,14 +679,13 @@ private:
         {
             const std::size_t k = move.first + std::size_t(e) * move.step;
             const std::size_t axis = k ^ place.flip;
-            const bool wanted = place.Has(axis);
-            if (!wanted && !clear)
+            if (!place.Has(axis))
                 continue;
             float* to = place.Row(axis);
             const float* from = move.tile + e * kPair;
             for (std::ptrdiff_t g = 0; g < kGroups; ++g)
             {
-                const C v = wanted ? Get(from + g * move.groupStep, k, axis, g) : C{VF::Zero(), VF::Zero()};
+                const C v = Get(from + g * move.groupStep, k, axis, g);
                 if (place.Whole())
                 {
                     if (stream)
@@ -750,9 +751,9 @@ template <Form kForm>
 LML_INLINE void DirectFirst(const WideStripArgs& p, const StripLayout& at, RowReader& reader)
 {
     const WideLength& length = *p.length;
-    const std::ptrdiff_t stride = std::ptrdiff_t(2 * p.job.sourceStride), step = std::ptrdiff_t(at.b) * stride;
-    const std::ptrdiff_t half = p.job.shiftInput ? std::ptrdiff_t(length.n / 2) * stride : 0;
-    const float* in = reinterpret_cast<const float*>(p.job.source) + 2 * reader.place.column;
+    const std::ptrdiff_t stride = std::ptrdiff_t(2 * p.job.source.stride), step = std::ptrdiff_t(at.b) * stride;
+    const std::ptrdiff_t half = p.job.source.shift ? std::ptrdiff_t(length.n / 2) * stride : 0;
+    const float* in = reinterpret_cast<const float*>(p.job.source.samples) + 2 * reader.place.column;
     for (std::size_t b = 0; b < at.b; ++b, in += stride)
     {
         reader.FetchAfter(b, at.a, at.b);
@@ -770,12 +771,12 @@ template <Form kForm>
 LML_INLINE void DirectWhole(const WideStripArgs& p, const StripLayout& at, std::size_t column)
 {
     const WideLength& length = *p.length;
-    const std::ptrdiff_t source = std::ptrdiff_t(2 * p.job.sourceStride),
-                         target = std::ptrdiff_t(2 * p.job.targetStride);
-    const std::ptrdiff_t halfIn = p.job.shiftInput ? std::ptrdiff_t(length.n / 2) * source : 0;
-    const std::ptrdiff_t halfOut = p.job.shiftOutput ? std::ptrdiff_t(length.n / 2) * target : 0;
-    const float* in = reinterpret_cast<const float*>(p.job.source) + 2 * column;
-    float* out = reinterpret_cast<float*>(p.job.target) + 2 * column;
+    const std::ptrdiff_t source = std::ptrdiff_t(2 * p.job.source.stride),
+                         target = std::ptrdiff_t(2 * p.job.target.stride);
+    const std::ptrdiff_t halfIn = p.job.source.shift ? std::ptrdiff_t(length.n / 2) * source : 0;
+    const std::ptrdiff_t halfOut = p.job.target.shift ? std::ptrdiff_t(length.n / 2) * target : 0;
+    const float* in = reinterpret_cast<const float*>(p.job.source.samples) + 2 * column;
+    float* out = reinterpret_cast<float*>(p.job.target.samples) + 2 * column;
     NoSide none;
     Lane<kForm, kForm, Post::None>(length.lg,
                                    {in + halfIn, in - halfIn, source, kPair, out + halfOut, out - halfOut, target,
@@ -1258,17 +1259,15 @@ LML_NOINLINE void CopyEnd(const float* row, const RowPart& part, std::size_t axi
         piece[2 * l + 1] = has ? row[part.Place(axis + l) + 1] : 0.0f;
     }
 }
-LML_NOINLINE void WriteEnd(float* row, const RowPart& part, std::size_t axis, const float* piece, bool clear)
+LML_NOINLINE void WriteEnd(float* row, const RowPart& part, std::size_t axis, const float* piece)
 {
     for (std::size_t l = 0; l < W; ++l)
     {
-        const bool has = part.range.Has(axis + l);
+        if (!part.range.Has(axis + l))
+            continue;
         float* const to = row + part.Place(axis + l);
-        if (has || clear)
-        {
-            to[0] = has ? piece[2 * l] : 0.0f;
-            to[1] = has ? piece[2 * l + 1] : 0.0f;
-        }
+        to[0] = piece[2 * l];
+        to[1] = piece[2 * l + 1];
     }
 }
 
@@ -1284,8 +1283,8 @@ LML_INLINE C LoadPart(const float* row, const RowPart& part, std::size_t axis)
     return LoadSamples(piece);
 }
 
-/// The same the other way; what lies outside is left alone or cleared.
-LML_INLINE void StorePart(float* row, const RowPart& part, std::size_t axis, C v, bool clear, bool stream)
+/// The same the other way; what lies outside is left alone.
+LML_INLINE void StorePart(float* row, const RowPart& part, std::size_t axis, C v, bool stream)
 {
     if (part.HasAll(axis))
     {
@@ -1295,11 +1294,11 @@ LML_INLINE void StorePart(float* row, const RowPart& part, std::size_t axis, C v
             StoreSamples(row + part.Place(axis), v);
         return;
     }
-    if (!clear && part.HasNone(axis))
+    if (part.HasNone(axis))
         return;
     alignas(64) float piece[2 * W];
     StoreSamples(piece, v);
-    WriteEnd(row, part, axis, piece, clear);
+    WriteEnd(row, part, axis, piece);
 }
 
 /// First radix: x[a m + b], m = n / 16, to the lines of the buffer with the root factors.
@@ -1397,14 +1396,13 @@ struct RowJob
     float* y; ///< may be x
     RowPart out;
     bool shiftOut;
-    bool clear;  ///< zeros outside the part that is written
     bool stream; ///< stores past the caches
     float scale;
     Fetch fetch;
     /// A whole row.
     LML_MEMBER RowJob(std::size_t n, const float* from, bool exchangeIn, float* to, bool exchangeOut, float factor)
-        : x(from), in{{0, n}, n, 0}, shiftIn(exchangeIn), y(to), out(in), shiftOut(exchangeOut), clear(false),
-          stream(false), scale(factor)
+        : x(from), in{{0, n}, n, 0}, shiftIn(exchangeIn), y(to), out(in), shiftOut(exchangeOut), stream(false),
+          scale(factor)
     {
     }
 };
@@ -1432,7 +1430,7 @@ LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, const RowJob& job, 
             if constexpr (kAll)
                 StoreSamples((q < 2 ? low : high) + (k + 4 * q % 8) * step, v);
             else
-                StorePart(job.y, job.out, (axis + std::size_t(k + 4 * q) * m) ^ flip, v, job.clear, job.stream);
+                StorePart(job.y, job.out, (axis + std::size_t(k + 4 * q) * m) ^ flip, v, job.stream);
         }
     }
 }
@@ -1597,31 +1595,17 @@ LML_INLINE void ReadRange(const float* row, std::size_t origin, WideRange range,
     }
 }
 
-LML_INLINE void WriteRange(float* row, std::size_t origin, WideRange range, std::size_t n, const float* from,
-                           bool clear)
+LML_INLINE void WriteRange(float* row, std::size_t origin, WideRange range, std::size_t n, const float* from)
 {
     const auto copy = [&](std::size_t begin, std::size_t end) LML_LAMBDA
     {
         if (begin < end)
             std::memcpy(row + 2 * (begin - origin), from + 2 * begin, (end - begin) * 8);
     };
-    const auto zero = [&](std::size_t begin, std::size_t end) LML_LAMBDA
-    {
-        if (clear && begin < end)
-            std::memset(row + 2 * (begin - origin), 0, (end - begin) * 8);
-    };
-    if (range.begin <= range.end)
-    {
-        zero(0, range.begin);
-        copy(range.begin, range.end);
-        zero(range.end, n);
-    }
-    else
-    {
-        copy(0, range.end);
-        zero(range.end, range.begin);
+    const bool one = range.begin <= range.end;
+    copy(one ? range.begin : 0, range.end);
+    if (!one)
         copy(range.begin, n);
-    }
 }
 
 static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, float* scratch)
@@ -1629,32 +1613,31 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
     const WideRows& job = p.job;
     const WideLength& length = *p.length;
     const std::size_t n = job.n;
-    const std::ptrdiff_t sourceStride = std::ptrdiff_t(2 * job.sourceStride);
-    const std::ptrdiff_t targetStride = std::ptrdiff_t(2 * job.targetStride);
-    const float* source = reinterpret_cast<const float*>(job.source);
-    float* target = reinterpret_cast<float*>(job.target);
+    const std::ptrdiff_t sourceStride = std::ptrdiff_t(2 * job.source.stride);
+    const std::ptrdiff_t targetStride = std::ptrdiff_t(2 * job.target.stride);
+    const float* source = reinterpret_cast<const float*>(job.source.samples);
+    float* target = reinterpret_cast<float*>(job.target.samples);
     const bool inverse = job.sign >= 0;
     if (length.lg >= 8)
     {
-        RowJob row(n, source + std::ptrdiff_t(first) * sourceStride, job.shiftInput,
-                   target + std::ptrdiff_t(first) * targetStride, job.shiftOutput, job.scale);
-        row.in = {job.input, n, job.sourceOrigin};
-        row.out = {job.output, n, job.targetOrigin};
-        row.clear = job.clearRest;
-        row.stream = p.stream && job.targetOrigin % 8 == 0;
+        RowJob row(n, source + std::ptrdiff_t(first) * sourceStride, job.source.shift,
+                   target + std::ptrdiff_t(first) * targetStride, job.target.shift, job.scale);
+        row.in = {job.source.range, n, job.source.origin};
+        row.out = {job.target.range, n, job.target.origin};
+        row.stream = p.stream && job.target.origin % 8 == 0;
         for (std::size_t r = first; r < last; ++r, row.x += sourceStride, row.y += targetStride)
         {
             row.fetch = Fetch();
             if (r + 1 < last)
-                row.fetch.Set(row.x + sourceStride, job.sourceOrigin, job.input, n);
+                row.fetch.Set(row.x + sourceStride, job.source.origin, job.source.range, n);
             LongRow(inverse, length, row, scratch);
         }
         if (row.stream)
             _mm_sfence();
         return;
     }
-    const bool readAll = job.input.IsAll(n) && job.sourceOrigin == 0;
-    const bool writeAll = job.output.IsAll(n) && job.targetOrigin == 0;
+    const bool readAll = job.source.range.IsAll(n) && job.source.origin == 0;
+    const bool writeAll = job.target.range.IsAll(n) && job.target.origin == 0;
     // Staged rows lie n samples apart.
     float* stage = scratch;
     float* work = scratch + 2 * n * W;
@@ -1667,7 +1650,8 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
         if (!readAll)
         {
             for (std::size_t i = 0; i < count; ++i)
-                ReadRange(x + std::ptrdiff_t(i) * sourceStride, job.sourceOrigin, job.input, n, stage + 2 * n * i);
+                ReadRange(x + std::ptrdiff_t(i) * sourceStride, job.source.origin, job.source.range, n,
+                          stage + 2 * n * i);
             x = stage;
             xStride = std::ptrdiff_t(2 * n);
         }
@@ -1676,11 +1660,11 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
             y = stage;
             yStride = std::ptrdiff_t(2 * n);
         }
-        ShortRows(length, x, xStride, y, yStride, count, inverse, job.shiftInput, job.shiftOutput, job.scale, work);
+        ShortRows(length, x, xStride, y, yStride, count, inverse, job.source.shift, job.target.shift, job.scale, work);
         if (!writeAll)
             for (std::size_t i = 0; i < count; ++i)
-                WriteRange(target + std::ptrdiff_t(r + i) * targetStride, job.targetOrigin, job.output, n,
-                           stage + 2 * n * i, job.clearRest);
+                WriteRange(target + std::ptrdiff_t(r + i) * targetStride, job.target.origin, job.target.range, n,
+                           stage + 2 * n * i);
     }
 }
 

@@ -31,8 +31,8 @@ constexpr std::size_t kStreamBytes = std::size_t{24} << 20;
 
 std::size_t RowBytes(const WideStrips& job)
 {
-    return sizeof(Complex) *
-           std::max(job.input.Count(job.n) * job.sourceStride, job.output.Count(job.n) * job.targetStride);
+    return sizeof(Complex) * std::max(job.source.range.Count(job.n) * job.source.stride,
+                                      job.target.range.Count(job.n) * job.target.stride);
 }
 
 bool MayStream(const Complex* target, std::size_t stride, std::size_t samples)
@@ -298,16 +298,16 @@ struct LongJob
 WideRows WholeRows(Complex* source, Complex* target, std::size_t n, int sign, bool shiftIn, bool shiftOut, float scale)
 {
     WideRows job;
-    job.source = source;
-    job.target = target;
-    job.sourceStride = job.targetStride = n;
+    job.source.samples = source;
+    job.target.samples = target;
+    job.source.stride = job.target.stride = n;
     job.rows = 1;
     job.n = n;
     job.sign = sign;
-    job.shiftInput = shiftIn;
-    job.shiftOutput = shiftOut;
+    job.source.shift = shiftIn;
+    job.target.shift = shiftOut;
     job.scale = scale;
-    job.input = job.output = {0, n};
+    job.source.range = job.target.range = {0, n};
     return job;
 }
 
@@ -331,16 +331,16 @@ void LongPart(const LongJob& job, int index, int size, float* scratch, const Bar
     const std::size_t side = length.side, row = length.middle * side;
     {
         WideStripArgs args;
-        args.job.source = args.job.target = reinterpret_cast<Complex*>(job.x);
-        args.job.sourceStride = args.job.targetStride = args.job.columns = row;
+        args.job.source.samples = args.job.target.samples = reinterpret_cast<Complex*>(job.x);
+        args.job.source.stride = args.job.target.stride = args.job.columns = row;
         args.job.which = {0, row};
         args.job.n = side;
         args.job.sign = job.sign;
-        args.job.shiftInput = job.shiftIn;
-        args.job.input = args.job.output = {0, side};
+        args.job.source.shift = job.shiftIn;
+        args.job.source.range = args.job.target.range = {0, side};
         args.length = length.sideLength;
         args.twist = &length;
-        args.stream = MayStream(args.job.target, row, length.n);
+        args.stream = MayStream(args.job.target.samples, row, length.n);
         args.bytes = RowBytes(args.job);
         const Block block = BlockOf(WideStripCount(0, row), index, size);
         job.kernels->strips(args, block.begin, block.end, scratch);
@@ -401,9 +401,9 @@ void LongStrips(const WideStripArgs& p, const WideKernels& kernels, std::size_t 
     float* copy = scratch;
     float* values = copy + 2 * n * group;
     float* work = values + 2 * 32;
-    const float* source = reinterpret_cast<const float*>(job.source);
-    float* target = reinterpret_cast<float*>(job.target);
-    const std::size_t flipIn = job.shiftInput ? n / 2 : 0, flipOut = job.shiftOutput ? n / 2 : 0;
+    const float* source = reinterpret_cast<const float*>(job.source.samples);
+    float* target = reinterpret_cast<float*>(job.target.samples);
+    const std::size_t flipIn = job.source.shift ? n / 2 : 0, flipOut = job.target.shift ? n / 2 : 0;
     const bool both = p.fused != nullptr || p.rowFactor != nullptr;
     for (std::size_t s = first; s < last; ++s)
     {
@@ -414,9 +414,9 @@ void LongStrips(const WideStripArgs& p, const WideKernels& kernels, std::size_t 
             for (std::size_t j = 0; j < n; ++j)
             {
                 const std::size_t axis = j ^ flipIn;
-                const bool read = job.input.Has(axis);
+                const bool read = job.source.range.Has(axis);
                 const float* from =
-                    read ? source + 2 * ((axis - job.sourceOrigin) * job.sourceStride + column) : nullptr;
+                    read ? source + 2 * ((axis - job.source.origin) * job.source.stride + column) : nullptr;
                 for (std::size_t c = 0; c < count; ++c)
                 {
                     float re = read ? from[2 * c] : 0.0f, im = read ? from[2 * c + 1] : 0.0f;
@@ -465,14 +465,14 @@ void LongStrips(const WideStripArgs& p, const WideKernels& kernels, std::size_t 
             for (std::size_t k = 0; k < n; ++k)
             {
                 const std::size_t axis = k ^ flipOut;
-                const bool write = job.output.Has(axis);
-                if (!write && !job.clearRest)
+                const bool write = job.target.range.Has(axis);
+                if (!write)
                     continue;
-                float* to = target + 2 * ((axis - job.targetOrigin) * job.targetStride + column);
+                float* to = target + 2 * ((axis - job.target.origin) * job.target.stride + column);
                 for (std::size_t c = 0; c < count; ++c)
                 {
-                    float re = write ? copy[2 * (c * n + k)] : 0.0f, im = write ? copy[2 * (c * n + k) + 1] : 0.0f;
-                    if (p.post != nullptr && write)
+                    float re = copy[2 * (c * n + k)], im = copy[2 * (c * n + k) + 1];
+                    if (p.post != nullptr)
                     {
                         const float wr = p.post[2 * axis], wi = p.post[2 * axis + 1], r = re;
                         re = r * wr - im * wi;
@@ -501,7 +501,8 @@ std::size_t Bytes(std::size_t floats)
 
 // ---------------------------------------------------------------------------------------------------------- scratch
 
-// The layouts are those of StripLayout, FusedStrips, Rows and ShortRows in WideFft-inl.h; they hold for every lane count.
+// The layouts are those of StripLayout, FusedStrips, Rows and ShortRows in WideFft-inl.h; they hold for every lane
+// count.
 
 std::size_t WideStripScratch(const WideLength& length)
 {
@@ -549,7 +550,8 @@ bool Lends(const Scratch* lender, int threads, std::size_t bytes)
 WideRowPass::WideRowPass(const WideRows& job, int threads, const Scratch* lender)
     : job_(job), kernels_(&Kernels()), length_(&LengthOf(job.n, *kernels_)),
       // Rows that go back to their place are in a cache already.
-      stream_(job.target != job.source && MayStream(job.target, job.targetStride, job.output.Count(job.n) * job.rows)),
+      stream_(job.target.samples != job.source.samples &&
+              MayStream(job.target.samples, job.target.stride, job.target.range.Count(job.n) * job.rows)),
       own_(Lends(lender, threads, RowsBytes(*length_)) ? 0 : std::max(threads, 1), RowsBytes(*length_)),
       scratch_(own_.Count() > 0 ? &own_ : lender)
 {
@@ -568,30 +570,21 @@ void WideRowPass::Part(int index, int size) const noexcept
     Complex* stage = reinterpret_cast<Complex*>(scratch);
     for (std::size_t r = block.begin; r < block.end; ++r)
     {
-        CopyRange(job_.source + r * job_.sourceStride, job_.sourceOrigin, job_.input, job_.n, stage);
-        LongSerial({kernels_, length_, scratch, job_.sign, job_.shiftInput, job_.shiftOutput, job_.scale},
+        CopyRange(job_.source.samples + r * job_.source.stride, job_.source.origin, job_.source.range, job_.n, stage);
+        LongSerial({kernels_, length_, scratch, job_.sign, job_.source.shift, job_.target.shift, job_.scale},
                    scratch + 2 * job_.n);
-        Complex* to = job_.target + r * job_.targetStride;
+        Complex* to = job_.target.samples + r * job_.target.stride;
         for (std::size_t i = 0; i < job_.n; ++i)
-            if (job_.output.Has(i))
-                to[i - job_.targetOrigin] = stage[i];
-            else if (job_.clearRest)
-                to[i - job_.targetOrigin] = Complex(0.0f, 0.0f);
+            if (job_.target.range.Has(i))
+                to[i - job_.target.origin] = stage[i];
     }
-}
-
-void WideRowsAll(const WideRows& job, int threads)
-{
-    const int team = WideThreads(job.rows * job.n, threads);
-    const WideRowPass pass(job, team);
-    ParallelTeam(team, [&](int index, int size) { pass.Part(index, size); });
 }
 
 // ---------------------------------------------------------------------------------------------------------- strips
 
 WideStripPass::WideStripPass(const WideStrips& job, int threads)
     : job_(job), kernels_(&Kernels()), length_(&LengthOf(job.n, *kernels_)),
-      stream_(MayStream(job.target, job.targetStride, job.output.Count(job.n) * job.columns)),
+      stream_(MayStream(job.target.samples, job.target.stride, job.target.range.Count(job.n) * job.columns)),
       scratch_(std::max(threads, 1), Bytes(StripsScratch(*length_, false, false)))
 {
 }
@@ -609,13 +602,6 @@ void WideStripPass::Part(int index, int size) const noexcept
         kernels_->strips(args, block.begin, block.end, scratch);
     else
         LongStrips(args, *kernels_, block.begin, block.end, scratch);
-}
-
-void WideStripsAll(const WideStrips& job, int threads)
-{
-    const int team = WideThreads(job.columns * job.n, threads);
-    const WideStripPass pass(job, team);
-    ParallelTeam(team, [&](int index, int size) { pass.Part(index, size); });
 }
 
 // ----------------------------------------------------------------------------------------------------------- fused
@@ -642,8 +628,8 @@ bool PairWanted(const WideStrips& job, std::size_t pair)
 
 WideFusedPass::WideFusedPass(const WideFused& job, int threads)
     : job_(job), kernels_(&Kernels()), length_(&LengthOf(job.strips.n, *kernels_)),
-      stream_(MayStream(job.strips.target, job.strips.targetStride,
-                        job.strips.output.Count(job.strips.n) * job.strips.columns)),
+      stream_(MayStream(job.strips.target.samples, job.strips.target.stride,
+                        job.strips.target.range.Count(job.strips.n) * job.strips.columns)),
       pairs_(PairsFit(job, *length_)),
       scratch_(std::max(threads, 1), Bytes(StripsScratch(*length_, true, pairs_, job.row != nullptr)))
 {
@@ -675,13 +661,6 @@ void WideFusedPass::Part(int index, int size) const noexcept
         kernels_->fused(args, block.begin, block.end, scratch);
     else
         LongStrips(args, *kernels_, block.begin, block.end, scratch);
-}
-
-void WideFusedAll(const WideFused& job, int threads)
-{
-    const int team = WideThreads(job.strips.columns * job.strips.n, threads);
-    const WideFusedPass pass(job, team);
-    ParallelTeam(team, [&](int index, int size) { pass.Part(index, size); });
 }
 
 // ----------------------------------------------------------------------------------------------------- convolutions
@@ -737,13 +716,13 @@ WideColumnConvolution::WideColumnConvolution(const WideConvolution& job, int thr
 void WideColumnConvolution::Part(int index, int size) const noexcept
 {
     WideStripArgs args;
-    args.job.source = args.job.target = job_.data;
-    args.job.sourceStride = args.job.targetStride = job_.stride;
+    args.job.source.samples = args.job.target.samples = job_.data;
+    args.job.source.stride = args.job.target.stride = job_.stride;
     args.job.columns = job_.columns;
     args.job.which = {0, job_.columns};
     args.job.n = 2 * job_.rows;
     args.job.scale = job_.scale;
-    args.job.input = args.job.output = {0, job_.rows};
+    args.job.source.range = args.job.target.range = {0, job_.rows};
     args.length = length_;
     args.stream = stream_;
     args.bytes = RowBytes(args.job);
@@ -825,14 +804,14 @@ WideReadyGrid::WideReadyGrid(Complex* x, std::size_t nx, std::size_t ny, int sig
     WideRows rows = WholeRows(x, x, nx, sign, halfShift, halfShift, 1.0f);
     rows.rows = ny;
     WideStrips strips;
-    strips.source = strips.target = x;
-    strips.sourceStride = strips.targetStride = strips.columns = nx;
+    strips.source.samples = strips.target.samples = x;
+    strips.source.stride = strips.target.stride = strips.columns = nx;
     strips.which = {0, nx};
     strips.n = ny;
     strips.sign = sign;
-    strips.shiftInput = strips.shiftOutput = halfShift;
+    strips.source.shift = strips.target.shift = halfShift;
     strips.scale = scale;
-    strips.input = strips.output = {0, ny};
+    strips.source.range = strips.target.range = {0, ny};
     stripPass_.emplace(strips, team_);
     if (byRow)
     {

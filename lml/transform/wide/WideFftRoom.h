@@ -1,8 +1,9 @@
 // What the wide transform engine's common part and its three builds share: tables, arguments, entries.
-#pragma once
+#ifndef LML_WIDEFFTROOM_H
+#define LML_WIDEFFTROOM_H
 
-#include "transform/EngineTable.h"
 #include "base/Isa.h"
+#include "transform/Dispatch.h"
 #include "transform/wide/WideFft.h"
 
 #include <cstddef>
@@ -188,3 +189,5 @@ namespace avx512
 extern const WideKernels wideFftKernels;
 }
 } // namespace LumoraLib::detail
+
+#endif
