@@ -3,7 +3,7 @@
 #define LML_WIDEFFTROOM_H
 
 #include "base/Isa.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "transform/wide/WideFft.h"
 
 #include <cstddef>
