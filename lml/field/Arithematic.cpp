@@ -56,20 +56,6 @@ void SubtractBlock(Complex* a, const Complex* b, std::size_t count)
     }
 }
 
-/// Complex product in single precision.
-void MultiplyBlock(Complex* a, const Complex* b, std::size_t count)
-{
-    if (!detail::StepByStep())
-        return detail::WideField().multiply(Floats(a), Floats(b), count);
-    for (std::size_t n = 0; n < count; ++n)
-    {
-        const float re = a[n].Real() * b[n].Real() - a[n].Imag() * b[n].Imag();
-        const float im = a[n].Real() * b[n].Imag() + a[n].Imag() * b[n].Real();
-        a[n].real() = re;
-        a[n].imag() = im;
-    }
-}
-
 /// Complex quotient in double, rounded at the end; zeros in b give the floating-point results.
 void DivideBlock(Complex* a, const Complex* b, std::size_t count)
 {
@@ -221,7 +207,7 @@ Lumora& Lumora::operator*=(const Lumora& b)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::operator*=";
     CheckSizes(*this, b, fn);
-    OverBlocks(dataPointer_, b.dataPointer_, N(), MultiplyBlock);
+    OverBlocks(dataPointer_, b.dataPointer_, N(), detail::MultiplySamples);
     return *this;
 }
 

@@ -39,17 +39,6 @@ constexpr int kFormStackSize = 20;
 ComplexForm formStack[kFormStackSize];
 int formStackTop = -1;
 
-constexpr char kFnInit[] = "LumoraLib::Lumora::Init";
-
-/// The smallest power of two not below `size`, in 64 bits; 1 for sizes of 1 or less.
-std::int64_t RaisedSize(std::int32_t size)
-{
-    std::int64_t raised = 1;
-    while (raised < size)
-        raised *= 2;
-    return raised;
-}
-
 #ifndef NDEBUG
 constexpr std::uint32_t kSignallingFloat = 0x7fa00000; // the bits of a signalling not-a-number in single precision
 #endif
@@ -212,8 +201,8 @@ void Lumora::Init(Complex* buffer)
         }
         return;
     }
-    const std::int64_t nx = RaisedSize(nx_);
-    const std::int64_t ny = RaisedSize(ny_);
+    const std::int64_t nx = detail::RaisedToPowerOfTwo(nx_);
+    const std::int64_t ny = detail::RaisedToPowerOfTwo(ny_);
     const bool sizesFit = nx <= kLargestSize && ny <= kLargestSize;
     if (sizesFit)
     {
@@ -235,7 +224,7 @@ void Lumora::Init(Complex* buffer)
     if (buffer == nullptr && userBufferLength_ != 0)
     {
         if (!sizesFit || count > userBufferLength_)
-            Error(ERR_MEMORY, kFnInit, "User-Defined buffer is too small");
+            Error(ERR_MEMORY, detail::kFnInit, detail::kTextBufferTooSmall);
         return;
     }
     if (sizesFit && dataPointer_ != nullptr && count == capacity_)

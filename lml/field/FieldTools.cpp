@@ -80,7 +80,7 @@ void NoSamples(std::uint64_t bytes)
     constexpr std::uint64_t most = static_cast<std::uint64_t>(std::numeric_limits<long>::max());
     std::snprintf(message, sizeof message, "Memory allocation failed : Demanded bytes = %ld",
                   static_cast<long>(bytes < most ? bytes : most));
-    Error(ERR_MEMORY, "LumoraLib::Lumora::Init", message);
+    Error(ERR_MEMORY, kFnInit, message);
 }
 
 void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
@@ -99,6 +99,14 @@ void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
         field.SetNx(oldNx).SetNy(oldNy);
         throw;
     }
+}
+
+void RequireRoom(const Lumora& field, std::int32_t nx, std::int32_t ny)
+{
+    if (!FieldAccess::OwnsSamples(field) && static_cast<std::uint64_t>(RaisedToPowerOfTwo(nx)) *
+                                                    static_cast<std::uint64_t>(RaisedToPowerOfTwo(ny)) >
+                                                FieldAccess::Capacity(field))
+        Error(ERR_MEMORY, kFnInit, kTextBufferTooSmall);
 }
 
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available)
@@ -136,6 +144,19 @@ void ScaleSamples(Complex* samples, std::size_t count, float factor)
 {
     ParallelBlocks(count,
                    [=](std::size_t begin, std::size_t end, int) { ScaleBlock(samples + begin, end - begin, factor); });
+}
+
+void MultiplySamples(Complex* a, const Complex* b, std::size_t count)
+{
+    if (!StepByStep())
+        return WideField().multiply(reinterpret_cast<float*>(a), reinterpret_cast<const float*>(b), count);
+    for (std::size_t n = 0; n < count; ++n)
+    {
+        const float re = a[n].Real() * b[n].Real() - a[n].Imag() * b[n].Imag();
+        const float im = a[n].Real() * b[n].Imag() + a[n].Imag() * b[n].Real();
+        a[n].real() = re;
+        a[n].imag() = im;
+    }
 }
 
 void FillSamples(Complex* samples, std::size_t count, Complex value)

@@ -12,6 +12,10 @@
 
 namespace LumoraLib::detail
 {
+/// What Init names itself in a failure, and what it says of a caller's buffer.
+inline constexpr char kFnInit[] = "LumoraLib::Lumora::Init";
+inline constexpr char kTextBufferTooSmall[] = "User-Defined buffer is too small";
+
 /// Reports, as Init does, that there is no memory for so many bytes of samples.
 [[noreturn]] void NoSamples(std::uint64_t bytes);
 /// Runs change(), and puts the field back as it was when that fails. For operations that cannot take all their memory
@@ -34,6 +38,9 @@ void OrRestore(Lumora& field, const Change& change)
 /// Applies new sizes through Init(nullptr). When that fails the sizes are those of before, so that a refused request
 /// changes nothing; sizes beyond 32 bits are refused as sizes without memory.
 void Resize(Lumora& field, std::int64_t nx, std::int64_t ny);
+/// Reports, as Init does, that a field on a caller's buffer has no room for nx by ny samples; nothing where it has, or
+/// where the samples are the field's own.
+void RequireRoom(const Lumora& field, std::int32_t nx, std::int32_t ny);
 /// Fills `count` samples at `target` from the `available` ones at `source`; what the source does not have becomes zero.
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available);
 /// All samples to polar, (float) sqrt(x x + y y) and (float) atan2(y, x) on the widened members; a parallel flat loop.
@@ -49,8 +56,33 @@ bool MakeCartesian(Lumora& field);
 /// The way back for an operation that gives fields back in the form they came in: converts when `wasPolar` and bit 1 is
 /// clear.
 void RestorePolar(Lumora& field, bool wasPolar);
+/// Cartesian samples for as long as an operation computes with them: converts those of a polar field, and back at the
+/// end of the scope, in which nothing may fail. The field's form stays what it is.
+class CartesianSamples
+{
+public:
+    explicit CartesianSamples(Lumora& field) : CartesianSamples(field, field.IsPolarForm()) {}
+    CartesianSamples(Lumora& field, bool polar) : field_(field), polar_(polar)
+    {
+        if (polar_)
+            SamplesToCartesian(field_.GetDataPointer(), field_.N());
+    }
+    ~CartesianSamples()
+    {
+        if (polar_)
+            SamplesToPolar(field_.GetDataPointer(), field_.N());
+    }
+    CartesianSamples(const CartesianSamples&) = delete;
+    CartesianSamples& operator=(const CartesianSamples&) = delete;
+
+private:
+    Lumora& field_;
+    bool polar_;
+};
 /// Multiplies both members of all samples by `factor` in single precision; a parallel flat loop.
 void ScaleSamples(Complex* samples, std::size_t count, float factor);
+/// Complex product in single precision, sample by sample, on the calling thread.
+void MultiplySamples(Complex* a, const Complex* b, std::size_t count);
 /// All samples := value; a parallel flat loop.
 void FillSamples(Complex* samples, std::size_t count, Complex value);
 } // namespace LumoraLib::detail

@@ -86,13 +86,12 @@ void TakeOver(Lumora& destination, Complex* samples, double sourceEnergy, double
 /// What Fft(1) does, by a transform that cannot fail any more.
 void TransformBack(Lumora& field, const detail::ReadyTransform& back)
 {
-    const bool wasPolar = detail::MakeCartesian(field);
+    const detail::CartesianSamples cartesian(field);
     back.Run();
     detail::FieldAccess::SetForm(field, detail::FieldAccess::Form(field) ^ 1);
     field.SetPx(1.0 / (field.GetNx() * field.GetPx()));
     if (field.GetNy() != 1)
         field.SetPy(1.0 / (field.GetNy() * field.GetPy()));
-    detail::RestorePolar(field, wasPolar);
 }
 
 /// One over the number of samples, as a float.

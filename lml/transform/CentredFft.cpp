@@ -1,5 +1,6 @@
 // Centred transforms of samples, and what a field must be to be transformed.
 #include "transform/CentredFft.h"
+#include "base/IntMath.h"
 #include "field/FieldTools.h"
 
 #include <algorithm>
@@ -9,14 +10,6 @@
 
 namespace LumoraLib::detail
 {
-namespace
-{
-bool IsPowerOfTwo(std::int32_t n)
-{
-    return n > 0 && (n & (n - 1)) == 0;
-}
-} // namespace
-
 void RequireLength(const Lumora& field, std::int64_t factor, const char* function)
 {
     const std::int64_t times = std::min(factor, std::int64_t{2} * kLongestTransform); // no product overflows
