@@ -44,7 +44,7 @@ public:
     void Run(std::size_t offset = 0) const noexcept;
 
 private:
-    float* x_;
+    Complex* x_;
     int sign_;
     bool halfShift_;
     float scale_;

@@ -41,7 +41,7 @@ struct AxisView
     Sample* samples = nullptr;
     std::size_t stride = 0; ///< samples from one row of the array to the next
     std::size_t origin = 0; ///< axis index of the array's first column (transforms along rows) or row (along columns)
-    WideRange range;        ///< axis indices read, the others are zero; or written, the others are left alone
+    WideRange range = {};   ///< axis indices read, the others are zero; or written, the others are left alone
     bool shift = false;     ///< index j of the array stands for index j ^ (n/2) of the transform
 };
 
@@ -59,10 +59,10 @@ inline int WideThreads(std::size_t samples, int threads)
 /// Transforms along rows. A range of the source does not begin before its origin.
 struct WideRows
 {
-    AxisView<const Complex> source;
-    AxisView<Complex> target; ///< may be the source, with the same stride
-    std::size_t rows = 0;     ///< number of rows
-    std::size_t n = 0;        ///< length of the transform
+    AxisView<const Complex> source = {};
+    AxisView<Complex> target = {}; ///< may be the source, with the same stride
+    std::size_t rows = 0;          ///< number of rows
+    std::size_t n = 0;             ///< length of the transform
     int sign = -1;
     float scale = 1.0f;
 };
@@ -92,10 +92,10 @@ private:
 /// Transforms along columns, the same with rows and columns exchanged. The work is cut in strips of 64 columns.
 struct WideStrips
 {
-    AxisView<const Complex> source;
-    AxisView<Complex> target;
+    AxisView<const Complex> source = {};
+    AxisView<Complex> target = {};
     std::size_t columns = 0; ///< width of the grid
-    WideRange which;         ///< columns to do, a cyclic range of the grid; the others are left alone
+    WideRange which = {};    ///< columns to do, a cyclic range of the grid; the others are left alone
     std::size_t n = 0;       ///< length of the transform
     int sign = -1;
     float scale = 1.0f;
@@ -127,11 +127,11 @@ using WideFactor = void (*)(const void* context, std::size_t row, std::size_t co
 /// half's steps backwards, so that it differs from a separate WideStripPass in rounding.
 struct WideFused
 {
-    WideStrips strips; ///< sign is not used; shifts belong to the data side, the spectrum is in transform order
+    WideStrips strips = {}; ///< sign is not used; shifts belong to the data side, the spectrum is in transform order
     WideFactor factor = nullptr;
     const void* context = nullptr;
     /// Spectrum rows (transform order) that are zero whatever the factor, which is not asked for there.
-    WideRange zeroRows;
+    WideRange zeroRows = {};
     /// The factor is even on both axes: equal at rows k and n - k, and at columns c and columns - c. Where strips can
     /// be done in mirrored pairs (a width that is a multiple of 128, n up to 16384) it is then asked for about a
     /// quarter of the spectrum only, rows 0..n/2 and columns 0..columns/2; elsewhere for all of it. Same bits as

@@ -1,0 +1,239 @@
+// Wide transforms: strips transformed, multiplied and transformed back in one visit.
+
+namespace LumoraLib::detail::LML_WIDE_NS
+{
+/// Forward, factor, inverse for one k1 of a strip: buffer[g][k1][.] in place, exchanged on return. factor: [k2][g]
+/// pairs with a step per k2 that may be negative, or per-row scalars.
+template <Post kPost>
+LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float* mid, std::size_t k1,
+                          const float* factor, std::ptrdiff_t factorStep, const WideRange& zeroRows)
+{
+    const WideLength& rows = *length.lengthB;
+    NoSide none;
+    for (int g = 0; g < kGroups; ++g)
+    {
+        float* line = at.buffer + g * at.group + std::ptrdiff_t(k1) * at.line;
+        Lane<Form::Split, Form::Split, kPost>(
+            rows,
+            {.in = PairsAt<const float>(line, kPair),
+             .out = PairsAt(mid, kPair),
+             .tile = at.inner,
+             .post = {.at = kPost == Post::Vector ? factor + g * kPair : factor, .step = factorStep},
+             .groups = 1},
+            none);
+        if (zeroRows.begin != zeroRows.end)
+            for (std::size_t k2 = 0; k2 < at.b; ++k2)
+                if (zeroRows.Has(k1 + at.a * k2))
+                    StorePair(mid + std::ptrdiff_t(k2) * kPair, {VF::Zero(), VF::Zero()});
+        Lane<Form::Split, Form::Split, Post::Scalar>(rows,
+                                                     {.in = {.re = mid + W, .im = mid, .step = kPair}, // exchanged
+                                                      .out = PairsAt(line, kPair),
+                                                      .tile = at.inner,
+                                                      .post = {.at = length.twiddleT + 2 * k1 * at.b, .step = 2},
+                                                      .groups = 1},
+                                                     none);
+    }
+}
+
+/// Inverse transforms over k1 and the way out.
+LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWriter& writer)
+{
+    NoSide none;
+    for (std::size_t b = 0; b < at.b; ++b)
+    {
+        const float* in = at.buffer + std::ptrdiff_t(b) * kPair;
+        Lane<Form::Split, Form::Split, Post::None>(
+            *length.lengthA,
+            {.in = PairsAt(in, at.line, at.group), .out = PairsAt(at.tile, kPair, at.tileA), .tile = at.inner}, none);
+        writer.Write(at.tile, at.tileA, b, at.b, at.a);
+    }
+}
+
+/// Factors of a spectrum row, 64 of each part in sample order, to vectors in lane order. The mirror of the strip
+/// (columns - column - 64 ..) meets values 64, 63, .. 1.
+template <bool kMirrored>
+LML_INLINE void PlaceFactors(const float* re, const float* im, float* to)
+{
+#pragma GCC unroll 16
+    for (int g = 0; g < kGroups; ++g)
+    {
+        const std::ptrdiff_t from = kMirrored ? std::ptrdiff_t(kWideStrip) - g * W - (W - 1) : g * W;
+        const VF r = VF::LoadU(re + from), i = VF::LoadU(im + from);
+        (kMirrored ? LaneOrderMirrored(r) : LaneOrder(r)).Store(to + g * kPair);
+        (kMirrored ? LaneOrderMirrored(i) : LaneOrder(i)).Store(to + g * kPair + W);
+    }
+}
+
+/// The pass over single strips, or over pairs of a strip of the left half and its mirror, which holds the columns'
+/// negatives but for the first one's. Rows k and n - k share factors too: k1 + a k2 is mirrored by
+/// (a - k1) + a (b - 1 - k2).
+struct FusedStrips
+{
+    const WideStripArgs& p;
+    const WideLength& length;
+    const StripLayout at;
+    RowReader reader;
+    RowWriter writer;
+    float *values, *mid, *factors, *turned, *kept;
+    static constexpr std::size_t kRoom = kWideStrip + 16;
+    static constexpr std::ptrdiff_t kFactorStep = 2 * std::ptrdiff_t(kWideStrip);
+
+    LML_MEMBER FusedStrips(const WideStripArgs& args, float* scratch)
+        : p(args), length(*args.length), at(length, scratch), reader(args, false), writer(args, true), values(at.rest),
+          mid(values + 2 * kRoom), factors(mid + at.line), turned(factors + std::ptrdiff_t(at.b) * kFactorStep),
+          kept(turned + (args.fused != nullptr && args.fused->row != nullptr ? std::ptrdiff_t(at.b) * kFactorStep : 0))
+    {
+        for (float* f = values; f < kept; f += W) // lanes beyond a narrow strip and rows that are zero are never filled
+            VF::Zero().Store(f);
+    }
+
+    LML_MEMBER void Begin(WideStripAt strip)
+    {
+        reader.place.SetStrip(strip);
+        writer.place.SetStrip(strip);
+        StripFirst<Form::Samples>(p, at, reader);
+    }
+
+    /// One k1 of a strip with the factors prepared, or with those of the mirrored k1 in reverse.
+    LML_MEMBER void Line(std::size_t column, std::size_t k1, bool reverse)
+    {
+        const WideFused& fused = *p.fused;
+        const std::ptrdiff_t last = reverse ? std::ptrdiff_t(at.b) - 1 : 0, step = reverse ? -kFactorStep : kFactorStep;
+        const float* from = factors + last * kFactorStep;
+        if (fused.row == nullptr)
+            return FusedLine<Post::Vector>(length, at, mid, k1, from, step, fused.zeroRows);
+        const float* const columns = Floats(fused.column + column);
+        const float* const rows = Floats(fused.row);
+        float* to = turned;
+        for (std::size_t k2 = 0; k2 < at.b; ++k2, from += step, to += kFactorStep)
+        {
+            const std::size_t k = k1 + at.a * k2;
+            const VF re(rows[2 * k]), im(rows[2 * k + 1]);
+#pragma GCC unroll 16
+            for (int g = 0; g < kGroups; ++g)
+            {
+                const C turn = Times(LoadSamples(columns + g * kPair), re, im);
+                StorePair(to + g * kPair, Times(LoadPair(from + g * kPair), turn.r, turn.i));
+            }
+        }
+        FusedLine<Post::Vector>(length, at, mid, k1, turned, kFactorStep, fused.zeroRows);
+    }
+
+    LML_MEMBER void SameForAllColumns(WideStripAt strip)
+    {
+        Begin(strip);
+        for (std::size_t k1 = 0; k1 < at.a; ++k1)
+            FusedLine<Post::Scalar>(length, at, mid, k1, p.rowFactor + 2 * k1, std::ptrdiff_t(2 * at.a), WideRange());
+        FusedLast(length, at, writer);
+    }
+
+    LML_MEMBER void Single(WideStripAt strip)
+    {
+        const WideFused& fused = *p.fused;
+        const std::size_t columns = p.job.columns;
+        const std::size_t span = columns - strip.column < kWideStrip ? columns - strip.column : kWideStrip;
+        Begin(strip);
+        for (std::size_t k1 = 0; k1 < at.a; ++k1)
+        {
+            for (std::size_t k2 = 0; k2 < at.b; ++k2)
+            {
+                const std::size_t k = k1 + at.a * k2;
+                if (fused.zeroRows.Has(k))
+                    continue;
+                fused.factor(fused.context, k, strip.column, span, values, values + kRoom);
+                PlaceFactors<false>(values, values + kRoom, factors + std::ptrdiff_t(k2) * kFactorStep);
+            }
+            Line(strip.column, k1, false);
+        }
+        FusedLast(length, at, writer);
+    }
+
+    enum class Source
+    {
+        Function,     ///< factors are asked for
+        FunctionKept, ///< and kept for the mirror
+        Kept
+    };
+    template <bool kMirrored>
+    LML_MEMBER void Half(WideStripAt strip, std::size_t column, Source source)
+    {
+        const WideFused& fused = *p.fused;
+        Begin(strip);
+        for (std::size_t k1 = 0; k1 <= at.a / 2; ++k1)
+        {
+            const std::size_t other = k1 == 0 || at.a - k1 == k1 ? at.a : at.a - k1;
+            for (std::size_t k2 = 0; k2 < at.b; ++k2)
+            {
+                const std::size_t k = k1 + at.a * k2, back = length.n - k;
+                if (fused.zeroRows.Has(k) && (other == at.a || fused.zeroRows.Has(back)))
+                    continue;
+                const std::size_t row = k < back ? k : back;
+                float* const line = kept + row * kWideKeptRow;
+                float* const to = factors + std::ptrdiff_t(k2) * kFactorStep;
+                if (source == Source::Kept)
+                {
+                    PlaceFactors<kMirrored>(line, line + kWideKeptRow / 2, to);
+                    continue;
+                }
+                fused.factor(fused.context, row, column, kWideStrip + 1, values, values + kRoom);
+                PlaceFactors<kMirrored>(values, values + kRoom, to);
+                if (source == Source::FunctionKept)
+                {
+                    for (std::size_t part = 0; part < 2; ++part)
+                    {
+                        const float* from = values + part * kRoom;
+                        float* keep = line + part * (kWideKeptRow / 2);
+#pragma GCC unroll 16
+                        for (int v = 0; v < kGroups; ++v)
+                            VF::Load(from + v * W).StoreU(keep + v * W);
+                        keep[kWideStrip] = from[kWideStrip];
+                    }
+                }
+            }
+            Line(strip.column, k1, false);
+            if (other != at.a)
+                Line(strip.column, other, true);
+        }
+        FusedLast(length, at, writer);
+    }
+
+    LML_MEMBER void Pair(std::size_t s)
+    {
+        WideStripAt strip[2];
+        bool wanted[2];
+        for (int m = 0; m < 2; ++m)
+        {
+            strip[m].column = m == 0 ? s * kWideStrip : p.job.columns - (s + 1) * kWideStrip;
+            // The part of the cyclic range within the strip: one run or none (see WideFusedPass).
+            std::size_t lo = kWideStrip, hi = 0;
+            for (std::size_t c = 0; c < kWideStrip; ++c)
+                if (p.job.which.Has(strip[m].column + c))
+                {
+                    lo = c < lo ? c : lo;
+                    hi = c + 1;
+                }
+            strip[m].lo = lo;
+            strip[m].hi = hi;
+            wanted[m] = hi > 0;
+        }
+        if (wanted[0])
+            Half<false>(strip[0], strip[0].column, wanted[1] ? Source::FunctionKept : Source::Function);
+        if (wanted[1])
+            Half<true>(strip[1], strip[0].column, wanted[0] ? Source::Kept : Source::Function);
+    }
+};
+
+static void Fused(const WideStripArgs& p, std::size_t first, std::size_t last, float* scratch)
+{
+    FusedStrips strips(p, scratch);
+    for (std::size_t s = first; s < last; ++s)
+        if (p.rowFactor == nullptr && p.pairs)
+            strips.Pair(s);
+        else if (p.rowFactor == nullptr)
+            strips.Single(WideStripOf(p.job.which, p.job.columns, s));
+        else
+            strips.SameForAllColumns(WideStripOf(p.job.which, p.job.columns, s));
+    if (p.stream)
+        _mm_sfence();
+}
+} // namespace LumoraLib::detail::LML_WIDE_NS
