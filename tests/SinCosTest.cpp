@@ -437,36 +437,7 @@ std::vector<FormCase> FormCases(const std::vector<double>& given)
                                     {
                                         const double x = i * px;
                                         return -k * (x * x + y * y) / (2 * d);
-                                    }},
-                                   {"chirp", PhaseForm::Chirp(a, row, -kPi),
-                                    [=](std::int32_t i, std::size_t)
-                                    {
-                                        return (WrappedSquare(i) * a + row) * -kPi;
                                     }}};
-    for (bool chirped : {false, true})
-    {
-        const auto chirp = [=](std::int32_t i)
-        {
-            return kPi * (WrappedSquare(i) * a + row);
-        };
-        const PhaseForm source = PhaseForm::Source(kz, px, -1e-4, 2e-3, y * (y / 2 - 1e-3));
-        cases.push_back({"source", chirped ? source.WithChirp(a, row) : source,
-                         [=](std::int32_t i, std::size_t)
-                         {
-                             const double x = i * px + -1e-4;
-                             const double phase = kz * (x * (x / 2 - 2e-3) + y * (y / 2 - 1e-3));
-                             return chirped ? phase - chirp(i) : phase;
-                         }});
-        const double step = -1e-4 * px;
-        const PhaseForm end = PhaseForm::Destination(kz, px, 2e-3, y * y, 1e-7, step, k * d);
-        cases.push_back({"destination", chirped ? end.WithChirp(a, row) : end,
-                         [=](std::int32_t i, std::size_t)
-                         {
-                             const double x = i * px + 2e-3;
-                             const double phase = kz * ((x * x + y * y) / 2 - 1e-7 - i * step) + k * d;
-                             return chirped ? phase - chirp(i) : phase;
-                         }});
-    }
     return cases;
 }
 
@@ -487,10 +458,6 @@ void PlainProduct(const PhaseProduct& how, double cosine, double sine, bool insi
     if (inside)
         switch (how.rule)
         {
-        case PhaseProduct::Rule::Single:
-            re = a * c - b * s;
-            im = a * s + b * c;
-            break;
         case PhaseProduct::Rule::Mixed:
             re = static_cast<float>(static_cast<double>(c) * a - static_cast<double>(b * s));
             im = static_cast<float>(static_cast<double>(a) * s + static_cast<double>(b * c));
@@ -513,8 +480,8 @@ void PlainProduct(const PhaseProduct& how, double cosine, double sine, bool insi
             break;
         }
         }
-    to[0] = how.add ? to[0] + re : re;
-    to[1] = how.add ? to[1] + im : im;
+    to[0] = re;
+    to[1] = im;
 }
 
 std::vector<float> RandomSamples(std::size_t n, unsigned seed)
@@ -535,12 +502,10 @@ std::vector<PhaseProduct> Products()
 {
     std::vector<PhaseProduct> list;
     using Rule = PhaseProduct::Rule;
-    for (Rule rule : {Rule::Single, Rule::Mixed, Rule::Rounded, Rule::Double})
-        for (bool add : {false, true})
+    for (Rule rule : {Rule::Mixed, Rule::Rounded, Rule::Double})
         {
             PhaseProduct p;
             p.rule = rule;
-            p.add = add;
             list.push_back(p);
             if (rule != Rule::Double)
                 continue;

@@ -9,6 +9,10 @@
 
 namespace LumoraLib::detail
 {
+/// The bits of a form.
+inline constexpr std::int32_t kSpectrumBit = 1;
+inline constexpr std::int32_t kPolarBit = 2;
+
 /// The one door to the private parts of a field for the library's free functions.
 struct FieldAccess
 {
@@ -22,6 +26,12 @@ struct FieldAccess
     /// The part of the window inside the grid.
     static LML_RECT GridWindow(const Lumora& field) { return field.GridWindow(); }
     static void SetForm(Lumora& field, std::int32_t form) { field.form_ = static_cast<ComplexForm>(form); }
+    static void SetPolar(Lumora& field, bool polar)
+    {
+        SetForm(field, polar ? field.form_ | kPolarBit : field.form_ & ~kPolarBit);
+    }
+    /// From real space to the spectrum or back.
+    static void SwitchDomain(Lumora& field) { SetForm(field, field.form_ ^ kSpectrumBit); }
     static void AddToOrigin(Lumora& field, double factor)
     {
         field.origin_.x += factor * field.normalVector_.x;

@@ -1,4 +1,5 @@
 // The life of a field: construction, samples, copies, defaults, coordinates, window and the form stack.
+#include "base/Constants.h"
 #include "base/Describe.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
@@ -14,8 +15,6 @@ namespace LumoraLib
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
-
 // Samples of the widest vector loads (64 bytes); large fields stand on huge pages, which saves page faults and address
 // translations in the strided passes of the transforms.
 constexpr std::size_t kAlignment = 64;
@@ -170,7 +169,7 @@ Lumora& Lumora::operator=(Lumora&& other)
 
 void Lumora::__Ctr(int Nx, int Ny, double Px, double Py, double wavelength)
 {
-    k_ = kTwoPi / wavelength;
+    k_ = detail::kTwoPi / wavelength;
     px_ = Px;
     py_ = Py;
     nx_ = Nx;

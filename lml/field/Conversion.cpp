@@ -87,7 +87,7 @@ Lumora& Lumora::_ConvToPolarForm()
 {
     static constexpr char fn[] = "LumoraLib::Lumora::_ConvToPolarForm";
     RequireSamples(fn);
-    detail::RestorePolar(*this, true);
+    detail::MakePolar(*this);
     return *this;
 }
 

@@ -177,16 +177,16 @@ bool MakeCartesian(Lumora& field)
 {
     if (!field.IsPolarForm())
         return false;
-    FieldAccess::SetForm(field, field.Form() & ~2);
+    FieldAccess::SetPolar(field, false);
     SamplesToCartesian(field.GetDataPointer(), field.N());
     return true;
 }
 
-void RestorePolar(Lumora& field, bool wasPolar)
+void MakePolar(Lumora& field)
 {
-    if (!wasPolar || field.IsPolarForm())
+    if (field.IsPolarForm())
         return;
-    FieldAccess::SetForm(field, field.Form() | 2);
+    FieldAccess::SetPolar(field, true);
     SamplesToPolar(field.GetDataPointer(), field.N());
 }
 } // namespace LumoraLib::detail

@@ -53,9 +53,8 @@ void ShiftWindow(LML_RECT& window, std::int32_t dx, std::int32_t dy);
 
 /// Converts to cartesian samples when bit 1 of the form is set and clears it; tells whether it did.
 bool MakeCartesian(Lumora& field);
-/// The way back for an operation that gives fields back in the form they came in: converts when `wasPolar` and bit 1 is
-/// clear.
-void RestorePolar(Lumora& field, bool wasPolar);
+/// Converts to polar samples when bit 1 of the form is clear and sets it.
+void MakePolar(Lumora& field);
 /// Cartesian samples for as long as an operation computes with them: converts those of a polar field, and back at the
 /// end of the scope, in which nothing may fail. The field's form stays what it is.
 class CartesianSamples

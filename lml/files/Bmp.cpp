@@ -6,7 +6,6 @@
 #include "base/IntMath.h"
 #include "base/Texts.h"
 
-#include <bit>
 #include <cstdint>
 
 namespace LumoraLib
@@ -221,7 +220,7 @@ void Load(Lumora& field, const char* fn, const char* path, Mode mode, Complex ba
     const std::uint64_t count = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
     const bool remake = count != field.N() || FieldAccess::Capacity(field) < count;
     const auto raised = [&](std::int32_t n)
-    { return remake ? static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(n))) : n; };
+    { return remake ? detail::RaisedToPowerOfTwo(n) : std::int64_t{n}; };
     const std::int64_t ny = raised(height);
     // Kept: a size that differs from the raised one by an odd number loses its last column or its top row.
     const std::int32_t lost = static_cast<std::int32_t>((ny - height) & 1);

@@ -5,6 +5,7 @@
 // at. Whoever opens a stream closes it: the public operations through Container on every path; a record that a caller
 // of the protected members opened stays the caller's.
 
+#include "base/Constants.h"
 #include "files/ByteIo.h"
 #include "files/FieldFile.h"
 #include "field/FieldTools.h"
@@ -24,7 +25,6 @@ namespace
 {
 using namespace detail;
 
-constexpr double kTwoPi = 6.283185307179586;
 constexpr std::uint16_t kPositionHeadType = 4;
 constexpr std::uint16_t kSegmentRecordType = 5;
 constexpr std::uint16_t kPartsBit = 0x8000;
@@ -408,7 +408,7 @@ void WriteHeads(_LM_File& record, std::int64_t at, const Lumora& field, std::int
     head.form = field.IsSpectrum() ? 1 : 0;
     head.positionHead = at + static_cast<std::int64_t>(kDataHead.bytes);
     head.samples = at + kHeadsBytes;
-    head.wavelength = kTwoPi / field.GetWavenumber();
+    head.wavelength = detail::kTwoPi / field.GetWavenumber();
     head.nx = nx;
     head.ny = ny;
     head.px = field.GetPx();
@@ -440,7 +440,7 @@ bool FitsSegments(const Lumora& field, const Lumora& common)
     const double dy = a.y - b.y;
     const double dz = a.z - b.z;
     return field.GetNx() == common.GetNx() && field.GetNy() == common.GetNy() && field.GetPx() == common.GetPx() &&
-           field.GetPy() == common.GetPy() && kTwoPi / field.GetWavenumber() == kTwoPi / common.GetWavenumber() &&
+           field.GetPy() == common.GetPy() && detail::kTwoPi / field.GetWavenumber() == detail::kTwoPi / common.GetWavenumber() &&
            std::sqrt(dx * dx + dy * dy + dz * dz) <= GetPositionTolerance();
 }
 } // namespace

@@ -6,7 +6,6 @@
 #include "base/IntMath.h"
 #include "base/Texts.h"
 
-#include <bit>
 
 namespace LumoraLib
 {
@@ -121,7 +120,7 @@ Lumora& Lumora::LoadHBI(const char* path, Mode mode)
     const bool remake = width * height != N() || capacity_ < width * height;
     // Kept: as many rows are read as the grid has, so a height that is no power of two runs out of data; and rows of a
     // depth other than 8 and 1 are taken as width * height bytes long, so 4-bit files run out of data as well.
-    const std::uint64_t rows = remake ? std::bit_ceil(height) : height;
+    const std::uint64_t rows = remake ? static_cast<std::uint64_t>(detail::RaisedToPowerOfTwo(head.height)) : height;
     const std::uint64_t rowBytes =
         head.bits == 8 || head.bits == 1 ? detail::PaddedRowBytes(head.width, head.bits) : width * height;
     const bool decodable = head.bits == 8 || head.bits == 4 || head.bits == 1;

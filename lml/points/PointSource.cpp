@@ -1,5 +1,6 @@
 // Fields of point sources at four trade-offs of speed and exactness. The loops here define the results; with the wide
 // forms chosen they run in WidePoint-inl.h, each sample through the same arithmetic.
+#include "base/Constants.h"
 #include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
@@ -33,9 +34,6 @@ double PointWindow(WindowFunc window, double c, double x, double half)
 
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
-constexpr double kPi = 3.141592653589793;
-
 // A limit of the tangent that is open, and from where on a limit counts as open for a source in the plane.
 constexpr double kOpenTangent = 1e100;
 constexpr double kOpenFrom = 1e99;
@@ -178,7 +176,7 @@ Range BandBetween(double low, double high, double pitch, std::int32_t size)
 /// limit.
 void TangentLimits(double K, double shift, double pitch, double& tanMax, double& tanMin)
 {
-    const double half = kPi / pitch;
+    const double half = detail::kPi / pitch;
     const double p = shift + half;
     const double n = shift - half;
     tanMax = K > p ? p / std::sqrt(K * K - p * p) : kOpenTangent;
@@ -189,8 +187,8 @@ void FillPhaseTable(double* cosTable, double* sinTable)
 {
     for (std::int32_t n = 0; n < kPhaseSteps; ++n)
     {
-        cosTable[n] = std::cos(kTwoPi * n / kPhaseSteps);
-        sinTable[n] = std::sin(kTwoPi * n / kPhaseSteps);
+        cosTable[n] = std::cos(detail::kTwoPi * n / kPhaseSteps);
+        sinTable[n] = std::sin(detail::kTwoPi * n / kPhaseSteps);
     }
 }
 
@@ -350,7 +348,7 @@ void AddByTable(Lumora& field, const char* fn, const TableSource& t, double x, d
     // Kept: a converging wave (dz > 0) runs the table backwards and takes the phase in table steps; a diverging one
     // takes it in radians.
     w.factor = dz > 0.0 ? -t.factor : t.factor;
-    w.offset = dz > 0.0 ? phase : 0.5 * phase / kPi * t.steps;
+    w.offset = dz > 0.0 ? phase : 0.5 * phase / detail::kPi * t.steps;
     w.cosTable = t.cosTable;
     w.sinTable = t.sinTable;
     w.mask = t.mask;
@@ -369,7 +367,7 @@ SphericalWaveDescriptor::SphericalWaveDescriptor(double wavelength_, double px_,
       px(px_), py(py_)
 {
     static constexpr char label[] = "SphericalWaveDescriptor";
-    const double K = kTwoPi / wavelength;
+    const double K = detail::kTwoPi / wavelength;
     wavevector = direction.GetNormalized() * K;
     TangentLimits(K, wavevector.x, px, tanMaxX, tanMinX);
     TangentLimits(K, wavevector.y, py, tanMaxY, tanMinY);
@@ -492,7 +490,7 @@ Lumora& Lumora::AddSphericalWaveSqr(const SphericalWaveDescriptor& d, double x, 
 void Lumora::InitSphericalWaveSQR(Vector direction)
 {
     const double lambda = GetWavelength();
-    const double K = kTwoPi / lambda;
+    const double K = detail::kTwoPi / lambda;
     const Vector wavevector = direction.GetNormalized() * K;
     GlobalTable& g = globalTable;
     TangentLimits(K, wavevector.x, px_, g.maxX, g.minX);
@@ -566,7 +564,7 @@ Lumora& Lumora::AddSphericalWaveRF(double x, double y, double z, double amp, dou
     w.leftStep = (0.5 * P + P - e) * P;
     w.growth = P * P;
     w.factor = g.factor;
-    w.offset = phase * 0.5 / kPi * kPhaseSteps;
+    w.offset = phase * 0.5 / detail::kPi * kPhaseSteps;
     w.amp = amp / z;
     w.cosTable = g.cosTable;
     w.sinTable = g.sinTable;

@@ -1,7 +1,8 @@
 // The loops that add one point source to a field: what they are given, and the table of their wide forms. The plain
 // forms, which define the results, stand in PointSource.cpp. Table and recurrence loops give the same bits in both
 // forms and for every instruction set; the exact loop differs in the sine and cosine alone.
-#pragma once
+#ifndef LML_WIDEPOINT_H
+#define LML_WIDEPOINT_H
 
 #include "LmlApi.h"
 #include "LmlTypes.h"
@@ -67,3 +68,5 @@ struct PointTable
 /// The wide forms for the instruction set in force.
 const PointTable& WidePoints() noexcept;
 } // namespace LumoraLib::detail
+
+#endif

@@ -88,7 +88,7 @@ void TransformBack(Lumora& field, const detail::ReadyTransform& back)
 {
     const detail::CartesianSamples cartesian(field);
     back.Run();
-    detail::FieldAccess::SetForm(field, detail::FieldAccess::Form(field) ^ 1);
+    detail::FieldAccess::SwitchDomain(field);
     field.SetPx(1.0 / (field.GetNx() * field.GetPx()));
     if (field.GetNy() != 1)
         field.SetPy(1.0 / (field.GetNy() * field.GetPy()));

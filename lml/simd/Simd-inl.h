@@ -1,7 +1,7 @@
 // Thin lane wrappers for one instruction set. Included by WideForEach.h only, once per target region.
 //
 // Widest types of the region (SSE2 / AVX2 / AVX-512):
-//   VF  float   4 / 8 / 16 lanes     VI  int32 with the lanes of VF
+//   VF  float   4 / 8 / 16 lanes
 //   VD  double  2 / 4 / 8 lanes      VL  int64 with the lanes of VD     VH  int32 with the lanes of VD
 // Narrower ones by FloatN<N>, DoubleN<N>, Int32N<N>, Int64N<N>. Each has lanes, Load (aligned), LoadU, Store, StoreU,
 // a broadcasting constructor and the operators; comparisons give a Mask for Select(mask, ifTrue, ifFalse).
@@ -38,7 +38,6 @@ static constexpr int kLanesF = 16;
 #endif
 static constexpr int kLanesD = kLanesF / 2;
 using VF = FloatN<kLanesF>;
-using VI = Int32N<kLanesF>;
 using VD = DoubleN<kLanesD>;
 using VL = Int64N<kLanesD>;
 using VH = Int32N<kLanesD>;
@@ -917,6 +916,18 @@ LML_INLINE void Transpose(DoubleN<8>* r)
 LML_INLINE VD CountFrom(double first)
 {
     return VD(first) + IotaD(VD());
+}
+
+/// Each lane rounded to float and back.
+LML_INLINE VD RoundToFloat(VD a)
+{
+#if LML_WIDE_LEVEL == 0
+    return VD(_mm_cvtps_pd(_mm_cvtpd_ps(a.v)));
+#elif LML_WIDE_LEVEL == 1
+    return VD(_mm256_cvtps_pd(_mm256_cvtpd_ps(a.v)));
+#else
+    return VD(_mm512_cvtps_pd(_mm512_cvtpd_ps(a.v)));
+#endif
 }
 
 #undef LML_SIMD_REAL

@@ -10,14 +10,15 @@ Lumora& Lumora::Fft(int sign)
     detail::RequireTransformable(*this, fn);
     const bool known = sign == 1 || sign == -1;
     const bool wasPolar = known ? detail::TransformCartesian(*this, sign) : detail::MakeCartesian(*this);
-    form_ = static_cast<ComplexForm>(form_ ^ 1);
+    detail::FieldAccess::SwitchDomain(*this);
     // Kept: the form is already converted and the domain flipped when the sign is refused.
     if (!known)
         Error(ERR_PARAMETER, fn, "FFT mode");
     px_ = 1.0 / (nx_ * px_);
     if (ny_ != 1)
         py_ = 1.0 / (ny_ * py_);
-    detail::RestorePolar(*this, wasPolar);
+    if (wasPolar)
+        detail::MakePolar(*this);
     return *this;
 }
 
@@ -31,7 +32,7 @@ Lumora& Lumora::FakeFft()
     // Kept: Py changes also for a field of one row, where Fft leaves it.
     px_ = 1.0 / (nx_ * px_);
     py_ = 1.0 / (ny_ * py_);
-    form_ = static_cast<ComplexForm>(form_ ^ 1);
+    detail::FieldAccess::SwitchDomain(*this);
     return *this;
 }
 

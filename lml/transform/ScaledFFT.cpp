@@ -86,7 +86,7 @@ void CentredSum(Lumora& field, double a, double b)
     const double phase0 = -detail::kPi / 2.0 * (nx * centring.sx + ny * centring.sy);
     const ComplexDouble constant = detail::Unit(phase0);
     detail::CarryOut({rawA, rawB, &centring, &centring, constant}, field, field);
-    detail::FieldAccess::SetForm(field, detail::FieldAccess::Form(field) ^ 1);
+    detail::FieldAccess::SwitchDomain(field);
     field.SetPx(centring.sx / (nx * field.GetPx())).SetPy(centring.sy / (ny * field.GetPy()));
 }
 } // namespace
@@ -169,7 +169,7 @@ Lumora& Lumora::ScaledFft1d(double a)
             dataPointer_, dataPointer_, nx_, [&](std::int32_t i) { return centring.At(i, 0); },
             detail::FactorTimes(detail::Unit(-(detail::kPi / 2.0) * s * nx_)));
     }
-    form_ = static_cast<ComplexForm>(form_ ^ 1);
+    detail::FieldAccess::SwitchDomain(*this);
     px_ = s / (nx_ * px_);
     return *this;
 }
