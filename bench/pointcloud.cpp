@@ -2,8 +2,11 @@
 // with a private field each, which are added up at the end. A result is checked before its figures are printed.
 //
 //   pointcloud [--points N] [--size N] [--threads N] [--window rect|none]
+//   pointcloud --clouds N [--threads N]
 //
+// The second form prints rows of AddPointCloud beside the families, for clouds of up to N points.
 // Options shrink the run of 100,000 points onto 4096 x 4096 samples, which takes minutes. Progress goes to stderr.
+#include "Clouds.h"
 #include "LmlLumora.h"
 
 #include <atomic>
@@ -30,6 +33,7 @@ constexpr double kTurn = 6.283185307179586;
 struct Options
 {
     int points = 100000;
+    double clouds = 0;
     int size = 4096;
     int threads = 0;
     WindowFunc window = WINDOW_RECT;
@@ -61,11 +65,14 @@ Options Read(int argc, char** argv)
             o.size = std::atoi(value);
         else if (name == "--threads" && std::atoi(value) > 0)
             o.threads = std::atoi(value);
+        else if (name == "--clouds" && std::atof(value) > 0)
+            o.clouds = std::atof(value);
         else if (name == "--window" && (std::strcmp(value, "rect") == 0 || std::strcmp(value, "none") == 0))
             o.window = *value == 'r' ? WINDOW_RECT : WINDOW_NONE;
         else
         {
-            std::fprintf(stderr, "usage: pointcloud [--points N] [--size N] [--threads N] [--window rect|none]\n");
+            std::fprintf(stderr,
+                         "usage: pointcloud [--points N] [--size N] [--threads N] [--window rect|none] | --clouds N\n");
             std::exit(1);
         }
     }
@@ -141,6 +148,11 @@ double ErrorOf(const Options& o, const std::vector<Point>& points, const Lumora&
 int main(int argc, char** argv)
 {
     const Options o = Read(argc, argv);
+    if (o.clouds > 0)
+    {
+        RunClouds(o.clouds, o.threads);
+        return 0;
+    }
     std::vector<Lumora> fields;
     for (int t = 0; t < o.threads; ++t)
     {

@@ -1,5 +1,5 @@
-// A hologram from points: a parametric solid as a cloud of point sources, added up by each of the library's four
-// families in turn, compared with the exact one, and looked at by carrying the hologram back to several depths.
+// A hologram of a cloud of points from a file: what it takes at once and what the members for single points would take,
+// the reconstruction at three depths, and the way to a device that turns phases only.
 #include "ExampleTools.h"
 
 #include <LmlLumora.h>
@@ -15,194 +15,264 @@ using namespace LumoraLib;
 
 namespace
 {
-constexpr double kTurn = 6.283185307179586;
-
-/// A point at z behind the hologram plane (z < 0).
-struct Point
+/// The box around all points.
+struct Box
 {
-    double x, y, z, phase;
+    Vector low, high;
+
+    explicit Box(const std::vector<CloudPoint>& points)
+        : low(points[0].x, points[0].y, points[0].z), high(points[0].x, points[0].y, points[0].z)
+    {
+        for (const CloudPoint& p : points)
+        {
+            low = Vector(std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z));
+            high = Vector(std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z));
+        }
+    }
 };
 
-/// A torus of the given outer radius, seen from 55 degrees above, its centre at -distance. The members by table stand a
-/// source on the nearest sample, so the object is made of such points and the families differ in nothing but how they
-/// compute.
-std::vector<Point> MakeTorus(int count, double radius, double distance, double pitch)
+/// A square window of the grid with the given width in metres around its centre.
+LML_RECT Middle(Lumora& field, double width)
 {
-    const double tilt = 55.0 / 360.0 * kTurn;
-    std::vector<Point> points;
-    for (int n = 0; n < count; ++n)
-    {
-        // Even cover: one angle in equal steps, the other in steps of the golden ratio.
-        const double around = kTurn * n / count;
-        const double tube = kTurn * std::fmod(n * 0.6180339887498949, 1.0);
-        const double r = radius * (0.72 + 0.28 * std::cos(tube));
-        const double u = r * std::sin(around);
-        const double v = radius * 0.28 * std::sin(tube);
-        const double x = std::round(r * std::cos(around) / pitch) * pitch;
-        const double y = std::round((u * std::cos(tilt) + v * std::sin(tilt)) / pitch) * pitch;
-        const double z = v * std::cos(tilt) - u * std::sin(tilt) - distance;
-        points.push_back({x, y, z, kTurn * std::fmod(n * 0.7548776662466927, 1.0)});
-    }
-    return points;
+    field.SetWindow(-0.5 * width, 0.5 * width, -0.5 * width, 0.5 * width);
+    return field.Window();
 }
 
-/// Samples that the waves of all points reach: twice the half-width of the sampling's band on each axis.
-double SamplesReached(const std::vector<Point>& points, double tangent, double pitch)
+/// The light's amplitude in the middle of the field, averaged over speckles; the mean of its lit half is light grey.
+void SaveView(Lumora field, double width, int average, const std::string& path)
 {
-    double samples = 0.0;
-    for (const Point& p : points)
-    {
-        const double side = 2.0 * std::floor(tangent * -p.z / pitch + 0.5);
-        samples += side * side;
-    }
-    return samples;
+    field.ConvToIntensity();
+    if (average > 0)
+        field.ReduceByAverage(average);
+    Middle(field, width);
+    const double mean = field.GetAbsoluteAverage();
+    for (std::size_t n = 0; n < field.N(); ++n)
+        field[n] = Complex(std::sqrt(field[n].GetReal()), 0.0);
+    SaveWhole(path.c_str(), [&](const char* name)
+              { field.WinSaveAsBmp(name, ModeAmplitude, GradationGrey, 0, 3.5 * std::sqrt(mean), 0.0); });
 }
 
-void SavePicture(const Lumora& field, const std::string& path, Mode mode, Gradation gradation)
+/// A pinhole in the Fourier plane: what lies beyond `share` of the band on either axis is cut off.
+void Pinhole(Lumora& field, double share)
 {
-    Lumora shown(field);
-    shown.Normalize(1.0);
-    example::SavePicture(shown, path, mode, gradation);
+    field.Fft(-1);
+    const double u = share * 0.5 * field.GetWidth(), v = share * 0.5 * field.GetHeight();
+    for (int j = 0; j < field.GetNy(); ++j)
+        for (int i = 0; i < field.GetNx(); ++i)
+            if (std::fabs(field.X(i)) > u || std::fabs(field.Y(j)) > v)
+                field.SetPixel(i, j, Complex(0.0, 0.0));
+    field.Fft(1);
+    field *= 1.0 / static_cast<double>(field.N());
+}
+
+double Decibel(double ratio)
+{
+    return 10.0 * std::log10(ratio);
 }
 } // namespace
 
 int main(int argc, char** argv)
 {
-    int count = 3000;
-    int size = 1024;
-    int threads = 1;
-    double pitch = 4e-6;
-    double wavelength = 633e-9;
-    double distance = 0.0;
+    std::string file = LML_EXAMPLE_DATA "/shell.ply";
     std::string out = ".";
-    example::Options options("point_cloud_hologram",
-                             "makes a hologram of a torus of points by each family of members.");
-    options.Add("--points", count, "points of the object");
+    double unit = 1e-3;
+    double width = 0.0;
+    double distance = 0.0;
+    double pitch = 4e-6;
+    double wavelength = 532e-9;
+    double tolerance = 1e-3;
+    double density = 0.0;
+    int size = 2048;
+    int threads = 1;
+    example::Options options("point_cloud_hologram", "makes a hologram of a cloud of points and shows it.");
+    options.AddPositional("CLOUD", file, "PLY, CSV or XYZ file (default: a sea shell)");
+    options.Add("--unit", unit, "metres per unit of the file");
+    options.Add("--width", width, "metres across the object; 0: 65 % of the hologram's");
+    options.Add("--density", density, "points per mm^2 of a mesh's surface; 0: its vertices");
+    options.Add("--distance", distance, "metres to the object's middle; 0: where the light takes 73 % of the band");
     options.Add("--size", size, "samples of the hologram on each axis, a power of two");
     options.Add("--pitch", pitch, "metres per sample");
     options.Add("--wavelength", wavelength, "metres");
-    options.Add("--distance", distance, "metres to the object's centre; 0: a wave covers 45 % of the grid");
+    options.Add("--tolerance", tolerance, "relative error of the light");
     options.AddCommon(threads, out);
     if (!options.Read(argc, argv))
         return options.ExitCode();
-    options.Require(count > 0, "--points must be above 0");
-    options.Require(size >= 64 && size <= 32768 && (size & (size - 1)) == 0, "--size must be a power of two from 64");
+    options.Require(size >= 128 && size <= 32768 && (size & (size - 1)) == 0, "--size must be a power of two from 128");
+    options.RequireAboveZero("--unit", unit);
     options.RequireAboveZero("--wavelength", wavelength);
+    options.RequireMetres("--distance", distance);
     options.RequirePitch(pitch, wavelength);
+    options.Require(width >= 0.0 && density >= 0.0, "--width and --density must not be negative");
     SetNumThreads(threads);
 
-    const double half = 0.5 * size * pitch;
-    const double tangent = std::tan(std::asin(wavelength / (2.0 * pitch)));
+    // The object's middle stands on the axis behind the hologram; its points scatter with phases of their own.
+    CloudLoadOptions placing;
+    placing.unit = unit;
+    placing.centre = true;
+    const Box asStored(LoadPointCloud(file.c_str(), placing));
+    const double extent = std::max(asStored.high.x - asStored.low.x, asStored.high.y - asStored.low.y);
+    if (width == 0.0)
+        width = 0.65 * size * pitch;
+    const double tangent = std::tan(std::asin(wavelength / (2.0 * pitch))); // of the steepest light
     if (distance == 0.0)
-        distance = 0.45 * half / tangent;
-    const double radius = 0.9 * (half - tangent * distance) / (1.0 + tangent);
-    options.Require(std::isfinite(distance) && distance > 1.5 * radius && radius > 8.0 * pitch,
-                    "--distance must leave the object room before the hologram and its waves room on the grid");
+        distance = 0.5 * (width + size * pitch) / (0.73 * tangent);
+    placing.scale = extent > 0.0 ? width / extent : 1.0;
+    placing.position = Vector(0.0, 0.0, -distance);
+    placing.density = density * 1e6;
+    placing.cullBackFaces = true;
+    placing.randomPhase = true;
+    const std::vector<CloudPoint> points = LoadPointCloud(file.c_str(), placing);
+    const std::int64_t count = static_cast<std::int64_t>(points.size());
+    const Box box(points);
+    options.Require(box.high.z < 0.0, "--distance must leave the object room behind the hologram");
 
-    const std::vector<Point> points = MakeTorus(count, radius, distance, pitch);
-    const double samples = SamplesReached(points, tangent, pitch);
     Lumora hologram(size, size, pitch, pitch, wavelength);
-    const SphericalWaveDescriptor descriptor(hologram.GetWavelength(), pitch, pitch, Vector(0, 0, 1));
+    hologram.Clear();
+    CloudOptions how;
+    how.tolerance = tolerance;
+    const CloudPlan plan = hologram.PlanPointCloud(points.data(), count, how);
+    std::printf("%lld points, %.3g by %.3g by %.3g mm at %g mm; hologram of %d x %d samples of %.3g um\n",
+                static_cast<long long>(count), 1e3 * (box.high.x - box.low.x), 1e3 * (box.high.y - box.low.y),
+                1e3 * (box.high.z - box.low.z), 1e3 * distance, size, size, 1e6 * pitch);
+    std::printf("plan: %s, %d planes, %.0f MB, error below %.1e\n\n",
+                plan.method == CLOUD_SLABS ? "slabs of depth" : "direct sums", plan.planes,
+                static_cast<double>(plan.memory) * 1e-6, plan.error);
+    const example::Seconds clock;
+    hologram.AddPointCloud(points.data(), count, how);
+    const double seconds = clock.Read();
 
-    // What the faster families give away: phases in 1024 steps of a turn, one amplitude for the whole wave where the
-    // exact one falls with the distance (its variance over a square of half-angle tan), and the recurrence's drift at
-    // the edge.
-    const double steps = kTurn / 1024 * kTurn / 1024 / 12.0;
-    const double level = 2.0 / 45.0 * std::pow(tangent, 4.0);
-    const double drift =
-        hologram.GetWavenumber() * pitch / 2.0 * (std::asinh(tangent) - tangent / std::sqrt(1.0 + tangent * tangent));
-
-    // All give amplitude 1 and the phase +k r: the table members to a diverging wave, which comes from z < 0, the
-    // recurrence to a positive z, whose amplitude it divides by z with the sign.
-    struct Family
-    {
-        const char* name;
-        std::function<void(Lumora&)> prepare;
-        std::function<void(Lumora&, const Point&)> add;
-        int threads;
-        double noise; // expected against the exact family, relative to the signal
-    };
-    const Family families[] = {
-        {"exact (AddSphericalWave)", [](Lumora&) {},
-         [](Lumora& f, const Point& p)
-         { f.AddSphericalWave(Vector(p.x, p.y, p.z), Phase(p.phase), -p.z, WINDOW_RECT); },
-         threads, 0.0},
-        {"descriptor (AddSphericalWaveSqr)", [](Lumora&) {},
-         [&](Lumora& f, const Point& p)
-         { f.AddSphericalWaveSqr(descriptor, p.x, p.y, p.z, -p.z, p.phase, WINDOW_RECT); },
-         1, steps + level},
-        {"global table (AddSphericalWaveSQR)", [](Lumora& f) { f.InitSphericalWaveSQR(Vector(0, 0, 1)); },
-         [](Lumora& f, const Point& p) { f.AddSphericalWaveSQR(p.x, p.y, p.z, -p.z, p.phase, WINDOW_RECT); }, 1,
-         steps + level},
-        {"recurrence (AddSphericalWaveRF)", [](Lumora& f) { f.InitSphericalWaveRF(0.0, 0.0); },
-         [](Lumora& f, const Point& p) { f.AddSphericalWaveRF(p.x, p.y, -p.z, -p.z, p.phase, WINDOW_RECT); }, 1,
-         steps + level + drift * drift},
-    };
-
-    std::printf("%d points of a torus of %.3g mm at %.3g mm, %d x %d samples of %.3g um, %.0f samples a point\n\n",
-                count, 2e3 * radius, 1e3 * distance, size, size, 1e6 * pitch, samples / count);
-    std::printf(
-        "| family | threads | seconds | million samples a second | signal-to-noise, dB |\n|---|---|---|---|---|\n");
-    bool good = true;
-    Lumora exact;
-    for (const Family& family : families)
-    {
-        hologram.Clear();
-        family.prepare(hologram);
-        example::Progress progress(family.name, count);
-        const example::Seconds clock;
-        long done = 0;
-        for (const Point& p : points)
-        {
-            family.add(hologram, p);
-            progress.Report(++done);
-        }
-        const double seconds = clock.Read();
-        std::printf("| %s | %d | %.3f | %.0f |", family.name, family.threads, seconds, samples / seconds * 1e-6);
-        if (family.noise == 0.0)
-        {
-            exact = hologram;
-            std::printf(" - |\n");
-            continue;
-        }
-        // The factor takes out what all samples have in common: half a table step of phase, for one.
-        const double snr = 10.0 * std::log10(hologram.GetSnr(exact, hologram.GetScaleFactor(exact)));
-        std::printf(" %.1f |\n", snr);
-        if (!(snr >= -10.0 * std::log10(family.noise) - 3.0))
-        {
-            good = false;
-            std::fprintf(stderr, "the %s family is too far from the exact one\n", family.name);
-        }
-    }
-    SavePicture(exact, out + "/cloud_hologram_amplitude.bmp", ModeAmplitude, GradationGrey);
-    SavePicture(exact, out + "/cloud_hologram_phase.bmp", ModePhase, GradationRainbow);
-
-    // Carried back by the depth of a point, its wave runs together in its sample.
-    std::vector<Point> byDepth(points);
-    std::sort(byDepth.begin(), byDepth.end(), [](const Point& a, const Point& b) { return a.z > b.z; });
+    // The members for single points, measured on a few of them. Their waves end at the sampling's band.
     const struct
     {
         const char* name;
-        Point point;
-    } depths[] = {{"front", byDepth.front()}, {"middle", byDepth[byDepth.size() / 2]}, {"back", byDepth.back()}};
-    std::printf("\n| depth, mm | point in focus over the picture's mean intensity | picture |\n|---|---|---|\n");
-    example::Progress progress("reconstruction", 3);
-    long done = 0;
-    for (const auto& depth : depths)
+        std::function<void(Lumora&, const CloudPoint&)> add;
+    } members[] = {
+        {"AddSphericalWave (exact)",
+         [](Lumora& f, const CloudPoint& p)
+         {
+             f.AddSphericalWave(Vector(p.x, p.y, p.z), Phase(p.phase), p.amplitude, WINDOW_RECT);
+         }},
+        {"AddSphericalWaveSqr (table)",
+         [descriptor = SphericalWaveDescriptor(wavelength, pitch, pitch, Vector(0, 0, 1))](Lumora& f,
+                                                                                           const CloudPoint& p)
+         {
+             f.AddSphericalWaveSqr(descriptor, p.x, p.y, p.z, p.amplitude, p.phase, WINDOW_RECT);
+         }},
+    };
+    std::printf("| member | seconds for the cloud |\n|---|---|\n| AddPointCloud | %.2f |\n", seconds);
+    for (const auto& member : members)
     {
-        Lumora image(exact);
-        image.AsmProp(depth.point.z);
-        const double focus =
-            image.GetIntensity(image.I(depth.point.x), image.J(depth.point.y)) / image.GetSquareAverage();
-        const std::string path = out + "/cloud_reconstruction_" + depth.name + ".bmp";
-        SavePicture(image, path, ModeAmplitude, GradationGrey);
-        std::printf("| %.3f | %.0f | %s |\n", -1e3 * depth.point.z, focus, path.c_str());
-        progress.Report(++done, 0.0);
-        if (!(focus > 10.0))
-        {
-            good = false;
-            std::fprintf(stderr, "the %s point is not in focus\n", depth.name);
-        }
+        Lumora scrap(size, size, pitch, pitch, wavelength);
+        scrap.Clear();
+        const std::int64_t share = std::min<std::int64_t>(count, 40);
+        const example::Seconds watch;
+        for (std::int64_t n = 0; n < share; ++n)
+            member.add(scrap, points[static_cast<std::size_t>(n * (count / share))]);
+        const double all = watch.Read() / static_cast<double>(share) * static_cast<double>(count);
+        std::printf("| %s, one by one | %.0f (from %lld points), %.0f times as long |\n", member.name, all,
+                    static_cast<long long>(share), all / seconds);
     }
+    example::SavePicture(hologram, out + "/cloud_phase.bmp", ModePhase, GradationRainbow);
+
+    // Carried back by a depth, the light of the points there runs together again.
+    int average = 0; // halvings that leave about 512 samples across the picture
+    const double view = std::min(1.15 * width, 0.98 * hologram.GetWidth());
+    while ((view / pitch) / (1 << average) > 720.0)
+        ++average;
+    std::vector<CloudPoint> byDepth(points);
+    std::sort(byDepth.begin(), byDepth.end(), [](const CloudPoint& a, const CloudPoint& b) { return a.z > b.z; });
+    // The points around the depths that a twentieth, a half and nineteen twentieths of all stand before.
+    const std::size_t near = std::max<std::size_t>(byDepth.size() / 100, 1);
+    struct
+    {
+        const char* name;
+        std::size_t at;
+        double found[3];
+    } depths[] = {{"front", byDepth.size() / 20, {}},
+                  {"middle", byDepth.size() / 2, {}},
+                  {"back", byDepth.size() - 1 - byDepth.size() / 20, {}}};
+    std::printf("\n| picture | depth, mm | light on the front's points | the middle's | the back's |\n"
+                "|---|---|---|---|---|\n");
+    for (int picture = 0; picture < 3; ++picture)
+    {
+        const double z = byDepth[depths[picture].at].z;
+        Lumora image(hologram);
+        image.AsmProp(z);
+        for (auto& depth : depths)
+        {
+            const std::size_t first = depth.at - std::min(depth.at, near);
+            for (std::size_t n = first; n < std::min(depth.at + near, byDepth.size()); ++n)
+            {
+                const int i = image.I(byDepth[n].x), j = image.J(byDepth[n].y);
+                if (i >= 0 && j >= 0 && i < size && j < size)
+                    depth.found[picture] += image.GetIntensity(i, j);
+            }
+        }
+        const std::string path = out + "/cloud_" + depths[picture].name + ".bmp";
+        SaveView(image, view, average, path);
+        std::printf("| %s | %.2f |", path.c_str(), -1e3 * z);
+        for (const auto& depth : depths)
+            std::printf(" %.2f |", depth.found[picture] / depth.found[0]);
+        std::printf("\n");
+    }
+    bool good = true;
+    for (int k = 0; k < 3; ++k)
+        for (int other = 0; other < 3; ++other)
+            good = good && depths[k].found[k] >= depths[k].found[other];
+
+    // What a device of 256 phases shows: at the middle depth, behind a pinhole that lets the object's light pass.
+    const double middle = byDepth[byDepth.size() / 2].z;
+    const double share = std::min(1.0, (0.5 * width + 0.5 * size * pitch) / -box.high.z / tangent);
+    // Brighter than the largest amplitude allows: few samples of a diffuse object's hologram are near that.
+    const double reference = 1.5 * std::sqrt(hologram.GetSquareAverage());
+    const struct
+    {
+        const char* name;
+        const char* file;
+        std::function<void(Lumora&)> encode;
+    } devices[] = {
+        {"phases alone", "alone",
+         [](Lumora& f)
+         {
+             f.SetConstAmplitude(1.0).HardClipPhase(256);
+         }},
+        {"EncodeDoublePhase", "double",
+         [=](Lumora& f)
+         {
+             f.EncodeDoublePhase(reference).HardClipPhase(256);
+         }},
+        {"EncodeErrorDiffusion", "diffusion",
+         [=](Lumora& f)
+         {
+             f.EncodeErrorDiffusion(256, reference);
+         }},
+    };
+    Lumora wanted(hologram);
+    Pinhole(wanted, share);
+    wanted.AsmProp(middle);
+    const LML_RECT window = Middle(wanted, width);
+    std::printf(
+        "\n| on the device | signal-to-noise at %.1f mm, dB | share of the light in the picture |\n|---|---|---|\n",
+        -1e3 * middle);
+    double first = 0.0;
+    for (const auto& device : devices)
+    {
+        Lumora shown(hologram);
+        device.encode(shown);
+        const double whole = shown.GetSquareSumWhole();
+        Pinhole(shown, share);
+        shown.AsmProp(middle);
+        shown.SetWindow(window);
+        const ComplexDouble scale = shown.GetScaleFactor(wanted);
+        const double snr = shown.GetSnr(wanted, scale);
+        std::printf("| %s | %.1f | %.3f |\n", device.name, Decibel(snr),
+                    wanted.GetSquareSum() * scale.Intensity() / whole);
+        SaveView(shown, view, average, out + "/cloud_device_" + device.file + ".bmp");
+        if (first == 0.0)
+            first = snr;
+        else
+            good = good && snr > 1.5 * first;
+    }
+    std::printf("check: %s\n", good ? "passed" : "FAILED");
     return good ? 0 : 1;
 }

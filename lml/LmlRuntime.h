@@ -298,6 +298,36 @@ LML_API void SetDynamicThreads(bool dynamic);
 LML_API bool GetDynamicThreads();
 
 // ---------------------------------------------------------------------------------------------------------------
+// Progress and cancellation of long operations                                                      (Progress.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// What a long operation calls while it works, on the thread that called the operation and at most 20 times a second;
+/// short operations may never call it.
+/// @param context    the pointer given to SetProgressHandler()
+/// @param operation  full name of the operation, such as "LumoraLib::Lumora::ShiftedAsmPropEx"; of operations inside
+///                   operations the outermost
+/// @param done       finished part of the work, from 0 to `total`, not falling within one operation
+/// @param total      the whole work, in units of the operation (samples, points, bytes); the same in all calls of one
+///                   operation. A last call with done = total is not promised.
+/// @return false to cancel: the operation ends in Error(ERR_SOMETHING, operation, "cancelled"), so set
+///         ERROR_HANDLING_THROW where the program is to go on. Files are closed and memory is given back. What the
+///         operation writes to is as its documentation says; where that is silent, samples are undefined, and sizes and
+///         memory are sound.
+///
+/// The handler must not call operations of the library on a field that takes part in the operation; operations that it
+/// calls on other objects report no progress. An exception that it throws ends the operation as a cancellation does and
+/// reaches the caller unchanged, whatever the error handling.
+using ProgressHandler = bool (*)(void* context, const char* operation, std::int64_t done, std::int64_t total);
+
+/// Sets the handler of all long operations that start from now on; null, the value at load, for none. The first call
+/// comes at the first occasion. Not for use while an operation runs on another thread. Operations that call it, between
+/// tiles, passes over the samples, rows or pieces of files: AsmProp(), RawAsmProp(), ExactAsmProp(), ShiftedAsmProp(),
+/// ShiftedFresnelProp(), ScaledFft() and RawScaledFft() with the fast engine, the extended shifted propagations, the
+/// rotations, AddPointCloud(), EncodeErrorDiffusion(), RetrievePhase(), loading of LM, LW and DE files, saving of LM
+/// files above 16 MiB, LoadPointCloud() and SavePointCloud().
+LML_API void SetProgressHandler(ProgressHandler handler, void* context);
+
+// ---------------------------------------------------------------------------------------------------------------
 // Choice of the FFT engine                                                                               (Fft.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 

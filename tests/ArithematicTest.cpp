@@ -1,9 +1,6 @@
 // Arithmetic and fills, bit by bit against the precision rules, on every thread count, inside any window.
 #include "TestTools.h"
 
-#include <climits>
-#include <functional>
-
 using namespace lmltest;
 
 namespace

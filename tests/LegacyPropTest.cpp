@@ -5,13 +5,6 @@ using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-
-Value At(const Lumora& f, int i, int j)
-{
-    const Complex c = f.GetPixel(i, j);
-    return {c.Real(), c.Imag()};
-}
 
 /// The product in double, rounded once.
 Complex Times(const Complex& a, double re, double im)
@@ -72,9 +65,6 @@ TEST(LegacyProp, OldFormIsTheUnscaledRawPropagation)
                     EXPECT_DOUBLE_EQ(f.GetPx(), pitch);
                     EXPECT_EQ(f.Form(), COMPLEX_AMPLITUDE);
                 }
-    Lumora f(8, 8);
-    f.Form() = SPECTRUM;
-    EXPECT_EQ(Catch([&] { f._Old_SPWProp(1); }), (Failure{8, "LumoraLib::Lumora::_Old_SPWProp", ""}));
     for (const int ny : {8, 1})
     {
         Lumora polar(8, ny);
@@ -168,8 +158,4 @@ TEST(LegacyProp, TableFormWithItsExceptions)
                 expected.Pixel(i, j) = Times(expected.Pixel(i, j), coarse.CosR(turns), coarse.SinR(turns));
                 EXPECT_EQ(At(random, i, j), At(expected, i, j)) << i << ", " << j;
             }
-    Lumora field(4, 4);
-    field.Form() = POLAR_AMPLITUDE;
-    EXPECT_EQ(Catch([&] { field.SPWPropFsTbl(1, table); }), (Failure{8, "LumoraLib::Lumora::SPWPropFsTbl", ""}));
-    EXPECT_EQ(field.Form(), COMPLEX_AMPLITUDE);
 }

@@ -1,7 +1,6 @@
 // Square matrices, rotations with their degenerate cases and shared statics, and frequency vectors.
 #include "TestTools.h"
 
-#include <cmath>
 #include <sstream>
 
 // An allocation that cannot be had must come back as null under a sanitizer too.
@@ -19,13 +18,6 @@ using namespace lmltest;
 namespace
 {
 constexpr double pi = 3.141592653589793;
-
-void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-15)
-{
-    EXPECT_NEAR(v.x, x, tolerance);
-    EXPECT_NEAR(v.y, y, tolerance);
-    EXPECT_NEAR(v.z, z, tolerance);
-}
 
 // Elements row by row.
 template <class Matrix>
@@ -95,7 +87,6 @@ TEST(SqrMatrixTest, ProductIsRowsTimesColumnsAndRefusesOtherOrders)
         shift.SetElement((n + 1) % 4, n, 1.0); // row n picks row n + 1 of what stands to the right
     const SqrMatrix rolled = shift * Filled(4);
     ExpectRows(rolled, {5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 1, 2, 3, 4});
-    EXPECT_EQ(Catch([] { (void)(SqrMatrix(3) * SqrMatrix(4)); }), (Failure{3, "LumoraLib::SqrMatrix::operator*", ""}));
     // The sum runs from k = 0: 1 + 2^-53 + 2^-53 loses both small terms, in the other order it keeps them.
     SqrMatrix row(3);
     SqrMatrix column(3);

@@ -73,160 +73,40 @@ TEST(Mistakes, EachKindIsReportedOnceAndItsHealthyTwinIsNot)
         std::string function, contains; // of the one report; empty for none
         std::function<void()> call;
     } cases[] = {
-        {"operator+=", "pitch in x is 4 um in this field and 5 um",
-         [&]
-         {
-             Field() += other;
-         }},
-        {"operator-=", "wavelength is 500 nm in this field and 600 nm",
-         [&]
-         {
-             Field() -= red;
-         }},
-        {"operator*=", "different planes. The origin is (0, 0, 0) mm in this field and (0, 0, 1) mm",
-         [&]
-         {
-             Field() *= behind;
-         }},
-        {"operator/=", "polar",
-         [&]
-         {
-             Field() /= polar;
-         }},
-        {"operator+=", "spectrum",
-         [&]
-         {
-             Field() += spectrum;
-         }},
-        {"", "",
-         [&]
-         {
-             (((Field() += healthy) -= lastBit) *= healthy) /= healthy;
-         }},
-        {"Superimpose", "pitch in x",
-         [&]
-         {
-             Field().Superimpose(const_cast<Lumora&>(other), 0.0f, 0.0f);
-         }},
-        {"Add", "wavelength",
-         [&]
-         {
-             Field().Add(red);
-         }},
-        {"ResamplingCopy", "wavelength",
-         [&]
-         {
-             Field().ResamplingCopy(red, CUBIC4_INTERPOL);
-         }},
-        {"", "",
-         [&]
-         {
-             Field().ResamplingAdd(other, CUBIC4_INTERPOL);
-         }},
-        {"AsmProp", "of the energy lies outside the band limit",
-         []
-         {
-             Random().AsmProp(0.1);
-         }},
-        {"ExactAsmProp", "outside the band limit",
-         []
-         {
-             Random().ExactAsmProp(0.1);
-         }},
-        {"AsmPropFs", "outside the band limit",
-         []
-         {
-             Random().Fft(-1).AsmPropFs(0.1);
-         }},
-        {"ShiftedAsmProp", "outside the band limit",
-         [&]
-         {
-             at(0.0, 0.1).ShiftedAsmProp(Random(), 1);
-         }},
-        {"", "",
-         [&]
-         {
-             at(1e-3, 0.1).ShiftedAsmProp(Random(), 1);
-         }},
-        {"", "",
-         []
-         {
-             Field().AsmProp(0.1).RawAsmProp(0.1).ExactAsmProp(1e-4);
-         }},
-        {"AddSphericalWave", "stands in the plane",
-         []
-         {
-             Field().AddSphericalWave(0.0, 0.0, 0.0, 1.0, WINDOW_RECT);
-         }},
-        {"AddSphericalWave", "below half a wavelength",
-         []
-         {
-             Field(64, 0.2e-6).AddSphericalWave(Vector(0.0, 0.0, -1e-3));
-         }},
+        // clang-format off
+        {"operator+=", "pitch in x is 4 um in this field and 5 um", [&] { Field() += other; }},
+        {"operator-=", "wavelength is 500 nm in this field and 600 nm", [&] { Field() -= red; }},
+        {"operator*=", "different planes. The origin is (0, 0, 0) mm in this field and (0, 0, 1) mm", [&] { Field() *= behind; }},
+        {"operator/=", "polar", [&] { Field() /= polar; }},
+        {"operator+=", "spectrum", [&] { Field() += spectrum; }},
+        {"", "", [&] { (((Field() += healthy) -= lastBit) *= healthy) /= healthy; }},
+        {"Superimpose", "pitch in x", [&] { Field().Superimpose(const_cast<Lumora&>(other), 0.0f, 0.0f); }},
+        {"Add", "wavelength", [&] { Field().Add(red); }},
+        {"ResamplingCopy", "wavelength", [&] { Field().ResamplingCopy(red, CUBIC4_INTERPOL); }},
+        {"", "", [&] { Field().ResamplingAdd(other, CUBIC4_INTERPOL); }},
+        {"AsmProp", "of the energy lies outside the band limit", [] { Random().AsmProp(0.1); }},
+        {"ExactAsmProp", "outside the band limit", [] { Random().ExactAsmProp(0.1); }},
+        {"AsmPropFs", "outside the band limit", [] { Random().Fft(-1).AsmPropFs(0.1); }},
+        {"ShiftedAsmProp", "outside the band limit", [&] { at(0.0, 0.1).ShiftedAsmProp(Random(), 1); }},
+        {"", "", [&] { at(1e-3, 0.1).ShiftedAsmProp(Random(), 1); }},
+        {"", "", [] { Field().AsmProp(0.1).RawAsmProp(0.1).ExactAsmProp(1e-4); }},
+        {"AddSphericalWave", "stands in the plane", [] { Field().AddSphericalWave(0.0, 0.0, 0.0, 1.0, WINDOW_RECT); }},
+        {"AddSphericalWave", "below half a wavelength", [] { Field(64, 0.2e-6).AddSphericalWave(Vector(0.0, 0.0, -1e-3)); }},
         {"AddSphericalWaveSQR", "stands in the plane",
-         []
-         {
-             Lumora field = Field();
-             field.InitSphericalWaveSQR(Vector(0.0, 0.0, 1.0));
-             field.AddSphericalWaveSQR(0.0, 0.0, 0.0, 1.0, 0.0, WINDOW_RECT);
-         }},
+         [] { Lumora field = Field(); field.InitSphericalWaveSQR(Vector(0.0, 0.0, 1.0)); field.AddSphericalWaveSQR(0.0, 0.0, 0.0, 1.0, 0.0, WINDOW_RECT); }},
         {"AddSphericalWaveRF", "positive z only",
-         []
-         {
-             Lumora field = Field();
-             field.InitSphericalWaveRF(0.0, 0.0);
-             field.AddSphericalWaveRF(0.0, 0.0, -1e-3, 1.0, 0.0, WINDOW_RECT);
-         }},
-        {"", "",
-         []
-         {
-             Field().AddSphericalWave(Vector(0.0, 0.0, -1e-3)).AddSphericalWave(Vector(9.0, 0.0, -1e-3));
-         }},
-        {"ShiftedFresnelProp", "over the distance 0 um",
-         [&]
-         {
-             Field().ShiftedFresnelProp(healthy);
-         }},
-        {"FresnelProp", "over the distance 0 um",
-         []
-         {
-             Field().FresnelProp(0.0);
-         }},
-        {"FourierProp", "over the distance 0 um",
-         []
-         {
-             Field().FourierProp(0.0);
-         }},
-        {"", "",
-         [&]
-         {
-             at(0.0, 0.1).ShiftedFresnelPropAddEx(Field(32)).FresnelProp(0.1);
-         }},
-        {"RotateFs", "of the light misses the destination's band",
-         []
-         {
-             RotateTo(16e-6);
-         }},
-        {"", "",
-         []
-         {
-             RotateTo(4e-6);
-         }},
-        {"ShiftedAsmProp", "tilted",
-         [&]
-         {
-             tilted(1e-3).ShiftedAsmProp(tilted(0.0), 1);
-         }},
-        {"ShiftedAsmPropAddEx", "tilted",
-         [&]
-         {
-             tilted(1e-3).ShiftedAsmPropEx(tilted(0.0));
-         }},
-        {"ShiftedFresnelProp", "tilted",
-         [&]
-         {
-             tilted(1e-2).ShiftedFresnelProp(tilted(0.0));
-         }},
+         [] { Lumora field = Field(); field.InitSphericalWaveRF(0.0, 0.0); field.AddSphericalWaveRF(0.0, 0.0, -1e-3, 1.0, 0.0, WINDOW_RECT); }},
+        {"", "", [] { Field().AddSphericalWave(Vector(0.0, 0.0, -1e-3)).AddSphericalWave(Vector(9.0, 0.0, -1e-3)); }},
+        {"ShiftedFresnelProp", "over the distance 0 um", [&] { Field().ShiftedFresnelProp(healthy); }},
+        {"FresnelProp", "over the distance 0 um", [] { Field().FresnelProp(0.0); }},
+        {"FourierProp", "over the distance 0 um", [] { Field().FourierProp(0.0); }},
+        {"", "", [&] { at(0.0, 0.1).ShiftedFresnelPropAddEx(Field(32)).FresnelProp(0.1); }},
+        {"RotateFs", "of the light misses the destination's band", [] { RotateTo(16e-6); }},
+        {"", "", [] { RotateTo(4e-6); }},
+        {"ShiftedAsmProp", "tilted", [&] { tilted(1e-3).ShiftedAsmProp(tilted(0.0), 1); }},
+        {"ShiftedAsmPropAddEx", "tilted", [&] { tilted(1e-3).ShiftedAsmPropEx(tilted(0.0)); }},
+        {"ShiftedFresnelProp", "tilted", [&] { tilted(1e-2).ShiftedFresnelProp(tilted(0.0)); }},
+        // clang-format on
     };
     SetMistakeHandler(Collect);
     for (const auto& c : cases)

@@ -1,10 +1,10 @@
-// One table of operations on two fields and a folder of files, for the tests that run each of them through faults and
-// for the fuzz driver that makes sequences of them.
+// One table of operations on two fields and a folder of files, for the tests that run each of them through faults or
+// inside a program's own threads, and for the fuzz driver that makes sequences of them.
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
-#include "field/FieldTools.h"
 #include "LmlLumora.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -51,8 +51,9 @@ private:
 class Bench
 {
 public:
-    Bench(const std::string& folder, const std::uint8_t* data, std::size_t size)
-        : a(8, 8, 1e-5, 1e-5, 633e-9), b(8, 8, 1e-5, 1e-5, 633e-9), folder_(folder), data_(data), size_(size)
+    Bench(const std::string& folder, const std::uint8_t* data, std::size_t size, int samples = 8)
+        : a(samples, samples, 1e-5, 1e-5, 633e-9), b(samples, samples, 1e-5, 1e-5, 633e-9), folder_(folder),
+          data_(data), size_(size)
     {
         path_.reserve(512); // no allocation of the table's own stands among those of an operation
         a.SetOrigin(Vector(0.0, 0.0, 0.01));
@@ -127,6 +128,14 @@ inline void PrepareFiles(Bench& t)
     t.b.SaveAsSegLm(t.Path("seg"), 1, 1);
     t.b.SaveAsBmp(t.Path("bmp"), ModeAmplitude, GradationGrey, 0, 8.0, 0.0);
     t.b.SaveAsHBI(t.Path("hbi"), ModeAmplitude, 0.0, 8.0, nullptr);
+    if (std::FILE* mesh = std::fopen(t.Path("ply"), "w"))
+    {
+        std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+                   "property uchar intensity\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n"
+                   "0 0 0 1\n1 0 0 2\n0 1 0.5 3\n3 0 1 2\n",
+                   mesh);
+        std::fclose(mesh);
+    }
     if (std::FILE* list = std::fopen(t.Path("csv"), "w"))
     {
         std::fprintf(list, "%d,%d\n", t.b.GetNx(), t.b.GetNy());
@@ -218,7 +227,8 @@ inline const Operation kOperations[] = {
     LML_OPERATION("CopyParam", Same, t.a.CopyParam(t.b)),
     LML_OPERATION("Conv", Same, t.a.ConvToIntensity()),
     LML_OPERATION("ConvToLogIntensity", Same, t.a.ConvToLogIntensity().ConvToConjugate().ConvToAbsolute()),
-    LML_OPERATION("Normalize", Same, t.a.Normalize(t.Real(1.0)); t.a.NormalizeWin(t.Real(1.0))),
+    LML_OPERATION("Normalize", Same, t.a.Normalize(t.Real(1.0))),
+    LML_OPERATION("NormalizeWin", Same, t.a.NormalizeWin(t.Real(1.0))),
     LML_OPERATION("ImageRotation", Same, t.a.ImageRotation(t.Int(1, 0, 4))),
     // Interpolation, resampling, measures
     LML_OPERATION("GetInterpolVal", Same, t.a.GetInterpolVal(t.Real(1.3e-5), t.Real(-2e-5), t.Choice(BICUBIC_INTERPOL, 0, 9))),
@@ -258,12 +268,17 @@ inline const Operation kOperations[] = {
     LML_OPERATION("HardClip", Same, t.a.HardClipAmplitude(t.Int(4, 0, 9)); t.a.HardClipPhase(t.Int(4, 0, 9))),
     LML_OPERATION("SetRandomPhase", Same, t.a.SetRandomPhase()),
     LML_OPERATION("SetQuadraticPhase", Same, t.a.SetQuadraticPhase(t.Real(0.1))),
+    LML_OPERATION("encode", Same, t.a.EncodeDoublePhase(t.Real(0.0))),
+    LML_OPERATION("EncodeErrorDiffusion", Same, t.a.EncodeErrorDiffusion(t.Int(4, -1, 9), t.Real(0.0))),
+    LML_OPERATION("ReplaceAmplitude", Same, t.a.ReplaceAmplitude(t.b)),
+    LML_OPERATION("RetrievePhase", Documented, PhaseRetrieval how; how.iterations = t.Int(2, -1, 3); how.weighted = t.Byte() % 2 != 0; how.distance = t.Real(0.0); t.a.RetrievePhase(t.b, how)),
     // Transforms
     LML_OPERATION("Fft", Same, t.a.Fft(t.Int(-1, -1, 1))),
     LML_PREPARED("Fft of a polar field", Same, t.a.Form() = POLAR_AMPLITUDE, t.a.Fft(t.Int(-1, -1, 1))),
     LML_PREPARED("Fft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.Fft(t.Int(-1, -1, 1))),
     LML_PREPARED("Fft of a long row", Same, t.a.SetNx(4096).SetNy(1); t.a.Init(nullptr); t.a.Clear(), t.a.Fft(t.Int(-1, -1, 1))),
     LML_OPERATION("SwitchQuadrant", Same, t.a.SwitchQuadrant().FakeFft()),
+    LML_PREPARED("Fft of a long row", Same, t.a.SetNx(t.Int(1 << 17, 1, 64)).SetNy(1); t.a.Init(nullptr); t.a.Clear(), t.a.Fft(-1)),
     LML_OPERATION("RawScaledFft", Same, t.a.RawScaledFft(t.Real(0.05), t.Real(-0.05))),
     LML_PREPARED("RawScaledFft by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.RawScaledFft(t.Real(0.05), t.Real(-0.05))),
     LML_OPERATION("RawScaledFft by a descriptor", Same, const ScaledFftDescriptor d(t.a, t.Real(0.05), t.Real(0.05)); t.a.RawScaledFft(d)),
@@ -343,6 +358,8 @@ inline const Operation kOperations[] = {
     LML_OPERATION("LoadParamMpLm", Documented, t.a.LoadParamMpLm(t.Path("mp"), static_cast<std::uint16_t>(t.Int(0, 0, 3)), nullptr); GetSizeMpLm(t.Path("mp"))),
     LML_OPERATION("LoadSegLm", Documented, bool exists; t.a.LoadSegLm(t.Path("seg"), static_cast<std::uint16_t>(t.Int(1, 0, 2)), static_cast<std::uint16_t>(t.Int(1, 0, 2)), &exists)),
     LML_OPERATION("LoadParamSegLm", Documented, t.a.LoadParamSegLm(t.Path("seg"), static_cast<std::uint16_t>(t.Int(0, 0, 2)), static_cast<std::uint16_t>(t.Int(0, 0, 2)), nullptr); int nx; int ny; GetSizeSegLm(t.Path("seg"), nx, ny)),
+    LML_OPERATION("SavePointCloud", Same, CloudPoint p{}; p.x = t.Real(1.0); SavePointCloud(t.Path("saved.ply"), &p, 1)),
+    LML_OPERATION("LoadPointCloud", Same, CloudLoadOptions how; how.density = t.Real(50.0); how.maxPoints = 1000; LoadPointCloud(t.Path("ply"), how)),
     LML_OPERATION("LoadBmp", Documented, t.a.LoadBmp(t.Path("bmp"), t.Choice(ModeAmplitude, 0, 6), t.Value())),
     LML_OPERATION("LoadHBI", Documented, t.a.LoadHBI(t.Path("hbi"), t.Choice(ModeReal, 0, 6))),
 };

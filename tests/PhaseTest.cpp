@@ -1,9 +1,6 @@
 // Quantised amplitudes and phases, random phase, lens phase: value tables, forms in and out, refusals.
 #include "TestTools.h"
 
-#include <cstdlib>
-#include <limits>
-#include <map>
 #include <set>
 
 using namespace lmltest;
@@ -14,13 +11,6 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 constexpr double kLevelPi = 3.1415926;
 constexpr float kInf = std::numeric_limits<float>::infinity();
-
-struct Open : Lumora
-{
-    using Lumora::Lumora;
-    using Lumora::PullForm;
-    using Lumora::PushForm;
-};
 
 float F(double v)
 {
@@ -40,7 +30,6 @@ Lumora PolarRow(const std::vector<float>& first, const std::vector<float>& secon
     return f;
 }
 
-using Shaping = std::function<void(Lumora&)>;
 } // namespace
 
 TEST(Phase, HardClipAmplitudeTable)
@@ -131,45 +120,12 @@ TEST(Phase, ClippedPhaseTables)
         }
 }
 
-// The levels of a sweep over the turn are exactly (2 n / L - 1) 3.1415926, n = 1 ... L, each for 1/L of the phases.
-TEST(Phase, HardClippedSweepHasTheLevelsOnly)
-{
-    constexpr int count = 1 << 14;
-    Lumora f(count, 1);
-    for (const int levels : {1, 2, 3, 4, 16, 256})
-    {
-        for (int n = 0; n < count; ++n)
-        {
-            f.Real(n, 0) = 1.0f;
-            f.Imag(n, 0) = F((n + 0.37) / count * kTwoPi - kPi);
-        }
-        f.Form() = POLAR_AMPLITUDE;
-        f.HardClipPhase(levels);
-        std::map<float, int> found;
-        for (int n = 0; n < count; ++n)
-            ++found[f.Imag(n, 0)];
-        ASSERT_EQ(found.size(), static_cast<std::size_t>(levels));
-        int n = 0;
-        for (const auto& level : found)
-        {
-            ++n;
-            EXPECT_EQ(level.first, F((static_cast<double>(n) / levels * 2.0 - 1.0) * kLevelPi));
-            EXPECT_NEAR(level.second, count / levels, 1);
-        }
-    }
-}
-
 TEST(Phase, FormsComeBack)
 {
-    const Shaping shapings[] = {[](Lumora& f) { f.HardClipAmplitude(3); },
-                                [](Lumora& f) { f.PartialClipAmplitude(3, 0.2); },
-                                [](Lumora& f) { f.HardClipPhase(5); },
-                                [](Lumora& f)
-                                {
-                                    f.PartialClipPhase(5, 0.2);
-                                }};
-    for (int s = 0; s < 4; ++s)
-        for (const FftLib engine : {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR})
+    const CallTable shapings = {LML_CALL("", f.HardClipAmplitude(3)), LML_CALL("", f.PartialClipAmplitude(3, 0.2)),
+                                LML_CALL("", f.HardClipPhase(5)), LML_CALL("", f.PartialClipPhase(5, 0.2))};
+    for (std::size_t s = 0; s < 4; ++s)
+        for (const FftLib engine : kEngines)
         {
             const Engine lib(engine);
             Open polar(8, 4);
@@ -178,7 +134,7 @@ TEST(Phase, FormsComeBack)
                 polar[n].real() = std::abs(polar[n].Real());
             polar.Form() = POLAR_AMPLITUDE;
             Lumora expected(polar);
-            shapings[s](expected);
+            shapings[s].second(expected, 0);
             for (const ComplexForm form : {COMPLEX_AMPLITUDE, SPECTRUM, POLAR_SPECTRUM})
             {
                 Lumora f(polar);
@@ -189,7 +145,7 @@ TEST(Phase, FormsComeBack)
                         f[n] = Complex(c.GetReal() * std::cos(c.GetImag()), c.GetReal() * std::sin(c.GetImag()));
                     }
                 f.Form() = form;
-                shapings[s](f);
+                shapings[s].second(f, 0);
                 EXPECT_EQ(f.Form(), form);
                 // Kept: the amplitude operations leave a polar spectrum with cartesian samples and its flags.
                 const bool cartesian = form != POLAR_SPECTRUM || s < 2;
@@ -203,29 +159,6 @@ TEST(Phase, FormsComeBack)
             }
             EXPECT_EQ(Catch([&] { polar.PullForm(); }).message, "Stack size under"); // nothing left on the stack
         }
-}
-
-TEST(Phase, NoSamplesIsRefusedByName)
-{
-    Open none(8, 8);
-    none.Dispose();
-    const CallTable calls = {LML_CALL("PartialClipAmplitude", f.PartialClipAmplitude(4, 0.1)),
-                             LML_CALL("PartialClipPhase", f.PartialClipPhase(4, 0.1)),
-                             LML_CALL("HardClipAmplitude", f.HardClipAmplitude(4)),
-                             LML_CALL("HardClipPhase", f.HardClipPhase(4)),
-                             LML_CALL("SetRandomPhase", f.SetRandomPhase()),
-                             LML_CALL("ModRandomPhase", f.ModRandomPhase()),
-                             LML_CALL("SetQuadraticPhase", f.SetQuadraticPhase(1.0))};
-    for (const auto& [name, call] : calls)
-    {
-        const Failure failure = Catch([&, &run = call] { run(none, 0); });
-        EXPECT_EQ(failure.code, 6);
-        EXPECT_EQ(failure.function, std::string("LumoraLib::Lumora::") + name);
-        EXPECT_EQ(none.Form(), COMPLEX_AMPLITUDE);
-        Lumora empty(0, 4);
-        EXPECT_EQ(Catch([&, &run = call] { run(empty, 0); }).code, 0);
-    }
-    EXPECT_EQ(Catch([&] { none.PullForm(); }).message, "Stack size under");
 }
 
 TEST(Phase, RandomPhasesSpanTheTurnEvenly)
@@ -317,14 +250,8 @@ TEST(Phase, QuadraticPhaseIsThatOfAThinLens)
             Lumora f(32, 16, 3e-6, 5e-6, 5e-7);
             FillRandom(f, 4);
             f.Form() = form; // neither read nor changed
-            Lumora wide(f);
             const Lumora before(f);
-            {
-                const Engine lib(FFT_LIB_SPLIT_RADIX);
-                f.SetQuadraticPhase(focus);
-            }
-            wide.SetQuadraticPhase(focus);
-            EXPECT_TRUE(SameBits(f, wide));
+            f.SetQuadraticPhase(focus);
             EXPECT_EQ(f.Form(), form);
             for (int j = 0; j < 16; ++j)
                 for (int i = 0; i < 32; ++i)

@@ -109,15 +109,6 @@ inline std::complex<double> AsCartesian(std::pair<double, double> pair, bool pol
     return polar ? std::polar(pair.first, 0.0) * std::polar(1.0, pair.second)
                  : std::complex<double>(pair.first, pair.second);
 }
-
-inline std::string Le(std::uint64_t value, int bytes)
-{
-    std::string s;
-    for (int n = 0; n < bytes; ++n, value >>= 8)
-        s += static_cast<char>(value & 255);
-    return s;
-}
-inline std::string LeF(float value) { return Le(Bits(value), 4); }
 } // namespace lmltest
 
 #endif

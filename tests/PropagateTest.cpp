@@ -2,28 +2,11 @@
 // and origin, Fresnel and Fourier steps against sums in double precision.
 #include "TestTools.h"
 
-#include <functional>
-
 using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-using Step = std::function<void(Lumora&)>;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 const int kShapes[][2] = {{1, 1}, {2, 1}, {1, 2}, {4, 1}, {1, 4}, {2, 2}, {8, 1}, {4, 16}, {32, 8}, {64, 64}};
-
-struct Open : Lumora
-{
-    explicit Open(const Lumora& f) : Lumora(f) {}
-    using Lumora::_ConvToComplexForm;
-};
-
-Lumora ToCartesian(const Lumora& f)
-{
-    Open open(f);
-    return open._ConvToComplexForm();
-}
 
 Lumora Random(int nx, int ny, double p = 1e-6)
 {
@@ -32,25 +15,6 @@ Lumora Random(int nx, int ny, double p = 1e-6)
     return f;
 }
 
-/// l2 distance of a from b, relative to the l2 norm of c.
-double Distance(const Lumora& a, const Lumora& b, const Lumora& c)
-{
-    double difference = 0.0;
-    double norm = 0.0;
-    for (std::size_t n = 0; n < a.N(); ++n)
-    {
-        const Complex d = a.GetDataPointer()[n] - b.GetDataPointer()[n];
-        difference += d.Intensity();
-        norm += c.GetDataPointer()[n].Intensity();
-    }
-    return std::sqrt(difference / norm);
-}
-
-Value At(const Lumora& f, int i, int j)
-{
-    const Complex c = f.GetPixel(i, j);
-    return {c.Real(), c.Imag()};
-}
 } // namespace
 
 TEST(Propagate, TransferFunctionSampleBySample)
@@ -125,164 +89,58 @@ TEST(Propagate, BandLimitKeepsALopsidedBox)
         EXPECT_TRUE(near[n] == Complex(1.0, 0.0));
 }
 
-TEST(Propagate, RealSpaceFormsAreTheirSteps)
-{
-    struct Case
-    {
-        Step whole;
-        bool limit, embed;
-    };
-    const double d = 7e-5; // cuts the spectra of the smaller grids, some of them to nothing
-    const Case table[] = {{[=](Lumora& f) { f.RawAsmProp(d); }, false, false},
-                          {[=](Lumora& f) { f.AsmProp(d); }, true, false},
-                          {[=](Lumora& f) { f.SPWProp(d); }, true, false},
-                          {[=](Lumora& f) { f.ExactAsmProp(d); }, true, true}};
-    for (const Case& t : table)
-        for (const auto& size : kShapes)
-            for (const bool polar : {false, true})
-            {
-                Lumora start = Random(size[0], size[1]);
-                start.SetWindow(0, 1, 0, 1).SetNormalVector(Vector(1, 0, 0));
-                if (polar)
-                {
-                    start.Form() = POLAR_AMPLITUDE; // negative amplitudes are legal
-                    start.SetConstImag(0.7);
-                }
-                Lumora steps(start);
-                {
-                    Engine engine(FFT_LIB_SPLIT_RADIX);
-                    if (polar)
-                        steps.SetConstPhase(0.7); // the same field, cartesian
-                    if (t.embed)
-                        steps.Embed(1);
-                    const double scale = 1.0 / double(steps.N());
-                    steps.Fft(-1);
-                    t.limit ? steps.AsmPropFs(d) : steps.RawAsmPropFs(d);
-                    steps.Fft(1);
-                    steps *= scale;
-                    if (t.embed)
-                        steps.Extract(1);
-                }
-                for (const FftLib lib : kEngines)
-                    for (const int threads : {1, 3})
-                    {
-                        Engine engine(lib);
-                        Threads team(threads);
-                        Lumora f(start);
-                        t.whole(f);
-                        EXPECT_EQ(f.Form(), start.Form());
-                        EXPECT_EQ(f.Window().right, 1);
-                        EXPECT_EQ(f.GetPx(), start.GetPx()); // to the last bit, though the transforms invert it twice
-                        EXPECT_EQ(f.GetPy(), start.GetPy());
-                        EXPECT_EQ(f.GetOrigin().x, d);
-                        if (polar)
-                            f = ToCartesian(f);
-                        EXPECT_LT(Distance(f, steps, start), 2e-6) << size[0] << " by " << size[1];
-                        if (lib == FFT_LIB_SPLIT_RADIX && !polar)
-                        {
-                            EXPECT_TRUE(SameBits(f, steps));
-                        }
-                    }
-            }
-}
-
-TEST(Propagate, ThereAndBack)
-{
-    for (const FftLib lib : kEngines)
-        for (const double pitch : {1e-6, 0.2e-6})
-        {
-            Engine engine(lib);
-            Lumora f = Random(64, 32, pitch);
-            const Lumora before(f);
-            f.RawAsmProp(0.0);
-            EXPECT_LT(RelativeL2(f, before), 1e-6);
-            EXPECT_EQ(f.GetOrigin().z, 0.0);
-            f.RawAsmProp(0.003).RawAsmProp(-0.003);
-            EXPECT_LT(RelativeL2(f, before), 2e-6);
-            EXPECT_EQ(f.GetOrigin().z, 0.0);
-            f.SetNormalVector(Vector()).AsmProp(1.0);
-            EXPECT_EQ(f.GetOrigin().z, 0.0);
-        }
-}
-
 TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
 {
     // 0.02 m: phases around 1e5, whose float steps of 0.008 are visible; a double phase would be another field.
     for (const FftLib lib : kEngines)
         for (const double d : {0.02, -0.5})
-            for (const auto& size : {std::pair{16, 8}, {8, 16}, {16, 1}})
-                for (const bool polar : {false, true})
-                {
-                    Engine engine(lib);
-                    Lumora f = Random(size.first, size.second, 3e-5);
-                    f.SetWindow(0, 1, 0, 1);
-                    if (polar)
+            for (const auto& [nx, ny] : {std::pair{16, 8}, {8, 16}, {16, 1}})
+            {
+                const Engine engine(lib);
+                const Lumora g = Random(nx, ny, 3e-5);
+                Lumora f(g);
+                f.FresnelProp(d);
+                EXPECT_DOUBLE_EQ(f.GetPx(), f.lambda() * d / (nx * g.GetPx()));
+                EXPECT_DOUBLE_EQ(f.GetPy(), ny == 1 ? g.GetPy() : f.lambda() * d / (ny * g.GetPy()));
+                const double k = g.GetWavenumber();
+                const double scale = std::sqrt(double(nx * ny));
+                double exactPhases = 0.0;
+                for (int m = 0; m < ny; ++m)
+                    for (int l = 0; l < nx; ++l)
                     {
-                        f.Form() = POLAR_AMPLITUDE;
-                        f.SetConstImag(0.3);
+                        Value sum = 0.0;
+                        for (int j = 0; j < ny; ++j)
+                            for (int i = 0; i < nx; ++i)
+                            {
+                                const float phi = float((g.Y(j) * g.Y(j) + g.X(i) * g.X(i)) * k / (d + d));
+                                const double turn =
+                                    double((i - nx / 2) * (l - nx / 2)) / nx + double((j - ny / 2) * (m - ny / 2)) / ny;
+                                sum += At(g, i, j) * std::polar(1.0, double(phi) - 2 * M_PI * turn);
+                            }
+                        const double phi = ((f.Y(m) * f.Y(m) + f.X(l) * f.X(l)) / (d + d) + d) * k;
+                        EXPECT_LT(std::abs(At(f, l, m) - sum * std::polar(1.0, double(float(phi)))), 2e-6 * scale);
+                        exactPhases += std::abs(At(f, l, m) - sum * std::polar(1.0, phi)) / scale / (nx * ny);
                     }
-                    Lumora g(f);
-                    if (polar)
-                        g = ToCartesian(g);
-                    f.FresnelProp(d);
-                    const int nx = size.first;
-                    const int ny = size.second;
-                    const double px = f.lambda() * d / (nx * g.GetPx());
-                    const double py = ny == 1 ? g.GetPy() : f.lambda() * d / (ny * g.GetPy());
-                    EXPECT_DOUBLE_EQ(f.GetPx(), px);
-                    EXPECT_DOUBLE_EQ(f.GetPy(), py);
-                    EXPECT_EQ(f.GetOrigin().z, d);
-                    EXPECT_EQ(f.Window().right, 1);
-                    EXPECT_EQ(f.Form(), polar ? POLAR_AMPLITUDE : COMPLEX_AMPLITUDE);
-                    if (polar)
-                        f = ToCartesian(f);
-                    double exactPhases = 0.0;
-                    for (int m = 0; m < ny; ++m)
-                        for (int l = 0; l < nx; ++l)
-                        {
-                            Value sum = 0.0;
-                            for (int j = 0; j < ny; ++j)
-                                for (int i = 0; i < nx; ++i)
-                                {
-                                    const double x = g.X(i);
-                                    const double y = g.Y(j);
-                                    const float phi = float((y * y + x * x) * g.k() / (d + d));
-                                    const double turn = double((i - nx / 2) * (l - nx / 2)) / nx +
-                                                        double((j - ny / 2) * (m - ny / 2)) / ny;
-                                    sum += At(g, i, j) * std::polar(1.0, double(phi) - 2 * M_PI * turn);
-                                }
-                            const double x = f.X(l);
-                            const double y = f.Y(m);
-                            const double phi = ((y * y + x * x) / (d + d) + d) * g.k();
-                            const double scale = std::sqrt(double(nx * ny));
-                            EXPECT_LT(std::abs(At(f, l, m) - sum * std::polar(1.0, double(float(phi)))), 2e-6 * scale);
-                            exactPhases += std::abs(At(f, l, m) - sum * std::polar(1.0, phi)) / scale / (nx * ny);
-                        }
-                    EXPECT_GT(exactPhases, 1e-4);
-                }
+                EXPECT_GT(exactPhases, 1e-4);
+            }
 }
 
-TEST(Propagate, FourierAndBack)
+TEST(Propagate, FourierPropIsTheTransform)
 {
     for (const FftLib lib : kEngines)
-        for (const auto& size : {std::pair{32, 16}, {16, 1}, {1, 1}})
+        for (const auto& [nx, ny] : {std::pair{32, 16}, {16, 1}, {1, 1}})
         {
-            Engine engine(lib);
-            Lumora f = Random(size.first, size.second, 1e-6);
+            const Engine engine(lib);
+            Lumora f = Random(nx, ny);
             f.SetNormalVector(Vector(0, 1, 0));
-            const Lumora before(f);
             Lumora transform(f);
-            f.FourierProp(2.0);
-            transform.Fft(-1);
-            EXPECT_TRUE(SameBits(f, transform));
+            EXPECT_TRUE(SameBits(f.FourierProp(2.0), transform.Fft(-1)));
             EXPECT_EQ(f.Form(), COMPLEX_AMPLITUDE);
-            EXPECT_DOUBLE_EQ(f.GetPx(), f.lambda() * 2.0 / (size.first * 1e-6));
+            EXPECT_DOUBLE_EQ(f.GetPx(), f.lambda() * 2.0 / (nx * 1e-6));
             EXPECT_EQ(f.GetOrigin().y, 2.0);
             f.BackFourierProp(2.0);
             EXPECT_DOUBLE_EQ(f.GetPx(), 1e-6);
             EXPECT_DOUBLE_EQ(f.GetPy(), 1.5e-6);
             EXPECT_EQ(f.GetOrigin().y, 0.0);
-            f *= 1.0 / double(f.N());
-            EXPECT_LT(RelativeL2(f, before), 1e-6);
         }
 }

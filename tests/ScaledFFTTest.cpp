@@ -2,25 +2,16 @@
 #include "TestTools.h"
 
 #include <filesystem>
-#include <functional>
 
 using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 const int kShapes[][2] = {{1, 1}, {8, 1}, {2, 2}, {4, 16}, {32, 8}, {1, 8}};
 
 Value Unit(double turns)
 {
     return std::polar(1.0, 2.0 * M_PI * turns);
-}
-
-Value At(const Lumora& f, int i, int j)
-{
-    const Complex c = f.GetPixel(i, j);
-    return {c.Real(), c.Imag()};
 }
 
 Lumora Random(int nx, int ny, std::uint32_t seed = 5)
@@ -231,17 +222,13 @@ TEST(ScaledFFT, Descriptors)
         EXPECT_EQ(made.Window().right, 128);
         EXPECT_EQ(made.Window().top, 64);
 
-        ScaledFftDescriptor copy(made);
+        ScaledFftDescriptor copy(made), assigned(2, 2, 0.0, 0.0);
         EXPECT_NE(copy.GetDataPointer(), made.GetDataPointer());
-        EXPECT_TRUE(copy == made);
-        EXPECT_TRUE(SameBits(copy, made));
-        ScaledFftDescriptor assigned(2, 2, 0.0, 0.0);
         EXPECT_FALSE(assigned == made);
         assigned = made;
-        EXPECT_TRUE(assigned == made);
-        EXPECT_TRUE(SameBits(assigned, made));
         ScaledFftDescriptor moved(std::move(copy));
-        EXPECT_TRUE(SameBits(moved, made));
+        for (const ScaledFftDescriptor* d2 : {&assigned, &moved})
+            EXPECT_TRUE(*d2 == made && SameBits(*d2, made));
 
         // Reused over calls, read only.
         const Lumora u = Random(64, 32);
@@ -303,8 +290,6 @@ TEST(ScaledFFT, TrialPropagatorOfOneRow)
         Lumora fine(n, 1, 2e-7, 2e-7, 5e-7);
         fine.ScaledProp1d(source, z);
         EXPECT_TRUE(std::isnan(fine.GetReal(0, 0)));
-        EXPECT_EQ(Catch([&] { f.ScaledProp1d(Random(4, 2), z); }),
-                  (Failure{3, "LumoraLib::Lumora::RawScaledFft1d", ""}));
     }
     std::filesystem::current_path(home);
     std::filesystem::remove_all(folder);

@@ -2,14 +2,10 @@
 // becomes of both fields, tiles, refusals.
 #include "TestTools.h"
 
-#include <functional>
-
 using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 constexpr double kLambda = 5e-7;
 constexpr double kP = 0x1p-19; // about 1.9 and 3.8 um: powers of two, so that places on a bound are met exactly
 constexpr double kQ = 0x1p-18;
@@ -83,13 +79,6 @@ void ExpectShifted(const Lumora& result, const Lumora& source, double x0, double
         }
 }
 
-bool AllZero(const Lumora& f)
-{
-    for (std::size_t n = 0; n < f.N(); ++n)
-        if (f.GetDataPointer()[n].Intensity() != 0.0)
-            return false;
-    return true;
-}
 } // namespace
 
 TEST(ShiftedAsm, SumsInDouble)
@@ -179,25 +168,6 @@ TEST(ShiftedAsm, RootsBeyondTheWavelengthAreNotGuarded)
     SetFftLib(FFT_LIB_VENDOR);
 }
 
-TEST(ShiftedAsm, BandBesideTheSpectrumGivesZeros)
-{
-    for (const FftLib lib : kEngines)
-        for (const Vector& shift :
-             {Vector(2e-4, 0, 1e-4), Vector(-2e-4, 0, 1e-4), Vector(0, 2e-4, 1e-4), Vector(0, -2e-4, 1e-4)})
-        {
-            Engine engine(lib);
-            Lumora source = Random(16, 8);
-            source.Form() = POLAR_AMPLITUDE;
-            Lumora f = Target(16, 8, shift);
-            FillRandom(f);
-            f.ShiftedAsmProp(source, 1);
-            EXPECT_TRUE(AllZero(f));
-            EXPECT_EQ(f.GetNx(), 16);
-            EXPECT_EQ(f.GetNy(), 8);
-            EXPECT_EQ(f.Form(), POLAR_AMPLITUDE);
-        }
-}
-
 TEST(ShiftedAsm, AddAndTiles)
 {
     // The extended forms against the same tiles cut and placed by hand, bit for bit, also on a tilted plane.
@@ -264,26 +234,6 @@ TEST(ShiftedAsm, AddAndTiles)
             }
 }
 
-TEST(ShiftedAsm, TilesAreTheWholeField)
-{
-    // A field of 64 by 64 cut into 16 tiles onto 16 by 16 in its middle: the sum over tiles is the propagation of the
-    // whole. A smooth source, since each tile pair has a band limit of its own.
-    Lumora source(64, 64, 4e-6, 4e-6, kLambda);
-    source.SetGaussian(1e-4, 2.0, 1.0);
-    Lumora whole(64, 64, 4e-6, 4e-6, kLambda);
-    whole.SetOrigin(Vector(0, 0, 5e-4));
-    whole.ShiftedAsmProp(source, 1);
-    Lumora part(16, 16, 4e-6, 4e-6, kLambda);
-    part.SetOrigin(Vector(0, 0, 5e-4));
-    part.ShiftedAsmPropEx(source);
-    Lumora middle(16, 16, 4e-6, 4e-6, kLambda);
-    for (int j = 0; j < 16; ++j)
-        for (int i = 0; i < 16; ++i)
-            middle.SetPixel(i, j, whole.GetPixel(24 + i, 24 + j));
-    EXPECT_LT(RelativeL2(part, middle), 0.02);
-    EXPECT_GT(RelativeL2(part, middle), 1e-6); // the tiles' band limits are not the whole field's
-}
-
 TEST(ShiftedAsm, SourceAndDestinationInOne)
 {
     for (const FftLib lib : kEngines)
@@ -302,17 +252,4 @@ TEST(ShiftedAsm, SourceAndDestinationInOne)
         f.ShiftedAsmPropEx(f);
         EXPECT_LT(RelativeL2(f, start), 1e-6);
     }
-}
-
-TEST(ShiftedAsm, EnlargementsWithoutMemory)
-{
-    // An enlargement beyond what a transform takes is refused, not wrapped around.
-    for (const FftLib lib : kEngines)
-        for (const int precision : {31, 32, 33, 1000})
-        {
-            Engine engine(lib);
-            const Lumora source = Random(8, 8);
-            Lumora f = Target(8, 8, Vector(0, 0, 1e-4));
-            EXPECT_EQ(Catch([&] { f.ShiftedAsmProp(source, precision); }).code, 6) << precision;
-        }
 }

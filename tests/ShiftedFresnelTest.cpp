@@ -2,15 +2,11 @@
 // the one-row branch, refusals.
 #include "TestTools.h"
 
-#include <functional>
-
 using namespace lmltest;
 
 namespace
 {
-using Value = std::complex<double>;
 using Descriptor = ShiftedFresnelPropDescriptor;
-constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
 constexpr double kLambda = 5e-7;
 
 Lumora Random(int nx, int ny, std::uint32_t seed = 5)
@@ -165,26 +161,6 @@ TEST(ShiftedFresnel, OneRowReplacesAndHasItsOwnFactor)
     }
 }
 
-TEST(ShiftedFresnel, TilesAreTheWholeSum)
-{
-    // The Fresnel integral has no band limit: tiles add up to the sum over the whole source.
-    const int shapes[][4] = {{32, 8, 8, 32}, {32, 16, 8, 8}, {8, 8, 16, 32}, {16, 4, 64, 4}};
-    for (const FftLib lib : kEngines)
-        for (const auto& s : shapes)
-        {
-            Engine engine(lib);
-            const Lumora u = Random(s[0], s[1]);
-            Lumora f = Target(s[2], s[3], 0.02);
-            FillRandom(f, 3);
-            const Lumora start(f);
-            f.ShiftedFresnelPropAddEx(u);
-            EXPECT_LT(DistanceFromSum(f, u, 0.02, &start), 2e-5) << s[0] << " by " << s[1];
-            ExpectFrame(f, start);
-            f.ShiftedFresnelPropEx(u);
-            EXPECT_LT(DistanceFromSum(f, u, 0.02), 5e-6);
-        }
-}
-
 TEST(ShiftedFresnel, Descriptors)
 {
     const Lumora u = Random(16, 8);
@@ -248,8 +224,6 @@ TEST(ShiftedFresnel, NoDistance)
         f.SetOrigin(f.GetOrigin() + Vector(0, 0, u.GetOrigin().z - f.GetOrigin().z));
         f.ShiftedFresnelProp(u);
         EXPECT_FALSE(std::isfinite(f.GetReal(3, 3)));
-        EXPECT_EQ(Catch([&] { f.ShiftedFresnelPropAddEx(u); }),
-                  (Failure{6, "LumoraLib::Lumora::ShiftedFresnelPropAdd", "descriptor is not compatible"}));
         Lumora large(16, 8, 7e-6, 3e-6, kLambda);
         large.SetOrigin(f.GetOrigin());
         FillRandom(large, 2);

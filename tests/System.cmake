@@ -17,7 +17,7 @@ if(NOT LML_SANITIZED)
 
   # A processor of 2008 without AVX, under emulation: the library loads, picks its narrowest form and passes its tests.
   find_program(LML_QEMU qemu-x86_64)
-  if(LML_QEMU AND TARGET WideFftTest)
+  if(LML_QEMU AND TARGET IsaTest)
     add_test(NAME NoAvx COMMAND ${LML_QEMU} -cpu Nehalem $<TARGET_FILE:IsaTest> --gtest_filter=*Narrow*:*AnyProcessor*)
     set_tests_properties(NoAvx PROPERTIES TIMEOUT 300)
   endif()
@@ -49,7 +49,7 @@ if(LML_BUILD_EXAMPLES)
   if(NOT LML_SANITIZED)
     lml_example(segmented_field --size 512) # it measures its own memory
   endif()
-  lml_example(point_cloud_hologram --points 100 --size 256)
+  lml_example(point_cloud_hologram --size 512)
   lml_example(device_hologram --reduce 1)
   lml_example(shifted_plane)
   lml_example(zoom)

@@ -5,7 +5,12 @@
 
 #include "LmlLumora.h"
 
+#include "base/Isa.h"
+
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
 
 #include <clocale>
 #include <cmath>
@@ -14,12 +19,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace lmltest
 {
@@ -94,6 +104,43 @@ public:
 private:
     FftLib before_;
 };
+constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+
+/// The instruction sets of this processor, and one of them as the widest for a stretch of a test.
+inline std::vector<detail::Isa> InstructionSets()
+{
+    std::vector<detail::Isa> all;
+    for (const detail::Isa isa : {detail::Isa::Sse2, detail::Isa::Avx2, detail::Isa::Avx512})
+        if (isa <= detail::ProcessorIsa())
+            all.push_back(isa);
+    return all;
+}
+class Cap
+{
+public:
+    explicit Cap(detail::Isa isa) { detail::CapIsa(isa); }
+    ~Cap() { detail::CapIsa(detail::Isa::Avx512); }
+    Cap(const Cap&) = delete;
+    Cap& operator=(const Cap&) = delete;
+};
+
+/// Runs the body with the plain loops, then with the wide ones of every instruction set.
+template <class Body>
+void InEveryForm(const Body& body)
+{
+    {
+        SCOPED_TRACE("plain");
+        const Engine engine(FFT_LIB_SPLIT_RADIX);
+        body();
+    }
+    for (const detail::Isa isa : InstructionSets())
+    {
+        SCOPED_TRACE("instruction set " + std::to_string(static_cast<int>(isa)));
+        const Engine engine(FFT_LIB_VENDOR);
+        const Cap cap(isa);
+        body();
+    }
+}
 
 /// Samples uniform in [-1, 1) on both members; the same for the same seed everywhere.
 inline void FillRandom(Lumora& field, std::uint32_t seed = 1)
@@ -155,6 +202,69 @@ inline double RelativeL2(const Lumora& a, const Lumora& b)
     return std::sqrt(num / den);
 }
 
+inline void ExpectNear(const Vector& v, const Vector& w, double tolerance = 1e-12)
+{
+    EXPECT_NEAR(v.x, w.x, tolerance);
+    EXPECT_NEAR(v.y, w.y, tolerance);
+    EXPECT_NEAR(v.z, w.z, tolerance);
+}
+inline void ExpectNear(const Vector& v, double x, double y, double z, double tolerance = 1e-14)
+{
+    ExpectNear(v, Vector(x, y, z), tolerance);
+}
+
+/// A field whose protected members anyone may call.
+struct Open : Lumora
+{
+    using Lumora::_ConvToComplexForm;
+    using Lumora::_ConvToPolarForm;
+    using Lumora::Lumora;
+    using Lumora::PullForm;
+    using Lumora::PushForm;
+    Open(const Lumora& f) : Lumora(f) {}
+};
+
+constexpr Interpol kInterpolators[] = {LINEAR_INTERPOL,   CUBIC_INTERPOL,   CUBIC4_INTERPOL,  CUBIC6_INTERPOL,
+                                       ADJACENT_INTERPOL, BICUBIC_INTERPOL, BILINEAR_INTERPOL};
+
+using Value = std::complex<double>;
+inline Value At(const Lumora& f, int i, int j)
+{
+    return {f.GetReal(i, j), f.GetImag(i, j)};
+}
+
+/// A field whose buffer is the caller's, with samples before and behind it that nobody may touch; `offset` samples
+/// behind a 64-byte boundary.
+class Fenced
+{
+public:
+    Fenced(int nx, int ny, double px = 1e-6, double py = 1e-6, std::size_t offset = 0)
+        : field(0, 0, px, py), all_(std::size_t(nx) * std::size_t(ny) + 2 * kFence + 8, Complex(-77.0, 5.0))
+    {
+        begin_ = kFence;
+        while (reinterpret_cast<std::uintptr_t>(&all_[begin_]) % 64 != 0)
+            ++begin_;
+        begin_ += offset;
+        field.SetNx(nx).SetNy(ny).Init(&all_[begin_]);
+        field.SetWindowMax();
+    }
+    Fenced(const Fenced&) = delete;
+    Fenced& operator=(const Fenced&) = delete;
+    bool Whole() const
+    {
+        for (std::size_t n = 0; n < kFence; ++n)
+            if (!(all_[begin_ - 1 - n] == Complex(-77.0, 5.0)) || !(all_[all_.size() - 1 - n] == Complex(-77.0, 5.0)))
+                return false;
+        return true;
+    }
+    Lumora field;
+
+private:
+    static constexpr std::size_t kFence = 512;
+    std::vector<Complex> all_;
+    std::size_t begin_ = 0;
+};
+
 /// A fresh name in the tests' scratch folder, removed at the end.
 class ScratchFile
 {
@@ -188,33 +298,82 @@ private:
     std::string path_;
 };
 
-/// A locale whose decimal point is a comma, built on the spot; it holds for the object's life.
+/// The bytes of a number as files have them, made by shifts.
+inline std::string Le(std::uint64_t value, int bytes)
+{
+    std::string s;
+    for (int n = 0; n < bytes; ++n, value >>= 8)
+        s += static_cast<char>(value & 255);
+    return s;
+}
+inline std::string LeF(double value)
+{
+    return Le(Bits(static_cast<float>(value)), 4);
+}
+inline std::string LeD(double value)
+{
+    std::uint64_t bits;
+    std::memcpy(&bits, &value, 8);
+    return Le(bits, 8);
+}
+
+/// A locale whose decimal point is a comma; it holds for the object's life. The C library reads a category of a locale
+/// from a file of its own: these are the bytes that its compiler makes of `decimal_point ","`.
 class CommaLocale
 {
 public:
-    explicit CommaLocale(const ScratchFile& source) : folder_(std::string(source.Path()) + "_locale")
+    CommaLocale() : folder_(std::filesystem::temp_directory_path() / ("lml-locale." + std::to_string(getpid())))
     {
-        source.Write("LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n");
-        const std::string make = "mkdir -p " + folder_ + " && localedef -c -f ANSI_X3.4-1968 -i " + source.Path() +
-                                 " " + folder_ + "/xx_XX >/dev/null 2>&1";
-        works_ = std::system(make.c_str()) >= 0 && setenv("LOCPATH", folder_.c_str(), 1) == 0 &&
-                 std::setlocale(LC_NUMERIC, "xx_XX") != nullptr && *std::localeconv()->decimal_point == ',';
+        std::filesystem::create_directories(folder_ / "comma");
+        std::string bytes = Le(0x20031115 ^ LC_NUMERIC, 4) + Le(6, 4);
+        for (const unsigned at : {32, 34, 35, 36, 40, 44}) // point, separator, grouping, both wide, character set
+            bytes += Le(at, 4);
+        bytes += Le(',', 4) + Le(',', 4) + Le(0, 4) + std::string("ANSI_X3.4-1968", 15);
+        std::ofstream(folder_ / "comma" / "LC_NUMERIC", std::ios::binary) << bytes;
+        setenv("LOCPATH", folder_.c_str(), 1);
+        EXPECT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
+        EXPECT_EQ(*std::localeconv()->decimal_point, ',');
     }
     ~CommaLocale()
     {
+        char own[8];
+        std::snprintf(own, sizeof own, "%.1f", 0.5);
+        EXPECT_STREQ(own, "0,5") << "the program's own locale is left alone";
         std::setlocale(LC_NUMERIC, "C");
         unsetenv("LOCPATH");
-        (void)!std::system(("rm -r " + folder_).c_str());
+        std::filesystem::remove_all(folder_);
     }
     CommaLocale(const CommaLocale&) = delete;
     CommaLocale& operator=(const CommaLocale&) = delete;
-    /// False where no such locale can be made.
-    bool Works() const { return works_; }
 
 private:
-    std::string folder_;
-    bool works_ = false;
+    std::filesystem::path folder_;
 };
+
+/// The samples of columns left ... right - 1, rows bottom ... top - 1 as files have them; without bounds, all.
+inline std::string SampleBytes(const Lumora& f, int left, int right, int bottom, int top)
+{
+    std::string s;
+    for (int j = bottom; j < top; ++j)
+        for (int i = left; i < right; ++i)
+            s += LeF(f.GetPixel(i, j).Real()) + LeF(f.GetPixel(i, j).Imag());
+    return s;
+}
+inline std::string SampleBytes(const Lumora& f)
+{
+    return SampleBytes(f, 0, f.GetNx(), 0, f.GetNy());
+}
+
+/// As much of a path as a failure shows.
+inline std::string Shown(const std::string& path)
+{
+    return path.substr(0, 127);
+}
+
+inline bool SameRect(const LML_RECT& a, const LML_RECT& b)
+{
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
 } // namespace lmltest
 
 #endif

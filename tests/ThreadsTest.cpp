@@ -1,7 +1,7 @@
 // The thread count, its stack, the dynamic flag, and what a bound FFT library is told of them.
 
-#include "base/StepByStep.h"
 #include "TestTools.h"
+#include "base/StepByStep.h"
 
 #include <algorithm>
 #include <omp.h>
@@ -14,9 +14,9 @@ namespace
 const int countAtLoad = GetNumThreads();
 const bool dynamicAtLoad = GetDynamicThreads();
 
-std::vector<int> told; // what the hooks were called with: counts as they are, flags as -1 (true) and -2 (false)
+std::vector<int> told; // what the slots were called with: counts as they are, flags as -1 (true) and -2 (false)
 
-// Puts recording hooks beside the engine chosen; the fixture takes them away and leaves an empty stack.
+// Puts recording slots under the engine chosen; the fixture gives back the binding and an empty stack.
 class ThreadsTest : public ::testing::Test
 {
 protected:
@@ -63,9 +63,15 @@ TEST_F(ThreadsTest, CountIsSetRefusedBelowOneAndResetByStart)
         EXPECT_EQ(GetNumThreads(), std::min(n, 1024));
         EXPECT_EQ(PopNumThreads(), 1);
     }
+#ifndef LML_TEST_SANITIZED // checked threads take too much memory
+    SetNumThreads(60000);
+    Lumora f(2048, 2);
+    f.SetConst(Complex(2.0, 0.0)).ConvToConjugate(); // on a team of 1024: the process lives
+    EXPECT_EQ(f[4095].Real(), 2.0f);
+#endif
     SetNumThreads(5);
     for (int n : {0, -1, std::numeric_limits<int>::min()})
-        EXPECT_EQ(Catch([n] { SetNumThreads(n); }), (Failure{3, "LumoraLib::SetNumThreads", ""}));
+        EXPECT_EQ(Catch([n] { SetNumThreads(n); }).code, 3);
     EXPECT_EQ(GetNumThreads(), 5);
     SetNumThreads();
     EXPECT_EQ(GetNumThreads(), GetNumProcs());
@@ -96,19 +102,11 @@ TEST_F(ThreadsTest, PushAndPopNestThirtyThreeDeep)
     EXPECT_EQ(GetNumThreads(), 133);
     for (int depth = 32; depth >= 0; --depth)
         EXPECT_EQ(depth % 2 != 0 ? PopNumThreads() : PullNumThreads(), 100 + depth);
-    EXPECT_EQ(Catch([] { PopNumThreads(); }), (Failure{6, "LumoraLib::PopNumThreads", "Stack size under"}));
-    EXPECT_EQ(Catch([] { PullNumThreads(); }), (Failure{6, "LumoraLib::PullNumThreads", "Stack size under"}));
+    EXPECT_EQ(Catch([] { PopNumThreads(); }).code, 6);
     EXPECT_EQ(GetNumThreads(), 100);
-}
-
-TEST_F(ThreadsTest, FailedPushKeepsItsEntry)
-{
-    SetNumThreads(6);
-    EXPECT_EQ(Catch([] { PushNumThreads(0); }), (Failure{3, "LumoraLib::SetNumThreads", ""}));
-    EXPECT_EQ(GetNumThreads(), 6);
+    EXPECT_EQ(Catch([] { PushNumThreads(0); }).code, 3);
     SetNumThreads(2);
-    EXPECT_EQ(PopNumThreads(), 6);
-    EXPECT_NE(Catch([] { PopNumThreads(); }).code, 0);
+    EXPECT_EQ(PopNumThreads(), 100) << "a failed push keeps its entry";
 }
 
 TEST_F(ThreadsTest, BoundLibraryIsToldEachCountAndFlag)

@@ -5,9 +5,13 @@ import pathlib
 import re
 import sys
 
-LIB = pathlib.Path(__file__).resolve().parent.parent / "lml"
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+LIB = ROOT / "lml"
+sys.path.insert(0, str(ROOT / "tools"))
+import make_map  # noqa: E402  (the order of the folders is stated there)
+
 # From the bottom up. The public headers lie directly in lml/ and may be included from everywhere.
-ORDER = ["base", "values", "simd", "field", "transform", "propagate", "points", "files"]
+ORDER = list(make_map.FOLDERS)
 # A unit may be spread over several sources: the header's name is what they begin with.
 INCLUDE = re.compile(r'^\s*#\s*(?:include|define\s+LML_WIDE_FILE)\s+"([^"]+)"', re.M)
 DECLARED = re.compile(r"^(?!\s*(?:static|inline|constexpr|template|friend|using|typedef|return|else)\b)"

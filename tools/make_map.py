@@ -10,13 +10,26 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LIB = ROOT / "lml"
 TESTS = ROOT / "tests"
-PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "Fftsg.h"]
+PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "LmlCloud.h", "Fftsg.h"]
+# From the bottom up: a file includes its own folder and those above it in this list (tests/folders.py holds them to it).
+FOLDERS = {
+    "base": "What everything stands on: failures, log, threads, parallel loops, sums, memory, integer arithmetic, instruction set, progress.",
+    "values": "The value types: numbers, vectors, matrices, lines and planes, lists of points.",
+    "simd": "Code that is compiled once per instruction set: lanes, the build itself, sine and cosine, rows of phase factors.",
+    "field": "The field class without waves: life, arithmetic, forms, interpolation, local frames, measures, synthesis, shaping, sizes.",
+    "transform": "Fourier transforms: the engine table, the split-radix engine, a vendor's library, scaled transforms; `wide/` is the wide engine.",
+    "propagate": "From plane to plane: angular spectrum, Fresnel, shifted and scaled, rotation to tilted planes, tiles.",
+    "points": "Fields of point sources, one by one and as clouds.",
+    "files": "Every file format, the byte-wise layer below them, and files replaced whole.",
+}
 # Units whose tests have another name than their own.
 TESTED_BY = {
-    "lml": "RuntimeTest", "Runtime": "RuntimeTest", "Tiles": "ShiftedAsmTest", "Isa": "IsaTest", "Scratch": "WideFftTest",
+    "lml": "RuntimeTest", "Runtime": "RuntimeTest", "Tiles": "ShiftedAsmTest", "Isa": "IsaTest", "Scratch": "FftTest", "WideFft": "FftTest",
+    "WideKernels": "FftTest", "WideTables": "FftTest", "WideScratch": "FftTest", "WideLong": "FftTest", "WidePasses": "FusedTest",
     "FieldTools": "ConversionTest", "ImageModes": "PictureTest", "FieldFile": "FileTest", "FusedAsm": "FusedTest", "FusedChirp": "FusedTest",
     "WidePhase": "SinCosTest", "VendorFft": "VendorFftTest", "WidePoint": "PointSourceTest",
-    "WideInterpol": "InterpolTest", "Modify": "ModifyTest",
+    "WideInterpol": "InterpolTest", "Modify": "ModifyTest", "CloudPly": "CloudFileTest", "CloudMesh": "CloudFileTest",
+    "PhaseEncode": "PhaseRetrievalTest",
 }
 
 
@@ -69,16 +82,35 @@ def functions():
     return found
 
 
+def inside(path):
+    return "/".join(path.relative_to(LIB).parts[1:])
+
+
+def picture():
+    """The folders as a stack, the highest on top."""
+    lines = ["   programs, examples", "          |", "   lml/Lml*.h, Fftsg.h", "          |"]
+    for folder in reversed(FOLDERS):
+        lines += ["   +--------------+", "   | %-12s |" % folder]
+    return lines + ["   +--------------+"]
+
+
 def make():
     out = ["# Map of the library", "",
            "Written by `tools/make_map.py`; a test fails when it is stale. Inline members (accessors, value arithmetic) stand in the",
-           "public headers and are not listed.", "", "## Units", "", "| Unit | Purpose | Test |", "|---|---|---|"]
-    for path in sorted(LIB.rglob("*.cpp"), key=lambda p: p.stem.lower()):
-        out.append("| `%s` | %s | %s |" % (path.name, purpose(path).replace("|", "\\|"), test_of(path.stem)))
+           "public headers and are not listed.", "", "## Folders", "",
+           "The public headers lie directly in `lml/`. Below them stand the folders, each on those under it; a file includes only its",
+           "own folder and lower ones.", "", "```"]
+    out += picture() + ["```", "", "| Folder | What it holds |", "|---|---|"]
+    out += ["| `lml/%s/` | %s |" % item for item in reversed(FOLDERS.items())]
+    out += ["", "## Units"]
+    for folder in reversed(FOLDERS):
+        out += ["", "### lml/%s" % folder, "", "| Unit | Purpose | Test |", "|---|---|---|"]
+        for path in sorted((LIB / folder).rglob("*.cpp"), key=lambda p: p.stem.lower()):
+            out.append("| `%s` | %s | %s |" % (inside(path), purpose(path).replace("|", "\\|"), test_of(path.stem)))
     out += ["", "## Headers", "", "| Header | Purpose |", "|---|---|"]
-    for path in sorted(LIB.rglob("*.h"), key=lambda p: p.name.lower()):
-        kind = " (public)" if path.name in PUBLIC + ["LmlApi.h"] else ""
-        out.append("| `%s`%s | %s |" % (path.name, kind, purpose(path).replace("|", "\\|")))
+    for path in sorted(LIB.rglob("*.h"), key=lambda p: (p.parent != LIB, str(p).lower())):
+        kind = " (public)" if path.parent == LIB else ""
+        out.append("| `%s`%s | %s |" % (path.relative_to(LIB), kind, purpose(path).replace("|", "\\|")))
     out += ["", "## Functions", "", "| Function | Unit |", "|---|---|"]
     for name, units in sorted(functions().items(), key=lambda item: item[0].lower()):
         out.append("| `%s` | %s |" % (name, ", ".join("`%s`" % u for u in sorted(units))))

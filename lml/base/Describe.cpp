@@ -247,6 +247,8 @@ constexpr Cure kCures[] = {
     {ERR_NONE, nullptr, "User-Defined buffer is too small",
      "Pass a buffer of at least Nx * Ny samples, or null for memory of the library's own."},
     {ERR_NONE, nullptr, "FFT mode", "The sign is -1 for the transform and 1 for the way back."},
+    {ERR_NONE, nullptr, "no method fits the memory and the tolerance",
+     "Raise CloudOptions::memory, or leave it 0, or ask for a larger tolerance."},
     {ERR_NONE, nullptr, "Dscriptor error",
      "Make the descriptor from this field's wavelength and pitches; both pitches must be the field's Px."},
     {ERR_NONE, nullptr, "descriptor is not compatible",

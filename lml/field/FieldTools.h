@@ -55,6 +55,12 @@ void ShiftWindow(LML_RECT& window, std::int32_t dx, std::int32_t dy);
 bool MakeCartesian(Lumora& field);
 /// Converts to polar samples when bit 1 of the form is clear and sets it.
 void MakePolar(Lumora& field);
+/// The way back for an operation that gives fields back in the form they came in.
+inline void RestorePolar(Lumora& field, bool wasPolar)
+{
+    if (wasPolar)
+        MakePolar(field);
+}
 /// Cartesian samples for as long as an operation computes with them: converts those of a polar field, and back at the
 /// end of the scope, in which nothing may fail. The field's form stays what it is.
 class CartesianSamples

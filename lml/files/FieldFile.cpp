@@ -3,8 +3,10 @@
 #include "files/FieldFile.h"
 
 #include "base/IntMath.h"
+#include "base/Progress.h"
 #include "field/FieldTools.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace LumoraLib::detail
@@ -29,7 +31,7 @@ void RemakeGrid(Lumora& field, std::int32_t nx, std::int32_t ny)
     field.SetNx(nx).SetNy(ny); // no Init: with sizes of zero it would give a caller's buffer to Free, which no file may do
 }
 
-bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny)
+bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny, const char* operation)
 {
     Complex* const samples = field.GetDataPointer();
     // The rest of a run that the file cuts short, down to half a sample.
@@ -44,8 +46,18 @@ bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny)
         }
         return got == bytes;
     };
+    constexpr std::size_t piece = std::size_t{1} << 21; // samples between two looks at the handler
+    Progress progress(operation, static_cast<std::int64_t>(field.N()));
     if (field.N() == 0 || (field.GetNx() == nx && field.GetNy() == ny))
-        return read(samples, field.N());
+    {
+        bool all = true;
+        for (std::size_t at = 0; at < field.N(); at += piece)
+        {
+            progress.Step(static_cast<std::int64_t>(at));
+            all = read(samples + at, std::min(piece, field.N() - at)) && all;
+        }
+        return all;
+    }
     FillSamples(samples, field.N(), Complex(0.0, 0.0));
     const std::size_t x0 = static_cast<std::size_t>((field.GetNx() - nx) / 2);
     const std::size_t y0 = static_cast<std::size_t>((field.GetNy() - ny) / 2);

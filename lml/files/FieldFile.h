@@ -21,7 +21,8 @@ void RemakeGrid(Lumora& field, std::int32_t nx, std::int32_t ny);
 
 /// Reads nx by ny stored samples at the position into the field, whose sizes are these or the raised ones: in the latter
 /// they come to lie centred, rounded down, zeros around them. Samples that the file does not hold are zero; false then.
-[[nodiscard]] bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny);
+/// Reports progress in samples as `operation`, every 16 MiB.
+[[nodiscard]] bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny, const char* operation);
 } // namespace LumoraLib::detail
 
 #endif

@@ -193,7 +193,7 @@ Lumora& Lumora::LoadLw(const char* path, OptionHead* option)
     k_ = detail::kTwoPi / head.wavelength;
     SetWindowMax();
     // Kept: the raised grid is read, so a file whose sizes are not powers of two ends in a read failure.
-    if (!ReadSamples(file, *this, nx_, ny_))
+    if (!ReadSamples(file, *this, nx_, ny_, fn))
         Error(ERR_FILE_READ, "eread", path);
     return *this;
 }
@@ -288,7 +288,7 @@ Lumora& Lumora::LoadDE(const char* path)
     window_.top = head.top;
     window_.right = head.right;
     window_.bottom = head.bottom;
-    if (!ReadSamples(file, *this, head.nx, head.ny))
+    if (!ReadSamples(file, *this, head.nx, head.ny, fn))
         Error(ERR_FILE_READ, "eread", path);
     return *this;
 }

@@ -5,12 +5,13 @@
 // at. Whoever opens a stream closes it: the public operations through Container on every path; a record that a caller
 // of the protected members opened stays the caller's.
 
+#include "LmlLumora.h"
 #include "base/Constants.h"
+#include "base/IntMath.h"
+#include "base/Progress.h"
+#include "field/FieldTools.h"
 #include "files/ByteIo.h"
 #include "files/FieldFile.h"
-#include "field/FieldTools.h"
-#include "base/IntMath.h"
-#include "LmlLumora.h"
 
 #include <algorithm>
 #include <array>
@@ -150,10 +151,24 @@ void Read(_LM_File& record, void* to, std::uint64_t bytes)
     ReadOr(*file, to, bytes, [&] { FileError(record, ERR_FILE_READ, nullptr); });
 }
 
+/// Reports progress in bytes where it takes long: the samples of a field, every 16 MiB.
 void Write(_LM_File& record, const void* from, std::uint64_t bytes)
 {
+    constexpr std::uint64_t piece = std::uint64_t{1} << 24;
     Lent file(record);
-    WriteOr(*file, from, bytes, [&] { FileError(record, ERR_FILE_WRITE, nullptr); });
+    const auto write = [&](std::uint64_t at)
+    {
+        WriteOr(*file, static_cast<const Byte*>(from) + at, std::min(piece, bytes - at),
+                [&] { FileError(record, ERR_FILE_WRITE, nullptr); });
+    };
+    if (bytes <= piece)
+        return write(0);
+    Progress progress(record.function, static_cast<std::int64_t>(bytes));
+    for (std::uint64_t at = 0; at < bytes; at += piece)
+    {
+        progress.Step(static_cast<std::int64_t>(at));
+        write(at);
+    }
 }
 
 /// Hands everything written to the system. Stands before every seek behind a write, whose own flush would report a full
@@ -364,7 +379,7 @@ void MakeRoom(_LM_File& record, Lumora& field, const DataHead& data, std::int64_
 void TakeSamples(_LM_File& record, Lumora& field, std::int32_t nx, std::int32_t ny)
 {
     Lent file(record);
-    if (!ReadSamples(*file, field, nx, ny))
+    if (!ReadSamples(*file, field, nx, ny, record.function))
         FileError(record, ERR_FILE_READ, nullptr);
 }
 
@@ -479,8 +494,7 @@ void Lumora::LoadParamLm(_LM_File& file)
 void Lumora::LoadDataLm(_LM_File& file)
 {
     // Kept: the second message carries the characters %s as they are; nothing is put in their place.
-    const Heads heads =
-        ReadHeads(file, "multi-part/segmentation type LM format", "unspported optional head : %s");
+    const Heads heads = ReadHeads(file, "multi-part/segmentation type LM format", "unspported optional head : %s");
     MakeRoom(file, *this, heads.data, heads.data.samples);
     TakeParameters(heads, *this);
     SetWindowMax();

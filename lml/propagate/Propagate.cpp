@@ -9,6 +9,7 @@
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
 
@@ -160,6 +161,8 @@ void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, co
     const double lambda = field.GetWavelength();
     const FreeSpace h(d, lambda, 1.0 / (nx * field.GetPx()), ny == 1 ? field.GetPy() : 1.0 / (ny * field.GetPy()));
     const detail::IndexBox all{0, nx, 0, ny};
+    const std::int64_t samples = static_cast<std::int64_t>(field.N());
+    const detail::Progress progress(fn, samples, samples);
     detail::CarryOut({h, bandLimit ? BandBox(nx, ny, h.du, h.dv, d, lambda) : all, doublings}, field, field);
     detail::FieldAccess::AddToOrigin(field, d);
 }

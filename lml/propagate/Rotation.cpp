@@ -8,6 +8,7 @@
 #include "field/FieldTools.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "base/Reduce.h"
 #include "field/Interpol.h"
 
@@ -181,10 +182,12 @@ Lumora& Lumora::RotateFs(const Lumora& source, RMatrix& rotation, SFrequency* ca
                                ? detail::Interpolation().rotate[static_cast<int>(kernel)]
                                : nullptr;
     const std::size_t width = static_cast<std::size_t>(nx_);
+    detail::Progress progress(fn, ny_);
     // The rows' energies are summed on the way, in the order of Energy.
     const auto rows = [&](std::size_t begin, std::size_t end, double sum)
     {
-        for (std::size_t j = begin; j < end; ++j)
+        // The calling thread has the first block.
+        for (std::size_t j = begin; j < end && !progress.Advance(begin == 0 ? 0 : 1, 1); ++j)
         {
             Complex* const row = dataPointer_ + IJ(0, j);
             const double v = Y(static_cast<int>(j));
@@ -203,8 +206,9 @@ Lumora& Lumora::RotateFs(const Lumora& source, RMatrix& rotation, SFrequency* ca
     try
     {
         energy = detail::ReduceSum(N() == 0 ? 0 : static_cast<std::size_t>(ny_), rows);
+        progress.Check();
     }
-    catch (...) // no memory for the threads' sums: no row has been written
+    catch (...) // no memory for the threads' sums, when no row has been written, or cancelled
     {
         origin_ = oldOrigin;
         normalVector_ = oldNormal;
@@ -227,8 +231,10 @@ Lumora& Lumora::Rotate(const Lumora& source, RMatrix& rotation, SFrequency* carr
         Error(ERR_PARAMETER, fn, "source must be in real space");
     detail::RequireTransformable(*this, fn);
     source.RequireSamples(fn);
+    detail::Progress progress(fn, 3, 1);
     Lumora spectrum(source);
     spectrum.Fft(-1);
+    progress.Step(1);
     const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
     const ComplexForm form = form_;
     const double px = px_;
@@ -271,9 +277,11 @@ SFrequency Lumora::GetRotationFs(Lumora& refPlane, RMatrix& rotation)
     const Matrix3 r(inverse);
     const double limit = 1.0 / (wavelength * wavelength);
     const auto samples = SamplesFor(refPlane);
+    detail::Progress progress(fn, refPlane.ny_);
     // Neither a disc test nor a Jacobian here, in contrast with RotateFs; evanescent points are looked up with w = 0.
     for (std::int32_t j = 0; j < refPlane.ny_; ++j)
     {
+        progress.Step(j);
         const double v = refPlane.Y(j) + center.v;
         for (std::int32_t i = 0; i < refPlane.nx_; ++i)
         {
@@ -312,8 +320,10 @@ SFrequency Lumora::GetRotationParaFs(Lumora& dest)
     const Matrix3 r(inverse);
     const double limit = 1.0 / (wavelength * wavelength);
     const auto samples = SamplesFor(dest);
+    detail::Progress progress(fn, dest.ny_);
     for (std::int32_t j = 0; j < dest.ny_; ++j)
     {
+        progress.Step(j);
         const double v = dest.Y(j);
         for (std::int32_t i = 0; i < dest.nx_; ++i)
         {
@@ -373,8 +383,8 @@ double TurnedPitch(double low, double high, std::int32_t nx, double& center)
     return range / nx;
 }
 
-/// `field`, a copy of the spectrum, := the spectrum turned about y. Fails for an unknown kernel only, with the pitch
-/// changed and samples written.
+/// `field`, a copy of the spectrum, := the spectrum turned about y. Fails for an unknown kernel and when cancelled,
+/// with the pitch changed and samples written.
 double TurnAboutY(Lumora& field, const Lumora& spectrum, double angle, int kernel)
 {
     const double s = std::sin(angle);
@@ -384,8 +394,10 @@ double TurnAboutY(Lumora& field, const Lumora& spectrum, double angle, int kerne
     double center = 0.0;
     field.SetPx(
         TurnedPitch(spectrum.uh(-(nx / 2) * spectrum.GetPx(), 0.0, angle), spectrum.uh(end, 0.0, angle), nx, center));
+    detail::Progress progress("LumoraLib::Lumora::RotateYFs", field.GetNy());
     for (std::int32_t j = 0; j < field.GetNy(); ++j)
     {
+        progress.Step(j);
         const double v = field.Y(j);
         for (std::int32_t i = 0; i < nx; ++i)
         {

@@ -11,6 +11,7 @@
 #include "base/Describe.h"
 #include "field/FieldTools.h"
 #include "base/Mistakes.h"
+#include "base/Progress.h"
 #include "propagate/Tiles.h"
 #include "simd/WidePhase.h"
 
@@ -46,6 +47,7 @@ Band ShiftedBandLimit(double x0, double z0, double d)
 constexpr char kTextParameter[] = "at least one parameter is different";
 constexpr std::uint32_t kCompared = detail::COMPARED_SIZES | detail::COMPARED_PITCHES | detail::COMPARED_WAVELENGTHS;
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedAsmProp";
+constexpr char fnEx[] = "LumoraLib::Lumora::ShiftedAsmPropEx";
 constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedAsmPropAddEx";
 
 /// The transfer function of a shift (x0, y0) over the distance z0, exp(2 pi i (x0 u + z0 w + y0 v)).
@@ -145,7 +147,7 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
     const detail::MistakeScope inside;
     constexpr int kPrecision = 1;
     detail::TileSum sum(destination, clearFirst);
-    detail::ForEachTilePair(destination, source, detail::CountTiles(source, destination),
+    detail::ForEachTilePair(destination, source, detail::CountTiles(source, destination), clearFirst ? fnEx : fnAddEx,
                             [&sum](Lumora& to, const Lumora& from, bool isTile)
                             {
                                 if (isTile)
@@ -205,6 +207,7 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     detail::SpectralPass pass{h, {}, precision, true};
     OpenBand(nx, h.du, uLow, uHigh, pass.band.i0, pass.band.i1);
     OpenBand(ny, h.dv, vLow, vHigh, pass.band.j0, pass.band.j1);
+    const detail::Progress progress(fnProp, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
     detail::CarryOut(pass, *this, source);
     CopyParam(source);
     origin_ = place;

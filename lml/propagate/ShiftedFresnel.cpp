@@ -13,6 +13,7 @@
 #include "base/Describe.h"
 #include "field/FieldTools.h"
 #include "base/Mistakes.h"
+#include "base/Progress.h"
 #include "base/Texts.h"
 #include "propagate/Tiles.h"
 
@@ -27,6 +28,8 @@ namespace
 using detail::kTwoPi;
 using detail::Into;
 using detail::MultiplyRow;
+
+constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedFresnelProp";
 
 /// Everything that one propagation takes from its two grids.
 struct Geometry
@@ -126,6 +129,8 @@ Geometry GeometryOf(const Lumora& source, const Lumora& destination)
 void Propagate(Lumora& destination, const Lumora& source, const Geometry& g, double a, double b,
                const ScaledFftDescriptor* kernel = nullptr, detail::Into into = detail::Into::Replace)
 {
+    const std::int64_t samples = static_cast<std::int64_t>(destination.N());
+    const detail::Progress progress(fnProp, samples, samples);
     const SourcePhase before(g);
     const DestinationPhase after(g);
     detail::CarryOut({a, b, &before, &after, ComplexDouble(0.0, g.Prefactor()), kernel, into}, destination, source);
@@ -150,8 +155,8 @@ Kernel KernelOf(const ShiftedFresnelPropDescriptor& d)
 }
 
 constexpr char kTextDescriptor[] = "descriptor is not compatible";
-constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedFresnelProp";
 constexpr char fnAdd[] = "LumoraLib::Lumora::ShiftedFresnelPropAdd";
+constexpr char fnEx[] = "LumoraLib::Lumora::ShiftedFresnelPropEx";
 constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedFresnelPropAddEx";
 
 /// The common checks of the two-field forms, in their order.
@@ -227,7 +232,7 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
     const Kernel kernel{a, b, nx, ny, spectrum ? &*spectrum : nullptr};
     detail::TileSum sum(destination, clearFirst);
     Into whole = clearFirst ? Into::Cleared : Into::Add;
-    detail::ForEachTilePair(destination, source, counts,
+    detail::ForEachTilePair(destination, source, counts, clearFirst ? fnEx : fnAddEx,
                             [&](Lumora& to, const Lumora& from, bool isTile)
                             {
                                 if (isTile)

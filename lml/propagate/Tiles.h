@@ -4,6 +4,7 @@
 #define LML_TILES_H
 
 #include "LmlLumora.h"
+#include "base/Progress.h"
 
 #include <cstdint>
 
@@ -58,13 +59,18 @@ private:
 
 /// The loops over tile pairs: one(destination tile or whole, source tile or whole, whether the destination is a tile).
 /// Source tiles are the outer loop, rows of tiles stand outside their columns. A result in a tile is for `one` to add.
+/// Reports progress in pairs as the operation `function`, before each of them.
 template <class One>
-void ForEachTilePair(Lumora& destination, const Lumora& source, const TileCounts& counts, const One& one)
+void ForEachTilePair(Lumora& destination, const Lumora& source, const TileCounts& counts, const char* function,
+                     const One& one)
 {
+    Progress progress(function, std::int64_t{counts.sx} * counts.sy * counts.dx * counts.dy, 1);
+    std::int64_t done = 0;
     const auto overDestination = [&](const Lumora& from)
     {
         if (!counts.DestinationCut())
         {
+            progress.Step(done++);
             one(destination, from, false);
             return;
         }
@@ -74,6 +80,7 @@ void ForEachTilePair(Lumora& destination, const Lumora& source, const TileCounts
             {
                 // Every pair starts from the destination's parameters: a propagation gives the tile those of its
                 // source.
+                progress.Step(done++);
                 tile.CopyParam(destination);
                 PlaceTile(tile, destination, column, row, counts.dx, counts.dy);
                 one(tile, from, true);

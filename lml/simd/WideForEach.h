@@ -7,7 +7,7 @@
 //              const FooTable& Foo();                                   // the table for the current Isa
 //              namespace sse2 { extern const FooTable fooTable; }       // and the same in avx2, avx512
 //              }
-//   Foo.inl    namespace LumoraLib::detail::LML_WIDE_NS {               // no include guard, no #include in here
+//   Foo-inl.h  namespace LumoraLib::detail::LML_WIDE_NS {               // no include guard, no #include but of parts
 //              static void Scale(float* x, std::size_t n, float f)
 //              {
 //                  std::size_t i = 0;
@@ -19,7 +19,7 @@
 //              }
 //   Foo.cpp    #include "Foo.h"                                         // all headers before WideForEach.h
 //              #include "base/Isa.h"
-//              #define LML_WIDE_FILE "Foo.inl"
+//              #define LML_WIDE_FILE "Foo-inl.h"
 //              #include "simd/WideForEach.h"
 //              const FooTable& LumoraLib::detail::Foo() { return PickIsa(sse2::fooTable, avx2::fooTable,
 //                                                                        avx512::fooTable); }
@@ -30,8 +30,8 @@
 // Rules inside a room: helpers are LML_INLINE (static, always inlined); lambdas carry LML_LAMBDA between parameter list
 // and body (clang does not put the region's target on them); no std containers, algorithms or other inline library
 // functions (built for a wider target, the linker could choose them for everyone); no FMA; sums and products in an
-// order that does not depend on the lane count. LML_WIDE_LEVEL is 0, 1, 2; LML_WIDE_NS the namespace; Simd.h is already
-// included in that namespace. g++ needs -fno-tree-vectorize for the source: its vectoriser makes fused
+// order that does not depend on the lane count. LML_WIDE_LEVEL is 0, 1, 2; LML_WIDE_NS the namespace; Simd-inl.h is
+// already included in that namespace. g++ needs -fno-tree-vectorize for the source: its vectoriser makes fused
 // multiply-add-subtract of complex products whatever -ffp-contract says, and 512-bit targets have that instruction.
 //
 // This file has no include guard: several rooms may be compiled in one source.

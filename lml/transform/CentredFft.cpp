@@ -80,7 +80,7 @@ ReadyTransform::ReadyTransform(Complex* samples, std::int32_t nx, std::int32_t n
     }
     if (ny != 1)
         halfRow_ = HalfRow(nx);
-    if (StepByStep())
+    if (SplitRadixBound())
         areas_ = ny == 1 ? FftsgAreas(nx) : FftsgAreas(nx, ny);
 }
 
@@ -95,7 +95,7 @@ void ReadyTransform::Run() const
         ny_ == 1 ? SwapHalves(samples_, nx_) : SwapQuadrants(samples_, nx_, ny_, halfRow_.get());
     };
     exchange();
-    if (StepByStep())
+    if (SplitRadixBound())
         areas_.Run(samples_, sign_);
     else if (ny_ == 1)
         fftBinding.transform1d(samples_, nx_, sign_);

@@ -9,6 +9,7 @@
 #include "transform/EngineTable.h"
 #include "field/FieldTools.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "base/Reduce.h"
 #include "simd/SinCos.h"
 #include "transform/wide/WideFft.h"
@@ -161,13 +162,9 @@ void FusedEngine::Run(const ChirpPass& pass, Lumora& to, const Lumora& from) con
     const WideColumnConvolution columns(Job(data, nx, ny, y, ny), threads);
     if (from.GetDataPointer() != data)
         CopySamples(data, to.N(), from.GetDataPointer(), from.N());
-    ParallelTeam(threads,
-                 [&](int index, int size)
-                 {
-                     rows.Part(index, size);
-                     TeamBarrier(size);
-                     columns.Part(index, size);
-                 });
+    ParallelPasses(
+        threads, [&](int index, int size) { rows.Part(index, size); },
+        [&](int index, int size) { columns.Part(index, size); });
 }
 
 } // namespace LumoraLib::detail

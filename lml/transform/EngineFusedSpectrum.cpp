@@ -13,6 +13,7 @@
 #include "base/IntMath.h"
 #include "base/Memory.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "transform/wide/WideFft.h"
 #include "simd/WidePhase.h"
 
@@ -150,14 +151,8 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
     const WideRowPass third(back, threads, &second.Memory());
     // All memory is taken.
     const CartesianSamples cartesian(to, from.IsPolarForm());
-    ParallelTeam(threads,
-                 [&](int index, int size)
-                 {
-                     first.Part(index, size);
-                     TeamBarrier(size);
-                     second.Part(index, size);
-                     TeamBarrier(size);
-                     third.Part(index, size);
-                 });
+    ParallelPasses(
+        threads, [&](int index, int size) { first.Part(index, size); },
+        [&](int index, int size) { second.Part(index, size); }, [&](int index, int size) { third.Part(index, size); });
 }
 } // namespace LumoraLib::detail

@@ -52,6 +52,11 @@ constexpr FftBinding kFast = {WideTransform2d, WideTransform1d};
 
 FftBinding fftBinding = kFast;
 
+bool SplitRadixBound()
+{
+    return fftBinding.transform2d == kSplitRadix.transform2d;
+}
+
 bool WideEngineBound()
 {
     return !kVendorBuilt && !StepByStep();

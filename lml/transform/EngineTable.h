@@ -26,6 +26,9 @@ struct FftBinding
 /// The binding in force; SetFftLib replaces it as a whole.
 extern FftBinding fftBinding;
 
+/// True when the split-radix engine is bound, whose work areas can be taken before the samples are touched.
+bool SplitRadixBound();
+
 /// What the value of SetFftLib has bound: the split-radix engine (StepByStep()), the library's own wide engine, or the
 /// vendor's library in its place (a build with LML_WITH_MKL). Fused propagations need the wide engine.
 bool WideEngineBound();

@@ -17,8 +17,7 @@ Lumora& Lumora::Fft(int sign)
     px_ = 1.0 / (nx_ * px_);
     if (ny_ != 1)
         py_ = 1.0 / (ny_ * py_);
-    if (wasPolar)
-        detail::MakePolar(*this);
+    detail::RestorePolar(*this, wasPolar);
     return *this;
 }
 

@@ -9,6 +9,7 @@
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
+#include "base/Progress.h"
 
 #include <algorithm>
 #include <cmath>
@@ -85,6 +86,8 @@ void CentredSum(Lumora& field, double a, double b)
     // stays in the result; it is 1 only for integer scales.
     const double phase0 = -detail::kPi / 2.0 * (nx * centring.sx + ny * centring.sy);
     const ComplexDouble constant = detail::Unit(phase0);
+    const std::int64_t count = static_cast<std::int64_t>(field.N());
+    const detail::Progress progress("LumoraLib::Lumora::ScaledFft", count, count);
     detail::CarryOut({rawA, rawB, &centring, &centring, constant}, field, field);
     detail::FieldAccess::SwitchDomain(field);
     field.SetPx(centring.sx / (nx * field.GetPx())).SetPy(centring.sy / (ny * field.GetPy()));
@@ -98,6 +101,7 @@ Lumora& Lumora::RawScaledFft(double a, double b)
     if (N() == 0)
         return *this;
     detail::RequireLength(*this, 2, fn);
+    const detail::Progress progress(fn, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
     detail::CarryOut(detail::ChirpPass{a, b}, *this, *this);
     return *this;
 }

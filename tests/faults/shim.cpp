@@ -110,22 +110,24 @@ int OpenStreams()
 
 extern "C"
 {
-    void* malloc(std::size_t size)
-    {
-        return Due(Allocation) ? nullptr : __libc_malloc(size);
+#define LML_SHIM(kind, type, name, parameters, failure, call)                                                          \
+    type name parameters                                                                                               \
+    {                                                                                                                  \
+        return Due(kind) ? failure : call;                                                                             \
     }
-    void* calloc(std::size_t count, std::size_t size)
-    {
-        return Due(Allocation) ? nullptr : __libc_calloc(count, size);
-    }
-    void* realloc(void* p, std::size_t size)
-    {
-        return Due(Allocation) ? nullptr : __libc_realloc(p, size);
-    }
-    void* aligned_alloc(std::size_t alignment, std::size_t size)
-    {
-        return Due(Allocation) ? nullptr : __libc_memalign(alignment, size);
-    }
+    // clang-format off
+    LML_SHIM(Allocation, void*, malloc, (std::size_t size), nullptr, __libc_malloc(size))
+    LML_SHIM(Allocation, void*, calloc, (std::size_t count, std::size_t size), nullptr, __libc_calloc(count, size))
+    LML_SHIM(Allocation, void*, realloc, (void* p, std::size_t size), nullptr, __libc_realloc(p, size))
+    LML_SHIM(Allocation, void*, aligned_alloc, (std::size_t alignment, std::size_t size), nullptr, __libc_memalign(alignment, size))
+    LML_SHIM(FileCall, int, fseeko, (std::FILE* stream, off_t at, int from), -1, real_fseeko(stream, at, from))
+    LML_SHIM(FileCall, off_t, ftello, (std::FILE* stream), -1, real_ftello(stream))
+    LML_SHIM(FileCall, int, fstat, (int file, struct stat* info), -1, real_fstat(file, info))
+    LML_SHIM(FileCall, int, fsync, (int file), -1, real_fsync(file))
+    LML_SHIM(FileCall, int, rename, (const char* from, const char* to), -1, real_rename(from, to))
+    LML_SHIM(FileCall, int, remove, (const char* path), -1, real_remove(path))
+    LML_SHIM(FileCall, int, ftruncate, (int file, off_t length), -1, real_ftruncate(file, length))
+    // clang-format on
     int posix_memalign(void** p, std::size_t alignment, std::size_t size)
     {
         void* const memory = Due(Allocation) ? nullptr : __libc_memalign(alignment, size);
@@ -181,14 +183,6 @@ extern "C"
         va_end(args);
         return written;
     }
-    int fseeko(std::FILE* stream, off_t at, int from)
-    {
-        return Due(FileCall) ? -1 : real_fseeko(stream, at, from);
-    }
-    off_t ftello(std::FILE* stream)
-    {
-        return Due(FileCall) ? -1 : real_ftello(stream);
-    }
     int fflush(std::FILE* stream)
     {
         if (stream == nullptr)
@@ -201,10 +195,6 @@ extern "C"
         --openStreams;
         return real_fclose(stream) != 0 || due ? EOF : 0;
     }
-    int fstat(int file, struct stat* info)
-    {
-        return Due(FileCall) ? -1 : real_fstat(file, info);
-    }
     int open(const char* path, int flags, ...)
     {
         std::va_list args;
@@ -212,21 +202,5 @@ extern "C"
         const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
         va_end(args);
         return Due(FileCall) ? -1 : real_open(path, flags, mode);
-    }
-    int fsync(int file)
-    {
-        return Due(FileCall) ? -1 : real_fsync(file);
-    }
-    int rename(const char* from, const char* to)
-    {
-        return Due(FileCall) ? -1 : real_rename(from, to);
-    }
-    int remove(const char* path)
-    {
-        return Due(FileCall) ? -1 : real_remove(path);
-    }
-    int ftruncate(int file, off_t length)
-    {
-        return Due(FileCall) ? -1 : real_ftruncate(file, length);
     }
 }

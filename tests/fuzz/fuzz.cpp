@@ -3,11 +3,12 @@
 //
 // An input ends in a violation of the sanitizers, an exception that is not the library's, or one of the checks here.
 
-#include "field/FieldTools.h"
 #include "Operations.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -225,6 +226,34 @@ void RoundTrip(Input input)
             "samples that do not come back");
 }
 
+/// A cloud, whose last two bytes choose what is made of it. Its points ask for no more than 80 bytes for each of the
+/// file's, or what the options allow.
+void Cloud(Input input)
+{
+    if (input.size() < 2)
+        return;
+    Bench t(TheFolder(), nullptr, 0);
+    const int choice = input[input.size() - 1];
+    CloudLoadOptions how;
+    how.density = choice & 1 ? (choice & 2 ? 1e3 : 1.0) : 0.0;
+    how.centre = (choice & 4) != 0;
+    how.cullBackFaces = (choice & 8) != 0;
+    how.randomPhase = (choice & 16) != 0;
+    how.scale = choice & 32 ? -1e3 : 1.0;
+    how.maxPoints = 10000;
+    input.remove_suffix(2);
+    WriteFile(t.Path("input"), input);
+    Passes(
+        [&]
+        {
+            const std::vector<CloudPoint> points = LoadPointCloud(t.Path("input"), how);
+            Require(points.size() <= (how.density > 0.0 ? 10000 : input.size()), "more points than the file may hold");
+            for (const CloudPoint& p : points)
+                for (const double v : {p.x, p.y, p.z, p.amplitude, p.phase})
+                    Require(std::isfinite(v), "a point that is no number");
+        });
+}
+
 /// 2 to 20 operations on two fields.
 void Sequence(Input input)
 {
@@ -257,39 +286,22 @@ struct Target
     void (*run)(Input);
     const char* seed; ///< the file of PrepareFiles, or null
 };
+// clang-format off
 constexpr Target kTargets[] = {
-    {"bmp",
-     LoadFile<[](Lumora& f, const char* path, int choice)
-              {
-                  f.LoadBmp(path, static_cast<Mode>(choice & 7), Complex());
-              }>,
-     "bmp"},
-    {"hbi",
-     LoadFile<[](Lumora& f, const char* path, int choice)
-              {
-                  f.LoadHBI(path, static_cast<Mode>(choice & 7));
-              }>,
-     "hbi"},
+    {"bmp", LoadFile<[](Lumora& f, const char* path, int choice) { f.LoadBmp(path, static_cast<Mode>(choice & 7), Complex()); }>, "bmp"},
+    {"hbi", LoadFile<[](Lumora& f, const char* path, int choice) { f.LoadHBI(path, static_cast<Mode>(choice & 7)); }>, "hbi"},
     {"raw", Pictures, nullptr},
     {"lw", LoadFile<LoadLwThenUse>, "lw"},
     {"de", LoadFile<LoadDeThenUse>, "de"},
-    {"csv",
-     LoadFile<[](Lumora& f, const char* path, int)
-              {
-                  f.LoadCSV(path);
-              }>,
-     "csv"},
-    {"lm",
-     LoadFile<[](Lumora& f, const char* path, int)
-              {
-                  f.LoadLm(path);
-              }>,
-     "lm"},
+    {"csv", LoadFile<[](Lumora& f, const char* path, int) { f.LoadCSV(path); }>, "csv"},
+    {"cloud", Cloud, "ply"},
+    {"lm", LoadFile<[](Lumora& f, const char* path, int) { f.LoadLm(path); }>, "lm"},
     {"mp", LoadFile<LoadMultiPart>, "mp"},
     {"seg", LoadFile<LoadSegmented>, "seg"},
     {"roundtrip", RoundTrip, nullptr},
     {"sequence", Sequence, nullptr},
 };
+// clang-format on
 const Target* target = nullptr;
 
 std::string_view Option(int argc, char** argv, std::string_view name)
@@ -421,32 +433,13 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     std::uint64_t value = 0;
     std::memcpy(&value, data + slot.at, slot.bytes);
     const std::uint64_t other = slots[seed / 97 % slots.size()].at;
-    const std::uint64_t numbers[] = {0,
-                                     1,
-                                     2,
-                                     3,
-                                     4,
-                                     5,
-                                     8,
-                                     16,
-                                     size,
-                                     size - 1,
-                                     size + 1,
-                                     value + 1,
-                                     value - 1,
-                                     value * 2,
-                                     value / 2,
-                                     other,
-                                     other - 2,
-                                     0x7fffffff,
-                                     0x80000000,
-                                     0x3fff,
-                                     0x4000,
-                                     0x8002,
-                                     0xc004,
-                                     ~std::uint64_t{0},
-                                     std::uint64_t{1} << 63,
-                                     std::uint64_t{1} << 40};
+    constexpr std::uint64_t one = 1;
+    const std::uint64_t numbers[] = {0,         1,         2,          3,          4,
+                                     5,         8,         16,         0x3fff,     0x4000,
+                                     0x8002,    0xc004,    0x7fffffff, 0x80000000, ~std::uint64_t{0},
+                                     one << 63, one << 40, size,       size - 1,   size + 1,
+                                     value + 1, value - 1, value * 2,  value / 2,  other,
+                                     other - 2};
     value = numbers[seed / 7 % std::size(numbers)];
     std::memcpy(data + slot.at, &value, slot.bytes);
     return size;

@@ -23,7 +23,7 @@ LML_INLINE LanePlace<Float> PairsAt(Float* first, std::ptrdiff_t step, std::ptrd
 struct LaneFactor
 {
     const float* at = nullptr;
-    std::ptrdiff_t step = 0, group = 0;
+    std::ptrdiff_t step = 0;
 };
 
 /// One transform per lane, for a number of vectors across a strip.
@@ -90,11 +90,12 @@ LML_INLINE void LaneTransform(const WideLength& length, const LaneArgs& args, Si
 {
     // Fields are read once: vector stores may alias anything behind a reference.
     const LaneSteps a = {args.in.step, args.out.step, args.post.step, args.scale};
-    const float *inRe = args.in.re, *inIm = args.in.im, *post = args.post.at;
+    const float *inRe = args.in.re, *inIm = args.in.im;
     float *outRe = args.out.re, *outIm = args.out.im;
     float* const tile = args.tile;
     const float* const inner = length.inner;
-    const std::ptrdiff_t inGroup = args.in.group, outGroup = args.out.group, postGroup = args.post.group;
+    const float* const post = args.post.at;
+    const std::ptrdiff_t inGroup = args.in.group, outGroup = args.out.group;
     const int groups = args.groups;
     for (int g = 0; g < groups; ++g)
     {
@@ -146,7 +147,6 @@ LML_INLINE void LaneTransform(const WideLength& length, const LaneArgs& args, Si
         inIm += inGroup;
         outRe += outGroup;
         outIm += outGroup;
-        post += postGroup;
     }
 }
 

@@ -94,8 +94,8 @@ LML_INLINE void WriteLanes(const ShortRows& job, std::size_t n, const float* fro
     }
 }
 
-/// Scratch: 2 n + 128 pairs.
-LML_NOINLINE void TransformShort(const WideLength& length, const ShortRows& job, float* scratch)
+/// Scratch: 2 n + 128 pairs. Inlined, so that one row alone leaves out what the other lanes would do.
+LML_INLINE void TransformShort(const WideLength& length, const ShortRows& job, float* scratch)
 {
     const std::size_t n = length.n;
     float* const in = scratch;
@@ -175,15 +175,21 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
 /// One whole row alone, without prefetch.
 static void Row(const WideLength& length, const WideLine& line, float* scratch)
 {
-    const AxisView<const Complex> source = {.samples = line.x, .range = {0, length.n}, .shift = line.shiftInput};
-    const AxisView<Complex> target = {.samples = line.y, .range = {0, length.n}, .shift = line.shiftOutput};
+    const std::size_t n = length.n;
     const bool inverse = line.sign >= 0;
     if (length.lg >= 8)
     {
-        RowJob row = {.source = source, .target = target, .n = length.n, .scale = line.scale};
+        RowJob row = {.source = {.samples = line.x, .range = {0, n}, .shift = line.shiftInput},
+                      .target = {.samples = line.y, .range = {0, n}, .shift = line.shiftOutput},
+                      .n = n,
+                      .scale = line.scale};
         LongRow(inverse, length, row, scratch);
+        return;
     }
-    else
-        TransformShort(length, {.source = source, .target = target, .inverse = inverse, .scale = line.scale}, scratch);
+    const ShortRows row = {.source = {.samples = line.x, .range = {0, n}, .shift = line.shiftInput},
+                           .target = {.samples = line.y, .range = {0, n}, .shift = line.shiftOutput},
+                           .inverse = inverse,
+                           .scale = line.scale};
+    TransformShort(length, row, scratch);
 }
 } // namespace LumoraLib::detail::LML_WIDE_NS

@@ -46,7 +46,7 @@ Root RootOf(std::uint64_t e, std::uint64_t n)
     return {static_cast<float>(re + 0.0), static_cast<float>(im + 0.0)};
 }
 
-std::atomic<const WideLength*> published[3][kWideMaxLongLg + 1];
+std::atomic<const WideLength*> published[3][kLongestTransformLg + 1];
 
 const WideLength& LengthOfLg(int lg, Isa isa);
 

@@ -12,7 +12,6 @@ namespace LumoraLib::detail
 /// Longest lengths done in one visit of a row or a column; longer ones are split in two levels.
 inline constexpr int kWideMaxRowLg = 16;
 inline constexpr int kWideMaxColumnLg = 14;
-inline constexpr int kWideMaxLongLg = kLongestTransformLg;
 
 /// Columns of a strip: 512 bytes of every row at once, whatever the lane count. Narrower pieces cost up to four times
 /// as much for grids out of cache, since rows a power of two apart leave nothing in the caches for the neighbour.
