@@ -26,17 +26,16 @@ class Transforms
 public:
     Transforms(Complex* memory, std::size_t shortest, std::size_t longest) : memory_(memory), shortest_(shortest)
     {
-        WideRows job;
-        job.source = job.target = memory;
-        job.sign = 1;
         // One scratch serves them all.
         scratch_ = std::make_unique<Scratch>(1, 16 * sizeof(float) * longest + kSpare);
         for (std::size_t n = longest; n >= shortest; n /= 2)
             for (int rows = kCloudTerms; rows > 0; --rows)
             {
-                job.n = job.sourceStride = job.targetStride = n;
-                job.rows = static_cast<std::size_t>(rows);
-                job.input = job.output = {0, n};
+                const WideRows job = {.source = {.samples = memory, .stride = n, .range = {0, n}},
+                                      .target = {.samples = memory, .stride = n, .range = {0, n}},
+                                      .rows = static_cast<std::size_t>(rows),
+                                      .n = n,
+                                      .sign = 1};
                 passes_.push_back(std::make_unique<WideRowPass>(job, 1, scratch_.get()));
             }
         lengths_ = passes_.size() / kCloudTerms;

@@ -58,16 +58,12 @@ CloudFft::CloudFft(const Shape& shape, int batch, int threads)
         Complex* const target = Row(thread, batch);
         for (int row = 0; row < batch; ++row)
         {
-            WideRows job;
-            job.source = Row(thread, row);
-            job.sourceStride = stride_;
-            job.target = target;
-            job.targetStride = stride_;
-            job.rows = radix_;
-            job.n = part_;
-            job.sign = shape.sign;
-            job.input = {0, part_};
-            job.output = {0, part_};
+            const WideRange all = {0, part_};
+            const WideRows job = {.source = {.samples = Row(thread, row), .stride = stride_, .range = all},
+                                  .target = {.samples = target, .stride = stride_, .range = all},
+                                  .rows = radix_,
+                                  .n = part_,
+                                  .sign = shape.sign};
             passes_.push_back(std::make_unique<WideRowPass>(job, 1));
         }
     }

@@ -175,13 +175,13 @@ void CloudProfile::MakeTables(const Build& shared)
     std::vector<std::vector<double>> tails;
     for (int t = 0; t < threads; ++t)
     {
-        WideRows job;
-        job.source = job.target = memory.As<Complex>(t);
-        job.sourceStride = job.targetStride = shared.length;
-        job.rows = rows;
-        job.n = shared.length;
-        job.sign = 1;
-        job.input = job.output = {0, shared.length};
+        Complex* const own = memory.As<Complex>(t);
+        const WideRange all = {0, shared.length};
+        const WideRows job = {.source = {.samples = own, .stride = shared.length, .range = all},
+                              .target = {.samples = own, .stride = shared.length, .range = all},
+                              .rows = rows,
+                              .n = shared.length,
+                              .sign = 1};
         passes.push_back(std::make_unique<WideRowPass>(job, 1));
         tails.emplace_back(static_cast<std::size_t>(half_) + 1);
     }
