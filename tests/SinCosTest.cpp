@@ -277,17 +277,6 @@ TEST(SinCos, ConstantsAreThoseOfTheGenerator)
     EXPECT_EQ(status, 0);
 }
 
-namespace
-{
-std::int32_t Column(std::int32_t first, std::size_t i)
-{
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(i));
-}
-double WrappedSquare(std::int32_t i)
-{
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(i) * static_cast<std::uint32_t>(i));
-}
-
 /// A form beside the phase of one column in plain words; `inside` tells a band.
 struct FormCase
 {
@@ -303,7 +292,7 @@ struct FormCase
 std::vector<FormCase> FormCases(const std::vector<double>& given)
 {
     const double lambda = 633e-9, c = 1 / (lambda * lambda), du = 3.1e3, v2 = 4.1e9, tpd = 2 * kPi * 0.05;
-    const double px = 1.7e-6, y = 3e-4, k = 2 * kPi / lambda, d = 0.13, kz = k / d, a = 2.3e-4, row = 12.75;
+    const double px = 1.7e-6, y = 3e-4, k = 2 * kPi / lambda, d = 0.13;
     // A band whose bounds are columns themselves; beyond column 509 the root's argument is negative.
     const double x0 = 1e-3, z0 = 0.1, y0v = -33.25, low = -150 * du, high = 300 * du;
     // clang-format off
