@@ -277,6 +277,13 @@ TEST(SinCos, ConstantsAreThoseOfTheGenerator)
     EXPECT_EQ(status, 0);
 }
 
+namespace
+{
+std::int32_t Column(std::int32_t first, std::size_t i)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(i));
+}
+
 /// A form beside the phase of one column in plain words; `inside` tells a band.
 struct FormCase
 {
