@@ -2,9 +2,9 @@
 #include "field/Embed.h"
 
 #include "base/Describe.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,19 +22,19 @@ void PlaceCentred(Complex* target, std::int32_t nx, std::int32_t ny, const Compl
     const std::int32_t y0 = (ny - sourceNy) / 2;
     const std::size_t width = static_cast<std::size_t>(sourceNx);
     ParallelRows(0, ny,
-                         [=](std::int32_t j)
-                         {
-                             Complex* const row = target + static_cast<std::size_t>(nx) * static_cast<std::size_t>(j);
-                             if (j < y0 || j - y0 >= sourceNy)
-                             {
-                                 std::fill(row, row + nx, Complex());
-                                 return;
-                             }
-                             const Complex* const from = source + width * static_cast<std::size_t>(j - y0);
-                             std::fill(row, row + x0, Complex());
-                             std::copy(from, from + sourceNx, row + x0);
-                             std::fill(row + x0 + sourceNx, row + nx, Complex());
-                         });
+                 [=](std::int32_t j)
+                 {
+                     Complex* const row = target + static_cast<std::size_t>(nx) * static_cast<std::size_t>(j);
+                     if (j < y0 || j - y0 >= sourceNy)
+                     {
+                         std::fill(row, row + nx, Complex());
+                         return;
+                     }
+                     const Complex* const from = source + width * static_cast<std::size_t>(j - y0);
+                     std::fill(row, row + x0, Complex());
+                     std::copy(from, from + sourceNx, row + x0);
+                     std::fill(row + x0 + sourceNx, row + nx, Complex());
+                 });
 }
 
 void CutCentre(Complex* target, std::int32_t nx, std::int32_t ny, const Complex* source, std::int32_t sourceNx,
@@ -47,8 +47,7 @@ void CutCentre(Complex* target, std::int32_t nx, std::int32_t ny, const Complex*
                  [=](std::int32_t j)
                  {
                      const Complex* const from = source + width * (y0 + static_cast<std::size_t>(j)) + x0;
-                     std::copy(from, from + nx,
-                               target + static_cast<std::size_t>(nx) * static_cast<std::size_t>(j));
+                     std::copy(from, from + nx, target + static_cast<std::size_t>(nx) * static_cast<std::size_t>(j));
                  });
 }
 } // namespace detail
@@ -66,7 +65,8 @@ void EmbedTo(Lumora& field, std::int32_t nx, std::int32_t ny, const char* fn)
         Lumora grown(nx, ny);
         grown.CopyParam(field);
         if (grown.N() != 0)
-            detail::PlaceCentred(grown.GetDataPointer(), grown.GetNx(), grown.GetNy(), field.GetDataPointer(), oldNx, oldNy);
+            detail::PlaceCentred(grown.GetDataPointer(), grown.GetNx(), grown.GetNy(), field.GetDataPointer(), oldNx,
+                                 oldNy);
         field = std::move(grown);
     }
     else
@@ -74,7 +74,8 @@ void EmbedTo(Lumora& field, std::int32_t nx, std::int32_t ny, const char* fn)
         const Lumora old(field);
         detail::Resize(field, nx, ny);
         if (field.N() != 0)
-            detail::PlaceCentred(field.GetDataPointer(), field.GetNx(), field.GetNy(), old.GetDataPointer(), oldNx, oldNy);
+            detail::PlaceCentred(field.GetDataPointer(), field.GetNx(), field.GetNy(), old.GetDataPointer(), oldNx,
+                                 oldNy);
     }
     detail::ShiftWindow(field.Window(), (field.GetNx() - oldNx) / 2, (field.GetNy() - oldNy) / 2);
 }

@@ -2,11 +2,11 @@
 // Each is one small kernel over a block of consecutive samples, run on one contiguous block per thread.
 #include "field/FieldTools.h"
 
-#include "base/StepByStep.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
-#include "simd/SinCos.h"
+#include "base/StepByStep.h"
 #include "field/WideField.h"
+#include "simd/SinCos.h"
 #include "simd/WidePhase.h"
 
 #include <algorithm>
@@ -103,9 +103,9 @@ void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
 
 void RequireRoom(const Lumora& field, std::int32_t nx, std::int32_t ny)
 {
-    if (!FieldAccess::OwnsSamples(field) && static_cast<std::uint64_t>(RaisedToPowerOfTwo(nx)) *
-                                                    static_cast<std::uint64_t>(RaisedToPowerOfTwo(ny)) >
-                                                FieldAccess::Capacity(field))
+    if (!FieldAccess::OwnsSamples(field) &&
+        static_cast<std::uint64_t>(RaisedToPowerOfTwo(nx)) * static_cast<std::uint64_t>(RaisedToPowerOfTwo(ny)) >
+            FieldAccess::Capacity(field))
         Error(ERR_MEMORY, kFnInit, kTextBufferTooSmall);
 }
 

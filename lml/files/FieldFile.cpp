@@ -28,7 +28,8 @@ void RemakeGrid(Lumora& field, std::int32_t nx, std::int32_t ny)
 {
     if (nx != 0 && ny != 0)
         return Resize(field, nx, ny);
-    field.SetNx(nx).SetNy(ny); // no Init: with sizes of zero it would give a caller's buffer to Free, which no file may do
+    field.SetNx(nx).SetNy(
+        ny); // no Init: with sizes of zero it would give a caller's buffer to Free, which no file may do
 }
 
 bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny, const char* operation)

@@ -1,11 +1,10 @@
 // HBI pictures (a 24-byte head with the sampling pitches) and RAW pixels (no head).
 
-#include "files/FieldFile.h"
-#include "field/FieldTools.h"
-#include "files/ImageModes.h"
 #include "base/IntMath.h"
 #include "base/Texts.h"
-
+#include "field/FieldTools.h"
+#include "files/FieldFile.h"
+#include "files/ImageModes.h"
 
 namespace LumoraLib
 {
@@ -30,9 +29,9 @@ struct HbiHead
     float px = 0.0f;
     float py = 0.0f;
 };
-constexpr auto kHbiHead = MakeHead<22>(At(0, &HbiHead::pixelsAt), At(4, &HbiHead::bits), At(5, &HbiHead::width),
-                                       At(9, &HbiHead::height), At(13, &HbiHead::px), At(17, &HbiHead::py),
-                                       Reserved(21, 1)); // option flag
+constexpr auto kHbiHead =
+    MakeHead<22>(At(0, &HbiHead::pixelsAt), At(4, &HbiHead::bits), At(5, &HbiHead::width), At(9, &HbiHead::height),
+                 At(13, &HbiHead::px), At(17, &HbiHead::py), Reserved(21, 1)); // option flag
 constexpr std::int32_t kHeadBytes = 24;
 
 void SaveHbi(const Lumora& field, const LML_RECT& window, const char* path, Mode mode, double min, double max,

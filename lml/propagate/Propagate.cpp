@@ -1,17 +1,17 @@
 // Propagation to parallel planes: angular spectrum, Fresnel and Fourier.
 //
 // Plain loops define the results; the wide forms of the phases give the same bits.
-#include "transform/CentredFft.h"
-#include "transform/ChirpPhase.h"
-#include "transform/Engine.h"
-#include "field/FieldTools.h"
 #include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
+#include "field/FieldTools.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "transform/Engine.h"
 
 #include <cmath>
 #include <cstddef>
@@ -242,7 +242,10 @@ void MultiplyPhase(Lumora& field, const PhaseOf& phaseOf, const FormOf& formOf)
     const double px = field.GetPx();
     Complex* const samples = field.GetDataPointer();
     const std::size_t width = static_cast<std::size_t>(nx);
-    const auto rowAt = [=](std::int32_t j) { return samples + width * static_cast<std::size_t>(j); };
+    const auto rowAt = [=](std::int32_t j)
+    {
+        return samples + width * static_cast<std::size_t>(j);
+    };
     if (detail::StepByStep())
     {
         for (std::int32_t j = 0; j < ny; ++j)

@@ -4,16 +4,16 @@
 // lost and a destination behind the source is computed as a forward propagation; the lateral shifts are plain
 // differences of global coordinates, also between tilted planes: there the result is not the field of that geometry,
 // and tiles, which lie along the planes, do not make up the undivided operation.
+#include "base/Constants.h"
+#include "base/Describe.h"
+#include "base/Mistakes.h"
+#include "base/Progress.h"
+#include "field/FieldTools.h"
+#include "propagate/Tiles.h"
+#include "simd/WidePhase.h"
 #include "transform/CentredFft.h"
 #include "transform/ChirpPhase.h"
 #include "transform/Engine.h"
-#include "base/Constants.h"
-#include "base/Describe.h"
-#include "field/FieldTools.h"
-#include "base/Mistakes.h"
-#include "base/Progress.h"
-#include "propagate/Tiles.h"
-#include "simd/WidePhase.h"
 
 #include <algorithm>
 #include <cmath>
@@ -95,8 +95,8 @@ private:
         for (std::int32_t i = 0; i < nx; ++i)
         {
             const double u = (i - nx / 2) * du;
-            row[i] = detail::TimesUnit(
-                row[i], detail::kTwoPi * (x0 * u + z0_ * std::sqrt(inverseSquare_ - u * u - v * v) + y0 * v));
+            row[i] = detail::TimesUnit(row[i], detail::kTwoPi *
+                                                   (x0 * u + z0_ * std::sqrt(inverseSquare_ - u * u - v * v) + y0 * v));
         }
     }
 

@@ -6,16 +6,16 @@
 // (Muffoletto, Tyler, Tohline, Optics Express 15 (2007) 5631). Kept: the distance is an absolute value, so the
 // direction of travel is lost; the corners are global x and y, also between tilted planes: there the result is not the
 // field of that geometry, and tiles, which lie along the planes, do not make up the undivided operation.
-#include "transform/CentredFft.h"
-#include "transform/ChirpPhase.h"
-#include "transform/Engine.h"
 #include "base/Constants.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
 #include "base/Mistakes.h"
 #include "base/Progress.h"
 #include "base/Texts.h"
+#include "field/FieldTools.h"
 #include "propagate/Tiles.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "transform/Engine.h"
 
 #include <cmath>
 #include <cstdint>
@@ -25,8 +25,8 @@ namespace LumoraLib
 {
 namespace
 {
-using detail::kTwoPi;
 using detail::Into;
+using detail::kTwoPi;
 using detail::MultiplyRow;
 
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedFresnelProp";
@@ -145,7 +145,7 @@ void PropagateComputed(Lumora& destination, const Lumora& source, const Geometry
 struct Kernel
 {
     double a, b;
-    std::int32_t nx, ny; // size of the fields it fits
+    std::int32_t nx, ny;                 // size of the fields it fits
     const ScaledFftDescriptor* spectrum; // none where the engine does without
 };
 

@@ -39,8 +39,8 @@ public:
 
     /// The phase of the even part along the row of frequency |v|.
     virtual PhaseForm EvenRow(double v) const = 0;
-    /// The definition: multiplies the rows of frequencies -v and v, v = j dv, in a centred spectrum of nx columns by the
-    /// whole function. Either may be null. Must not fail.
+    /// The definition: multiplies the rows of frequencies -v and v, v = j dv, in a centred spectrum of nx columns by
+    /// the whole function. Either may be null. Must not fail.
     virtual void Multiply(Complex* below, Complex* above, std::int32_t nx, std::int32_t j, Complex* room) const = 0;
 
 protected:
@@ -57,12 +57,13 @@ struct SpectralPass
     bool filtersPolar = false;
 };
 
-/// The sizes of a pass's grid for a field that transforms take (RequireLength): columns always grow, rows where there is
-/// more than one; sizes that have not been through Init become powers of two.
+/// The sizes of a pass's grid for a field that transforms take (RequireLength): columns always grow, rows where there
+/// is more than one; sizes that have not been through Init become powers of two.
 std::int32_t GrownColumns(std::int32_t nx, int doublings);
 std::int32_t GrownRows(std::int32_t ny, int doublings);
 
-/// Multiplies the samples of a centred spectrum by the transfer function inside the band, and sets them to zero outside.
+/// Multiplies the samples of a centred spectrum by the transfer function inside the band, and sets them to zero
+/// outside.
 void FilterSpectrum(Lumora& spectrum, const SpectralPass& pass);
 
 // ------------------------------------------------------------------------------------------------------- by a chirp

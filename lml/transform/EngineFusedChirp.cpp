@@ -5,15 +5,15 @@
 // doubled grid. Phases are per axis, in double, and each axis' factor is rounded to float once.
 #include "transform/Engine.h"
 
-#include "transform/ChirpPhase.h"
-#include "transform/EngineTable.h"
-#include "field/FieldTools.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Reduce.h"
+#include "field/FieldTools.h"
 #include "simd/SinCos.h"
-#include "transform/wide/WideFft.h"
 #include "simd/WidePhase.h"
+#include "transform/ChirpPhase.h"
+#include "transform/EngineTable.h"
+#include "transform/wide/WideFft.h"
 
 #include <atomic>
 #include <cstdint>
@@ -145,11 +145,17 @@ void FusedEngine::Run(const ChirpPass& pass, Lumora& to, const Lumora& from) con
     const std::int32_t ny = to.GetNy();
     const auto alongX = [](const GridPhase* phase)
     {
-        return [phase](std::int32_t i) { return phase != nullptr ? phase->AlongX(i) : 0.0; };
+        return [phase](std::int32_t i)
+        {
+            return phase != nullptr ? phase->AlongX(i) : 0.0;
+        };
     };
     const auto alongY = [](const GridPhase* phase)
     {
-        return [phase](std::int32_t j) { return phase != nullptr ? phase->AlongY(j) : 0.0; };
+        return [phase](std::int32_t j)
+        {
+            return phase != nullptr ? phase->AlongY(j) : 0.0;
+        };
     };
     const double rest = pass.destination != nullptr ? pass.destination->Constant() : 0.0;
     const ComplexDouble constant = rest != 0.0 ? pass.constant * Unit(rest) : pass.constant;

@@ -1,21 +1,21 @@
 // Spectral passes, fused: three sweeps in place of transform, exchanges, product and transform back.
 //
-// Let S exchange quadrants, F transform, H multiply: S F' S H S F S = F' (S H) F, since a half shift is a sign pattern in
-// the other domain and commutes with the diagonal H. So there is no exchange at all: rows forward; column by column
+// Let S exchange quadrants, F transform, H multiply: S F' S H S F S = F' (S H) F, since a half shift is a sign pattern
+// in the other domain and commutes with the diagonal H. So there is no exchange at all: rows forward; column by column
 // forward, times H in transform order, inverse; rows inverse. Memory: per-thread scratch, and for an enlarged grid the
 // field's own rows over its full width.
 #include "transform/Engine.h"
 
-#include "transform/EngineTable.h"
-#include "field/FieldTools.h"
 #include "base/Constants.h"
 #include "base/FieldAccess.h"
 #include "base/IntMath.h"
 #include "base/Memory.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
-#include "transform/wide/WideFft.h"
+#include "field/FieldTools.h"
 #include "simd/WidePhase.h"
+#include "transform/EngineTable.h"
+#include "transform/wide/WideFft.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -116,12 +116,14 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
     const WideRange ownRows{y0, y0 + static_cast<std::size_t>(ny)};
 
     const std::size_t rows = static_cast<std::size_t>(ny);
-    const WideRows forward = {
-        .source = {.samples = from.GetDataPointer(), .stride = static_cast<std::size_t>(nx), .origin = x0, .range = ownColumns},
-        .target = {.samples = spectrum, .stride = width, .range = columns},
-        .rows = rows,
-        .n = width,
-        .sign = -1};
+    const WideRows forward = {.source = {.samples = from.GetDataPointer(),
+                                         .stride = static_cast<std::size_t>(nx),
+                                         .origin = x0,
+                                         .range = ownColumns},
+                              .target = {.samples = spectrum, .stride = width, .range = columns},
+                              .rows = rows,
+                              .n = width,
+                              .sign = -1};
     const WideFused middlePass = {
         .strips = {.source = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
                    .target = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},

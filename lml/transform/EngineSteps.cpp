@@ -229,7 +229,8 @@ void FillChirpKernel(Lumora& doubled, double a, double b)
                  {
                      const double squareJ = ChirpSquare(SignedIndex(j, ny));
                      UnitRow(samples + std::int64_t{j} * nx, nx,
-                             [=](std::int32_t i) { return ChirpPhase(ChirpSquare(SignedIndex(i, nx)), squareJ, a, b); });
+                             [=](std::int32_t i)
+                             { return ChirpPhase(ChirpSquare(SignedIndex(i, nx)), squareJ, a, b); });
                  });
     Transform(doubled, -1);
 }
@@ -247,8 +248,7 @@ void StepEngine::Run(const ChirpPass& pass, Lumora& to, const Lumora& from) cons
     signal *= kernel;
     Transform(signal, 1);
     if (!joined)
-        ScaleSamples(signal.GetDataPointer(), signal.N(),
-                     static_cast<float>(1.0 / static_cast<double>(signal.N())));
+        ScaleSamples(signal.GetDataPointer(), signal.N(), static_cast<float>(1.0 / static_cast<double>(signal.N())));
     TakeResult(to, signal, pass, joined);
 }
 } // namespace LumoraLib::detail

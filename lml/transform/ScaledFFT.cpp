@@ -1,15 +1,15 @@
 // The scaled FFT: discrete Fourier sums with a free output pitch, by chirp convolution on a grid of twice the size.
 //
 // All phases are computed in double, factors multiply a sample in double, and the sample is rounded once.
-#include "transform/CentredFft.h"
-#include "transform/ChirpPhase.h"
-#include "transform/Engine.h"
 #include "base/Constants.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Progress.h"
+#include "field/FieldTools.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "transform/Engine.h"
 
 #include <algorithm>
 #include <cmath>
