@@ -1,6 +1,6 @@
 // Transforms beside single-precision FFTW, planned with MEASURE: raw 2-D and 1-D, and the centred transform of a field.
 #include "Bench.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 
 #include <algorithm>
 

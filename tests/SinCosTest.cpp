@@ -281,10 +281,6 @@ std::int32_t Column(std::int32_t first, std::size_t i)
 {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(i));
 }
-double WrappedSquare(std::int32_t i)
-{
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(i) * static_cast<std::uint32_t>(i));
-}
 
 /// A form beside the phase of one column in plain words; `inside` tells a band.
 struct FormCase
@@ -301,7 +297,7 @@ struct FormCase
 std::vector<FormCase> FormCases(const std::vector<double>& given)
 {
     const double lambda = 633e-9, c = 1 / (lambda * lambda), du = 3.1e3, v2 = 4.1e9, tpd = 2 * kPi * 0.05;
-    const double px = 1.7e-6, y = 3e-4, k = 2 * kPi / lambda, d = 0.13, kz = k / d, a = 2.3e-4, row = 12.75;
+    const double px = 1.7e-6, y = 3e-4, k = 2 * kPi / lambda, d = 0.13;
     // A band whose bounds are columns themselves; beyond column 509 the root's argument is negative.
     const double x0 = 1e-3, z0 = 0.1, y0v = -33.25, low = -150 * du, high = 300 * du;
     // clang-format off
@@ -332,34 +328,8 @@ std::vector<FormCase> FormCases(const std::vector<double>& given)
         {"plane wave by cosines", PhaseForm::PlaneCosines(5.5, 1e-5, 0.02, px, k),
          [=](std::int32_t i, std::size_t) { return 5.5 + (1e-5 + i * 0.02 * px) * k; }},
         {"lens", PhaseForm::Lens(px, y * y, -k, 2 * d),
-         [=](std::int32_t i, std::size_t) { const double x = i * px; return -k * (x * x + y * y) / (2 * d); }},
-        {"chirp", PhaseForm::Chirp(a, row, -kPi),
-         [=](std::int32_t i, std::size_t) { return (WrappedSquare(i) * a + row) * -kPi; }}};
+         [=](std::int32_t i, std::size_t) { const double x = i * px; return -k * (x * x + y * y) / (2 * d); }}};
     // clang-format on
-    for (bool chirped : {false, true})
-    {
-        const auto chirp = [=](std::int32_t i)
-        {
-            return kPi * (WrappedSquare(i) * a + row);
-        };
-        const PhaseForm source = PhaseForm::Source(kz, px, -1e-4, 2e-3, y * (y / 2 - 1e-3));
-        cases.push_back({"source", chirped ? source.WithChirp(a, row) : source,
-                         [=](std::int32_t i, std::size_t)
-                         {
-                             const double x = i * px + -1e-4;
-                             const double phase = kz * (x * (x / 2 - 2e-3) + y * (y / 2 - 1e-3));
-                             return chirped ? phase - chirp(i) : phase;
-                         }});
-        const double step = -1e-4 * px;
-        const PhaseForm end = PhaseForm::Destination(kz, px, 2e-3, y * y, 1e-7, step, k * d);
-        cases.push_back({"destination", chirped ? end.WithChirp(a, row) : end,
-                         [=](std::int32_t i, std::size_t)
-                         {
-                             const double x = i * px + 2e-3;
-                             const double phase = kz * ((x * x + y * y) / 2 - 1e-7 - i * step) + k * d;
-                             return chirped ? phase - chirp(i) : phase;
-                         }});
-    }
     return cases;
 }
 
@@ -380,10 +350,6 @@ void PlainProduct(const PhaseProduct& how, double cosine, double sine, bool insi
     if (inside)
         switch (how.rule)
         {
-        case PhaseProduct::Rule::Single:
-            re = a * c - b * s;
-            im = a * s + b * c;
-            break;
         case PhaseProduct::Rule::Mixed:
             re = static_cast<float>(static_cast<double>(c) * a - static_cast<double>(b * s));
             im = static_cast<float>(static_cast<double>(a) * s + static_cast<double>(b * c));
@@ -406,8 +372,8 @@ void PlainProduct(const PhaseProduct& how, double cosine, double sine, bool insi
             break;
         }
         }
-    to[0] = how.add ? to[0] + re : re;
-    to[1] = how.add ? to[1] + im : im;
+    to[0] = re;
+    to[1] = im;
 }
 
 std::vector<float> RandomSamples(std::size_t n, unsigned seed)
@@ -428,12 +394,10 @@ std::vector<PhaseProduct> Products()
 {
     std::vector<PhaseProduct> list;
     using Rule = PhaseProduct::Rule;
-    for (Rule rule : {Rule::Single, Rule::Mixed, Rule::Rounded, Rule::Double})
-        for (bool add : {false, true})
+    for (Rule rule : {Rule::Mixed, Rule::Rounded, Rule::Double})
         {
             PhaseProduct p;
             p.rule = rule;
-            p.add = add;
             list.push_back(p);
             if (rule != Rule::Double)
                 continue;
@@ -533,8 +497,8 @@ TEST(WidePhase, ProductsEqualThePlainLoop)
                         Phases().multiply(f.form, how, first, n, from.data(), to.data());
                         Phases().multiply(f.form, how, first, n, own.data(), own.data());
                         const int rule = static_cast<int>(how.rule);
-                        ASSERT_EQ(FirstDifference(to, plain), -1) << n << " rule " << rule << " add " << how.add;
-                        ASSERT_EQ(FirstDifference(own, ownPlain), -1) << n << " rule " << rule << " add " << how.add;
+                        ASSERT_EQ(FirstDifference(to, plain), -1) << n << " rule " << rule;
+                        ASSERT_EQ(FirstDifference(own, ownPlain), -1) << n << " rule " << rule;
                     }
                 });
     }

@@ -31,6 +31,7 @@ endif()
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
   add_test(NAME ErrorSites COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/error_sites.py)
+  add_test(NAME FoldersInOrder COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/folders.py)
   add_test(NAME MapIsFresh COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/make_map.py --check)
 endif()
 

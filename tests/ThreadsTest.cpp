@@ -1,7 +1,7 @@
 // The thread count, its stack, the dynamic flag, and what a bound FFT library is told of them.
 
 #include "TestTools.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 
 #include <algorithm>
 #include <omp.h>
@@ -23,11 +23,11 @@ protected:
     void Bind(FftLib lib)
     {
         SetFftLib(lib);
-        detail::fftBinding.setThreads = [](int n)
+        detail::threadHooks.setThreads = [](int n)
         {
             told.push_back(n);
         };
-        detail::fftBinding.setDynamic = [](bool dynamic)
+        detail::threadHooks.setDynamic = [](bool dynamic)
         {
             told.push_back(dynamic ? -1 : -2);
         };
@@ -39,6 +39,7 @@ protected:
         {
         }
         SetFftLib(FFT_LIB_VENDOR);
+        detail::threadHooks = {};
         SetNumThreads(1);
     }
 };

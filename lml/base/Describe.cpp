@@ -2,7 +2,7 @@
 //
 // Everything here stands in fixed buffers of the calling thread: describing a lack of memory must not need memory.
 #include "base/Describe.h"
-#include "field/FieldTools.h"
+#include "base/FieldAccess.h"
 #include "base/TextLocale.h"
 #include "base/Texts.h"
 

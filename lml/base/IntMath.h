@@ -38,6 +38,35 @@ inline std::int32_t PowerOfTwo(std::int32_t n)
     return static_cast<std::int32_t>(std::uint32_t{1} << (static_cast<std::uint32_t>(n) & 31u));
 }
 
+inline constexpr bool IsPowerOfTwo(std::int32_t n)
+{
+    return n > 0 && (n & (n - 1)) == 0;
+}
+
+/// The smallest power of two not below `size`; 1 for sizes of 1 or less.
+inline constexpr std::int64_t RaisedToPowerOfTwo(std::int64_t size)
+{
+    std::int64_t raised = 1;
+    while (raised < size)
+        raised *= 2;
+    return raised;
+}
+
+/// Size times 2^n, n not negative; what does not fit 32 bits becomes a size that Init refuses.
+inline std::int32_t GrownSize(std::int32_t size, int n)
+{
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const std::int64_t grown = std::int64_t{size} << (n < 31 ? n : 31);
+    return static_cast<std::int32_t>(grown < most ? grown : most);
+}
+
+/// The index of a transform's position p on an axis of n, counted from frequency (or time) zero: p below n / 2, p - n
+/// from there on.
+inline constexpr std::int32_t SignedIndex(std::int32_t p, std::int32_t n)
+{
+    return p < n / 2 ? p : p - n;
+}
+
 /// trunc(floor(v / p + 0.5)) + half: the index of the sample nearest to coordinate v on an axis with pitch p and centre
 /// index half.
 inline std::int32_t NearestIndex(double v, double p, std::int32_t half)

@@ -1,5 +1,6 @@
 // The instruction set that wide code runs with: asked of the processor once, capped for tests.
-#pragma once
+#ifndef LML_ISA_H
+#define LML_ISA_H
 
 #include "LmlApi.h"
 
@@ -40,3 +41,5 @@ const T& PickIsa(const T& sse2, const T& avx2, const T& avx512) noexcept
 }
 
 } // namespace LumoraLib::detail
+
+#endif

@@ -1,9 +1,7 @@
 // Reports of what is legal and almost surely a mistake: fields that do not belong together, light that gets lost.
 #include "base/Mistakes.h"
 
-#include "propagate/Band.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
 #include "base/TextLocale.h"
 
 #include <algorithm>
@@ -101,20 +99,6 @@ void detail::Mistakes::BandLoss(const char* function, const Lumora& field, doubl
                "%.0f %% of the energy lies outside the band limit and is lost: use a shorter distance, a larger field, "
                "or ShiftedFresnelProp.",
                100.0 * (1.0 - kept / all));
-}
-
-void detail::Mistakes::AsmBandLoss(const char* function, const Lumora& field, double d, std::int32_t enlarge)
-{
-    if (scopes != 0 || field.N() == 0)
-        return;
-    const std::int32_t nx = field.GetNx() * enlarge;
-    const std::int32_t ny = field.GetNy() * enlarge;
-    const double du = field.IsSpectrum() ? field.GetPx() : 1.0 / (nx * field.GetPx());
-    const double dv = field.IsSpectrum() ? field.GetPy() : 1.0 / (ny * field.GetPy());
-    const IndexBox box = AsmBandBox(nx, ny, du, dv, d, field.GetWavelength());
-    // The box is half-open, the band open: half a sample to the side of each end.
-    BandLoss(function, field, Frequency(box.i0, nx, du) - 0.5 * du, Frequency(box.i1, nx, du) - 0.5 * du,
-             Frequency(box.j0, ny, dv) - 0.5 * dv, Frequency(box.j1, ny, dv) - 0.5 * dv);
 }
 
 void detail::Mistakes::EmptySource(const char* function, const Lumora& field, double z, bool onlyPositive)

@@ -46,7 +46,6 @@ struct Mistakes
     static void DifferentFields(const char* function, const Lumora& own, const Lumora& other, bool anyPitch);
     static void BandLoss(const char* function, const Lumora& field, double uLow, double uHigh, double vLow,
                          double vHigh);
-    static void AsmBandLoss(const char* function, const Lumora& field, double d, std::int32_t enlarge);
     static void EmptySource(const char* function, const Lumora& field, double z, bool onlyPositive);
     static void NoDistance(const char* function, double z);
     static void MissedLight(const char* function, const Lumora& destination, double energy, const Lumora& source,
@@ -59,13 +58,6 @@ inline void CheckCombined(const char* function, const Lumora& own, const Lumora&
 {
     if (MistakesOn())
         Mistakes::DifferentFields(function, own, other, anyPitch);
-}
-
-/// A field about to be propagated over d with the band limit of a grid `enlarge` times its size.
-inline void CheckAsmBand(const char* function, const Lumora& field, double d, std::int32_t enlarge)
-{
-    if (MistakesOn())
-        Mistakes::AsmBandLoss(function, field, d, enlarge);
 }
 
 /// A field about to be cut to the open band (uLow, uHigh), (vLow, vHigh), in cycles per metre, for a destination

@@ -3,6 +3,7 @@
 #ifndef LML_REDUCE_H
 #define LML_REDUCE_H
 
+#include "base/Memory.h"
 #include "base/Parallel.h"
 
 #include <cstddef>
@@ -10,19 +11,6 @@
 
 namespace LumoraLib::detail
 {
-/// Gives memory of Malloc back.
-struct FreeMemory
-{
-    void operator()(void* p) const { Free(p); }
-};
-
-/// Memory of Malloc that is given back on every path.
-template <class T>
-std::unique_ptr<T[], FreeMemory> MallocArray(std::size_t count, const char* label)
-{
-    return std::unique_ptr<T[], FreeMemory>(static_cast<T*>(Malloc(count * sizeof(T), label)));
-}
-
 /// Splits `count` items into one block per thread, runs partial = body(begin, end, start) on each and joins the partial
 /// values as total = join(total, partial) in thread order. One thread sees exactly body(0, count, start).
 template <class Value, class Body, class Join>

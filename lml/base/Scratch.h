@@ -1,5 +1,6 @@
 // Working memory of wide operations: blocks that are kept between calls and leased for one operation.
-#pragma once
+#ifndef LML_SCRATCH_H
+#define LML_SCRATCH_H
 
 #include <cstddef>
 #include <memory>
@@ -48,3 +49,5 @@ private:
     std::unique_ptr<Block[]> blocks_;
 };
 } // namespace LumoraLib::detail
+
+#endif

@@ -3,7 +3,7 @@
 #include "LmlRuntime.h"
 
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 
 #include <algorithm>
 #include <omp.h>
@@ -51,8 +51,8 @@ void SetNumThreads(int n)
     if (n < 1)
         Error(ERR_PARAMETER, "LumoraLib::SetNumThreads", detail::Explained("", "n is %d.", n));
     threadCount = std::min(n, kMostThreads);
-    if (GetFftLib() != FFT_LIB_SPLIT_RADIX)
-        detail::fftBinding.setThreads(threadCount);
+    if (!detail::StepByStep() && detail::threadHooks.setThreads != nullptr)
+        detail::threadHooks.setThreads(threadCount);
 }
 
 void SetNumThreads()
@@ -93,8 +93,8 @@ int PullNumThreads()
 void SetDynamicThreads(bool dynamic)
 {
     dynamicThreads = dynamic;
-    if (GetFftLib() != FFT_LIB_SPLIT_RADIX)
-        detail::fftBinding.setDynamic(dynamic);
+    if (!detail::StepByStep() && detail::threadHooks.setDynamic != nullptr)
+        detail::threadHooks.setDynamic(dynamic);
     omp_set_dynamic(dynamic ? 1 : 0);
 }
 

@@ -4,7 +4,7 @@
 // where single and double precision meet, the mixture is part of the result. The wide form of a kernel gives the same
 // bits.
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
@@ -28,7 +28,7 @@ const float* Floats(const Complex* samples)
 
 void NegateBlock(Complex* a, std::size_t count)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().negate(Floats(a), count);
     for (std::size_t n = 0; n < count; ++n)
         a[n] = -a[n]; // 0 - member: +0 stays +0
@@ -36,7 +36,7 @@ void NegateBlock(Complex* a, std::size_t count)
 
 void AddBlock(Complex* a, const Complex* b, std::size_t count)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().add(Floats(a), Floats(b), count);
     for (std::size_t n = 0; n < count; ++n)
     {
@@ -47,7 +47,7 @@ void AddBlock(Complex* a, const Complex* b, std::size_t count)
 
 void SubtractBlock(Complex* a, const Complex* b, std::size_t count)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().subtract(Floats(a), Floats(b), count);
     for (std::size_t n = 0; n < count; ++n)
     {
@@ -56,24 +56,10 @@ void SubtractBlock(Complex* a, const Complex* b, std::size_t count)
     }
 }
 
-/// Complex product in single precision.
-void MultiplyBlock(Complex* a, const Complex* b, std::size_t count)
-{
-    if (detail::WideBound())
-        return detail::WideField().multiply(Floats(a), Floats(b), count);
-    for (std::size_t n = 0; n < count; ++n)
-    {
-        const float re = a[n].Real() * b[n].Real() - a[n].Imag() * b[n].Imag();
-        const float im = a[n].Real() * b[n].Imag() + a[n].Imag() * b[n].Real();
-        a[n].real() = re;
-        a[n].imag() = im;
-    }
-}
-
 /// Complex quotient in double, rounded at the end; zeros in b give the floating-point results.
 void DivideBlock(Complex* a, const Complex* b, std::size_t count)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().divide(Floats(a), Floats(b), count);
     for (std::size_t n = 0; n < count; ++n)
         a[n] /= b[n];
@@ -81,7 +67,7 @@ void DivideBlock(Complex* a, const Complex* b, std::size_t count)
 
 void AddConstBlock(Complex* a, std::size_t count, float re, float im)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().addConst(Floats(a), count, re, im);
     for (std::size_t n = 0; n < count; ++n)
     {
@@ -92,7 +78,7 @@ void AddConstBlock(Complex* a, std::size_t count, float re, float im)
 
 void SubtractConstBlock(Complex* a, std::size_t count, float re, float im)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().subtractConst(Floats(a), count, re, im);
     for (std::size_t n = 0; n < count; ++n)
     {
@@ -105,7 +91,7 @@ void SubtractConstBlock(Complex* a, std::size_t count, float re, float im)
 /// others in double, so the two parts of a result are not equally exact.
 void MixedMultiplyBlock(Complex* a, std::size_t count, float p, float q)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().mixedMultiply(Floats(a), count, p, q);
     const double pd = static_cast<double>(p);
     const double qd = static_cast<double>(q);
@@ -119,7 +105,7 @@ void MixedMultiplyBlock(Complex* a, std::size_t count, float p, float q)
 
 void ScaleDoubleBlock(Complex* a, std::size_t count, double factor)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().scaleDouble(Floats(a), count, factor);
     for (std::size_t n = 0; n < count; ++n)
         a[n] = Complex(a[n].GetReal() * factor, a[n].GetImag() * factor);
@@ -221,7 +207,7 @@ Lumora& Lumora::operator*=(const Lumora& b)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::operator*=";
     CheckSizes(*this, b, fn);
-    OverBlocks(dataPointer_, b.dataPointer_, N(), MultiplyBlock);
+    OverBlocks(dataPointer_, b.dataPointer_, N(), detail::MultiplySamples);
     return *this;
 }
 

@@ -1,4 +1,5 @@
 // The life of a field: construction, samples, copies, defaults, coordinates, window and the form stack.
+#include "base/Constants.h"
 #include "base/Describe.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
@@ -14,8 +15,6 @@ namespace LumoraLib
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
-
 // Samples of the widest vector loads (64 bytes); large fields stand on huge pages, which saves page faults and address
 // translations in the strided passes of the transforms.
 constexpr std::size_t kAlignment = 64;
@@ -38,17 +37,6 @@ Defaults defaults;
 constexpr int kFormStackSize = 20;
 ComplexForm formStack[kFormStackSize];
 int formStackTop = -1;
-
-constexpr char kFnInit[] = "LumoraLib::Lumora::Init";
-
-/// The smallest power of two not below `size`, in 64 bits; 1 for sizes of 1 or less.
-std::int64_t RaisedSize(std::int32_t size)
-{
-    std::int64_t raised = 1;
-    while (raised < size)
-        raised *= 2;
-    return raised;
-}
 
 #ifndef NDEBUG
 constexpr std::uint32_t kSignallingFloat = 0x7fa00000; // the bits of a signalling not-a-number in single precision
@@ -76,15 +64,6 @@ Complex* NewSamples(std::uint64_t count)
     return static_cast<Complex*>(block);
 }
 } // namespace
-
-void detail::NoSamples(std::uint64_t bytes)
-{
-    static char message[128];
-    constexpr std::uint64_t most = static_cast<std::uint64_t>(std::numeric_limits<long>::max());
-    std::snprintf(message, sizeof message, "Memory allocation failed : Demanded bytes = %ld",
-                  static_cast<long>(bytes < most ? bytes : most));
-    Error(ERR_MEMORY, kFnInit, message);
-}
 
 // -------------------------------------------------------------------------------------------------- life cycle
 
@@ -190,7 +169,7 @@ Lumora& Lumora::operator=(Lumora&& other)
 
 void Lumora::__Ctr(int Nx, int Ny, double Px, double Py, double wavelength)
 {
-    k_ = kTwoPi / wavelength;
+    k_ = detail::kTwoPi / wavelength;
     px_ = Px;
     py_ = Py;
     nx_ = Nx;
@@ -221,8 +200,8 @@ void Lumora::Init(Complex* buffer)
         }
         return;
     }
-    const std::int64_t nx = RaisedSize(nx_);
-    const std::int64_t ny = RaisedSize(ny_);
+    const std::int64_t nx = detail::RaisedToPowerOfTwo(nx_);
+    const std::int64_t ny = detail::RaisedToPowerOfTwo(ny_);
     const bool sizesFit = nx <= kLargestSize && ny <= kLargestSize;
     if (sizesFit)
     {
@@ -244,7 +223,7 @@ void Lumora::Init(Complex* buffer)
     if (buffer == nullptr && userBufferLength_ != 0)
     {
         if (!sizesFit || count > userBufferLength_)
-            Error(ERR_MEMORY, kFnInit, "User-Defined buffer is too small");
+            Error(ERR_MEMORY, detail::kFnInit, detail::kTextBufferTooSmall);
         return;
     }
     if (sizesFit && dataPointer_ != nullptr && count == capacity_)

@@ -3,7 +3,7 @@
 // The form flag describes what the two members mean; the operations that replace samples by a real quantity leave it
 // alone.
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/Parallel.h"
 #include "base/Reduce.h"
@@ -21,7 +21,7 @@ namespace
 template <class Wide, class Kernel>
 void EachSample(Complex* samples, std::size_t count, const Wide& wide, const Kernel& kernel)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         detail::ParallelBlocks(count, [=](std::size_t begin, std::size_t end, int)
                                { wide(reinterpret_cast<float*>(samples + begin), end - begin); });
     else
@@ -47,7 +47,7 @@ double AmplitudeOf(const Complex& c)
 /// Largest first member of a row of samples, from a start value.
 double LargestFirst(const Complex* samples, std::size_t count, double start)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().largestFirst(reinterpret_cast<const float*>(samples), count, start);
     for (std::size_t n = 0; n < count; ++n)
         if (samples[n].GetReal() > start)
@@ -58,7 +58,7 @@ double LargestFirst(const Complex* samples, std::size_t count, double start)
 /// Largest x x + y y. The root is monotonic, so the root of the largest square is the largest of the roots, bit by bit.
 double LargestSquare(const Complex* samples, std::size_t count, double start)
 {
-    if (detail::WideBound())
+    if (!detail::StepByStep())
         return detail::WideField().largestSquare(reinterpret_cast<const float*>(samples), count, start);
     for (std::size_t n = 0; n < count; ++n)
     {
@@ -87,7 +87,7 @@ Lumora& Lumora::_ConvToPolarForm()
 {
     static constexpr char fn[] = "LumoraLib::Lumora::_ConvToPolarForm";
     RequireSamples(fn);
-    detail::RestorePolar(*this, true);
+    detail::MakePolar(*this);
     return *this;
 }
 

@@ -2,16 +2,17 @@
 // Each is one small kernel over a block of consecutive samples, run on one contiguous block per thread.
 #include "field/FieldTools.h"
 
-#include "transform/Dispatch.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
-#include "simd/SinCos.h"
+#include "base/StepByStep.h"
 #include "field/WideField.h"
+#include "simd/SinCos.h"
 #include "simd/WidePhase.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -26,7 +27,7 @@ constexpr std::size_t kParallelCopyFrom = std::size_t{1} << 17;
 
 void ToPolarBlock(Complex* samples, std::size_t count)
 {
-    if (WideBound())
+    if (!StepByStep())
     {
         WideField().toPolar(reinterpret_cast<float*>(samples), count);
         return;
@@ -42,7 +43,7 @@ void ToPolarBlock(Complex* samples, std::size_t count)
 
 void ToCartesianBlock(Complex* samples, std::size_t count)
 {
-    if (WideBound())
+    if (!StepByStep())
     {
         Phases().polarToComplex(reinterpret_cast<float*>(samples), count);
         return;
@@ -60,7 +61,7 @@ void ToCartesianBlock(Complex* samples, std::size_t count)
 
 void ScaleBlock(Complex* samples, std::size_t count, float factor)
 {
-    if (WideBound())
+    if (!StepByStep())
     {
         WideField().scale(reinterpret_cast<float*>(samples), count, factor);
         return;
@@ -72,6 +73,15 @@ void ScaleBlock(Complex* samples, std::size_t count, float factor)
     }
 }
 } // namespace
+
+void NoSamples(std::uint64_t bytes)
+{
+    static char message[128];
+    constexpr std::uint64_t most = static_cast<std::uint64_t>(std::numeric_limits<long>::max());
+    std::snprintf(message, sizeof message, "Memory allocation failed : Demanded bytes = %ld",
+                  static_cast<long>(bytes < most ? bytes : most));
+    Error(ERR_MEMORY, kFnInit, message);
+}
 
 void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
 {
@@ -89,6 +99,14 @@ void Resize(Lumora& field, std::int64_t nx, std::int64_t ny)
         field.SetNx(oldNx).SetNy(oldNy);
         throw;
     }
+}
+
+void RequireRoom(const Lumora& field, std::int32_t nx, std::int32_t ny)
+{
+    if (!FieldAccess::OwnsSamples(field) &&
+        static_cast<std::uint64_t>(RaisedToPowerOfTwo(nx)) * static_cast<std::uint64_t>(RaisedToPowerOfTwo(ny)) >
+            FieldAccess::Capacity(field))
+        Error(ERR_MEMORY, kFnInit, kTextBufferTooSmall);
 }
 
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available)
@@ -128,6 +146,19 @@ void ScaleSamples(Complex* samples, std::size_t count, float factor)
                    [=](std::size_t begin, std::size_t end, int) { ScaleBlock(samples + begin, end - begin, factor); });
 }
 
+void MultiplySamples(Complex* a, const Complex* b, std::size_t count)
+{
+    if (!StepByStep())
+        return WideField().multiply(reinterpret_cast<float*>(a), reinterpret_cast<const float*>(b), count);
+    for (std::size_t n = 0; n < count; ++n)
+    {
+        const float re = a[n].Real() * b[n].Real() - a[n].Imag() * b[n].Imag();
+        const float im = a[n].Real() * b[n].Imag() + a[n].Imag() * b[n].Real();
+        a[n].real() = re;
+        a[n].imag() = im;
+    }
+}
+
 void FillSamples(Complex* samples, std::size_t count, Complex value)
 {
     ParallelBlocks(count,
@@ -146,16 +177,16 @@ bool MakeCartesian(Lumora& field)
 {
     if (!field.IsPolarForm())
         return false;
-    FieldAccess::SetForm(field, field.Form() & ~2);
+    FieldAccess::SetPolar(field, false);
     SamplesToCartesian(field.GetDataPointer(), field.N());
     return true;
 }
 
-void RestorePolar(Lumora& field, bool wasPolar)
+void MakePolar(Lumora& field)
 {
-    if (!wasPolar || field.IsPolarForm())
+    if (field.IsPolarForm())
         return;
-    FieldAccess::SetForm(field, field.Form() | 2);
+    FieldAccess::SetPolar(field, true);
     SamplesToPolar(field.GetDataPointer(), field.N());
 }
 } // namespace LumoraLib::detail

@@ -1,9 +1,10 @@
-// What the units of the field class share beyond its interface: access to the buffer for free kernels, and the form
-// conversions as loops over samples.
+// What the units of the field class share beyond its interface: changes of size, and the form conversions as loops over
+// samples.
 #ifndef LML_FIELDTOOLS_H
 #define LML_FIELDTOOLS_H
 
 #include "LmlLumora.h"
+#include "base/FieldAccess.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,26 +12,9 @@
 
 namespace LumoraLib::detail
 {
-/// The one door to the private parts of a field for the library's free functions.
-struct FieldAccess
-{
-    /// Error code 6 with the operation's name when the grid announces more samples than the buffer holds.
-    static void RequireSamples(const Lumora& field, const char* function) { field.RequireSamples(function); }
-    /// False for a field on a caller's buffer, which cannot grow.
-    static bool OwnsSamples(const Lumora& field) { return field.userBufferLength_ == 0; }
-    static std::size_t Capacity(const Lumora& field) { return field.capacity_; }
-    static ComplexForm Form(const Lumora& field) { return field.form_; }
-    static const LML_RECT& Window(const Lumora& field) { return field.window_; }
-    /// The part of the window inside the grid.
-    static LML_RECT GridWindow(const Lumora& field) { return field.GridWindow(); }
-    static void SetForm(Lumora& field, std::int32_t form) { field.form_ = static_cast<ComplexForm>(form); }
-    static void AddToOrigin(Lumora& field, double factor)
-    {
-        field.origin_.x += factor * field.normalVector_.x;
-        field.origin_.y += factor * field.normalVector_.y;
-        field.origin_.z += factor * field.normalVector_.z;
-    }
-};
+/// What Init names itself in a failure, and what it says of a caller's buffer.
+inline constexpr char kFnInit[] = "LumoraLib::Lumora::Init";
+inline constexpr char kTextBufferTooSmall[] = "User-Defined buffer is too small";
 
 /// Reports, as Init does, that there is no memory for so many bytes of samples.
 [[noreturn]] void NoSamples(std::uint64_t bytes);
@@ -54,6 +38,9 @@ void OrRestore(Lumora& field, const Change& change)
 /// Applies new sizes through Init(nullptr). When that fails the sizes are those of before, so that a refused request
 /// changes nothing; sizes beyond 32 bits are refused as sizes without memory.
 void Resize(Lumora& field, std::int64_t nx, std::int64_t ny);
+/// Reports, as Init does, that a field on a caller's buffer has no room for nx by ny samples; nothing where it has, or
+/// where the samples are the field's own.
+void RequireRoom(const Lumora& field, std::int32_t nx, std::int32_t ny);
 /// Fills `count` samples at `target` from the `available` ones at `source`; what the source does not have becomes zero.
 void CopySamples(Complex* target, std::size_t count, const Complex* source, std::size_t available);
 /// All samples to polar, (float) sqrt(x x + y y) and (float) atan2(y, x) on the widened members; a parallel flat loop.
@@ -66,11 +53,41 @@ void ShiftWindow(LML_RECT& window, std::int32_t dx, std::int32_t dy);
 
 /// Converts to cartesian samples when bit 1 of the form is set and clears it; tells whether it did.
 bool MakeCartesian(Lumora& field);
-/// The way back for an operation that gives fields back in the form they came in: converts when `wasPolar` and bit 1 is
-/// clear.
-void RestorePolar(Lumora& field, bool wasPolar);
+/// Converts to polar samples when bit 1 of the form is clear and sets it.
+void MakePolar(Lumora& field);
+/// The way back for an operation that gives fields back in the form they came in.
+inline void RestorePolar(Lumora& field, bool wasPolar)
+{
+    if (wasPolar)
+        MakePolar(field);
+}
+/// Cartesian samples for as long as an operation computes with them: converts those of a polar field, and back at the
+/// end of the scope, in which nothing may fail. The field's form stays what it is.
+class CartesianSamples
+{
+public:
+    explicit CartesianSamples(Lumora& field) : CartesianSamples(field, field.IsPolarForm()) {}
+    CartesianSamples(Lumora& field, bool polar) : field_(field), polar_(polar)
+    {
+        if (polar_)
+            SamplesToCartesian(field_.GetDataPointer(), field_.N());
+    }
+    ~CartesianSamples()
+    {
+        if (polar_)
+            SamplesToPolar(field_.GetDataPointer(), field_.N());
+    }
+    CartesianSamples(const CartesianSamples&) = delete;
+    CartesianSamples& operator=(const CartesianSamples&) = delete;
+
+private:
+    Lumora& field_;
+    bool polar_;
+};
 /// Multiplies both members of all samples by `factor` in single precision; a parallel flat loop.
 void ScaleSamples(Complex* samples, std::size_t count, float factor);
+/// Complex product in single precision, sample by sample, on the calling thread.
+void MultiplySamples(Complex* a, const Complex* b, std::size_t count);
 /// All samples := value; a parallel flat loop.
 void FillSamples(Complex* samples, std::size_t count, Complex value);
 } // namespace LumoraLib::detail

@@ -3,10 +3,11 @@
 // Three ways of forming a continuous index stand side by side on purpose: quantised to four decimals (separable cubics
 // and sinc), plain (BiLinear, BiCubic), and quantised before the half size is added (LinearInterpol). None of the
 // members looks at Form: a polar field is interpolated as the pair (amplitude, phase) without unwrapping.
+#include "base/Constants.h"
 #include "base/Describe.h"
 #include "field/FieldTools.h"
 #include "field/InterpolAxis.h"
-#include "field/WideInterpol.h"
+#include "field/Interpol.h"
 
 #include <cmath>
 
@@ -18,7 +19,6 @@ using detail::KernelTaps;
 using detail::QuantisedIndex;
 using detail::TruncI32;
 
-constexpr double kPi = 3.141592653589793;
 
 /// Sum of samples times (float)(k(i - x) * k(j - y)), each product and each addition in float, rows outermost. The
 /// kernel values of a row and of a column are computed once.
@@ -336,7 +336,7 @@ Complex Lumora::SincInterpolX(double u, double v) const
     for (std::int32_t i = 0; i < nx_; ++i)
     {
         const double d = i - x;
-        const float weight = static_cast<float>(d == 0.0 ? 1.0 : std::sin(kPi * d) / (kPi * d));
+        const float weight = static_cast<float>(d == 0.0 ? 1.0 : std::sin(detail::kPi * d) / (detail::kPi * d));
         const Complex sample = RowSample(*this, i, j);
         const float addRe = sample.Real() * weight;
         const float addIm = sample.Imag() * weight;

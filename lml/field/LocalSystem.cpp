@@ -1,6 +1,6 @@
 // The local coordinate system of a field, its outline in space, and the combination of two fields on one plane.
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "field/InterpolAxis.h"
@@ -8,7 +8,7 @@
 #include "base/Parallel.h"
 #include "base/Scratch.h"
 #include "base/Texts.h"
-#include "field/WideInterpol.h"
+#include "field/Interpol.h"
 
 #include <algorithm>
 #include <atomic>
@@ -127,7 +127,7 @@ public:
     static std::optional<ResamplePlan> Make(const Lumora& source, Interpol interpol, const Axis& x, const Axis& y)
     {
         detail::WideKernel kernel;
-        if (!detail::WideBound() || x.begin >= x.end || y.begin >= y.end || !detail::WideKernelOf(interpol, kernel))
+        if (detail::StepByStep() || x.begin >= x.end || y.begin >= y.end || !detail::WideKernelOf(interpol, kernel))
             return std::nullopt;
         if (source.GetNx() < detail::kWideTaps[static_cast<int>(kernel)] ||
             source.GetNy() < (kernel == detail::WideKernel::Linear ? 2 : 1))
@@ -447,7 +447,7 @@ Lumora& OnSourceGrid(Lumora& target, const Lumora& source, const char* function)
     if (iBegin >= iEnd)
         return target;
     const auto count = static_cast<std::size_t>(iEnd - iBegin);
-    const bool wide = detail::WideBound();
+    const bool wide = !detail::StepByStep();
     Complex* const samples = target.GetDataPointer();
     const Complex* const from = source.GetDataPointer();
     detail::ParallelRows(jBegin, jEnd,

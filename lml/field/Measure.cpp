@@ -3,7 +3,7 @@
 // All sums run in double: on one thread the exact running sum in row order, on more threads per-thread partial sums in
 // thread order. The magnitude rule looks at the value of Form, not at its polar bit.
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Reduce.h"
@@ -85,7 +85,7 @@ struct Magnitudes
         if (polar)
             for (std::size_t n = 0; n < count; ++n)
                 sum += u[n].GetReal();
-        else if (detail::WideBound())
+        else if (!detail::StepByStep())
             sum = AddAhead(count, sum,
                            [u](std::size_t begin, std::size_t n, double* terms)
                            { detail::WideField().magnitudes(Floats(u + begin), n, terms); });
@@ -103,7 +103,7 @@ struct Deviations
     double mean;
     double operator()(const Complex* u, std::size_t count, double sum) const
     {
-        if (detail::WideBound())
+        if (!detail::StepByStep())
             return AddAhead(count, sum,
                             [this, u](std::size_t begin, std::size_t n, double* terms)
                             {
@@ -127,7 +127,7 @@ struct LargestMagnitude
     bool polar;
     double operator()(const Complex* u, std::size_t count, double largest) const
     {
-        if (detail::WideBound())
+        if (!detail::StepByStep())
             return polar ? detail::WideField().largestFirst(Floats(u), count, largest)
                          : detail::WideField().largestSquare(Floats(u), count, largest);
         for (std::size_t n = 0; n < count; ++n)
@@ -383,7 +383,7 @@ double Lumora::GetSnr(const Lumora& reference, const ComplexDouble& scale) const
         *this, reference, 0.0,
         [sr, si](const Complex* u, const Complex* r, std::size_t count, double sum)
         {
-            if (detail::WideBound())
+            if (!detail::StepByStep())
                 return AddAhead(count, sum,
                                 [=](std::size_t begin, std::size_t n, double* terms)
                                 { detail::WideField().noise(Floats(u + begin), Floats(r + begin), n, sr, si, terms); });
@@ -449,7 +449,7 @@ double Lumora::GetOverlapFactor(const Lumora& other)
         ReduceSum(std::min(N(), other.N()),
                   [=](std::size_t first, std::size_t last, double sum)
                   {
-                      if (detail::WideBound())
+                      if (!detail::StepByStep())
                           return AddAhead(last - first, sum,
                                           [=](std::size_t begin, std::size_t n, double* terms)
                                           {

@@ -3,7 +3,7 @@
 // All work on the stored pair of floats whatever the form says. Drawing, filling and shifting stay inside the grid for
 // every argument; a refused argument changes nothing.
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
@@ -63,7 +63,7 @@ void MultiplyWave(Lumora& field, const RowTerm& rowTerm, const Form& form, const
     const std::int32_t halfX = nx / 2;
     const std::int32_t halfY = field.GetNy() / 2;
     Complex* const samples = field.GetDataPointer();
-    const bool wide = detail::WideBound();
+    const bool wide = !detail::StepByStep();
     detail::ParallelRows(0, field.GetNy(),
                          [&](std::int32_t j)
                          {

@@ -1,8 +1,9 @@
 // Shaping of amplitude and phase: quantisation to levels, random phase, lens phase.
 //
 // The sample loops run in sample order on the calling thread; only the form conversions are parallel.
+#include "base/Constants.h"
 #include "base/Describe.h"
-#include "transform/Dispatch.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
@@ -17,8 +18,6 @@ namespace LumoraLib
 {
 namespace
 {
-constexpr double kPi = 3.141592653589793;
-constexpr double kTwoPi = 6.283185307179586;
 // Kept: the levels of a clipped phase are multiples of a pi of eight digits, unlike the constants of the
 // classification, so the top level is 3.1415926 and not pi.
 constexpr double kLevelPi = 3.1415926;
@@ -45,40 +44,22 @@ template <class Loop>
 void OnPolarSamples(Lumora& field, const Loop& loop)
 {
     const bool convert = !field.IsPolarForm();
-    if (convert)
-    {
-        detail::FieldAccess::SetForm(field, field.Form() | 2);
-        detail::SamplesToPolar(field.GetDataPointer(), field.N());
-    }
+    detail::MakePolar(field);
     Complex* const samples = field.GetDataPointer();
     const std::size_t count = field.N();
     for (std::size_t n = 0; n < count; ++n)
         loop(samples[n].imag());
     if (convert)
-    {
-        detail::FieldAccess::SetForm(field, field.Form() & ~2);
-        detail::SamplesToCartesian(samples, count);
-    }
+        detail::MakeCartesian(field);
 }
 
 /// Gives samples their cartesian form back after an amplitude operation and stores the saved flags.
 /// Kept: a field that came in as a polar spectrum (3) is left with cartesian samples and flags 3.
 void RestoreSavedForm(Lumora& field, ComplexForm saved)
 {
-    if (saved != POLAR_AMPLITUDE && field.IsPolarForm())
-    {
-        detail::FieldAccess::SetForm(field, field.Form() & ~2);
-        detail::SamplesToCartesian(field.GetDataPointer(), field.N());
-    }
+    if (saved != POLAR_AMPLITUDE)
+        detail::MakeCartesian(field);
     field.Form() = saved;
-}
-
-void ToPolarForShaping(Lumora& field)
-{
-    if (field.IsPolarForm())
-        return;
-    detail::FieldAccess::SetForm(field, field.Form() | 2);
-    detail::SamplesToPolar(field.GetDataPointer(), field.N());
 }
 } // namespace
 
@@ -91,7 +72,7 @@ Lumora& Lumora::PartialClipAmplitude(int levels, double epsilon)
         Error(ERR_PARAMETER, fn, detail::Explained("out of range of epsilon", "epsilon is %.9g.", epsilon));
     RequireSamples(fn);
     PushForm();
-    ToPolarForShaping(*this);
+    detail::MakePolar(*this);
     const double top = levels - 1;
     const std::size_t count = N();
     for (std::size_t n = 0; n < count; ++n)
@@ -118,7 +99,7 @@ Lumora& Lumora::PartialClipPhase(int levels, double epsilon)
     OnPolarSamples(*this,
                    [count, epsilon](float& phase)
                    {
-                       double level = PullToWhole((static_cast<double>(phase) + kPi) / kTwoPi * count, epsilon);
+                       double level = PullToWhole((static_cast<double>(phase) + detail::kPi) / detail::kTwoPi * count, epsilon);
                        if (level <= 0.0)
                            level = count;
                        phase = static_cast<float>((level / count * 2.0 - 1.0) * kLevelPi);
@@ -133,7 +114,7 @@ Lumora& Lumora::HardClipAmplitude(int levels)
         return *this;
     RequireSamples(fn);
     PushForm();
-    ToPolarForShaping(*this);
+    detail::MakePolar(*this);
     const float steps = static_cast<float>(levels - 1);
     const double top = levels - 1;
     const std::size_t count = N();
@@ -159,7 +140,7 @@ Lumora& Lumora::HardClipPhase(int levels)
     OnPolarSamples(*this,
                    [levels, count](float& phase)
                    {
-                       std::int32_t level = detail::TruncI32((static_cast<double>(phase) + kPi) / kTwoPi * count + 0.5);
+                       std::int32_t level = detail::TruncI32((static_cast<double>(phase) + detail::kPi) / detail::kTwoPi * count + 0.5);
                        if (level <= 0)
                            level = levels; // the lowest level is the top one, a turn away
                        phase = static_cast<float>((level / count * 2.0 - 1.0) * kLevelPi);
@@ -188,18 +169,18 @@ Lumora& Lumora::ModRandomPhase()
         Error(ERR_PARAMETER, fn, "");
     RequireSamples(fn);
     if (convert)
-        ToPolarForShaping(*this);
+        detail::MakePolar(*this);
     static_assert(RAND_MAX >> 8 >= 32767, "15 bits above the 8 lowest");
     // Columns outermost and one draw per sample: the same sequence of the source gives the same field.
     for (std::int32_t i = 0; i < nx_; ++i)
         for (std::int32_t j = 0; j < ny_; ++j)
         {
             const int r = (std::rand() >> 8) & 32767; // 15 of the source's 31 bits: 0..32767 spans the full turn
-            dataPointer_[Index(i, j)].imag() = static_cast<float>(r / 32767.0 * kTwoPi - kPi);
+            dataPointer_[Index(i, j)].imag() = static_cast<float>(r / 32767.0 * detail::kTwoPi - detail::kPi);
         }
     if (convert)
     {
-        detail::FieldAccess::SetForm(*this, form_ & ~2);
+        detail::FieldAccess::SetPolar(*this, false);
         detail::SamplesToCartesian(dataPointer_, N());
     }
     return *this;
@@ -213,7 +194,7 @@ Lumora& Lumora::SetQuadraticPhase(double f)
     for (std::int32_t j = 0; j < ny_; ++j)
     {
         const double y = Y(j);
-        if (detail::WideBound())
+        if (!detail::StepByStep())
         {
             detail::Phases().setPhase(detail::PhaseForm::Lens(px_, y * y, -k_, twice), -(nx_ / 2),
                                       static_cast<std::size_t>(nx_),

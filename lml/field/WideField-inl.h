@@ -6,17 +6,6 @@ namespace field
 static constexpr std::size_t kSamplesD = static_cast<std::size_t>(VD::lanes);
 static constexpr std::size_t kSamplesF = static_cast<std::size_t>(VF::lanes);
 
-LML_INLINE VD RoundToFloat(VD a)
-{
-#if LML_WIDE_LEVEL == 0
-    return VD(_mm_cvtps_pd(_mm_cvtpd_ps(a.v)));
-#elif LML_WIDE_LEVEL == 1
-    return VD(_mm256_cvtps_pd(_mm256_cvtpd_ps(a.v)));
-#else
-    return VD(_mm512_cvtps_pd(_mm512_cvtpd_ps(a.v)));
-#endif
-}
-
 /// Samples in index order against widened members; at 512 bits by one permutation instead of one per half.
 LML_INLINE void LoadSamples(const float* p, VD& re, VD& im)
 {

@@ -7,7 +7,8 @@
 //
 // Samples are pairs of floats: reinterpret_cast<float*>(Complex*) is meant, n counts samples. Operands are equal or
 // apart.
-#pragma once
+#ifndef LML_WIDEFIELD_H
+#define LML_WIDEFIELD_H
 
 #include "LmlApi.h"
 
@@ -62,3 +63,5 @@ const FieldTable& WideField() noexcept;
 float PlainPhase(float x, float y) noexcept;
 float PlainLogIntensity(float x, float y, double l) noexcept;
 } // namespace LumoraLib::detail
+
+#endif

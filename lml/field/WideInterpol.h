@@ -4,13 +4,13 @@
 // operation and with the taps added in the same order, so the bits are those of the plain members at every instruction
 // set, start and length of a row.
 //
-// The cubic kernels count on one thing: a tap of weight 0 adds nothing. So the tap too many of a point on a sample, or
-// within rounding of one, is left out at the end where it weighs 0, and taps outside the grid read a sample inside with
-// weight 0. That holds where the samples are finite; callers check (AllFinite, or a finite energy) and use the plain
+// The cubic kernels count on one thing: a tap of weight 0 adds nothing. So the tap too many of a point on a sample is left
+// out, and taps outside the grid read a sample inside with weight 0. That holds where the samples are finite; callers check (AllFinite, or a finite energy) and use the plain
 // members otherwise.
 //
 // Samples are pairs of floats, real then imaginary: reinterpret_cast<float*>(Complex*) is meant.
-#pragma once
+#ifndef LML_WIDEINTERPOL_H
+#define LML_WIDEINTERPOL_H
 
 #include "LmlApi.h"
 #include "LmlTypes.h"
@@ -25,9 +25,6 @@ enum class WideKernel : int { Nearest, BiLinear, Linear, BiCubic, Cubic4, Cubic6
 constexpr int kWideKernels = 7;
 /// Taps per axis of a kernel, in the order of WideKernel.
 constexpr int kWideTaps[kWideKernels] = {1, 2, 2, 4, 4, 6, 8};
-
-/// The kernel of a chooser value; false for the values that GetInterpolFunc refuses.
-bool WideKernelOf(Interpol interpol, WideKernel& kernel);
 
 /// What the columns of one resampling call share, one entry per destination column and kWidePadding more that repeat
 /// the last.
@@ -80,3 +77,5 @@ struct InterpolTable {
 const InterpolTable& Interpolation() noexcept;
 
 } // namespace LumoraLib::detail
+
+#endif

@@ -1,12 +1,11 @@
 // BMP pictures: the 8-bit indexed writer with its two palettes, and the reader of 8-bit and 4-bit pictures.
 
-#include "files/FieldFile.h"
-#include "field/FieldTools.h"
-#include "files/ImageModes.h"
 #include "base/IntMath.h"
 #include "base/Texts.h"
+#include "field/FieldTools.h"
+#include "files/FieldFile.h"
+#include "files/ImageModes.h"
 
-#include <bit>
 #include <cstdint>
 
 namespace LumoraLib
@@ -43,18 +42,18 @@ struct InfoHead
     std::uint32_t colours = 0;
     std::uint32_t important = 0;
 };
-constexpr auto kInfoHead = MakeHead<40>(
-    At(0, &InfoHead::bytes), At(4, &InfoHead::width), At(8, &InfoHead::height), At(12, &InfoHead::planes),
-    At(14, &InfoHead::bits), At(16, &InfoHead::compression), At(20, &InfoHead::pixelBytes),
-    At(24, &InfoHead::perMeterX), At(28, &InfoHead::perMeterY), At(32, &InfoHead::colours),
-    At(36, &InfoHead::important));
+constexpr auto kInfoHead =
+    MakeHead<40>(At(0, &InfoHead::bytes), At(4, &InfoHead::width), At(8, &InfoHead::height), At(12, &InfoHead::planes),
+                 At(14, &InfoHead::bits), At(16, &InfoHead::compression), At(20, &InfoHead::pixelBytes),
+                 At(24, &InfoHead::perMeterX), At(28, &InfoHead::perMeterY), At(32, &InfoHead::colours),
+                 At(36, &InfoHead::important));
 
-constexpr std::int32_t kHeadBytes = 54;      // both heads
-constexpr std::size_t kColours = 256;        // of a written picture
-constexpr std::size_t kPaletteBytes = 1024;  // blue, green, red, unused for each
-constexpr std::int32_t kPixelsAt = 1078;     // heads and palette
+constexpr std::int32_t kHeadBytes = 54;                        // both heads
+constexpr std::size_t kColours = 256;                          // of a written picture
+constexpr std::size_t kPaletteBytes = 1024;                    // blue, green, red, unused for each
+constexpr std::int32_t kPixelsAt = 1078;                       // heads and palette
 constexpr char kSaver[] = "LumoraLib::Lumora::WinSaveAsBMPEx"; // every saver reports under this name
-constexpr std::int32_t kBar = 10;            // width of the scale bar where the caller names none
+constexpr std::int32_t kBar = 10;                              // width of the scale bar where the caller names none
 
 using Palette = std::array<Byte, kPaletteBytes>;
 
@@ -86,8 +85,8 @@ constexpr Palette MakeRainbow()
     };
     constexpr Level kSectors[6][3] = {
         // red, green, blue
-        {kFull, kRising, kNone}, {kFalling, kFull, kNone}, {kNone, kFull, kRising},
-        {kNone, kFalling, kFull}, {kRising, kNone, kFull}, {kFull, kNone, kFalling},
+        {kFull, kRising, kNone},  {kFalling, kFull, kNone}, {kNone, kFull, kRising},
+        {kNone, kFalling, kFull}, {kRising, kNone, kFull},  {kFull, kNone, kFalling},
     };
     Palette palette{};
     // Kept: the brightness is not set back below 240 degrees, so every colour there has the value of the last one
@@ -103,7 +102,9 @@ constexpr Palette MakeRainbow()
         const double fraction = position - static_cast<double>(sector);
         const double level[4] = {0.0, brightness, (1.0 - fraction) * brightness, fraction * brightness};
         const auto byte = [&](std::size_t component)
-        { return static_cast<Byte>(255.0 * level[kSectors[sector][component]]); };
+        {
+            return static_cast<Byte>(255.0 * level[kSectors[sector][component]]);
+        };
         SetColour(palette, i, byte(0), byte(1), byte(2));
     }
     return palette;
@@ -221,7 +222,9 @@ void Load(Lumora& field, const char* fn, const char* path, Mode mode, Complex ba
     const std::uint64_t count = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
     const bool remake = count != field.N() || FieldAccess::Capacity(field) < count;
     const auto raised = [&](std::int32_t n)
-    { return remake ? static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(n))) : n; };
+    {
+        return remake ? detail::RaisedToPowerOfTwo(n) : std::int64_t{n};
+    };
     const std::int64_t ny = raised(height);
     // Kept: a size that differs from the raised one by an odd number loses its last column or its top row.
     const std::int32_t lost = static_cast<std::int32_t>((ny - height) & 1);

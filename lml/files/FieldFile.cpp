@@ -2,11 +2,11 @@
 
 #include "files/FieldFile.h"
 
+#include "base/IntMath.h"
 #include "base/Progress.h"
 #include "field/FieldTools.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 namespace LumoraLib::detail
@@ -19,29 +19,17 @@ bool SizesAreSane(const File& file, std::int32_t nx, std::int32_t ny, std::int64
         return false;
     if (nx == 0 || ny == 0)
         return true;
-    const std::int64_t samples =
-        static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(nx))) *
-        static_cast<std::int64_t>(std::bit_ceil(static_cast<std::uint32_t>(ny))); // at most 2^60
+    const std::int64_t samples = RaisedToPowerOfTwo(nx) * RaisedToPowerOfTwo(ny); // at most 2^60
     constexpr std::int64_t each = sizeof(Complex);
     return samples <= freeBytes / each || samples / perByte <= file.Length() / each;
 }
 
 void RemakeGrid(Lumora& field, std::int32_t nx, std::int32_t ny)
 {
-    const std::int32_t oldNx = field.GetNx();
-    const std::int32_t oldNy = field.GetNy();
-    field.SetNx(nx).SetNy(ny);
-    if (field.N() == 0) // sizes of zero would give a caller's buffer to Free: no file may do that
-        return;
-    try
-    {
-        field.Init(nullptr);
-    }
-    catch (...)
-    {
-        field.SetNx(oldNx).SetNy(oldNy);
-        throw;
-    }
+    if (nx != 0 && ny != 0)
+        return Resize(field, nx, ny);
+    field.SetNx(nx).SetNy(
+        ny); // no Init: with sizes of zero it would give a caller's buffer to Free, which no file may do
 }
 
 bool ReadSamples(File& file, Lumora& field, std::int32_t nx, std::int32_t ny, const char* operation)

@@ -1,5 +1,6 @@
 // LW, DE and CA files: a field behind a small head in single precision, and the arithmetic of stored fields.
 
+#include "base/Constants.h"
 #include "files/ByteIo.h"
 #include "files/FieldFile.h"
 #include "base/IntMath.h"
@@ -15,8 +16,6 @@ namespace LumoraLib
 namespace
 {
 using namespace detail;
-
-constexpr double kTwoPi = 6.283185307179586;
 
 // ---- LW ----------------------------------------------------------------------------------------------------------
 
@@ -48,7 +47,7 @@ File CreateLw(const char* path, const char* function, const Lumora& field, const
     if (option != nullptr)
         Error(ERR_INTERNAL, function, kTextNoOptionHead);
     const LwHead head = {kLwSamplesAt,
-                         static_cast<float>(kTwoPi / field.GetWavenumber()),
+                         static_cast<float>(detail::kTwoPi / field.GetWavenumber()),
                          nx,
                          ny,
                          static_cast<float>(field.GetPx()),
@@ -191,7 +190,7 @@ Lumora& Lumora::LoadLw(const char* path, OptionHead* option)
     form_ = COMPLEX_AMPLITUDE;
     px_ = head.px;
     py_ = head.py;
-    k_ = kTwoPi / head.wavelength;
+    k_ = detail::kTwoPi / head.wavelength;
     SetWindowMax();
     // Kept: the raised grid is read, so a file whose sizes are not powers of two ends in a read failure.
     if (!ReadSamples(file, *this, nx_, ny_, fn))

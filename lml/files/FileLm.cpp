@@ -6,6 +6,7 @@
 // of the protected members opened stays the caller's.
 
 #include "LmlLumora.h"
+#include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/Progress.h"
 #include "field/FieldTools.h"
@@ -25,7 +26,6 @@ namespace
 {
 using namespace detail;
 
-constexpr double kTwoPi = 6.283185307179586;
 constexpr std::uint16_t kPositionHeadType = 4;
 constexpr std::uint16_t kSegmentRecordType = 5;
 constexpr std::uint16_t kPartsBit = 0x8000;
@@ -423,7 +423,7 @@ void WriteHeads(_LM_File& record, std::int64_t at, const Lumora& field, std::int
     head.form = field.IsSpectrum() ? 1 : 0;
     head.positionHead = at + static_cast<std::int64_t>(kDataHead.bytes);
     head.samples = at + kHeadsBytes;
-    head.wavelength = kTwoPi / field.GetWavenumber();
+    head.wavelength = detail::kTwoPi / field.GetWavenumber();
     head.nx = nx;
     head.ny = ny;
     head.px = field.GetPx();
@@ -455,7 +455,7 @@ bool FitsSegments(const Lumora& field, const Lumora& common)
     const double dy = a.y - b.y;
     const double dz = a.z - b.z;
     return field.GetNx() == common.GetNx() && field.GetNy() == common.GetNy() && field.GetPx() == common.GetPx() &&
-           field.GetPy() == common.GetPy() && kTwoPi / field.GetWavenumber() == kTwoPi / common.GetWavenumber() &&
+           field.GetPy() == common.GetPy() && detail::kTwoPi / field.GetWavenumber() == detail::kTwoPi / common.GetWavenumber() &&
            std::sqrt(dx * dx + dy * dy + dz * dz) <= GetPositionTolerance();
 }
 } // namespace

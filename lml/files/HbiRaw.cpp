@@ -1,12 +1,10 @@
 // HBI pictures (a 24-byte head with the sampling pitches) and RAW pixels (no head).
 
-#include "files/FieldFile.h"
-#include "field/FieldTools.h"
-#include "files/ImageModes.h"
 #include "base/IntMath.h"
 #include "base/Texts.h"
-
-#include <bit>
+#include "field/FieldTools.h"
+#include "files/FieldFile.h"
+#include "files/ImageModes.h"
 
 namespace LumoraLib
 {
@@ -31,9 +29,9 @@ struct HbiHead
     float px = 0.0f;
     float py = 0.0f;
 };
-constexpr auto kHbiHead = MakeHead<22>(At(0, &HbiHead::pixelsAt), At(4, &HbiHead::bits), At(5, &HbiHead::width),
-                                       At(9, &HbiHead::height), At(13, &HbiHead::px), At(17, &HbiHead::py),
-                                       Reserved(21, 1)); // option flag
+constexpr auto kHbiHead =
+    MakeHead<22>(At(0, &HbiHead::pixelsAt), At(4, &HbiHead::bits), At(5, &HbiHead::width), At(9, &HbiHead::height),
+                 At(13, &HbiHead::px), At(17, &HbiHead::py), Reserved(21, 1)); // option flag
 constexpr std::int32_t kHeadBytes = 24;
 
 void SaveHbi(const Lumora& field, const LML_RECT& window, const char* path, Mode mode, double min, double max,
@@ -121,7 +119,7 @@ Lumora& Lumora::LoadHBI(const char* path, Mode mode)
     const bool remake = width * height != N() || capacity_ < width * height;
     // Kept: as many rows are read as the grid has, so a height that is no power of two runs out of data; and rows of a
     // depth other than 8 and 1 are taken as width * height bytes long, so 4-bit files run out of data as well.
-    const std::uint64_t rows = remake ? std::bit_ceil(height) : height;
+    const std::uint64_t rows = remake ? static_cast<std::uint64_t>(detail::RaisedToPowerOfTwo(head.height)) : height;
     const std::uint64_t rowBytes =
         head.bits == 8 || head.bits == 1 ? detail::PaddedRowBytes(head.width, head.bits) : width * height;
     const bool decodable = head.bits == 8 || head.bits == 4 || head.bits == 1;

@@ -1,5 +1,6 @@
 // The shared mechanism of the 8-bit picture formats: from samples to bytes by mode, and from pixel values to samples.
 
+#include "base/Constants.h"
 #include "files/ImageModes.h"
 
 #include "field/FieldTools.h"
@@ -14,8 +15,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kPi = 3.141592653589793;
-constexpr double kTwoPi = 6.283185307179586;
 constexpr double kPerTurn = 0.15915494309189535; // 1 / (2 pi)
 
 // Index: Mode; the last line stands for every other value.
@@ -23,10 +22,10 @@ constexpr ModeRule kModeRules[] = {
     {Shown::Intensity, Member::First, 0.0, 1.0},                 // ModeIntensity
     {Shown::Cartesian, Member::First, 1.0, 0.5},                 // ModeReal
     {Shown::Cartesian, Member::Second, 1.0, 0.5},                // ModeImag
-    {Shown::Polar, Member::Second, kPi, kPerTurn},               // ModePhase
+    {Shown::Polar, Member::Second, detail::kPi, kPerTurn},               // ModePhase
     {Shown::Polar, Member::First, 0.0, 1.0},                     // ModeAmplitude
     {Shown::LogIntensity, Member::First, 0.0, 1.0},              // ModeLogIntensity
-    {Shown::Polar, Member::SecondWhereBright, kPi, kPerTurn},    // ModeMaskedPhase
+    {Shown::Polar, Member::SecondWhereBright, detail::kPi, kPerTurn},    // ModeMaskedPhase
     {Shown::Stored, Member::First, 0.0, 0.0},
 };
 constexpr std::int32_t kModes = 7;
@@ -233,7 +232,7 @@ PixelSamples MakePixelSamples(Mode mode, ComplexForm form, const std::array<doub
             made.sample[n] = Complex(1.0, 2.0 * v - 1.0);
             break;
         case ModePhase:
-            made.sample[n] = Complex(1.0, kTwoPi * v - kPi);
+            made.sample[n] = Complex(1.0, detail::kTwoPi * v - detail::kPi);
             break;
         case ModeAmplitude:
             made.sample[n] = Complex(v, 0.0);

@@ -1,13 +1,13 @@
 // Fields of point sources at four trade-offs of speed and exactness. The loops here define the results; with the wide
 // forms chosen they run in WidePoint-inl.h, each sample through the same arithmetic.
-#include "LmlLumora.h"
-
-#include "transform/Dispatch.h"
+#include "base/Constants.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/WithMemory.h"
+#include "points/PointSource.h"
 #include "points/WidePoint.h"
 
 #include <algorithm>
@@ -19,9 +19,6 @@ namespace detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
-constexpr double kPi = 3.141592653589793;
-
 // A limit of the tangent that is open, and from where on a limit counts as open for a source in the plane.
 constexpr double kOpenTangent = 1e100;
 constexpr double kOpenFrom = 1e99;
@@ -164,7 +161,7 @@ Range BandBetween(double low, double high, double pitch, std::int32_t size)
 /// limit.
 void TangentLimits(double K, double shift, double pitch, double& tanMax, double& tanMin)
 {
-    const double half = kPi / pitch;
+    const double half = detail::kPi / pitch;
     const double p = shift + half;
     const double n = shift - half;
     tanMax = K > p ? p / std::sqrt(K * K - p * p) : kOpenTangent;
@@ -175,8 +172,8 @@ void FillPhaseTable(double* cosTable, double* sinTable)
 {
     for (std::int32_t n = 0; n < kPhaseSteps; ++n)
     {
-        cosTable[n] = std::cos(kTwoPi * n / kPhaseSteps);
-        sinTable[n] = std::sin(kTwoPi * n / kPhaseSteps);
+        cosTable[n] = std::cos(detail::kTwoPi * n / kPhaseSteps);
+        sinTable[n] = std::sin(detail::kTwoPi * n / kPhaseSteps);
     }
 }
 
@@ -261,7 +258,7 @@ void AddExact(Lumora& field, ExactWave w, bool parallel)
     CheckSource("LumoraLib::Lumora::AddSphericalWave", field, w.z0, count == 0);
     if (count == 0)
         return;
-    const auto loop = WideBound() ? WidePoints().exact : ExactLoop;
+    const auto loop = !StepByStep() ? WidePoints().exact : ExactLoop;
     ParallelTeam(parallel && count >= kParallelFrom ? GetNumThreads() : 1,
                  [&](int index, int size)
                  {
@@ -336,11 +333,11 @@ void AddByTable(Lumora& field, const char* fn, const TableSource& t, double x, d
     // Kept: a converging wave (dz > 0) runs the table backwards and takes the phase in table steps; a diverging one
     // takes it in radians.
     w.factor = dz > 0.0 ? -t.factor : t.factor;
-    w.offset = dz > 0.0 ? phase : 0.5 * phase / kPi * t.steps;
+    w.offset = dz > 0.0 ? phase : 0.5 * phase / detail::kPi * t.steps;
     w.cosTable = t.cosTable;
     w.sinTable = t.sinTable;
     w.mask = t.mask;
-    (WideBound() && count >= kWideFrom ? WidePoints().table : TableLoop)(p, w);
+    (!StepByStep() && count >= kWideFrom ? WidePoints().table : TableLoop)(p, w);
 }
 } // namespace
 } // namespace detail
@@ -355,7 +352,7 @@ SphericalWaveDescriptor::SphericalWaveDescriptor(double wavelength_, double px_,
       px(px_), py(py_)
 {
     static constexpr char label[] = "SphericalWaveDescriptor";
-    const double K = kTwoPi / wavelength;
+    const double K = detail::kTwoPi / wavelength;
     wavevector = direction.GetNormalized() * K;
     TangentLimits(K, wavevector.x, px, tanMaxX, tanMinX);
     TangentLimits(K, wavevector.y, py, tanMaxY, tanMinY);
@@ -473,7 +470,7 @@ Lumora& Lumora::AddSphericalWaveSqr(const SphericalWaveDescriptor& d, double x, 
 void Lumora::InitSphericalWaveSQR(Vector direction)
 {
     const double lambda = GetWavelength();
-    const double K = kTwoPi / lambda;
+    const double K = detail::kTwoPi / lambda;
     const Vector wavevector = direction.GetNormalized() * K;
     GlobalTable& g = globalTable;
     TangentLimits(K, wavevector.x, px_, g.maxX, g.minX);
@@ -547,13 +544,13 @@ Lumora& Lumora::AddSphericalWaveRF(double x, double y, double z, double amp, dou
     w.leftStep = (0.5 * P + P - e) * P;
     w.growth = P * P;
     w.factor = g.factor;
-    w.offset = phase * 0.5 / kPi * kPhaseSteps;
+    w.offset = phase * 0.5 / detail::kPi * kPhaseSteps;
     w.amp = amp / z;
     w.cosTable = g.cosTable;
     w.sinTable = g.sinTable;
     w.mask = g.mask;
     const std::int64_t reached = (std::max(p.iHi, w.start) - std::min(p.iLo, w.start)) * std::int64_t{p.jHi - p.jLo};
-    (WideBound() && reached >= kWideFrom ? WidePoints().recurrence : RecurrenceLoop)(p, w);
+    (!StepByStep() && reached >= kWideFrom ? WidePoints().recurrence : RecurrenceLoop)(p, w);
     return *this;
 }
 } // namespace LumoraLib

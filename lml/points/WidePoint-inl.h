@@ -17,17 +17,6 @@ LML_INLINE float* SampleAt(const PointPatch& patch, std::int32_t i, std::int32_t
     return patch.samples + 2 * (static_cast<std::ptrdiff_t>(patch.nx) * j + i);
 }
 
-LML_INLINE VD RoundToFloat(VD a)
-{
-#if LML_WIDE_LEVEL == 0
-    return VD(_mm_cvtps_pd(_mm_cvtpd_ps(a.v)));
-#elif LML_WIDE_LEVEL == 1
-    return VD(_mm256_cvtps_pd(_mm256_cvtpd_ps(a.v)));
-#else
-    return VD(_mm512_cvtps_pd(_mm512_cvtpd_ps(a.v)));
-#endif
-}
-
 /// Adds re and im, rounded to float, to kLanes samples in single precision.
 LML_INLINE void AddRounded(float* p, VD re, VD im)
 {

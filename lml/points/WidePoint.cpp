@@ -2,6 +2,8 @@
 // plain and wide loops share.
 #include "points/WidePoint.h"
 
+#include "points/PointSource.h"
+
 #include "base/Isa.h"
 #include "simd/SinCos.h"
 

@@ -1,7 +1,8 @@
 // The loops that add one point source to a field: what they are given, and the table of their wide forms. The plain
 // forms, which define the results, stand in PointSource.cpp. Table and recurrence loops give the same bits in both
 // forms and for every instruction set; the exact loop differs in the sine and cosine alone.
-#pragma once
+#ifndef LML_WIDEPOINT_H
+#define LML_WIDEPOINT_H
 
 #include "LmlApi.h"
 #include "LmlTypes.h"
@@ -56,9 +57,6 @@ struct RecurrenceWave
     std::int32_t mask;
 };
 
-/// Weight of the sample at x for a source at c and a half-width, all in metres, on one axis.
-double PointWindow(WindowFunc window, double c, double x, double half);
-
 struct PointTable
 {
     /// Rows jBegin .. jEnd - 1 of the patch.
@@ -70,3 +68,5 @@ struct PointTable
 /// The wide forms for the instruction set in force.
 const PointTable& WidePoints() noexcept;
 } // namespace LumoraLib::detail
+
+#endif

@@ -3,8 +3,9 @@
 #include "transform/CentredFft.h"
 #include "transform/ChirpPhase.h"
 #include "field/FieldTools.h"
+#include "base/Constants.h"
 #include "base/IntMath.h"
-#include "base/Reduce.h"
+#include "base/Memory.h"
 
 #include <atomic>
 #include <cmath>
@@ -138,7 +139,7 @@ Lumora& Lumora::_Old_SPWProp(double z)
     }
     const detail::ReadyTransform there(dataPointer_, nx_, ny_, -1);
     const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const detail::CartesianSamples cartesian(*this);
     there.Run();
     const double du = 1.0 / (nx_ * px_);
     const double dv = 1.0 / (ny_ * py_);
@@ -160,7 +161,6 @@ Lumora& Lumora::_Old_SPWProp(double z)
     back.Run();
     px_ = 1.0 / (nx_ * du);
     py_ = 1.0 / (ny_ * dv);
-    detail::RestorePolar(*this, wasPolar);
     return *this;
 }
 

@@ -1,165 +1,84 @@
 // Propagation to parallel planes: angular spectrum, Fresnel and Fourier.
 //
-// The plain loops define the results; the wide forms of the phases give the same bits, and the fused propagations
-// differ only in the rounding of the transforms.
-#include "propagate/Band.h"
-#include "transform/CentredFft.h"
-#include "field/FieldTools.h"
-#include "propagate/Fused.h"
+// Plain loops define the results; the wide forms of the phases give the same bits.
+#include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
-#include "base/Reduce.h"
+#include "field/FieldTools.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "transform/Engine.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 namespace LumoraLib
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
-
-/// What the transfer function of one propagation is made of. u and v are frequencies in cycles per metre.
-struct TransferFunction
+/// H for the distance d: exp(i 2 pi d sqrt(w)), w = 1 / lambda^2 - u u - v v.
+/// Kept: beyond the evanescent limit (w <= 0) the factor is 1; only the band limit of AsmPropFs cuts.
+class FreeSpace final : public detail::Transfer
 {
-    double twoPiD;         // 2 pi d
-    double inverseSquare;  // 1 / lambda^2
-    double du;
-    double dv;
+public:
+    FreeSpace(double d, double lambda, double pitchU, double pitchV)
+        : twoPiD_(detail::kTwoPi * d), inverseSquare_(1.0 / (lambda * lambda))
+    {
+        du = pitchU;
+        dv = pitchV;
+        roomLabel = "SPWPropFS : buffer";
+    }
 
-    /// H for u, with rest = 1 / lambda^2 - v v: exp(i 2 pi d sqrt(w)), w = rest - u u.
-    /// Kept: beyond the evanescent limit (w <= 0) the factor is 1; only the band limit of AsmPropFs cuts.
+    detail::PhaseForm EvenRow(double v) const override
+    {
+        return detail::PhaseForm::Transfer(du, inverseSquare_, v * v, twoPiD_);
+    }
+
+    /// One row of factors, rounded to float, serves both rows.
+    void Multiply(Complex* below, Complex* above, std::int32_t nx, std::int32_t j, Complex* room) const override
+    {
+        FillRow(room, nx, j * dv);
+        for (Complex* const row : {below, above})
+            if (row != nullptr)
+                detail::MultiplySamples(row, room, static_cast<std::size_t>(nx));
+    }
+
+private:
+    /// H for u, with rest = 1 / lambda^2 - v v.
     Complex At(double rest, double u) const
     {
         const double w = rest - u * u;
         if (!(w > 0.0))
             return Complex(1.0, 0.0);
-        double s = 0.0;
-        double c = 0.0;
-        detail::SinCos1(twoPiD * std::sqrt(w), s, c);
-        return Complex(c, s);
+        return Complex(detail::Unit(twoPiD_ * std::sqrt(w)));
     }
-};
 
-/// One row of factors for |v| = v. H is even in u: each value serves index nx/2 + i and nx/2 - i.
-void FillTransferRow(Complex* row, std::int32_t nx, const TransferFunction& h, double v)
-{
-    const std::int32_t half = nx / 2;
-    if (detail::WideBound())
+    /// H is even in u: each value serves index nx/2 + i and nx/2 - i.
+    void FillRow(Complex* row, std::int32_t nx, double v) const
     {
-        const detail::PhaseForm form = detail::PhaseForm::Transfer(h.du, h.inverseSquare, v * v, h.twoPiD);
-        float* const centre = reinterpret_cast<float*>(row + half);
-        detail::Phases().unit(form, 0, static_cast<std::size_t>(half), centre, centre);
-        detail::Phases().unit(form, -half, 1, reinterpret_cast<float*>(row), nullptr);
-        return;
-    }
-    const double rest = h.inverseSquare - v * v;
-    for (std::int32_t i = 0; i < half; ++i)
-    {
-        const Complex factor = h.At(rest, i * h.du);
-        row[half + i] = factor;
-        row[half - i] = factor;
-    }
-    row[0] = h.At(rest, -half * h.du);
-}
-
-/// Complex product in single precision, sample by sample.
-void MultiplyRow(Complex* a, const Complex* b, std::size_t count)
-{
-    for (std::size_t n = 0; n < count; ++n)
-    {
-        const float re = a[n].Real() * b[n].Real() - a[n].Imag() * b[n].Imag();
-        const float im = a[n].Real() * b[n].Imag() + a[n].Imag() * b[n].Real();
-        a[n].real() = re;
-        a[n].imag() = im;
-    }
-}
-
-/// One row of samples for each thread of the library's count.
-class ThreadRows
-{
-public:
-    explicit ThreadRows(std::int32_t length)
-        : count_(GetNumThreads()), rows_(detail::MallocArray<Complex*>(static_cast<std::size_t>(count_), kLabel))
-    {
-        std::fill_n(rows_.get(), count_, nullptr);
-        const std::size_t bytes = static_cast<std::size_t>(std::max(length, 0)) * sizeof(Complex);
-        try
+        const std::int32_t half = nx / 2;
+        if (!detail::StepByStep())
         {
-            for (int t = 0; t < count_; ++t)
-                rows_.get()[t] = static_cast<Complex*>(Malloc(bytes, kLabel));
+            const detail::PhaseForm form = EvenRow(v);
+            float* const centre = reinterpret_cast<float*>(row + half);
+            detail::Phases().unit(form, 0, static_cast<std::size_t>(half), centre, centre);
+            detail::Phases().unit(form, -half, 1, reinterpret_cast<float*>(row), nullptr);
+            return;
         }
-        catch (...)
-        {
-            Release();
-            throw;
-        }
+        const double rest = inverseSquare_ - v * v;
+        for (std::int32_t i = 0; i < half; ++i)
+            row[half + i] = row[half - i] = At(rest, i * du);
+        row[0] = At(rest, -half * du);
     }
-    ~ThreadRows() { Release(); }
-    ThreadRows(const ThreadRows&) = delete;
-    ThreadRows& operator=(const ThreadRows&) = delete;
-    Complex* Get(int thread) const { return rows_.get()[thread]; }
 
-private:
-    static constexpr char kLabel[] = "SPWPropFS : buffer";
-    void Release() noexcept
-    {
-        for (int t = 0; t < count_; ++t)
-            Free(rows_.get()[t]);
-    }
-    int count_;
-    std::unique_ptr<Complex*[], detail::FreeMemory> rows_;
+    double twoPiD_;
+    double inverseSquare_;
 };
-
-void ApplyTransferFunction(Complex* samples, std::int32_t nx, std::int32_t ny, const TransferFunction& h,
-                           const ThreadRows& rows)
-{
-    if (nx <= 0 || ny <= 0)
-        return;
-    const std::size_t width = static_cast<std::size_t>(nx);
-    const std::int32_t half = ny / 2;
-    detail::ParallelBlocks(static_cast<std::size_t>(half) + 1,
-                           [&](std::size_t begin, std::size_t end, int thread)
-                           {
-                               Complex* const row = rows.Get(thread);
-                               for (std::size_t n = begin; n < end; ++n)
-                               {
-                                   const std::int32_t j = static_cast<std::int32_t>(n);
-                                   FillTransferRow(row, nx, h, j * h.dv);
-                                   MultiplyRow(samples + width * static_cast<std::size_t>(half - j), row, width);
-                                   if (j != 0 && j < half)
-                                       MultiplyRow(samples + width * static_cast<std::size_t>(half + j), row, width);
-                               }
-                           });
-}
-
-/// Zeros outside the box.
-void CutOutside(Complex* samples, std::int32_t nx, std::int32_t ny, const detail::IndexBox& box)
-{
-    const std::int32_t i0 = std::clamp(box.i0, 0, nx);
-    const std::int32_t i1 = std::clamp(box.i1, i0, nx);
-    const std::int32_t j0 = box.j0;
-    const std::int32_t j1 = box.j1;
-    detail::ParallelRows(0, ny,
-                         [=](std::int32_t j)
-                         {
-                             Complex* const row = samples + static_cast<std::size_t>(nx) * static_cast<std::size_t>(j);
-                             if (j < j0 || j >= j1)
-                             {
-                                 std::fill(row, row + nx, Complex());
-                                 return;
-                             }
-                             std::fill(row, row + i0, Complex());
-                             std::fill(row + i1, row + nx, Complex());
-                         });
-}
 
 /// Largest frequency at which the phase of H is still sampled finely enough by the pitch du.
 double BandLimit(double du, double d, double lambda)
@@ -168,19 +87,44 @@ double BandLimit(double du, double d, double lambda)
     return 1.0 / std::sqrt(t * t + 1.0) / lambda;
 }
 
-/// The transfer function on the samples of a spectrum with the pitches du, dv, with or without the band limit. Cannot
-/// fail.
-void FilterSpectrum(Lumora& field, double du, double dv, double d, bool bandLimit, const ThreadRows& rows)
+/// The box that the band limit leaves of an nx by ny spectrum with pitches du, dv (cycles per metre) at the distance d:
+/// the whole grid where the limit does not reach. Kept: the upper ends are exclusive, so the box is one column and one
+/// row short of symmetric about the centre.
+detail::IndexBox BandBox(std::int32_t nx, std::int32_t ny, double du, double dv, double d, double lambda)
 {
-    const std::int32_t nx = field.GetNx();
-    const std::int32_t ny = field.GetNy();
-    const double lambda = field.GetWavelength();
-    ApplyTransferFunction(field.GetDataPointer(), nx, ny, {kTwoPi * d, 1.0 / (lambda * lambda), du, dv}, rows);
-    if (!bandLimit || field.N() == 0)
+    detail::IndexBox box{0, nx, 0, ny};
+    const double ulimit = BandLimit(du, d, lambda);
+    const double vlimit = BandLimit(dv, d, lambda);
+    if ((nx / 2) * du > ulimit)
+    {
+        box.i0 = detail::NearestIndex(0.0 - ulimit, du, nx / 2);
+        box.i1 = detail::NearestIndex(ulimit, du, nx / 2);
+    }
+    if ((ny / 2) * dv > vlimit)
+    {
+        box.j0 = detail::NearestIndex(0.0 - vlimit, dv, ny / 2);
+        box.j1 = detail::NearestIndex(vlimit, dv, ny / 2);
+    }
+    return box;
+}
+
+/// Reports light beyond the band limit of a propagation over d on a grid `enlarge` times the field's size.
+void CheckBandLoss(const char* fn, const Lumora& field, double d, std::int32_t enlarge)
+{
+    if (!detail::MistakesOn())
         return;
-    const detail::IndexBox box = detail::AsmBandBox(nx, ny, du, dv, d, lambda);
-    if (box.i0 != 0 || box.i1 != nx || box.j0 != 0 || box.j1 != ny)
-        CutOutside(field.GetDataPointer(), nx, ny, box);
+    const std::int32_t nx = field.GetNx() * enlarge;
+    const std::int32_t ny = field.GetNy() * enlarge;
+    const double du = field.IsSpectrum() ? field.GetPx() : 1.0 / (nx * field.GetPx());
+    const double dv = field.IsSpectrum() ? field.GetPy() : 1.0 / (ny * field.GetPy());
+    const detail::IndexBox box = BandBox(nx, ny, du, dv, d, field.GetWavelength());
+    // The box is half-open, the band open: half a sample to the side of each end.
+    const auto end = [](std::int32_t i, std::int32_t n, double pitch)
+    {
+        return (i - n / 2) * pitch - 0.5 * pitch;
+    };
+    detail::Mistakes::BandLoss(fn, field, end(box.i0, nx, du), end(box.i1, nx, du), end(box.j0, ny, dv),
+                               end(box.j1, ny, dv));
 }
 
 /// The two members on spectra.
@@ -192,83 +136,37 @@ void PropagateSpectrum(Lumora& field, double d, bool bandLimit, const char* fn)
     if (!field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
     if (bandLimit)
-        detail::CheckAsmBand(fn, field, d, 1);
-    const ThreadRows rows(field.GetNx());
-    FilterSpectrum(field, field.GetPx(), field.GetPy(), d, bandLimit, rows);
-    detail::FieldAccess::AddToOrigin(field, d);
-}
-
-/// There and back step by step on the grid as it is, scaled; pitches and form stay. All memory first: without it the
-/// field is as it was.
-void PropagateInSteps(Lumora& field, double d, bool bandLimit)
-{
+        CheckBandLoss(fn, field, d, 1);
     const std::int32_t nx = field.GetNx();
     const std::int32_t ny = field.GetNy();
-    const ThreadRows rows(nx);
-    const detail::ReadyTransform there(field.GetDataPointer(), nx, ny, -1);
-    const detail::ReadyTransform back(field.GetDataPointer(), nx, ny, 1);
-    const bool wasPolar = detail::MakeCartesian(field);
-    there.Run();
-    const double dv = ny == 1 ? field.GetPy() : 1.0 / (ny * field.GetPy());
-    FilterSpectrum(field, 1.0 / (nx * field.GetPx()), dv, d, bandLimit, rows);
-    back.Run();
-    const double count = static_cast<double>(nx) * static_cast<double>(ny);
-    detail::ScaleSamples(field.GetDataPointer(), field.N(), static_cast<float>(1.0 / count));
+    const double lambda = field.GetWavelength();
+    const FreeSpace h(d, lambda, field.GetPx(), field.GetPy());
+    const detail::IndexBox all{0, nx, 0, ny};
+    detail::FilterSpectrum(field, {h, bandLimit ? BandBox(nx, ny, h.du, h.dv, d, lambda) : all});
     detail::FieldAccess::AddToOrigin(field, d);
-    detail::RestorePolar(field, wasPolar);
 }
 
-/// The frame of the three real-space propagators: there and back around the transfer function, with or without the band
-/// limit, on an embedded grid or not. Pitches and window are those that came in, to the last bit.
+/// The three real-space propagators: there and back around the transfer function, with or without the band limit, on
+/// a doubled grid or not.
 void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, const char* fn, const char* message)
 {
     detail::RequireTransformable(field, fn, embed ? 2 : 1);
     if (field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, message);
     if (bandLimit)
-        detail::CheckAsmBand(fn, field, d, embed ? 2 : 1);
-    const detail::MistakeScope inside;
+        CheckBandLoss(fn, field, d, embed ? 2 : 1);
+    const int doublings = embed ? 1 : 0;
+    const std::int32_t nx = detail::GrownColumns(field.GetNx(), doublings);
+    const std::int32_t ny = detail::GrownRows(field.GetNy(), doublings);
+    const double lambda = field.GetWavelength();
+    const FreeSpace h(d, lambda, 1.0 / (nx * field.GetPx()), ny == 1 ? field.GetPy() : 1.0 / (ny * field.GetPy()));
+    const detail::IndexBox all{0, nx, 0, ny};
     const std::int64_t samples = static_cast<std::int64_t>(field.N());
     const detail::Progress progress(fn, samples, samples);
-    if (field.N() != 0 && (embed ? detail::CanFuseEnlarged(field) : detail::CanFuse(field)))
-    {
-        detail::FusedAsm(field, d, bandLimit, embed ? 2 : 1);
-        detail::FieldAccess::AddToOrigin(field, d);
-        return;
-    }
-    if (!embed)
-        return PropagateInSteps(field, d, bandLimit);
-    const LML_RECT window = field.Window();
-    detail::OrRestore(field,
-                      [&]
-                      {
-                          const bool wasPolar = detail::MakeCartesian(field);
-                          field.Embed(1);
-                          PropagateInSteps(field, d, bandLimit);
-                          field.Extract(1);
-                          field.Window() = window;
-                          detail::RestorePolar(field, wasPolar);
-                      });
+    detail::CarryOut({h, bandLimit ? BandBox(nx, ny, h.du, h.dv, d, lambda) : all, doublings}, field, field);
+    detail::FieldAccess::AddToOrigin(field, d);
 }
 } // namespace
-
-detail::IndexBox detail::AsmBandBox(std::int32_t nx, std::int32_t ny, double du, double dv, double d, double lambda)
-{
-    IndexBox box{0, nx, 0, ny};
-    const double ulimit = BandLimit(du, d, lambda);
-    const double vlimit = BandLimit(dv, d, lambda);
-    if ((nx / 2) * du > ulimit)
-    {
-        box.i0 = NearestIndex(0.0 - ulimit, du, nx / 2);
-        box.i1 = NearestIndex(ulimit, du, nx / 2);
-    }
-    if ((ny / 2) * dv > vlimit)
-    {
-        box.j0 = NearestIndex(0.0 - vlimit, dv, ny / 2);
-        box.j1 = NearestIndex(vlimit, dv, ny / 2);
-    }
-    return box;
-}
 
 // -------------------------------------------------------------------------------------------- angular spectrum
 
@@ -344,8 +242,11 @@ void MultiplyPhase(Lumora& field, const PhaseOf& phaseOf, const FormOf& formOf)
     const double px = field.GetPx();
     Complex* const samples = field.GetDataPointer();
     const std::size_t width = static_cast<std::size_t>(nx);
-    const auto rowAt = [=](std::int32_t j) { return samples + width * static_cast<std::size_t>(j); };
-    if (!detail::WideBound())
+    const auto rowAt = [=](std::int32_t j)
+    {
+        return samples + width * static_cast<std::size_t>(j);
+    };
+    if (detail::StepByStep())
     {
         for (std::int32_t j = 0; j < ny; ++j)
         {
@@ -373,13 +274,12 @@ void FraunhoferStep(Lumora& field, double d, int sign, const char* fn)
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
     detail::CheckDistance(fn, d);
     const detail::ReadyTransform transform(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
-    const bool wasPolar = detail::MakeCartesian(field);
+    const detail::CartesianSamples cartesian(field);
     transform.Run();
     const double s = field.GetWavelength() * d;
     field.SetPx(s / (field.GetNx() * field.GetPx()));
     if (field.GetNy() != 1)
         field.SetPy(s / (field.GetNy() * field.GetPy()));
-    detail::RestorePolar(field, wasPolar);
 }
 } // namespace
 
@@ -391,7 +291,7 @@ Lumora& Lumora::FresnelProp(double d)
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "p");
     detail::CheckDistance(fn, d);
     const detail::ReadyTransform transform(dataPointer_, nx_, ny_, -1);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const detail::CartesianSamples cartesian(*this);
     const double k = k_;
     MultiplyPhase(
         *this, [=](double x, double y) { return (y * y + x * x) * k / (d + d); },
@@ -411,7 +311,6 @@ Lumora& Lumora::FresnelProp(double d)
     MultiplyPhase(
         *this, [=](double x, double y) { return ((y * y + x * x) / (d + d) + d) * k; },
         [=](double px, double y2) { return detail::PhaseForm::FresnelOut(px, y2, k, d + d, d); });
-    detail::RestorePolar(*this, wasPolar);
     detail::FieldAccess::AddToOrigin(*this, d);
     return *this;
 }

@@ -4,13 +4,13 @@
 // coordinates: only its frequency vector is turned (J. Opt. Soc. Am. A 20 (2003) 1755). The destination's
 // spectrum is stored relative to the carrier, the frequency of the wave that travels along the source's axis.
 #include "transform/CentredFft.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "field/FieldTools.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Reduce.h"
-#include "field/WideInterpol.h"
+#include "field/Interpol.h"
 
 #include <cmath>
 #include <cstddef>
@@ -87,13 +87,12 @@ void TakeOver(Lumora& destination, Complex* samples, double sourceEnergy, double
 /// What Fft(1) does, by a transform that cannot fail any more.
 void TransformBack(Lumora& field, const detail::ReadyTransform& back)
 {
-    const bool wasPolar = detail::MakeCartesian(field);
+    const detail::CartesianSamples cartesian(field);
     back.Run();
-    detail::FieldAccess::SetForm(field, detail::FieldAccess::Form(field) ^ 1);
+    detail::FieldAccess::SwitchDomain(field);
     field.SetPx(1.0 / (field.GetNx() * field.GetPx()));
     if (field.GetNy() != 1)
         field.SetPy(1.0 / (field.GetNy() * field.GetPy()));
-    detail::RestorePolar(field, wasPolar);
 }
 
 /// One over the number of samples, as a float.
@@ -132,7 +131,7 @@ Complex LookUp(const Lumora& source, InterpolFunc func, const detail::RotationLo
 /// Whether the wide rows serve this lookup. Their cubic kernels need finite samples, which a finite energy proves.
 bool HasWideRows(const Lumora& source, Interpol interpol, double sourceEnergy, detail::WideKernel& kernel)
 {
-    return detail::WideBound() && detail::WideKernelOf(interpol, kernel) && std::isfinite(sourceEnergy) &&
+    return !detail::StepByStep() && detail::WideKernelOf(interpol, kernel) && std::isfinite(sourceEnergy) &&
            source.GetNx() >= detail::kWideTaps[static_cast<int>(kernel)] &&
            source.GetNy() >= (kernel == detail::WideKernel::Linear ? 2 : 1);
 }

@@ -4,19 +4,20 @@
 // lost and a destination behind the source is computed as a forward propagation; the lateral shifts are plain
 // differences of global coordinates, also between tilted planes: there the result is not the field of that geometry,
 // and tiles, which lie along the planes, do not make up the undivided operation.
-#include "transform/CentredFft.h"
-#include "transform/ChirpPhase.h"
+#include "base/Constants.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
-#include "propagate/Fused.h"
 #include "base/Mistakes.h"
-#include "base/Parallel.h"
 #include "base/Progress.h"
+#include "field/FieldTools.h"
 #include "propagate/Tiles.h"
 #include "simd/WidePhase.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "transform/Engine.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace LumoraLib
 {
@@ -43,42 +44,81 @@ Band ShiftedBandLimit(double x0, double z0, double d)
     return {-b, a};
 }
 
-// Enlargements that the fused form takes; beyond them the step-by-step form meets the limits of memory.
-constexpr double kLargestFused = 16.0;
-
 constexpr char kTextParameter[] = "at least one parameter is different";
 constexpr std::uint32_t kCompared = detail::COMPARED_SIZES | detail::COMPARED_PITCHES | detail::COMPARED_WAVELENGTHS;
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedAsmProp";
 constexpr char fnEx[] = "LumoraLib::Lumora::ShiftedAsmPropEx";
 constexpr char fnAddEx[] = "LumoraLib::Lumora::ShiftedAsmPropAddEx";
 
-/// Multiplies one row of a spectrum with pitch t.du at the frequency v: zero outside the open band.
-void MultiplyTransferRow(Complex* row, std::int32_t nx, const detail::ShiftedTransfer& t, double v)
+/// The transfer function of a shift (x0, y0) over the distance z0, exp(2 pi i (x0 u + z0 w + y0 v)).
+/// Kept: the root w = sqrt(1 / lambda^2 - u u - v v) is not guarded, so that frequencies of the band beyond
+/// 1 / wavelength, which very small pitches have, make the field not a number.
+class ShiftedSpace final : public detail::Transfer
 {
-    if (v <= t.vLow || v >= t.vHigh)
+public:
+    ShiftedSpace(double shiftX, double shiftY, double z0, double lambda, double pitchU, double pitchV)
+        : z0_(z0), inverseSquare_(1.0 / (lambda * lambda))
     {
-        std::fill(row, row + nx, Complex());
-        return;
+        du = pitchU;
+        dv = pitchV;
+        shifted = true;
+        x0 = shiftX;
+        y0 = shiftY;
     }
-    if (detail::WideBound())
+
+    detail::PhaseForm EvenRow(double v) const override
     {
-        float* const samples = reinterpret_cast<float*>(row);
-        detail::Phases().multiply(
-            detail::PhaseForm::Shifted(t.du, t.uLow, t.uHigh, t.x0, t.z0, t.inverseSquare, v * v, t.y0 * v), {},
-            -(nx / 2), static_cast<std::size_t>(nx), samples, samples);
-        return;
+        return detail::PhaseForm::Shifted(du, -kNever, kNever, 0.0, z0_, inverseSquare_, v * v, 0.0);
     }
-    for (std::int32_t i = 0; i < nx; ++i)
+
+    void Multiply(Complex* below, Complex* above, std::int32_t nx, std::int32_t j, Complex*) const override
     {
-        const double u = (i - nx / 2) * t.du;
-        // A frequency exactly on a bound is removed. Inside, the root is not guarded: the band keeps frequencies beyond
-        // 1 / wavelength out.
-        if (u <= t.uLow || u >= t.uHigh)
-            row[i] = Complex();
-        else
-            row[i] = detail::TimesUnit(
-                row[i], detail::kTwoPi * (t.x0 * u + t.z0 * std::sqrt(t.inverseSquare - u * u - v * v) + t.y0 * v));
+        if (below != nullptr)
+            MultiplyRow(below, nx, -(j * dv));
+        if (above != nullptr)
+            MultiplyRow(above, nx, j * dv);
     }
+
+private:
+    static constexpr double kNever = std::numeric_limits<double>::infinity();
+
+    void MultiplyRow(Complex* row, std::int32_t nx, double v) const
+    {
+        if (!detail::StepByStep())
+        {
+            float* const samples = reinterpret_cast<float*>(row);
+            detail::Phases().multiply(
+                detail::PhaseForm::Shifted(du, -kNever, kNever, x0, z0_, inverseSquare_, v * v, y0 * v), {}, -(nx / 2),
+                static_cast<std::size_t>(nx), samples, samples);
+            return;
+        }
+        for (std::int32_t i = 0; i < nx; ++i)
+        {
+            const double u = (i - nx / 2) * du;
+            row[i] = detail::TimesUnit(row[i], detail::kTwoPi *
+                                                   (x0 * u + z0_ * std::sqrt(inverseSquare_ - u * u - v * v) + y0 * v));
+        }
+    }
+
+    double z0_;
+    double inverseSquare_;
+};
+
+/// The centred indices of an axis of n frequencies that lie inside an open band: a frequency exactly on a bound is
+/// removed.
+void OpenBand(std::int32_t n, double pitch, double low, double high, std::int32_t& first, std::int32_t& last)
+{
+    first = 0;
+    last = n;
+    const auto outside = [=](std::int32_t i)
+    {
+        const double frequency = (i - n / 2) * pitch;
+        return frequency <= low || frequency >= high;
+    };
+    while (first < n && outside(first))
+        ++first;
+    while (last > first && outside(last - 1))
+        --last;
 }
 
 /// What ShiftedAsmPropAdd adds: a field in the destination's place.
@@ -139,9 +179,6 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
     const double x0 = origin_.x - source.origin_.x;
     const double y0 = origin_.y - source.origin_.y;
     const double wavelength = source.GetWavelength();
-    const double px = px_;
-    const double py = py_;
-    const LML_RECT window = source.window_;
     const Vector place = origin_;
     const double enlargement = std::ldexp(1.0, precision);
     const double du = 1.0 / (nx_ * px_ * enlargement);
@@ -164,44 +201,15 @@ Lumora& Lumora::ShiftedAsmProp(const Lumora& source, int precision)
         return N() == 0 ? *this : Clear();
     }
 
-    detail::ShiftedTransfer transfer{x0, y0, z0, uLow, uHigh, vLow, vHigh, 0.0, 0.0, 1.0 / (wavelength * wavelength)};
+    const std::int32_t nx = detail::GrownColumns(nx_, precision);
+    const std::int32_t ny = detail::GrownRows(ny_, precision);
+    const ShiftedSpace h(x0, y0, z0, wavelength, 1.0 / (nx * px_), ny == 1 ? py_ : 1.0 / (ny * py_));
+    detail::SpectralPass pass{h, {}, precision, true};
+    OpenBand(nx, h.du, uLow, uHigh, pass.band.i0, pass.band.i1);
+    OpenBand(ny, h.dv, vLow, vHigh, pass.band.j0, pass.band.j1);
     const detail::Progress progress(fnProp, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
-    // Whatever can fail comes first: until then this field is not touched.
-    if (source.form_ == COMPLEX_AMPLITUDE && enlargement <= kLargestFused && detail::CanFuseEnlarged(*this))
-    {
-        transfer.du = 1.0 / (nx_ * enlargement * px_);
-        transfer.dv = 1.0 / (ny_ * enlargement * py_);
-        if (N() > capacity_)
-            Init(nullptr);
-        detail::FusedShiftedAsm(*this, source.dataPointer_, transfer, static_cast<std::int32_t>(enlargement));
-        CopyParam(source);
-        origin_ = place;
-        return *this;
-    }
-    detail::OrRestore(*this,
-                      [&]
-                      {
-                          *this = source;
-                          Embed(precision);
-                          Fft(-1);
-                          transfer.du = px_;
-                          transfer.dv = py_;
-                          detail::ParallelRows(0, ny_,
-                                               [&](std::int32_t j)
-                                               {
-                                                   MultiplyTransferRow(dataPointer_ +
-                                                                           IJ(0, static_cast<std::size_t>(j)),
-                                                                       nx_, transfer, (j - ny_ / 2) * transfer.dv);
-                                               });
-                          Fft(1);
-                          detail::ScaleSamples(dataPointer_, N(), static_cast<float>(1.0 / static_cast<double>(N())));
-                          Extract(precision);
-                      });
-    // The source's, to the last bit: the way through the spectrum rounds the pitches, and the enlargement moves the
-    // window.
-    window_ = window;
-    px_ = px;
-    py_ = py;
+    detail::CarryOut(pass, *this, source);
+    CopyParam(source);
     origin_ = place;
     return *this;
 }

@@ -6,16 +6,16 @@
 // (Muffoletto, Tyler, Tohline, Optics Express 15 (2007) 5631). Kept: the distance is an absolute value, so the
 // direction of travel is lost; the corners are global x and y, also between tilted planes: there the result is not the
 // field of that geometry, and tiles, which lie along the planes, do not make up the undivided operation.
-#include "transform/CentredFft.h"
-#include "transform/ChirpPhase.h"
+#include "base/Constants.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
-#include "propagate/Fused.h"
 #include "base/Mistakes.h"
-#include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Texts.h"
+#include "field/FieldTools.h"
 #include "propagate/Tiles.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "transform/Engine.h"
 
 #include <cmath>
 #include <cstdint>
@@ -25,6 +25,7 @@ namespace LumoraLib
 {
 namespace
 {
+using detail::Into;
 using detail::kTwoPi;
 using detail::MultiplyRow;
 
@@ -45,19 +46,57 @@ struct Geometry
     double ChirpY() const { return qD * qS / (Wavelength() * z); }
     /// The imaginary prefactor -1 / (lambda z) times the source's sample area, rounded to float.
     double Prefactor() const { return static_cast<float>(-1.0 / (Wavelength() * z) * pS * qS); }
+};
 
-    double SourcePhase(std::int32_t i, std::int32_t j) const
+class SourcePhase final : public detail::GridPhase
+{
+public:
+    explicit SourcePhase(const Geometry& geometry) : g(geometry) {}
+    double At(std::int32_t i, std::int32_t j) const override
     {
-        const double x = i * pS + xS;
-        const double y = j * qS + yS;
-        return (k / z) * (x * (x / 2.0 - xD) + y * (y / 2.0 - yD));
+        const double x = i * g.pS + g.xS;
+        const double y = j * g.qS + g.yS;
+        return (g.k / g.z) * (x * (x / 2.0 - g.xD) + y * (y / 2.0 - g.yD));
     }
-    double DestinationPhase(std::int32_t i, std::int32_t j) const
+    double AlongX(std::int32_t i) const override
     {
-        const double x = i * pD + xD;
-        const double y = j * qD + yD;
-        return (k / z) * ((x * x + y * y) / 2.0 - j * (yS * qD) - i * (xS * pD)) + k * z;
+        const double x = i * g.pS + g.xS;
+        return (g.k / g.z) * (x * (x / 2.0 - g.xD));
     }
+    double AlongY(std::int32_t j) const override
+    {
+        const double y = j * g.qS + g.yS;
+        return (g.k / g.z) * (y * (y / 2.0 - g.yD));
+    }
+
+private:
+    const Geometry& g;
+};
+
+class DestinationPhase final : public detail::GridPhase
+{
+public:
+    explicit DestinationPhase(const Geometry& geometry) : g(geometry) {}
+    double At(std::int32_t i, std::int32_t j) const override
+    {
+        const double x = i * g.pD + g.xD;
+        const double y = j * g.qD + g.yD;
+        return (g.k / g.z) * ((x * x + y * y) / 2.0 - j * (g.yS * g.qD) - i * (g.xS * g.pD)) + g.k * g.z;
+    }
+    double AlongX(std::int32_t i) const override
+    {
+        const double x = i * g.pD + g.xD;
+        return (g.k / g.z) * (x * x / 2.0 - i * (g.xS * g.pD));
+    }
+    double AlongY(std::int32_t j) const override
+    {
+        const double y = j * g.qD + g.yD;
+        return (g.k / g.z) * (y * y / 2.0 - j * (g.yS * g.qD));
+    }
+    double Constant() const override { return g.k * g.z; }
+
+private:
+    const Geometry& g;
 };
 
 Geometry MakeGeometry(const Lumora& source, const Vector& place, const Vector& normal, std::int32_t nx, std::int32_t ny,
@@ -85,148 +124,34 @@ Geometry GeometryOf(const Lumora& source, const Lumora& destination)
                         destination.GetNy(), destination.GetPx(), destination.GetPy());
 }
 
-// The source and destination phases of one axis alone: the products of the two axes make the whole phase, up to its
-// constant.
-double SourcePhaseX(const void* context, std::int32_t i)
+/// Destination samples from source samples, which may be the same buffer, with the chirp parameters a and b or a
+/// kernel of theirs.
+void Propagate(Lumora& destination, const Lumora& source, const Geometry& g, double a, double b,
+               const ScaledFftDescriptor* kernel = nullptr, detail::Into into = detail::Into::Replace)
 {
-    const Geometry& g = *static_cast<const Geometry*>(context);
-    const double x = i * g.pS + g.xS;
-    return (g.k / g.z) * (x * (x / 2.0 - g.xD));
-}
-double SourcePhaseY(const void* context, std::int32_t j)
-{
-    const Geometry& g = *static_cast<const Geometry*>(context);
-    const double y = j * g.qS + g.yS;
-    return (g.k / g.z) * (y * (y / 2.0 - g.yD));
-}
-double DestinationPhaseX(const void* context, std::int32_t i)
-{
-    const Geometry& g = *static_cast<const Geometry*>(context);
-    const double x = i * g.pD + g.xD;
-    return (g.k / g.z) * (x * x / 2.0 - i * (g.xS * g.pD));
-}
-double DestinationPhaseY(const void* context, std::int32_t j)
-{
-    const Geometry& g = *static_cast<const Geometry*>(context);
-    const double y = j * g.qD + g.yD;
-    return (g.k / g.z) * (y * y / 2.0 - j * (g.yS * g.qD));
-}
-
-/// Both grids' phases and the transform in two passes, from samples to others or in place.
-void PropagateFused(Lumora& to, const Lumora& from, const Geometry& g, double a, double b)
-{
-    const std::int64_t samples = static_cast<std::int64_t>(to.N());
+    const std::int64_t samples = static_cast<std::int64_t>(destination.N());
     const detail::Progress progress(fnProp, samples, samples);
-    const ComplexDouble constant = ComplexDouble(0.0, g.Prefactor()) * detail::Unit(g.k * g.z);
-    detail::FusedChirp(to.GetDataPointer(), to.GetNx(), to.GetNy(), a, b, {SourcePhaseX, &g}, {SourcePhaseY, &g},
-                       {DestinationPhaseX, &g}, {DestinationPhaseY, &g}, constant.Real(), constant.Imag(),
-                       from.GetDataPointer());
+    const SourcePhase before(g);
+    const DestinationPhase after(g);
+    detail::CarryOut({a, b, &before, &after, ComplexDouble(0.0, g.Prefactor()), kernel, into}, destination, source);
 }
 
-/// The kernel computed in the call: destination samples from source samples, which may be the same buffer.
 void PropagateComputed(Lumora& destination, const Lumora& source, const Geometry& g)
 {
-    const std::int32_t nx = destination.GetNx();
-    const std::int32_t ny = destination.GetNy();
-    Complex* const to = destination.GetDataPointer();
-    const Complex* const from = source.GetDataPointer();
-    if (detail::CanFuseChirp(nx, ny))
-        return PropagateFused(destination, source, g, g.ChirpX(), g.ChirpY());
-    // The transform may lack memory: the destination's samples stay until it is done.
-    Lumora work(nx, ny);
-    Complex* const middle = work.GetDataPointer();
-    detail::ParallelRows(0, ny,
-                         [&](std::int32_t j)
-                         {
-                             const std::int64_t row = std::int64_t{j} * nx;
-                             MultiplyRow(middle + row, from + row, nx,
-                                         [&](std::int32_t i) { return g.SourcePhase(i, j); });
-                         });
-    work.RawScaledFft(g.ChirpX(), g.ChirpY());
-    const detail::PhaseProduct prefactor = detail::FactorTimes(ComplexDouble(0.0, g.Prefactor()));
-    detail::ParallelRows(0, ny,
-                         [&](std::int32_t j)
-                         {
-                             const std::int64_t row = std::int64_t{j} * nx;
-                             MultiplyRow(
-                                 to + row, middle + row, nx, [&](std::int32_t i) { return g.DestinationPhase(i, j); },
-                                 prefactor);
-                         });
+    Propagate(destination, source, g, g.ChirpX(), g.ChirpY());
 }
 
-/// The kernel of a scaled FFT that serves several calls. The fused form needs its parameters only: no spectrum.
+/// The kernel of a scaled FFT that serves several calls.
 struct Kernel
 {
     double a, b;
-    std::int32_t nx, ny; // size of the fields it fits
-    const ShiftedFresnelPropDescriptor* spectrum;
+    std::int32_t nx, ny;                 // size of the fields it fits
+    const ScaledFftDescriptor* spectrum; // none where the engine does without
 };
 
 Kernel KernelOf(const ShiftedFresnelPropDescriptor& d)
 {
     return {d.chirpX, d.chirpY, d.GetNx() / 2, d.GetNy() / 2, &d};
-}
-
-/// What becomes of the destination's samples.
-enum class Into
-{
-    Replace,
-    Add,
-    Cleared // cleared once nothing can fail any more, then added
-};
-
-/// The kernel is at hand: phases and chirps are one argument, and the transform's scale joins the prefactor. Whatever
-/// can fail comes before the destination's samples change.
-void PropagateCached(Lumora& destination, const Lumora& source, const Geometry& g, const Kernel& kernel, Into into)
-{
-    const std::int32_t nx = destination.GetNx();
-    const std::int32_t ny = destination.GetNy();
-    const double a = kernel.a;
-    const double b = kernel.b;
-    if (destination.N() == 0)
-        return;
-    // A caller's descriptor counts by its samples: the fused form serves as long as they are what its parameters say.
-    if (detail::CanFuseChirp(nx, ny) && (kernel.spectrum == nullptr || detail::IsChirpKernel(*kernel.spectrum, a, b)))
-    {
-        if (into == Into::Replace)
-            return PropagateFused(destination, source, g, a, b);
-        Lumora result(nx, ny);
-        PropagateFused(result, source, g, a, b);
-        if (into == Into::Cleared)
-            destination.Clear();
-        const detail::MistakeScope inside;
-        destination += result;
-        return;
-    }
-    const auto chirp = [a, b](std::int32_t i, std::int32_t j)
-    {
-        return detail::ChirpPhase(detail::ChirpSquare(i), detail::ChirpSquare(j), a, b);
-    };
-    Lumora buffer(kernel.spectrum->GetNx(), kernel.spectrum->GetNy());
-    const std::int64_t wide = buffer.GetNx();
-    Complex* const doubled = buffer.GetDataPointer();
-    buffer.Clear();
-    detail::ParallelRows(0, ny,
-                         [&](std::int32_t j)
-                         {
-                             MultiplyRow(doubled + j * wide, source.GetDataPointer() + std::int64_t{j} * nx, nx,
-                                         [&](std::int32_t i) { return g.SourcePhase(i, j) - chirp(i, j); });
-                         });
-    detail::fftBinding.transform2d(doubled, buffer.GetNx(), buffer.GetNy(), -1);
-    const detail::MistakeScope inside;
-    buffer *= *kernel.spectrum;
-    detail::fftBinding.transform2d(doubled, buffer.GetNx(), buffer.GetNy(), 1);
-    const double c1 = static_cast<float>(g.Prefactor() * (1.0 / static_cast<double>(buffer.N())));
-    const detail::PhaseProduct how = detail::ProductTimes(ComplexDouble(0.0, c1), into != Into::Replace);
-    if (into == Into::Cleared)
-        destination.Clear();
-    detail::ParallelRows(0, ny,
-                         [&](std::int32_t j)
-                         {
-                             MultiplyRow(
-                                 destination.GetDataPointer() + std::int64_t{j} * nx, doubled + j * wide, nx,
-                                 [&](std::int32_t i) { return g.DestinationPhase(i, j) - chirp(i, j); }, how);
-                         });
 }
 
 constexpr char kTextDescriptor[] = "descriptor is not compatible";
@@ -281,7 +206,7 @@ Lumora& PropagateWith(const Kernel& kernel, Lumora& destination, const Lumora& s
         return destination.ShiftedFresnelProp1d(source); // Kept: a one-row destination is overwritten, not added to.
     const Geometry g = GeometryOf(source, destination);
     RequireKernel(kernel, g, source, function);
-    PropagateCached(destination, source, g, kernel, into);
+    Propagate(destination, source, g, kernel.a, kernel.b, kernel.spectrum, into);
     return destination;
 }
 
@@ -301,10 +226,10 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
     const double px = destination.GetPx();
     const double py = destination.GetPy();
     const double wavelength = source.GetWavelength();
-    Kernel kernel{source.GetPx() * px / (z * wavelength), source.GetPy() * py / (z * wavelength), nx, ny, nullptr};
-    std::optional<ShiftedFresnelPropDescriptor> descriptor;
-    if (!detail::CanFuseChirp(nx, ny))
-        kernel = KernelOf(descriptor.emplace(z, px, py, source.GetPx(), source.GetPy(), wavelength, nx, ny));
+    const double a = source.GetPx() * px / (z * wavelength);
+    const double b = source.GetPy() * py / (z * wavelength);
+    const std::optional<ScaledFftDescriptor> spectrum = detail::SharedKernel(nx, ny, a, b);
+    const Kernel kernel{a, b, nx, ny, spectrum ? &*spectrum : nullptr};
     detail::TileSum sum(destination, clearFirst);
     Into whole = clearFirst ? Into::Cleared : Into::Add;
     detail::ForEachTilePair(destination, source, counts, clearFirst ? fnEx : fnAddEx,
@@ -360,7 +285,7 @@ Lumora& Lumora::ShiftedFresnelProp(const Vector& position, double px, double py,
     const Vector place = position;
     const Geometry g = MakeGeometry(*this, place, normalVector_, nx_, ny_, px, py);
     RequireKernel(KernelOf(d), g, *this, fnProp);
-    PropagateCached(*this, *this, g, KernelOf(d), Into::Replace);
+    Propagate(*this, *this, g, d.chirpX, d.chirpY, &d);
     origin_ = place;
     px_ = px;
     py_ = py;

@@ -918,6 +918,18 @@ LML_INLINE VD CountFrom(double first)
     return VD(first) + IotaD(VD());
 }
 
+/// Each lane rounded to float and back.
+LML_INLINE VD RoundToFloat(VD a)
+{
+#if LML_WIDE_LEVEL == 0
+    return VD(_mm_cvtps_pd(_mm_cvtpd_ps(a.v)));
+#elif LML_WIDE_LEVEL == 1
+    return VD(_mm256_cvtps_pd(_mm256_cvtpd_ps(a.v)));
+#else
+    return VD(_mm512_cvtps_pd(_mm512_cvtpd_ps(a.v)));
+#endif
+}
+
 #undef LML_SIMD_REAL
 #undef LML_SIMD_CMP_SSE
 #undef LML_SIMD_CMP_AVX

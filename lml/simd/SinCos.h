@@ -8,7 +8,8 @@
 // |x| <= kSinCosFar takes the reduction with pi/2 in pieces. The fast form is good unless the angle lies so close to a
 // multiple of pi/2 that the error of the third piece shows (|r| < kSinCosNear |x|); these angles go through five
 // pieces. Beyond kSinCosFar the angle is reduced in whole numbers with as many bits of 2/pi as it takes.
-#pragma once
+#ifndef LML_SINCOS_H
+#define LML_SINCOS_H
 
 #include "LmlApi.h"
 #include "simd/SinCosCoefficients.h"
@@ -82,3 +83,5 @@ inline void SinCos1(double x, double& s, double& c) noexcept
 }
 
 } // namespace LumoraLib::detail
+
+#endif

@@ -12,17 +12,6 @@ namespace phase
 static constexpr std::size_t kLanes = static_cast<std::size_t>(VD::lanes);
 static constexpr std::size_t kBlock = 256;
 
-LML_INLINE VD RoundToFloat(VD a)
-{
-#if LML_WIDE_LEVEL == 0
-    return VD(_mm_cvtps_pd(_mm_cvtpd_ps(a.v)));
-#elif LML_WIDE_LEVEL == 1
-    return VD(_mm256_cvtps_pd(_mm256_cvtpd_ps(a.v)));
-#else
-    return VD(_mm512_cvtps_pd(_mm512_cvtpd_ps(a.v)));
-#endif
-}
-
 /// Rounded samples in index order.
 LML_INLINE void StoreSamples(float* p, VD re, VD im)
 {
@@ -146,50 +135,6 @@ struct LensForm
     }
 };
 
-struct ChirpForm
-{
-    VD a, row, pi;
-    LML_MEMBER explicit ChirpForm(const PhaseForm& f) : a(f.p[0]), row(f.p[1]), pi(f.p[2]) {}
-    LML_MEMBER VD At(VH columns) const { return (ToDouble(columns * columns) * a + row) * pi; }
-};
-
-struct SourceForm
-{
-    VD kz, p, xS, xD, row;
-    LML_MEMBER explicit SourceForm(const PhaseForm& f) : kz(f.p[0]), p(f.p[1]), xS(f.p[2]), xD(f.p[3]), row(f.p[4]) {}
-    LML_MEMBER VD At(VH columns) const
-    {
-        const VD x = ToDouble(columns) * p + xS;
-        return kz * (x * (x * VD(0.5) - xD) + row);
-    }
-};
-
-struct DestinationForm
-{
-    VD kz, p, xD, y2, row, step, end;
-    LML_MEMBER explicit DestinationForm(const PhaseForm& f)
-        : kz(f.p[0]), p(f.p[1]), xD(f.p[2]), y2(f.p[3]), row(f.p[4]), step(f.p[5]), end(f.p[6])
-    {
-    }
-    LML_MEMBER VD At(VH columns) const
-    {
-        const VD i = ToDouble(columns), x = i * p + xD;
-        return kz * (((x * x + y2) * VD(0.5) - row) - i * step) + end;
-    }
-};
-
-/// A form less the chirp of the scaled transform.
-template <class Form>
-struct Chirped : Form
-{
-    VD a, chirpRow;
-    LML_MEMBER explicit Chirped(const PhaseForm& f) : Form(f), a(f.chirpA), chirpRow(f.chirpRow) {}
-    LML_MEMBER VD At(VH columns) const
-    {
-        return Form::At(columns) - VD(3.141592653589793) * (ToDouble(columns * columns) * a + chirpRow);
-    }
-};
-
 // Where the factors' loop has the phases from: Phase(columns, i) for the vector at the row's i-th sample, and Mask(),
 // which clears what lies outside a band.
 
@@ -266,21 +211,6 @@ LML_NOINLINE void FillBlock(const PhaseForm& f, std::int32_t first, std::size_t 
         break;
     case PhaseForm::Kind::Lens:
         PhasesOf<LensForm>(f, first, n, phase);
-        break;
-    case PhaseForm::Kind::Chirp:
-        PhasesOf<ChirpForm>(f, first, n, phase);
-        break;
-    case PhaseForm::Kind::Source:
-        if (f.chirped)
-            PhasesOf<Chirped<SourceForm>>(f, first, n, phase);
-        else
-            PhasesOf<SourceForm>(f, first, n, phase);
-        break;
-    case PhaseForm::Kind::Destination:
-        if (f.chirped)
-            PhasesOf<Chirped<DestinationForm>>(f, first, n, phase);
-        else
-            PhasesOf<DestinationForm>(f, first, n, phase);
         break;
     case PhaseForm::Kind::Shifted:
         PhasesOf<ShiftedForm>(f, first, n, phase);
@@ -410,18 +340,17 @@ struct DoubleSink
     }
 };
 
-/// to := from times the factor. A product of two floats is exact in double, and a sum of two floats rounded to double
-/// and then to float is the float sum, so single precision is had by rounding.
+/// to := from times the factor. A product of two floats is exact in double, so single precision is had by rounding.
 template <PhaseProduct::Rule rule, bool plain>
 struct ProductSink
 {
     VD preRe, preIm, postRe, postIm;
-    bool hasPre, hasPost, add;
+    bool hasPre, hasPost;
     const float* source;
     float* target;
     LML_MEMBER ProductSink(const PhaseProduct& p, const float* from, float* to)
         : preRe(p.preRe), preIm(p.preIm), postRe(p.postRe), postIm(p.postIm), hasPre(p.hasPre), hasPost(p.hasPost),
-          add(p.add), source(from), target(to)
+          source(from), target(to)
     {
     }
     template <class From>
@@ -446,12 +375,7 @@ struct ProductSink
             c = RoundToFloat(c);
             s = RoundToFloat(s);
         }
-        if constexpr (rule == PhaseProduct::Rule::Single)
-        {
-            re = RoundToFloat(a * c) - RoundToFloat(b * s);
-            im = RoundToFloat(a * s) + RoundToFloat(b * c);
-        }
-        else if constexpr (rule == PhaseProduct::Rule::Mixed)
+        if constexpr (rule == PhaseProduct::Rule::Mixed)
         {
             re = c * a - RoundToFloat(b * s);
             im = a * s + RoundToFloat(b * c);
@@ -473,15 +397,6 @@ struct ProductSink
         // Outside a band 0, also where the sample is not finite.
         re = from.Mask(columns, re);
         im = from.Mask(columns, im);
-        if constexpr (!plain)
-        {
-            if (add)
-            {
-                LoadComplex(out, a, b);
-                re = a + RoundToFloat(re);
-                im = b + RoundToFloat(im);
-            }
-        }
         StoreSamples(out, re, im);
     }
     template <class From>
@@ -495,8 +410,6 @@ struct ProductSink
         float a[2 * kLanes] = {}, b[2 * kLanes] = {};
         const std::size_t bytes = count * 2 * sizeof(float);
         std::memcpy(a, source + 2 * i, bytes);
-        if (add)
-            std::memcpy(b, target + 2 * i, bytes);
         Vector(columns, from, c, s, a, b);
         std::memcpy(target + 2 * i, b, bytes);
     }
@@ -663,7 +576,7 @@ template <PhaseProduct::Rule rule>
 LML_INLINE void MultiplyBlock(const PhaseForm& f, const PhaseProduct& p, std::int32_t first, std::size_t n,
                               const double* s, const double* c, const float* from, float* to)
 {
-    const bool plain = !p.add && !(rule == PhaseProduct::Rule::Double && (p.hasPre || p.hasPost));
+    const bool plain = !(rule == PhaseProduct::Rule::Double && (p.hasPre || p.hasPost));
     if (plain)
         ApplyBlock(f, first, n, s, c, ProductSink<rule, true>(p, from, to));
     else
@@ -686,9 +599,6 @@ static void Multiply(const PhaseForm& f, const PhaseProduct& p, std::int32_t fir
                  SinCosBlock(phase, count, s, c);
                  switch (p.rule)
                  {
-                 case Rule::Single:
-                     MultiplyBlock<Rule::Single>(f, p, column, count, s, c, a, b);
-                     break;
                  case Rule::Mixed:
                      MultiplyBlock<Rule::Mixed>(f, p, column, count, s, c, a, b);
                      break;

@@ -1,4 +1,4 @@
-// Rows of phase factors: every loop of the library that needs a sine and a cosine per sample, in wide form.
+// Rows of phase factors: loops that need a sine and a cosine per sample, in wide form.
 //
 // A PhaseForm says how the phase follows from the column index, in the order of operations that defines the result; a
 // PhaseProduct says how a sample is multiplied with the factor. Phases, sines and cosines are doubles, each member of
@@ -6,7 +6,8 @@
 // instruction set, start and length of a row, and those of a plain loop that calls SinCos1.
 //
 // Samples are pairs of floats, real then imaginary: reinterpret_cast<float*>(Complex*) is meant.
-#pragma once
+#ifndef LML_WIDEPHASE_H
+#define LML_WIDEPHASE_H
 
 #include "LmlApi.h"
 
@@ -28,18 +29,11 @@ struct PhaseForm
         FresnelOut,
         PlaneVector,
         PlaneCosines,
-        Lens,
-        Chirp,
-        Source,
-        Destination
+        Lens
     };
     Kind kind = Kind::Given;
     const double* given = nullptr;
     double p[8] = {};
-    /// Source and Destination: take away pi (a i^2 + chirpRow).
-    bool chirped = false;
-    double chirpA = 0, chirpRow = 0;
-
     /// phase[n] for the n-th sample, whatever `first` is.
     static PhaseForm Given(const double* phase) { return {Kind::Given, phase}; }
     /// u = x du; w = (c - v2) - u u; tpd sqrt(w) where w > 0, else the phase 0 (factor 1).
@@ -79,27 +73,6 @@ struct PhaseForm
     {
         return {Kind::Lens, nullptr, {px, y2, minusK, f2}};
     }
-    /// ((i i) a + row) pi, the square a 32-bit product that wraps; row = (j j) b, pi with the sign wanted.
-    static PhaseForm Chirp(double a, double row, double pi) { return {Kind::Chirp, nullptr, {a, row, pi}}; }
-    /// X = x p + xS; kz (X (X / 2 - xD) + row), row = y (y / 2 - yD).
-    static PhaseForm Source(double kz, double p, double xS, double xD, double row)
-    {
-        return {Kind::Source, nullptr, {kz, p, xS, xD, row}};
-    }
-    /// X = x p + xD; kz (((X X + y2) / 2 - row) - x step) + end, row = j (yS qD), step = xS pD, end = k z.
-    static PhaseForm Destination(double kz, double p, double xD, double y2, double row, double step, double end)
-    {
-        return {Kind::Destination, nullptr, {kz, p, xD, y2, row, step, end}};
-    }
-    /// This phase minus pi ((i i) a + row), the square wrapped as in Chirp. For Source and Destination.
-    PhaseForm WithChirp(double a, double row) const
-    {
-        PhaseForm f = *this;
-        f.chirped = true;
-        f.chirpA = a;
-        f.chirpRow = row;
-        return f;
-    }
 };
 
 /// How a sample a and the factor f = (cos, sin) make the result.
@@ -107,8 +80,7 @@ struct PhaseProduct
 {
     enum class Rule : int
     {
-        Single, ///< f rounded to float; products, sum and difference in single precision
-        Mixed,  ///< f rounded to float; re = c a.re - (double)(a.im s), im = a.re s + (double)(a.im c): only the
+        Mixed, ///< f rounded to float; re = c a.re - (double)(a.im s), im = a.re s + (double)(a.im c): only the
                ///< products with a.im in single precision, the rest in double, rounded once
         Rounded, ///< f rounded to float, all in double, rounded once
         Double   ///< f in double, all in double, rounded once
@@ -118,8 +90,6 @@ struct PhaseProduct
     /// order (re re - im im, re im + im re).
     bool hasPre = false, hasPost = false;
     double preRe = 1, preIm = 0, postRe = 1, postIm = 0;
-    /// Each member of the rounded product is added in single precision to what stands in the destination.
-    bool add = false;
 };
 
 /// One instruction set's kernels. n may be any count; source and destination are equal or apart.
@@ -145,3 +115,5 @@ struct PhaseTable
 const PhaseTable& Phases() noexcept;
 
 } // namespace LumoraLib::detail
+
+#endif

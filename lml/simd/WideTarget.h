@@ -1,5 +1,6 @@
 // Macros and system headers shared by all wide rooms; included outside every target region.
-#pragma once
+#ifndef LML_WIDETARGET_H
+#define LML_WIDETARGET_H
 
 #include <immintrin.h>
 
@@ -25,3 +26,5 @@
 // Target strings. Only clang needs them on lambdas too (see LML_LAMBDA in WideForEach.h).
 #define LML_TARGET_AVX2 "avx2"
 #define LML_TARGET_AVX512 "avx512f,avx512dq,avx512bw,avx512vl"
+
+#endif

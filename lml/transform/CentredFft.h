@@ -4,7 +4,7 @@
 #ifndef LML_CENTREDFFT_H
 #define LML_CENTREDFFT_H
 
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "transform/FftsgAreas.h"
 #include "LmlLumora.h"
 #include "transform/wide/WideFft.h"

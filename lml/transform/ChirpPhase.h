@@ -3,8 +3,9 @@
 #ifndef LML_CHIRPPHASE_H
 #define LML_CHIRPPHASE_H
 
-#include "transform/Dispatch.h"
+#include "base/Constants.h"
 #include "base/IntMath.h"
+#include "base/StepByStep.h"
 #include "LmlTypes.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
@@ -15,25 +16,16 @@
 
 namespace LumoraLib::detail
 {
-inline constexpr double kChirpPi = 3.141592653589793;
-inline constexpr double kTwoPi = 6.283185307179586;
-
 /// The 32-bit square of an index: wraps from 46341 on, and the wrapped value is what the phase uses.
 inline double ChirpSquare(std::int32_t p)
 {
     return WrapMul(p, p);
 }
 
-/// Wrap-around index of position p on an axis of `size` = 2 N positions: p below N, p - 2 N from N on.
-inline std::int32_t ChirpIndex(std::int32_t p, std::int32_t size)
-{
-    return p < size / 2 ? p : p - size;
-}
-
 /// The phase pi (a i^2 + b j^2) without its sign: the sum formed first, then the product with pi.
 inline double ChirpPhase(double squareI, double squareJ, double a, double b)
 {
-    return (squareI * a + squareJ * b) * kChirpPi;
+    return (squareI * a + squareJ * b) * kPi;
 }
 
 /// exp(i theta) by the library's own sine and cosine, the same bits as in wide code.
@@ -67,13 +59,12 @@ inline PhaseProduct FactorTimes(const ComplexDouble& c)
     how.preIm = c.Imag();
     return how;
 }
-inline PhaseProduct ProductTimes(const ComplexDouble& c, bool add)
+inline PhaseProduct ProductTimes(const ComplexDouble& c)
 {
     PhaseProduct how;
     how.hasPost = true;
     how.postRe = c.Real();
     how.postIm = c.Imag();
-    how.add = add;
     return how;
 }
 
@@ -92,18 +83,15 @@ void InPhaseBlocks(std::int32_t n, const PhaseOf& phaseOf, const Body& body)
     }
 }
 
-/// to[i] := from[i] * exp(i phaseOf(i)) for a row of n samples (or added to it), sample by sample as TimesUnit, or
+/// to[i] := from[i] * exp(i phaseOf(i)) for a row of n samples, sample by sample as TimesUnit, or
 /// several samples wide with the same bits. `to` and `from` are equal or apart.
 template <class PhaseOf>
 void MultiplyRow(Complex* to, const Complex* from, std::int32_t n, const PhaseOf& phaseOf, const PhaseProduct& how = {})
 {
-    if (!WideBound())
+    if (StepByStep())
     {
         for (std::int32_t i = 0; i < n; ++i)
-        {
-            const Complex value = TimesUnit(from[i], phaseOf(i), how);
-            to[i] = how.add ? to[i] + value : value;
-        }
+            to[i] = TimesUnit(from[i], phaseOf(i), how);
         return;
     }
     InPhaseBlocks(n, phaseOf,
@@ -119,7 +107,7 @@ void MultiplyRow(Complex* to, const Complex* from, std::int32_t n, const PhaseOf
 template <class PhaseOf>
 void UnitRow(Complex* to, std::int32_t n, const PhaseOf& phaseOf)
 {
-    if (!WideBound())
+    if (StepByStep())
     {
         for (std::int32_t i = 0; i < n; ++i)
             to[i] = Complex(Unit(phaseOf(i)));

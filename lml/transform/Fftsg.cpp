@@ -32,7 +32,7 @@
 // is one rounding per two or four levels, and keeps the error well inside 2^-24 sqrt(log2 N).
 
 #include "Fftsg.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 #include "transform/FftsgAreas.h"
 
 #include <cmath>

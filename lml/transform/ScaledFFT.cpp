@@ -1,15 +1,15 @@
 // The scaled FFT: discrete Fourier sums with a free output pitch, by chirp convolution on a grid of twice the size.
 //
 // All phases are computed in double, factors multiply a sample in double, and the sample is rounded once.
-#include "transform/CentredFft.h"
-#include "transform/ChirpPhase.h"
+#include "base/Constants.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
-#include "propagate/Fused.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
-#include "base/Parallel.h"
 #include "base/Progress.h"
+#include "field/FieldTools.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
+#include "transform/Engine.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,9 +19,6 @@ namespace LumoraLib
 {
 namespace
 {
-using detail::ChirpPhase;
-using detail::ChirpSquare;
-
 /// Twice a size; what does not fit 32 bits is left to Init to refuse.
 int Doubled(int n)
 {
@@ -29,102 +26,20 @@ int Doubled(int n)
                                                      std::numeric_limits<int>::max()));
 }
 
-/// The chirp kernel exp(+i pi (a i^2 + b j^2)) over a doubled grid in wrap-around order.
-void FillKernel(Lumora& kernel, double a, double b)
+/// The linear phases pi (i sx + j sy) on both sides of a centred transform; sx and sy are magnitudes of scales.
+class Centring final : public detail::GridPhase
 {
-    const std::int32_t nx = kernel.GetNx();
-    const std::int32_t ny = kernel.GetNy();
-    Complex* const samples = kernel.GetDataPointer();
-    detail::ParallelRows(0, ny,
-                         [=](std::int32_t j)
-                         {
-                             const double squareJ = ChirpSquare(detail::ChirpIndex(j, ny));
-                             detail::UnitRow(
-                                 samples + std::int64_t{j} * nx, nx,
-                                 [=](std::int32_t i)
-                                 { return ChirpPhase(ChirpSquare(detail::ChirpIndex(i, nx)), squareJ, a, b); });
-                         });
-}
+public:
+    Centring(double scaleX, double scaleY) : sx(scaleX), sy(scaleY) {}
+    double At(std::int32_t i, std::int32_t j) const override { return detail::kPi * (i * sx + j * sy); }
+    double AlongX(std::int32_t i) const override { return detail::kPi * (i * sx); }
+    double AlongY(std::int32_t j) const override { return detail::kPi * (j * sy); }
 
-/// Multiplies the chirp exp(-i pi (a i^2 + b j^2)) onto nx by ny samples; rows may have different lengths on both
-/// sides.
-void MultiplyChirp(Complex* to, std::int64_t toStride, const Complex* from, std::int64_t fromStride, std::int32_t nx,
-                   std::int32_t ny, double a, double b)
-{
-    detail::ParallelRows(0, ny,
-                         [=](std::int32_t j)
-                         {
-                             const double squareJ = ChirpSquare(j);
-                             detail::MultiplyRow(to + j * toStride, from + j * fromStride, nx,
-                                                 [=](std::int32_t i)
-                                                 { return -ChirpPhase(ChirpSquare(i), squareJ, a, b); });
-                         });
-}
-
-/// Magnitudes of the scales whose linear phases pi (i sx + j sy) stand on both sides of a centred transform.
-struct Centring
-{
-    double sx = 0.0;
-    double sy = 0.0;
+    const double sx, sy;
 };
 
-/// Multiplies the linear phases onto nx by ny samples.
-void MultiplyCentring(Complex* to, std::int64_t toStride, const Complex* from, std::int64_t fromStride, std::int32_t nx,
-                      std::int32_t ny, const Centring& c, const detail::PhaseProduct& how)
-{
-    for (std::int32_t j = 0; j < ny; ++j)
-        detail::MultiplyRow(
-            to + j * toStride, from + j * fromStride, nx,
-            [=](std::int32_t i) { return detail::kChirpPi * (i * c.sx + j * c.sy); }, how);
-}
-
-/// The first quadrant of the signal buffer: the chirped field, with `centring` the field times its phases first; the
-/// rest of it is zero.
-void FillSignal(Lumora& buffer, const Lumora& field, double a, double b, const Centring* centring)
-{
-    buffer.Clear();
-    Complex* const to = buffer.GetDataPointer();
-    const Complex* const samples = field.GetDataPointer();
-    const std::int32_t nx = field.GetNx();
-    const std::int32_t ny = field.GetNy();
-    if (centring == nullptr)
-        return MultiplyChirp(to, buffer.GetNx(), samples, nx, nx, ny, a, b);
-    MultiplyCentring(to, buffer.GetNx(), samples, nx, nx, ny, *centring, {});
-    MultiplyChirp(to, buffer.GetNx(), to, buffer.GetNx(), nx, ny, a, b);
-}
-
-void Transform(Lumora& field, int sign)
-{
-    detail::fftBinding.transform2d(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
-}
-
-/// From the transformed signal to the field: times the kernel's transform, back, scaled, times the output chirp. The
-/// field is written last, when nothing can fail any more.
-void Convolve(Lumora& field, Lumora& buffer, const Lumora& kernel, double a, double b)
-{
-    buffer *= kernel;
-    Transform(buffer, 1);
-    detail::ScaleSamples(buffer.GetDataPointer(), buffer.N(),
-                         static_cast<float>(1.0 / static_cast<double>(buffer.N())));
-    MultiplyChirp(field.GetDataPointer(), field.GetNx(), buffer.GetDataPointer(), buffer.GetNx(), field.GetNx(),
-                  field.GetNy(), a, b);
-}
-
-/// The two-dimensional sum step by step.
-void SumBySteps(Lumora& field, double a, double b, const Centring* centring)
-{
-    Lumora signal(Doubled(field.GetNx()), Doubled(field.GetNy()));
-    Lumora kernel(Doubled(field.GetNx()), Doubled(field.GetNy()));
-    FillSignal(signal, field, a, b, centring);
-    kernel.Clear(); // Kept: cleared although every sample of it is written next; callers see nothing of it.
-    FillKernel(kernel, a, b);
-    Transform(signal, -1);
-    Transform(kernel, -1);
-    Convolve(field, signal, kernel, a, b);
-}
-
 /// The one-dimensional sum of the field's row, with `centring` the row times its phases first. Squares of doubles here,
-/// unlike the 32-bit products of the two-dimensional form. The field is written last.
+/// unlike the 32-bit products of the two-dimensional form, so it is no ChirpPass. The field is written last.
 void SumOfRow(Lumora& field, double a, const Centring* centring)
 {
     const std::int32_t nx = field.GetNx();
@@ -133,30 +48,24 @@ void SumOfRow(Lumora& field, double a, const Centring* centring)
     const std::int32_t size = signal.GetNx();
     const auto phase = [a](double n)
     {
-        return detail::kChirpPi * (a * (n * n));
+        return detail::kPi * (a * (n * n));
     };
     Complex* const samples = signal.GetDataPointer();
     const Complex* from = field.GetDataPointer();
     signal.Clear();
     if (centring != nullptr)
     {
-        MultiplyCentring(samples, size, from, nx, nx, 1, *centring, {});
+        detail::MultiplyRow(samples, from, nx, [=](std::int32_t i) { return centring->At(i, 0); });
         from = samples;
     }
     detail::MultiplyRow(samples, from, nx, [=](std::int32_t n) { return -phase(n); });
-    detail::UnitRow(kernel.GetDataPointer(), size, [=](std::int32_t n) { return phase(detail::ChirpIndex(n, size)); });
+    detail::UnitRow(kernel.GetDataPointer(), size, [=](std::int32_t n) { return phase(detail::SignedIndex(n, size)); });
     detail::fftBinding.transform1d(samples, size, -1);
     detail::fftBinding.transform1d(kernel.GetDataPointer(), size, -1);
     signal *= kernel;
     detail::fftBinding.transform1d(samples, size, 1);
     detail::ScaleSamples(samples, signal.N(), static_cast<float>(1.0 / size));
     detail::MultiplyRow(field.GetDataPointer(), samples, nx, [=](std::int32_t k) { return -phase(k); });
-}
-
-/// The phase pi i s of the centred transform on one axis; the context is s.
-double CentringPhase(const void* context, std::int32_t i)
-{
-    return detail::kChirpPi * (i * *static_cast<const double*>(context));
 }
 
 /// The sign that a centred transform hands to the raw sum for a parameter: -1 for a >= 0, +1 for a < 0.
@@ -170,29 +79,17 @@ void CentredSum(Lumora& field, double a, double b)
 {
     const std::int32_t nx = field.GetNx();
     const std::int32_t ny = field.GetNy();
-    const Centring centring{std::fabs(a), std::fabs(b)};
+    const Centring centring(std::fabs(a), std::fabs(b));
     const double rawA = KernelSign(a) * centring.sx / nx;
     const double rawB = KernelSign(b) * centring.sy / ny;
     // Kept: the phases on both sides use the magnitudes and do not follow the sign, so for a >= 0 a residual factor
     // stays in the result; it is 1 only for integer scales.
-    const double phase0 = -detail::kChirpPi / 2.0 * (nx * centring.sx + ny * centring.sy);
+    const double phase0 = -detail::kPi / 2.0 * (nx * centring.sx + ny * centring.sy);
     const ComplexDouble constant = detail::Unit(phase0);
-    Complex* const samples = field.GetDataPointer();
-    if (detail::CanFuseChirp(nx, ny))
-    {
-        const std::int64_t count = static_cast<std::int64_t>(field.N());
-        const detail::Progress progress("LumoraLib::Lumora::ScaledFft", count, count);
-        const detail::AxisPhase centreX{CentringPhase, &centring.sx};
-        const detail::AxisPhase centreY{CentringPhase, &centring.sy};
-        detail::FusedChirp(samples, nx, ny, rawA, rawB, centreX, centreY, centreX, centreY, constant.Real(),
-                           constant.Imag());
-    }
-    else if (field.N() != 0)
-    {
-        SumBySteps(field, rawA, rawB, &centring);
-        MultiplyCentring(samples, nx, samples, nx, nx, ny, centring, detail::FactorTimes(constant));
-    }
-    detail::FieldAccess::SetForm(field, detail::FieldAccess::Form(field) ^ 1);
+    const std::int64_t count = static_cast<std::int64_t>(field.N());
+    const detail::Progress progress("LumoraLib::Lumora::ScaledFft", count, count);
+    detail::CarryOut({rawA, rawB, &centring, &centring, constant}, field, field);
+    detail::FieldAccess::SwitchDomain(field);
     field.SetPx(centring.sx / (nx * field.GetPx())).SetPy(centring.sy / (ny * field.GetPy()));
 }
 } // namespace
@@ -204,13 +101,8 @@ Lumora& Lumora::RawScaledFft(double a, double b)
     if (N() == 0)
         return *this;
     detail::RequireLength(*this, 2, fn);
-    if (detail::CanFuseChirp(nx_, ny_))
-    {
-        const detail::Progress progress(fn, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
-        detail::FusedChirp(dataPointer_, nx_, ny_, a, b, {}, {}, {}, {}, 1.0, 0.0);
-    }
-    else
-        SumBySteps(*this, a, b, nullptr);
+    const detail::Progress progress(fn, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
+    detail::CarryOut(detail::ChirpPass{a, b}, *this, *this);
     return *this;
 }
 
@@ -227,13 +119,9 @@ Lumora& Lumora::RawScaledFft(const ScaledFftDescriptor& d)
     if (N() == 0)
         return *this;
     detail::RequireLength(*this, 2, fn);
-    // The fused form needs no kernel: the parameters stand for samples that nobody has changed.
-    if (detail::CanFuseChirp(nx_, ny_) && detail::IsChirpKernel(d, d.chirpX, d.chirpY))
-        return RawScaledFft(d.chirpX, d.chirpY);
-    Lumora signal(Doubled(nx_), Doubled(ny_));
-    FillSignal(signal, *this, d.chirpX, d.chirpY, nullptr);
-    Transform(signal, -1);
-    Convolve(*this, signal, d, d.chirpX, d.chirpY);
+    detail::ChirpPass pass{d.chirpX, d.chirpY};
+    pass.kernel = &d;
+    detail::CarryOut(pass, *this, *this);
     return *this;
 }
 
@@ -276,15 +164,16 @@ Lumora& Lumora::ScaledFft1d(double a)
         Error(ERR_PARAMETER, fn, "this object must be 1 dimensional");
     RequireSamples(fn);
     detail::RequireLength(*this, 2, fn);
-    const Centring centring{std::fabs(a), 0.0};
+    const Centring centring(std::fabs(a), 0.0);
     const double s = centring.sx;
     if (N() != 0)
     {
         SumOfRow(*this, KernelSign(a) * s / nx_, &centring);
-        MultiplyCentring(dataPointer_, nx_, dataPointer_, nx_, nx_, 1, centring,
-                         detail::FactorTimes(detail::Unit(-(detail::kChirpPi / 2.0) * s * nx_)));
+        detail::MultiplyRow(
+            dataPointer_, dataPointer_, nx_, [&](std::int32_t i) { return centring.At(i, 0); },
+            detail::FactorTimes(detail::Unit(-(detail::kPi / 2.0) * s * nx_)));
     }
-    form_ = static_cast<ComplexForm>(form_ ^ 1);
+    detail::FieldAccess::SwitchDomain(*this);
     px_ = s / (nx_ * px_);
     return *this;
 }
@@ -381,7 +270,6 @@ void ScaledFftDescriptor::_ScaledFftDescriptor(int nx, int ny, double a, double 
     if (N() == 0)
         return;
     detail::RequireLength(*this, 1, fn);
-    FillKernel(*this, a, b);
-    Transform(*this, -1);
+    detail::FillChirpKernel(*this, a, b);
 }
 } // namespace LumoraLib

@@ -2,7 +2,7 @@
 #ifndef LML_VENDORFFT_H
 #define LML_VENDORFFT_H
 
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 
 namespace LumoraLib::detail
 {
@@ -14,8 +14,6 @@ void VendorTransform1d(Complex* data, std::int32_t n, int sign);
 /// The library's own thread count; it ignores a count below 1.
 void VendorSetThreads(int count);
 void VendorSetDynamic(bool dynamic);
-
-inline constexpr FftBinding kVendorBinding = {VendorTransform2d, VendorTransform1d, VendorSetThreads, VendorSetDynamic};
 } // namespace LumoraLib::detail
 
 #endif

@@ -70,11 +70,11 @@ TEST(VendorFft, RefusedDescriptorLeavesSamples)
 TEST(VendorFft, SettingsReachTheLibrary)
 {
     BoundAdapter bound;
-    detail::fftBinding.setThreads(3);
-    detail::fftBinding.setThreads(0);
+    detail::threadHooks.setThreads(3);
+    detail::threadHooks.setThreads(0);
     EXPECT_EQ(vendordouble::Seen().threads, 3);
-    detail::fftBinding.setDynamic(true);
+    detail::threadHooks.setDynamic(true);
     EXPECT_EQ(vendordouble::Seen().dynamic, 1);
-    detail::fftBinding.setDynamic(false);
+    detail::threadHooks.setDynamic(false);
     EXPECT_EQ(vendordouble::Seen().dynamic, 0);
 }

@@ -3,7 +3,7 @@
 #define LML_WIDETABLES_H
 
 #include "base/Isa.h"
-#include "transform/Dispatch.h"
+#include "transform/EngineTable.h"
 
 #include <cstddef>
 

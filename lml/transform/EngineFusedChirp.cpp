@@ -1,18 +1,19 @@
-// The scaled transform as a row pass and a column pass of one-dimensional chirp convolutions.
+// Chirp passes, fused: the scaled transform as a row pass and a column pass of one-dimensional chirp convolutions.
 //
 // The doubled two-dimensional convolution has an outer product as its kernel, so it is the same sum as convolutions
 // along the rows followed by convolutions along the columns: 4 n transforms of length 2 n instead of 12 n, and no
 // doubled grid. Phases are per axis, in double, and each axis' factor is rounded to float once.
-#include "transform/ChirpPhase.h"
-#include "transform/Dispatch.h"
-#include "field/FieldTools.h"
-#include "propagate/Fused.h"
+#include "transform/Engine.h"
+
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Reduce.h"
+#include "field/FieldTools.h"
 #include "simd/SinCos.h"
-#include "transform/wide/WideFft.h"
 #include "simd/WidePhase.h"
+#include "transform/ChirpPhase.h"
+#include "transform/EngineTable.h"
+#include "transform/wide/WideFft.h"
 
 #include <atomic>
 #include <cstdint>
@@ -30,16 +31,6 @@ struct AxisTables
     std::unique_ptr<Complex[], FreeMemory> post;
 };
 
-double Extra(const AxisPhase& phase, std::int32_t index)
-{
-    return phase.phase ? phase.phase(phase.context, index) : 0.0;
-}
-
-void UnitFactors(const double* phases, std::size_t count, Complex* out)
-{
-    Phases().unit(PhaseForm::Given(phases), 0, count, reinterpret_cast<float*>(out), nullptr);
-}
-
 /// The transform of the chirp kernel of an axis, 2 n values.
 std::unique_ptr<Complex[], FreeMemory> AxisKernel(std::int32_t n, double a)
 {
@@ -47,8 +38,8 @@ std::unique_ptr<Complex[], FreeMemory> AxisKernel(std::int32_t n, double a)
     const auto phases = MallocArray<double>(count, "phase tables");
     auto spectrum = MallocArray<Complex>(count, "phase tables");
     for (std::int32_t i = 0; i < 2 * n; ++i)
-        phases[static_cast<std::size_t>(i)] = ChirpPhase(ChirpSquare(ChirpIndex(i, 2 * n)), 0.0, a, 0.0);
-    UnitFactors(phases.get(), count, spectrum.get());
+        phases[static_cast<std::size_t>(i)] = ChirpPhase(ChirpSquare(SignedIndex(i, 2 * n)), 0.0, a, 0.0);
+    Phases().unit(PhaseForm::Given(phases.get()), 0, count, reinterpret_cast<float*>(spectrum.get()), nullptr);
     WideFft1d(spectrum.get(), count, -1, false, 1.0f, 1);
     return spectrum;
 }
@@ -71,7 +62,9 @@ bool IsProductRow(const Complex* row, const Complex* x, const Complex& y, std::s
     return far == 0;
 }
 
-AxisTables MakeAxis(std::int32_t n, double a, const AxisPhase& pre, const AxisPhase& post, double cRe, double cIm)
+/// pre(i) and post(k) are the phases beside the chirp.
+template <class Pre, class Post>
+AxisTables MakeAxis(std::int32_t n, double a, const Pre& pre, const Post& post, double cRe, double cIm)
 {
     const std::size_t count = static_cast<std::size_t>(n);
     const auto phases = MallocArray<double>(count, "phase tables");
@@ -79,13 +72,13 @@ AxisTables MakeAxis(std::int32_t n, double a, const AxisPhase& pre, const AxisPh
     AxisTables axis{MallocArray<Complex>(count, "phase tables"), AxisKernel(n, a),
                     MallocArray<Complex>(count, "phase tables")};
     for (std::int32_t i = 0; i < n; ++i)
-        p[i] = Extra(pre, i) - ChirpPhase(ChirpSquare(i), 0.0, a, 0.0);
-    UnitFactors(p, count, axis.pre.get());
+        p[i] = pre(i) - ChirpPhase(ChirpSquare(i), 0.0, a, 0.0);
+    Phases().unit(PhaseForm::Given(p), 0, count, reinterpret_cast<float*>(axis.pre.get()), nullptr);
     for (std::int32_t k = 0; k < n; ++k)
     {
         double s = 0.0;
         double c = 0.0;
-        SinCos1(Extra(post, k) - ChirpPhase(ChirpSquare(k), 0.0, a, 0.0), s, c);
+        SinCos1(post(k) - ChirpPhase(ChirpSquare(k), 0.0, a, 0.0), s, c);
         axis.post.get()[k] = Complex(cRe * c - cIm * s, cRe * s + cIm * c);
     }
     return axis;
@@ -102,35 +95,9 @@ WideConvolution Job(Complex* data, std::int32_t nx, std::int32_t ny, const AxisT
             .post = axis.post.get(),
             .scale = static_cast<float>(1.0 / (2.0 * n))};
 }
-} // namespace
 
-bool CanFuseChirp(std::int32_t nx, std::int32_t ny)
-{
-    const auto isLength = [](std::int32_t n)
-    {
-        return n > 1 && n <= kLongestTransform / 2 && (n & (n - 1)) == 0;
-    };
-    return FusedBound() && isLength(nx) && isLength(ny);
-}
-
-void FusedChirp(Complex* data, std::int32_t nx, std::int32_t ny, double a, double b, AxisPhase preX, AxisPhase preY,
-                AxisPhase postX, AxisPhase postY, double cRe, double cIm, const Complex* source)
-{
-    const AxisTables x = MakeAxis(nx, a, preX, postX, 1.0, 0.0);
-    const AxisTables y = MakeAxis(ny, b, preY, postY, cRe, cIm);
-    const int threads = WideThreads(static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny), GetNumThreads());
-    const WideRowConvolution rows(Job(data, nx, ny, x, nx), threads);
-    const WideColumnConvolution columns(Job(data, nx, ny, y, ny), threads);
-    if (source != nullptr && source != data)
-    {
-        const std::size_t count = static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny);
-        CopySamples(data, count, source, count);
-    }
-    ParallelPasses(
-        threads, [&](int index, int size) { rows.Part(index, size); },
-        [&](int index, int size) { columns.Part(index, size); });
-}
-
+/// Whether the samples of a doubled grid are still the transform of the chirp kernel of a and b, to about 1e-5: only
+/// then do the parameters stand for the samples. One sweep over them.
 bool IsChirpKernel(const Lumora& kernel, double a, double b)
 {
     // Both factors carry errors of single precision relative to themselves and to the mean square of their axis, which
@@ -155,4 +122,55 @@ bool IsChirpKernel(const Lumora& kernel, double a, double b)
                  });
     return same.load();
 }
+} // namespace
+
+bool FusedEngine::TakesChirps(std::int32_t nx, std::int32_t ny)
+{
+    const auto isLength = [](std::int32_t n)
+    {
+        return n > 1 && n <= kLongestTransform / 2 && IsPowerOfTwo(n);
+    };
+    return WideEngineBound() && isLength(nx) && isLength(ny);
+}
+
+bool FusedEngine::Takes(const ChirpPass& pass, const Lumora& to)
+{
+    return TakesChirps(to.GetNx(), to.GetNy()) &&
+           (pass.kernel == nullptr || IsChirpKernel(*pass.kernel, pass.a, pass.b));
+}
+
+void FusedEngine::Run(const ChirpPass& pass, Lumora& to, const Lumora& from) const
+{
+    const std::int32_t nx = to.GetNx();
+    const std::int32_t ny = to.GetNy();
+    const auto alongX = [](const GridPhase* phase)
+    {
+        return [phase](std::int32_t i)
+        {
+            return phase != nullptr ? phase->AlongX(i) : 0.0;
+        };
+    };
+    const auto alongY = [](const GridPhase* phase)
+    {
+        return [phase](std::int32_t j)
+        {
+            return phase != nullptr ? phase->AlongY(j) : 0.0;
+        };
+    };
+    const double rest = pass.destination != nullptr ? pass.destination->Constant() : 0.0;
+    const ComplexDouble constant = rest != 0.0 ? pass.constant * Unit(rest) : pass.constant;
+    const AxisTables x = MakeAxis(nx, pass.a, alongX(pass.source), alongX(pass.destination), 1.0, 0.0);
+    const AxisTables y =
+        MakeAxis(ny, pass.b, alongY(pass.source), alongY(pass.destination), constant.Real(), constant.Imag());
+    const int threads = WideThreads(static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny), GetNumThreads());
+    Complex* const data = to.GetDataPointer();
+    const WideRowConvolution rows(Job(data, nx, ny, x, nx), threads);
+    const WideColumnConvolution columns(Job(data, nx, ny, y, ny), threads);
+    if (from.GetDataPointer() != data)
+        CopySamples(data, to.N(), from.GetDataPointer(), from.N());
+    ParallelPasses(
+        threads, [&](int index, int size) { rows.Part(index, size); },
+        [&](int index, int size) { columns.Part(index, size); });
+}
+
 } // namespace LumoraLib::detail

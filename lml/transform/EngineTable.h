@@ -1,9 +1,9 @@
-// The binding of the transforms: one small table of four slots per engine, and the questions other units ask about it.
-#ifndef LML_DISPATCH_H
-#define LML_DISPATCH_H
+// The table of the transforms' engines: what an engine offers, and the one that SetFftLib has bound.
+#ifndef LML_ENGINETABLE_H
+#define LML_ENGINETABLE_H
 
-#include "LmlRuntime.h"
 #include "LmlTypes.h"
+#include "base/StepByStep.h"
 
 #include <cstdint>
 
@@ -21,22 +21,17 @@ struct FftBinding
 {
     void (*transform2d)(Complex* data, std::int32_t nx, std::int32_t ny, int sign);
     void (*transform1d)(Complex* data, std::int32_t n, int sign);
-    void (*setThreads)(int count);
-    void (*setDynamic)(bool dynamic);
 };
 
 /// The binding in force; SetFftLib replaces it as a whole.
 extern FftBinding fftBinding;
 
-/// True when the vendor's library is bound (a build with LML_WITH_MKL and FftLib value 1).
-bool VendorBound();
+/// True when the split-radix engine is bound, whose work areas can be taken before the samples are touched.
+bool SplitRadixBound();
 
-/// True when the wide forms of element-wise operations are in use (FftLib value other than 0).
-/// Value 0 runs every operation step by step in plain loops: the definition that the wide forms are compared with.
-bool WideBound();
-
-/// True when transforms run on the library's own wide engine, and with it the fused propagations.
-bool FusedBound();
+/// What the value of SetFftLib has bound: the split-radix engine (StepByStep()), the library's own wide engine, or the
+/// vendor's library in its place (a build with LML_WITH_MKL). Fused propagations need the wide engine.
+bool WideEngineBound();
 } // namespace LumoraLib::detail
 
 #endif
