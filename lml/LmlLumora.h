@@ -411,7 +411,8 @@ public:
     // is read as the pair (amplitude, phase), without unwrapping. Nothing changes, so any number of threads may read
     // one field at once. Not-a-number and coordinates far outside give 0, apart from the sinc members, whose sum runs
     // over the whole row for any number. On a field without samples the interpolators
-    // report code 6 with their own names, AdjacentInterpol() with that of NearestNeighbor(). The 1d members serve fields of one row and report code 3,
+    // report code 6 with their own names, AdjacentInterpol() with that of NearestNeighbor().
+    // The 1d members serve fields of one row and report code 3,
     // "LumoraLib::Lumora::<name>", "" on others.
 
     /// The value at (u, v) by the interpolator behind a chooser value; throws what GetInterpolFunc() throws.
