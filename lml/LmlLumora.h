@@ -410,8 +410,9 @@ public:
     // spectrum cycles per metre), measured from the sample point (Nx/2, Ny/2). No member looks at Form: a polar field
     // is read as the pair (amplitude, phase), without unwrapping. Nothing changes, so any number of threads may read
     // one field at once. Not-a-number and coordinates far outside give 0, apart from the sinc members, whose sum runs
-    // over the whole row for any number. Every member reports code 6 with its own name
-    // on a field without samples. The 1d members serve fields of one row and report code 3,
+    // over the whole row for any number. On a field without samples the interpolators
+    // report code 6 with their own names, AdjacentInterpol() with that of NearestNeighbor().
+    // The 1d members serve fields of one row and report code 3,
     // "LumoraLib::Lumora::<name>", "" on others.
 
     /// The value at (u, v) by the interpolator behind a chooser value; throws what GetInterpolFunc() throws.
@@ -1258,7 +1259,7 @@ public:
     /// written; if not, the field stays as it is.
     Lumora& LoadMpLm(const char* path, std::uint16_t index, bool* exists);
     /// The part's parameters alone: sizes as stored, not raised, and no samples. While the sizes announce more samples
-    /// than the buffer holds, operations on samples are refused until Init; otherwise the old samples count, in rows of
+    /// than the buffer holds, operations on all samples are refused until Init (access to single ones is not checked); otherwise the old samples count, in rows of
     /// the new length. Call Init and set samples before the field is used as one.
     Lumora& LoadParamMpLm(const char* path, std::uint16_t index, bool* exists);
     /// Stores the field as part `index` of a file made by CreateFileMpLm. A part that exists must have this field's
