@@ -300,9 +300,7 @@ TEST(PointArrayTest, TextHasAPointInEveryLocale)
     };
     check();
 
-    const CommaLocale comma{ScratchFile("locale")};
-    if (!comma.Works())
-        GTEST_SKIP() << "no locale with a decimal comma can be made here";
+    const CommaLocale comma;
     check();
     char text[8];
     EXPECT_EQ(detail::FormatC(text, sizeof text, "%.1f", 2.5), 3);
