@@ -1129,10 +1129,11 @@ public:
     ///                 matter, nor do points beside the field; zero amplitudes add nothing. null with a count of 0
     /// @param options  tolerance (relative l2 error over the field for points of random phases), edge, method, memory
     /// @throws "LumoraLib::Lumora::AddPointCloud": code 3, "incorrect form" unless Form is 0; code 3 for options outside
-    ///         their ranges, for "point <index> is not a finite number" and "point <index> lies in the plane of the
-    ///         field" (closer than lambda / 1000); code 1, "no method fits the memory and the tolerance";
-    ///         code 6
-    ///         without samples; code 6, "cancelled", by the progress handler. The field is unchanged in all of them.
+    ///         their ranges, for pitches below 1e-6 or above 1e6 wavelengths, for "point <index> is not a finite
+    ///         number", "point <index> lies in the plane of the field" (closer than lambda / 1000) and "point <index>
+    ///         lies too far from the plane of the field" (1e11 wavelengths); code 1, "no method fits the memory and the
+    ///         tolerance"; code 6 without samples; code 6, "cancelled", by the progress handler. Code 1 of
+    ///         "LumoraLib::Malloc" where memory is missing. The field is unchanged in all of them.
     /// Runs on the library's thread count; the samples do not depend on it, nor on the instruction set. What it takes
     /// beforehand: PlanPointCloud(). Valid from about a wavelength to kilometres. Source: SIAM J. Sci. Comput. 41 (2019)
     /// C479, section 1 (spreading and dividing the kernel out), Optics Express 17 (2009) 19662, section 3 (light that

@@ -283,12 +283,14 @@ SlabShape ShapeOf(const CloudScene& scene, const CloudExtent& e, double depth)
     s.x = MakeSlabAxis(scene, scene.x, e, depth);
     s.y = MakeSlabAxis(scene, scene.y, e, depth);
     constexpr double kOversampling = 1.25;
+    constexpr std::size_t kLongest = std::size_t{9} << 14;
+    if (s.x.output > kLongest || s.y.output > kLongest)
+        return s; // before lengths are counted in samples
     MakeSlabGrid(scene, scene.x, e, depth, s.x, s.y, kOversampling);
     MakeSlabGrid(scene, scene.y, e, depth, s.y, s.x, kOversampling);
-    constexpr std::size_t kLongest = std::size_t{9} << 14;
     s.fits = true;
     for (const SlabAxis* a : {&s.x, &s.y})
-        s.fits = s.fits && a->output <= kLongest && a->grid <= kLongest && a->count <= a->grid;
+        s.fits = s.fits && a->grid <= kLongest && a->count <= a->grid;
     return s;
 }
 

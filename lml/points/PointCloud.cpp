@@ -27,6 +27,11 @@ constexpr char kAddPointCloud[] = "LumoraLib::Lumora::AddPointCloud";
 constexpr std::uint64_t kLeastMemory = std::uint64_t{256} << 20;
 // A point this close to the plane, in wavelengths, lies in it.
 constexpr double kInPlane = 1e-3;
+// Farther away, in wavelengths, its phase is lost in the roundings of double.
+constexpr double kTooFar = 1e11;
+// Pitches in wavelengths between which lengths and bands stay numbers that can be counted with.
+constexpr double kLeastPitch = 1e-6;
+constexpr double kLargestPitch = 1e6;
 // Points that a plan of direct sums looks at.
 constexpr std::int64_t kSample = 6;
 
@@ -89,8 +94,19 @@ struct Look
 {
     CloudExtent extent;
     std::int64_t bad = -1; ///< index of the first point that is refused
-    bool inPlane = false;
+    const char* why = nullptr;
 };
+
+/// Why a point has no light to compute; null where it has.
+const char* Refusal(const CloudPoint& p, double lambda)
+{
+    if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z) || !std::isfinite(p.amplitude) ||
+        !std::isfinite(p.phase))
+        return "is not a finite number";
+    if (!(std::abs(p.z) > kInPlane * lambda))
+        return "lies in the plane of the field";
+    return std::abs(p.z) < kTooFar * lambda ? nullptr : "lies too far from the plane of the field";
+}
 
 void LookAt(const CloudPoint& p, CloudExtent& e)
 {
@@ -142,10 +158,8 @@ CloudExtent Scan(const CloudScene& scene, const CloudSource& source)
                        for (std::size_t n = begin; n < end && look.bad < 0; ++n)
                        {
                            const CloudPoint p = source.Local(static_cast<std::int64_t>(n));
-                           const bool finite = std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z) &&
-                                               std::isfinite(p.amplitude) && std::isfinite(p.phase);
-                           look.inPlane = finite && !(std::abs(p.z) > kInPlane * scene.lambda);
-                           if (!finite || look.inPlane)
+                           look.why = Refusal(p, scene.lambda);
+                           if (look.why != nullptr)
                                look.bad = static_cast<std::int64_t>(n);
                            else if (limits.Reaches(p))
                                LookAt(p, look.extent);
@@ -155,7 +169,7 @@ CloudExtent Scan(const CloudScene& scene, const CloudSource& source)
     for (const Look& look : looks)
     {
         if (look.bad >= 0)
-            RefusePoint(look.bad, look.inPlane ? "lies in the plane of the field" : "is not a finite number");
+            RefusePoint(look.bad, look.why);
         Join(all, look.extent);
     }
     return all;
@@ -215,6 +229,9 @@ CloudCall Prepare(const Lumora& field, const CloudPoint* points, std::int64_t co
     for (const double v : values)
         if (!(v > 0.0) || !std::isfinite(v))
             Error(ERR_PARAMETER, kAddPointCloud, "pitches and wavelength must be positive");
+    for (const double pitch : {field.GetPx(), field.GetPy()})
+        if (!(pitch > kLeastPitch * field.GetWavelength() && pitch < kLargestPitch * field.GetWavelength()))
+            Error(ERR_PARAMETER, kAddPointCloud, "pitches must lie between 1e-6 and 1e6 wavelengths");
     CloudCall call;
     call.scene = MakeScene(field, o);
     call.source = MakeSource(field, points, count, o);
