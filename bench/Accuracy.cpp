@@ -1,5 +1,5 @@
-// Accuracy beside speed: relative l2 error of each fused form and of its step-by-step form against a reference in double.
-// Prints Markdown rows.
+// Accuracy beside speed: relative l2 error of each fused form and of its step-by-step form against a reference in
+// double. Prints Markdown rows.
 #include "LmlLumora.h"
 
 #include <fftw3.h>
@@ -44,7 +44,8 @@ void Transform(Grid& g, int nx, int ny, int sign)
         Grid t(g.size());
         for (int j = 0; j < ny; ++j)
             for (int i = 0; i < nx; ++i)
-                t[static_cast<std::size_t>(((j + ny / 2) % ny) * nx + (i + nx / 2) % nx)] = g[static_cast<std::size_t>(j * nx + i)];
+                t[static_cast<std::size_t>(((j + ny / 2) % ny) * nx + (i + nx / 2) % nx)] =
+                    g[static_cast<std::size_t>(j * nx + i)];
         g.swap(t);
     };
     shift();
@@ -145,7 +146,10 @@ Grid Shifted(const Lumora& f, double x0, double y0, double z0)
     const auto inside = [&](double frequency, double shift, double pitch)
     {
         // The shift lies within half the grid here, so that the band holds frequency 0.
-        const auto bound = [&](double s) { return 1.0 / std::sqrt(z0 * z0 / (s * s) + 1.0) / lambda; };
+        const auto bound = [&](double s)
+        {
+            return 1.0 / std::sqrt(z0 * z0 / (s * s) + 1.0) / lambda;
+        };
         const double half = 1.0 / (2.0 * pitch);
         return frequency > -bound(shift - half) && frequency < bound(shift + half);
     };
@@ -156,7 +160,9 @@ Grid Shifted(const Lumora& f, double x0, double y0, double z0)
             const double v = (j - ny) * dv;
             std::complex<double>& s = g[static_cast<std::size_t>(j * wide + i)];
             s = inside(u, x0, du) && inside(v, y0, dv)
-                    ? s * std::polar(1.0, 2.0 * kPi * (x0 * u + y0 * v + z0 * std::sqrt(1.0 / (lambda * lambda) - u * u - v * v)))
+                    ? s * std::polar(1.0,
+                                     2.0 * kPi *
+                                         (x0 * u + y0 * v + z0 * std::sqrt(1.0 / (lambda * lambda) - u * u - v * v)))
                     : 0.0;
         }
     Transform(g, wide, high, 1);
@@ -205,11 +211,15 @@ int main()
         Fill(f);
         Grid spectrum = Widen(f);
         Transform(spectrum, n, n, -1);
-        Row("`Fft`", f, [](Lumora& x) { x.Fft(-1); }, spectrum);
-        Row("`RawAsmProp`, 0.1 m", f, [](Lumora& x) { x.RawAsmProp(0.1); }, Asm(f, 0.1, false));
-        Row("`AsmProp`, 0.1 m", f, [](Lumora& x) { x.AsmProp(0.1); }, Asm(f, 0.1, true));
+        Row(
+            "`Fft`", f, [](Lumora& x) { x.Fft(-1); }, spectrum);
+        Row(
+            "`RawAsmProp`, 0.1 m", f, [](Lumora& x) { x.RawAsmProp(0.1); }, Asm(f, 0.1, false));
+        Row(
+            "`AsmProp`, 0.1 m", f, [](Lumora& x) { x.AsmProp(0.1); }, Asm(f, 0.1, true));
         if (n <= 1024)
-            Row("`ShiftedAsmProp`, 1 cm", f,
+            Row(
+                "`ShiftedAsmProp`, 1 cm", f,
                 [](Lumora& x)
                 {
                     Lumora target(x);
@@ -218,7 +228,8 @@ int main()
                 },
                 Shifted(f, 1e-4, -2e-4, 0.01));
         if (n <= 256)
-            Row("`RawScaledFft`", f, [n](Lumora& x) { x.RawScaledFft(0.8 / n, 0.7 / n); }, Scaled(f, 0.8 / n, 0.7 / n));
+            Row(
+                "`RawScaledFft`", f, [n](Lumora& x) { x.RawScaledFft(0.8 / n, 0.7 / n); }, Scaled(f, 0.8 / n, 0.7 / n));
     }
     return 0;
 }

@@ -1,11 +1,13 @@
-// What the benchmarks share: names that the report pairs, random fields, FFTW plans made once, checks before anything is timed.
+// What the benchmarks share: names that the report pairs, random fields, FFTW plans made once, checks before anything
+// is timed.
 //
-// A benchmark is called OPERATION/WHO/SIZE/THREADS; WHO is "ours" or the rival's name, and the report divides the medians.
+// A benchmark is called OPERATION/WHO/SIZE/THREADS; WHO is "ours" or the rival's name, and the report divides the
+// medians.
 #ifndef LML_BENCH_H
 #define LML_BENCH_H
 
-#include "base/Isa.h"
 #include "LmlLumora.h"
+#include "base/Isa.h"
 
 #include <benchmark/benchmark.h>
 #include <fftw3.h>
@@ -70,8 +72,8 @@ inline fftwf_complex* Fftw(Lumora& field)
 /// The benchmark that is being timed, or null.
 inline benchmark::State* timedState = nullptr;
 
-/// A buffer for repeated unscaled transforms: made at first use, refilled with tiny numbers before they can overflow, from a copy.
-/// Large refills are not timed; small ones are, since stopping the clock would cost more than they do.
+/// A buffer for repeated unscaled transforms: made at first use, refilled with tiny numbers before they can overflow,
+/// from a copy. Large refills are not timed; small ones are, since stopping the clock would cost more than they do.
 class Rounds
 {
 public:
@@ -116,7 +118,8 @@ private:
     std::unique_ptr<Lumora> field_;
 };
 
-/// In-place FFTW plan, MEASURE, made once for each shape, sign and thread count on a buffer of its own. Planning is not counted.
+/// In-place FFTW plan, MEASURE, made once for each shape, sign and thread count on a buffer of its own. Planning is not
+/// counted.
 inline fftwf_plan PlanOf(int nx, int ny, int sign, int threads)
 {
     static std::map<std::tuple<int, int, int, int>, fftwf_plan> plans;

@@ -1,4 +1,5 @@
-// The benchmark program: ours and the rivals in one process. --quick leaves out the largest sizes; --isa=sse2|avx2|avx512 caps ours.
+// The benchmark program: ours and the rivals in one process. --quick leaves out the largest sizes;
+// --isa=sse2|avx2|avx512 caps ours.
 #include "Bench.h"
 
 #include <cstring>

@@ -57,7 +57,8 @@ static void AddSinCos()
     auto c = std::make_shared<std::vector<double>>(kCount);
     for (int n = 0; n < kCount; ++n)
         (*x)[static_cast<std::size_t>(n)] = 1e6 - n * 17.3;
-    Add("sine and cosine", "ours", kCount, 1, kCount, [=] { detail::Phases().sinCos(x->data(), kCount, s->data(), c->data()); });
+    Add("sine and cosine", "ours", kCount, 1, kCount,
+        [=] { detail::Phases().sinCos(x->data(), kCount, s->data(), c->data()); });
     Add("sine and cosine", "libm", kCount, 1, kCount,
         [=]
         {
@@ -101,7 +102,8 @@ void AddPoints(bool quick)
             return f;
         };
         const double z = -1.0; // far enough that the patch is the whole grid
-        const auto add = [&](const std::string& operation, const std::string& who, int threads, const std::function<void(Lumora&)>& run)
+        const auto add = [&](const std::string& operation, const std::string& who, int threads,
+                             const std::function<void(Lumora&)>& run)
         {
             Add(operation, who, n, threads, samples,
                 [f = std::shared_ptr<Lumora>(), make, run]() mutable
@@ -111,13 +113,17 @@ void AddPoints(bool quick)
                     run(*f);
                 });
         };
-        add("point exact", "ours", 1, [z](Lumora& f) { f.AddSphericalWave(Vector(0, 0, z), Phase(0), 1.0, WINDOW_RECT); });
+        add("point exact", "ours", 1,
+            [z](Lumora& f) { f.AddSphericalWave(Vector(0, 0, z), Phase(0), 1.0, WINDOW_RECT); });
         add("point exact", "scalar libm", 1, [z](Lumora& f) { ScalarExact(f, 0, 0, z, 1.0); });
-        add("point exact", "ours", 2, [z](Lumora& f) { f.AddSphericalWave(Vector(0, 0, z), Phase(0), 1.0, WINDOW_RECT); });
-        add("point table", "ours", 1,
-            [z](Lumora& f) { f.AddSphericalWaveSQR(0, 0, z, 1.0, 0.0, WINDOW_NONE); });
+        add("point exact", "ours", 2,
+            [z](Lumora& f) { f.AddSphericalWave(Vector(0, 0, z), Phase(0), 1.0, WINDOW_RECT); });
+        add("point table", "ours", 1, [z](Lumora& f) { f.AddSphericalWaveSQR(0, 0, z, 1.0, 0.0, WINDOW_NONE); });
         add("point table", "scalar loop", 1, [c, s, z](Lumora& f) { ScalarTable(f, c, s, z, 1.0); });
-        const auto recurrence = [z](Lumora& f) { f.AddSphericalWaveRF(0, 0, z, 1.0, 0.0, WINDOW_NONE); };
+        const auto recurrence = [z](Lumora& f)
+        {
+            f.AddSphericalWaveRF(0, 0, z, 1.0, 0.0, WINDOW_NONE);
+        };
         add("point recurrence", "ours", 1, recurrence);
         add("point recurrence", "scalar loop", 1,
             [recurrence](Lumora& f)

@@ -30,7 +30,10 @@ void MultiplyTransfer(Lumora& f, double du, double dv, double d, bool limit)
     const double c = 1.0 / (lambda * lambda);
     const int nx = f.GetNx();
     const int ny = f.GetNy();
-    const auto bound = [=](double p) { return 1.0 / std::sqrt((2 * d * p) * (2 * d * p) + 1.0) / lambda; };
+    const auto bound = [=](double p)
+    {
+        return 1.0 / std::sqrt((2 * d * p) * (2 * d * p) + 1.0) / lambda;
+    };
     const double ulimit = limit ? bound(du) : 1e300;
     const double vlimit = limit ? bound(dv) : 1e300;
     LML_BENCH_ROWS
@@ -103,8 +106,9 @@ void PlainExact(Lumora& f, double d, int threads)
     PlainAsm(big, d, true, threads);
     LML_BENCH_ROWS
     for (int j = 0; j < ny; ++j)
-        std::copy_n(big.GetDataPointer() + big.IJ(static_cast<std::size_t>(nx / 2), static_cast<std::size_t>(j + ny / 2)), nx,
-                    f.GetDataPointer() + f.IJ(0, static_cast<std::size_t>(j)));
+        std::copy_n(big.GetDataPointer() +
+                        big.IJ(static_cast<std::size_t>(nx / 2), static_cast<std::size_t>(j + ny / 2)),
+                    nx, f.GetDataPointer() + f.IJ(0, static_cast<std::size_t>(j)));
 }
 
 /// The scaled transform as a 2-D chirp convolution on doubled grids with compiled phases.
@@ -120,7 +124,10 @@ void PlainScaled(Lumora& f, double a, double b, int threads)
             g->SetNx(2 * nx).SetNy(2 * ny);
             g->Init(nullptr);
         }
-    const auto phase = [=](int i, int j) { return kPi * (a * (double(i) * i) + b * (double(j) * j)); };
+    const auto phase = [=](int i, int j)
+    {
+        return kPi * (a * (double(i) * i) + b * (double(j) * j));
+    };
     LML_BENCH_ROWS
     for (int j = 0; j < 2 * ny; ++j)
     {
@@ -191,7 +198,8 @@ void Check()
     Verify("RawScaledFft", RelativeL2(a, b), 3e-6);
     a.ExactAsmProp(1e-3);
     PlainExact(b, 1e-3, 1);
-    Verify("ExactAsmProp", RelativeL2(a, b), 2e-2); // the rival's band box is symmetric, ours leaves out one row and column
+    Verify("ExactAsmProp", RelativeL2(a, b),
+           2e-2); // the rival's band box is symmetric, ours leaves out one row and column
 }
 } // namespace
 
@@ -203,10 +211,12 @@ void AddPropagation(bool quick)
         for (const int threads : {1, 2})
         {
             const double d = 0.1;
-            Pair("AsmProp", n, threads, [d](Lumora& f) { f.AsmProp(d); }, "fftw program",
-                 [=](Lumora& f) { PlainAsm(f, d, true, threads); });
-            Pair("RawAsmProp", n, threads, [d](Lumora& f) { f.RawAsmProp(d); }, "fftw program",
-                 [=](Lumora& f) { PlainAsm(f, d, false, threads); });
+            Pair(
+                "AsmProp", n, threads, [d](Lumora& f) { f.AsmProp(d); }, "fftw program",
+                [=](Lumora& f) { PlainAsm(f, d, true, threads); });
+            Pair(
+                "RawAsmProp", n, threads, [d](Lumora& f) { f.RawAsmProp(d); }, "fftw program",
+                [=](Lumora& f) { PlainAsm(f, d, false, threads); });
             if (n > 4096)
                 continue;
             Pair("AsmProp, FftLib 0", n, threads,
@@ -217,42 +227,46 @@ void AddPropagation(bool quick)
                      SetFftLib(FFT_LIB_VENDOR);
                  },
                  "", {});
-            Pair("ExactAsmProp", n, threads, [d](Lumora& f) { f.ExactAsmProp(d); }, "fftw program",
-                 [=](Lumora& f) { PlainExact(f, d, threads); });
-            Pair("ShiftedAsmProp(..,1)", n, threads,
-                 [d, source = std::shared_ptr<Lumora>()](Lumora& f) mutable
-                 {
-                     if (!source)
-                     {
-                         source = std::make_shared<Lumora>(f);
-                         f.SetOrigin(Vector(0.3e-3, 0.0, d));
-                     }
-                     f.ShiftedAsmProp(*source, 1);
-                 },
-                 "fftw program", [=](Lumora& f) { PlainExact(f, d, threads); });
-            Pair("ScaledFft", n, threads, [n](Lumora& f)
-                 { f.RawScaledFft(0.8 / n, 0.7 / n) *= 1.0 / n; }, "fftw program",
-                 [=](Lumora& f)
-                 {
-                     PlainScaled(f, 0.8 / n, 0.7 / n, threads);
-                     Scale(f, static_cast<float>(1.0 / n));
-                 });
-            Pair("ShiftedFresnelProp", n, threads,
-                 [source = std::shared_ptr<Lumora>()](Lumora& f) mutable
-                 {
-                     if (!source)
-                     {
-                         source = std::make_shared<Lumora>(f);
-                         f.SetOrigin(Vector(0.1e-3, 0.0, 0.2));
-                     }
-                     f.ShiftedFresnelProp(*source);
-                 },
-                 "fftw program",
-                 [=](Lumora& f)
-                 {
-                     PlainScaled(f, 0.8 / n, 0.7 / n, threads);
-                     Scale(f, static_cast<float>(1.0 / n));
-                 });
+            Pair(
+                "ExactAsmProp", n, threads, [d](Lumora& f) { f.ExactAsmProp(d); }, "fftw program",
+                [=](Lumora& f) { PlainExact(f, d, threads); });
+            Pair(
+                "ShiftedAsmProp(..,1)", n, threads,
+                [d, source = std::shared_ptr<Lumora>()](Lumora& f) mutable
+                {
+                    if (!source)
+                    {
+                        source = std::make_shared<Lumora>(f);
+                        f.SetOrigin(Vector(0.3e-3, 0.0, d));
+                    }
+                    f.ShiftedAsmProp(*source, 1);
+                },
+                "fftw program", [=](Lumora& f) { PlainExact(f, d, threads); });
+            Pair(
+                "ScaledFft", n, threads, [n](Lumora& f) { f.RawScaledFft(0.8 / n, 0.7 / n) *= 1.0 / n; },
+                "fftw program",
+                [=](Lumora& f)
+                {
+                    PlainScaled(f, 0.8 / n, 0.7 / n, threads);
+                    Scale(f, static_cast<float>(1.0 / n));
+                });
+            Pair(
+                "ShiftedFresnelProp", n, threads,
+                [source = std::shared_ptr<Lumora>()](Lumora& f) mutable
+                {
+                    if (!source)
+                    {
+                        source = std::make_shared<Lumora>(f);
+                        f.SetOrigin(Vector(0.1e-3, 0.0, 0.2));
+                    }
+                    f.ShiftedFresnelProp(*source);
+                },
+                "fftw program",
+                [=](Lumora& f)
+                {
+                    PlainScaled(f, 0.8 / n, 0.7 / n, threads);
+                    Scale(f, static_cast<float>(1.0 / n));
+                });
             if (n > 2048)
                 continue;
             Pair("FourierProp", n, threads,
@@ -263,7 +277,8 @@ void AddPropagation(bool quick)
                  },
                  "", {});
             Pair("ShiftedFresnelProp, descriptor", n, threads,
-                 [source = std::shared_ptr<Lumora>(), kernel = std::shared_ptr<ShiftedFresnelPropDescriptor>()](Lumora& f) mutable
+                 [source = std::shared_ptr<Lumora>(),
+                  kernel = std::shared_ptr<ShiftedFresnelPropDescriptor>()](Lumora& f) mutable
                  {
                      if (!source)
                      {
@@ -283,20 +298,23 @@ void AddPropagation(bool quick)
                      f.Rotate(*source, rotation, nullptr, CUBIC8_INTERPOL, true);
                  },
                  "", {});
-            Pair("FresnelProp", n, threads,
-                 [n](Lumora& f)
-                 {
-                     f.SetPx(4e-6).SetPy(4e-6);
-                     f.FresnelProp(0.1) *= 1.0 / n;
-                 },
-                 "step-by-step",
-                 n > 1024 ? Run() : Run([n](Lumora& f)
-                 {
-                     SetFftLib(FFT_LIB_SPLIT_RADIX);
-                     f.SetPx(4e-6).SetPy(4e-6);
-                     f.FresnelProp(0.1) *= 1.0 / n;
-                     SetFftLib(FFT_LIB_VENDOR);
-                 }));
+            Pair(
+                "FresnelProp", n, threads,
+                [n](Lumora& f)
+                {
+                    f.SetPx(4e-6).SetPy(4e-6);
+                    f.FresnelProp(0.1) *= 1.0 / n;
+                },
+                "step-by-step",
+                n > 1024 ? Run()
+                         : Run(
+                               [n](Lumora& f)
+                               {
+                                   SetFftLib(FFT_LIB_SPLIT_RADIX);
+                                   f.SetPx(4e-6).SetPy(4e-6);
+                                   f.FresnelProp(0.1) *= 1.0 / n;
+                                   SetFftLib(FFT_LIB_VENDOR);
+                               }));
         }
 }
 } // namespace lmlbench

@@ -1,5 +1,5 @@
-// SLEEF's wide sine and cosine (1.0 ulp, AVX-512) as a rival. This file alone is built for AVX-512 and called only where the
-// processor has it.
+// SLEEF's wide sine and cosine (1.0 ulp, AVX-512) as a rival. This file alone is built for AVX-512 and called only
+// where the processor has it.
 #include <immintrin.h>
 #include <sleef.h>
 

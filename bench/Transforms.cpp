@@ -65,17 +65,24 @@ void AddTransforms(bool quick)
             Check(n, n);
         for (const int threads : {1, 2})
         {
-            const auto fftw = [threads](Lumora& f, int sign) { FftwTransform(f, sign, threads); };
-            Pair("Transform2d", n, n, threads, [](Lumora& f, int sign)
-                 { detail::fftBinding.transform2d(f.GetDataPointer(), f.GetNx(), f.GetNy(), sign); }, fftw, "fftw");
-            Pair("Fft", n, n, threads, [](Lumora& f, int sign) { f.Fft(sign); },
-                 [fftw](Lumora& f, int sign)
-                 {
-                     SwapQuadrants(f);
-                     fftw(f, sign);
-                     SwapQuadrants(f);
-                 },
-                 "fftw+swaps");
+            const auto fftw = [threads](Lumora& f, int sign)
+            {
+                FftwTransform(f, sign, threads);
+            };
+            Pair(
+                "Transform2d", n, n, threads,
+                [](Lumora& f, int sign)
+                { detail::fftBinding.transform2d(f.GetDataPointer(), f.GetNx(), f.GetNy(), sign); },
+                fftw, "fftw");
+            Pair(
+                "Fft", n, n, threads, [](Lumora& f, int sign) { f.Fft(sign); },
+                [fftw](Lumora& f, int sign)
+                {
+                    SwapQuadrants(f);
+                    fftw(f, sign);
+                    SwapQuadrants(f);
+                },
+                "fftw+swaps");
             if (n <= 4096)
                 Add("Fft, FftLib 0", "ours", n, threads, static_cast<double>(n) * n,
                     [rounds = std::make_shared<Rounds>(n, n), sign = -1]() mutable
@@ -96,10 +103,12 @@ void AddTransforms(bool quick)
     {
         Check(n, 1);
         for (const int threads : {1, 2})
-            Pair("Transform1d", n, 1, threads, [](Lumora& f, int sign)
-                 { detail::fftBinding.transform1d(f.GetDataPointer(), f.GetNx(), sign); },
-                 [forward = PlanOf(n, 1, -1, threads), back = PlanOf(n, 1, 1, threads)](Lumora& f, int sign)
-                 { fftwf_execute_dft(sign < 0 ? forward : back, Fftw(f), Fftw(f)); }, "fftw");
+            Pair(
+                "Transform1d", n, 1, threads,
+                [](Lumora& f, int sign) { detail::fftBinding.transform1d(f.GetDataPointer(), f.GetNx(), sign); },
+                [forward = PlanOf(n, 1, -1, threads), back = PlanOf(n, 1, 1, threads)](Lumora& f, int sign)
+                { fftwf_execute_dft(sign < 0 ? forward : back, Fftw(f), Fftw(f)); },
+                "fftw");
     }
 }
 } // namespace lmlbench

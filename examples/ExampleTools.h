@@ -191,8 +191,7 @@ inline void PlaceSlide(LumoraLib::Lumora& field, const std::string& picture, dou
 inline void SavePicture(const LumoraLib::Lumora& field, const std::string& path, LumoraLib::Mode mode,
                         LumoraLib::Gradation gradation = LumoraLib::GradationGrey, double max = 0.0)
 {
-    LumoraLib::SaveWhole(path.c_str(),
-                         [&](const char* name) { field.SaveAsBmp(name, mode, gradation, 0, max, 0.0); });
+    LumoraLib::SaveWhole(path.c_str(), [&](const char* name) { field.SaveAsBmp(name, mode, gradation, 0, max, 0.0); });
 }
 
 /// The whole field as a grey picture, its largest amplitude white.
@@ -208,10 +207,7 @@ class Seconds
 {
 public:
     Seconds() : start_(std::chrono::steady_clock::now()) {}
-    double Read() const
-    {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    }
+    double Read() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
 
 private:
     std::chrono::steady_clock::time_point start_;

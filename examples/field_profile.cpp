@@ -1,4 +1,5 @@
-// A double slit seen far away: FresnelProp and FourierProp beside the closed form, as CSV profiles and a plotted picture.
+// A double slit seen far away: FresnelProp and FourierProp beside the closed form, as CSV profiles and a plotted
+// picture.
 //
 // Two slits of width a, centres b apart, in the far field: I(x) = (sin(alpha)/alpha)^2 cos^2(beta) with
 // alpha = pi a x / (lambda d), beta = pi b x / (lambda d) (Born and Wolf, Principles of Optics, section 8.5).
@@ -59,7 +60,8 @@ void Plot(const std::string& path, const std::vector<std::vector<double>>& profi
 
 int main(int argc, char** argv)
 {
-    example::Options options("field_profile", "A double slit by Fresnel and Fourier propagation, compared with the closed form.");
+    example::Options options("field_profile",
+                             "A double slit by Fresnel and Fourier propagation, compared with the closed form.");
     double distance = 2.0;
     double width = 80e-6;
     double separation = 320e-6;
@@ -125,11 +127,13 @@ int main(int argc, char** argv)
     Plot(out + "/field_profile.bmp", {theory, byFresnel, byFourier});
 
     std::printf("screen pitch          %.4g m (wavelength * distance / (Nx * pitch))\n", fourier.GetPx());
-    std::printf("fringe spacing        %.4g m (wavelength * distance / separation)\n", wavelength * distance / separation);
+    std::printf("fringe spacing        %.4g m (wavelength * distance / separation)\n",
+                wavelength * distance / separation);
     std::printf("FourierProp - theory  %.2e of the maximum\n", worstFourier);
     std::printf("FresnelProp - theory  %.2e of the maximum\n", worstFresnel);
     std::printf("profiles and picture  %s/profile_fresnel.csv profile_fourier.csv field_profile.bmp\n", out.c_str());
     const bool good = worstFourier < 0.02 && worstFresnel < 0.02;
-    std::printf(good ? "the profiles agree with the closed form\n" : "the profiles do NOT agree with the closed form\n");
+    std::printf(good ? "the profiles agree with the closed form\n"
+                     : "the profiles do NOT agree with the closed form\n");
     return good ? 0 : 1;
 }

@@ -1,5 +1,5 @@
-// A hologram of a picture: the picture as an amplitude object, carried over a distance by the angular spectrum, looked at, and
-// carried back.
+// A hologram of a picture: the picture as an amplitude object, carried over a distance by the angular spectrum, looked
+// at, and carried back.
 #include "ExampleTools.h"
 
 #include <LmlLumora.h>
@@ -12,8 +12,8 @@ using namespace LumoraLib;
 
 namespace
 {
-/// Intensity, phase and logarithmic intensity of a field, grey and rainbow, as pictures. The automatic ranges are fixed, so the
-/// largest amplitude is brought to 1 first.
+/// Intensity, phase and logarithmic intensity of a field, grey and rainbow, as pictures. The automatic ranges are
+/// fixed, so the largest amplitude is brought to 1 first.
 void SavePictures(const Lumora& field, const std::string& stem)
 {
     Lumora shown(field);
@@ -81,6 +81,7 @@ int main(int argc, char** argv)
     std::printf("signal-to-noise of the reconstruction  %.4g (%.1f dB)\n", snr, 10.0 * std::log10(snr));
     std::printf("time there and back                    %.4f s, %.3g million samples a second\n", forward + backward,
                 2.0 * static_cast<double>(field.N()) / (forward + backward) * 1e-6);
-    std::printf("pictures                               %s/hologram_*.bmp, %s/reconstruction_*.bmp\n", out.c_str(), out.c_str());
+    std::printf("pictures                               %s/hologram_*.bmp, %s/reconstruction_*.bmp\n", out.c_str(),
+                out.c_str());
     return 0;
 }

@@ -124,8 +124,7 @@ int main(int argc, char** argv)
     // origin of the whole field, and the loads put each segment in its place.
     // A new segment shows only once it is complete, so that a stopped run can be resumed from the file as it stands.
     if (resume == 0)
-        SaveWhole(path.c_str(),
-                  [&](const char* name)
+        SaveWhole(path.c_str(), [&](const char* name)
                   { CreateFileSegLm(name, static_cast<std::uint16_t>(nx), static_cast<std::uint16_t>(ny)); });
     int present = 0;
     example::Progress saving("computed and saved", count);

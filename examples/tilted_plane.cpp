@@ -1,5 +1,5 @@
-// A slide on a tilted plane: its field carried to the parallel plane through its centre and on, and compared with the direct
-// sum of the waves of all its samples.
+// A slide on a tilted plane: its field carried to the parallel plane through its centre and on, and compared with the
+// direct sum of the waves of all its samples.
 //
 // A plane wave along the global z axis lights the slide, whose plane is turned about the y axis. In the slide's own
 // coordinates the light is inclined, so the field there is the slide times exp(2 pi i (u x + v y)) with (u, v) the
@@ -68,7 +68,8 @@ int main(int argc, char** argv)
     options.Require(size >= 256 && size <= 8192, "--size must be from 256 to 8192");
     SetNumThreads(threads);
 
-    // The inclined light asks for sin(tilt) / wavelength periods a metre, and the slide for its own band on either side.
+    // The inclined light asks for sin(tilt) / wavelength periods a metre, and the slide for its own band on either
+    // side.
     const double angle = tilt * Deg;
     const double pitch = 0.5 * wavelength / (std::fmax(std::sin(std::fabs(angle)), 0.5) + 0.13);
     Lumora slide(size, size, pitch, pitch, wavelength);
@@ -104,8 +105,9 @@ int main(int argc, char** argv)
     example::SaveAmplitude(last, out + "/tilted_last.bmp");
     PrintL("3/4 carried on over %g m\n", distance);
 
-    // Theory: the sum of the waves of all samples, at points across the last plane. Rotate() keeps the sum of the squares,
-    // while the light itself keeps its amplitude and covers cos(tilt) times as many samples: one factor between the two.
+    // Theory: the sum of the waves of all samples, at points across the last plane. Rotate() keeps the sum of the
+    // squares, while the light itself keeps its amplitude and covers cos(tilt) times as many samples: one factor
+    // between the two.
     std::vector<std::complex<double>> is, expected;
     const RMatrix toGlobal = slide.GetCRMatrixLG();
     const int step = static_cast<int>(0.42 * extent / pitch / 3.0);
@@ -133,8 +135,8 @@ int main(int argc, char** argv)
 
     const double theory = 1.0 / std::sqrt(std::cos(angle));
     const double carrierError = std::hypot(carrier.u * wavelength - std::sin(angle), carrier.v * wavelength);
-    std::printf("carrier                        %.6g, %.6g periods a metre (sin(tilt) / wavelength = %.6g)\n", carrier.u,
-                carrier.v, std::sin(angle) / wavelength);
+    std::printf("carrier                        %.6g, %.6g periods a metre (sin(tilt) / wavelength = %.6g)\n",
+                carrier.u, carrier.v, std::sin(angle) / wavelength);
     std::printf("difference from the direct sum %.2e of its size\n", error);
     std::printf("amplitude against the sum      %.4f (1 / sqrt(cos(tilt)) = %.4f), phase %.2e rad\n", std::abs(factor),
                 theory, std::arg(factor));

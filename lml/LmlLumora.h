@@ -494,8 +494,8 @@ public:
     /// but without any overlap nothing changes. A field may be its own source.
     /// @throws code 3, the operation's name, the Shift-JIS text for "on different planes"; what GetInterpolFunc()
     ///         throws, a copy after its clearing; code 6 with the operation's name without samples.
-    /// Cost: one interpolation a sample; kernel values along x and y are worked out once a column and row. Memory: 20 to
-    /// 76 bytes a column.
+    /// Cost: one interpolation a sample; kernel values along x and y are worked out once a column and row. Memory: 20
+    /// to 76 bytes a column.
     Lumora& ResamplingCopy(const Lumora& source, Interpol interpol);
     Lumora& ResamplingAdd(const Lumora& source, Interpol interpol);
     Lumora& ResamplingMultiply(const Lumora& source, Interpol interpol);
@@ -1128,16 +1128,17 @@ public:
     /// @param points   coordinates in metres, as options.frame says; phases in radians. Order and duplicates do not
     ///                 matter, nor do points beside the field; zero amplitudes add nothing. null with a count of 0
     /// @param options  tolerance (relative l2 error over the field for points of random phases), edge, method, memory
-    /// @throws "LumoraLib::Lumora::AddPointCloud": code 3, "incorrect form" unless Form is 0; code 3 for options outside
+    /// @throws "LumoraLib::Lumora::AddPointCloud": code 3, "incorrect form" unless Form is 0; code 3 for options
+    /// outside
     ///         their ranges, for pitches below 1e-6 or above 1e6 wavelengths, for "point <index> is not a finite
     ///         number", "point <index> lies in the plane of the field" (closer than lambda / 1000) and "point <index>
     ///         lies too far from the plane of the field" (1e11 wavelengths); code 1, "no method fits the memory and the
     ///         tolerance"; code 6 without samples; code 6, "cancelled", by the progress handler. Code 1 of
     ///         "LumoraLib::Malloc" where memory is missing. The field is unchanged in all of them.
     /// Runs on the library's thread count; the samples do not depend on it, nor on the instruction set. What it takes
-    /// beforehand: PlanPointCloud(). Valid from about a wavelength to kilometres. Source: SIAM J. Sci. Comput. 41 (2019)
-    /// C479, section 1 (spreading and dividing the kernel out), Optics Express 17 (2009) 19662, section 3 (light that
-    /// would wrap around); docs/points.md.
+    /// beforehand: PlanPointCloud(). Valid from about a wavelength to kilometres. Source: SIAM J. Sci. Comput. 41
+    /// (2019) C479, section 1 (spreading and dividing the kernel out), Optics Express 17 (2009) 19662, section 3 (light
+    /// that would wrap around); docs/points.md.
     Lumora& AddPointCloud(const CloudPoint* points, std::int64_t count, const CloudOptions& options);
     Lumora& AddPointCloud(const CloudPoint* points, std::int64_t count);
     /// What AddPointCloud() with the same arguments would do, without doing it: a look at every point and the cost
@@ -1151,14 +1152,14 @@ public:
     // latest when it is closed, is code 4, "ewrite", the path. The file is closed on every path. A path that leads to a
     // folder does not open (code 2).
     //
-    // Savers empty the file at the path and write it in place, and leave the last bytes to the system (no fsync): a save
-    // that fails or is killed costs the version that was there, a loss of power may. WholeFile is the safe way.
+    // Savers empty the file at the path and write it in place, and leave the last bytes to the system (no fsync): a
+    // save that fails or is killed costs the version that was there, a loss of power may. WholeFile is the safe way.
     //
     // State after a failure, for every loader: up to and including the refusal of a head the field is wholly as it was,
     // form included. Refused are sizes below 0 or above 2^30, and those whose raised grid takes more than 256 MiB and
     // more than four times the file's length (code 5, "eread", the path); also a grid that there is no memory for (code
-    // 1, from Init). A file that ends before its samples do is loaded as far as it goes, all parameters with it; samples
-    // that it does not hold are zero, and then it is reported.
+    // 1, from Init). A file that ends before its samples do is loaded as far as it goes, all parameters with it;
+    // samples that it does not hold are zero, and then it is reported.
 
     /// The whole field as an LW file: a 27-byte head with wavelength and pitches in single precision, then the samples.
     /// No position, no form. `option` must be null.
@@ -1223,10 +1224,12 @@ public:
     /// parameters stay. A list that ends early leaves the remaining samples as they were (undefined where the buffer
     /// grew); blank lines may stand at its end. Lines have at most 200 characters. Memory: at most 256 MiB or 32 bytes
     /// for each byte of the file, whichever is more.
-    /// @throws code 3, "LumoraLib::Lumora::LoadCSV", path when Form is exactly 1, the file is empty, its first line has no
-    ///         comma, or the sizes are below 0, above 2^30 or out of all proportion to the file; code 2, path: the field
-    ///         is as it was then. Code 3 for a later line without a comma (a blank one with samples behind it too), code
-    ///         5, "eread", path when the file cannot be read on: the samples before are loaded, the others zero.
+    /// @throws code 3, "LumoraLib::Lumora::LoadCSV", path when Form is exactly 1, the file is empty, its first line has
+    /// no
+    ///         comma, or the sizes are below 0, above 2^30 or out of all proportion to the file; code 2, path: the
+    ///         field is as it was then. Code 3 for a later line without a comma (a blank one with samples behind it
+    ///         too), code 5, "eread", path when the file cannot be read on: the samples before are loaded, the others
+    ///         zero.
     Lumora& LoadCSV(const char* path);
 
     // ------------------------------------------------------------------------------------------------------ FileLm
@@ -1240,12 +1243,12 @@ public:
     // system's speed in calls of at most 64 MiB and need no memory beyond the samples. One file is used from one thread
     // at a time.
     //
-    // State after a failure of a load, also of parameters alone: as told for LW and DE above, with the path alone as the
-    // message of a refused size; heads are read and checked before anything of them goes into the field. `exists` may
-    // have been set.
+    // State after a failure of a load, also of parameters alone: as told for LW and DE above, with the path alone as
+    // the message of a refused size; heads are read and checked before anything of them goes into the field. `exists`
+    // may have been set.
     //
-    // Saves are not flushed to the disk: after a loss of power any of the bytes of the last saves may be missing, in any
-    // order. WholeFile, SaveWhole and UpdateWhole are the safe way.
+    // Saves are not flushed to the disk: after a loss of power any of the bytes of the last saves may be missing, in
+    // any order. WholeFile, SaveWhole and UpdateWhole are the safe way.
 
     /// Replaces parameters and samples by those of a single file; the window becomes the whole grid. Stored sizes that
     /// are not powers of two come to lie centred in the raised grid, zeros around them.
@@ -1260,8 +1263,9 @@ public:
     /// written; if not, the field stays as it is.
     Lumora& LoadMpLm(const char* path, std::uint16_t index, bool* exists);
     /// The part's parameters alone: sizes as stored, not raised, and no samples. While the sizes announce more samples
-    /// than the buffer holds, operations on all samples are refused until Init (access to single ones is not checked); otherwise the old samples count, in rows of
-    /// the new length. Call Init and set samples before the field is used as one.
+    /// than the buffer holds, operations on all samples are refused until Init (access to single ones is not checked);
+    /// otherwise the old samples count, in rows of the new length. Call Init and set samples before the field is used
+    /// as one.
     Lumora& LoadParamMpLm(const char* path, std::uint16_t index, bool* exists);
     /// Stores the field as part `index` of a file made by CreateFileMpLm. A part that exists must have this field's
     /// sizes and is overwritten in place: a save that fails or is killed then leaves a mixture of both versions
@@ -1270,15 +1274,16 @@ public:
     void SaveAsMpLm(const char* path, std::uint16_t index) const;
     /// Replaces parameters and samples by those of segment (ix, iy): the common parameters, the origin moved by the
     /// segment's displacement along global x and y. `exists` as in LoadMpLm. Kept: the window stays as it is, and the
-    /// raised grid is read, so stored sizes that are not powers of two end in a read failure or take what stands behind.
+    /// raised grid is read, so stored sizes that are not powers of two end in a read failure or take what stands
+    /// behind.
     Lumora& LoadSegLm(const char* path, std::uint16_t ix, std::uint16_t iy, bool* exists);
     /// The segment's parameters alone, as in LoadParamMpLm. Code 3 while no segment has been saved into the file.
     /// Kept: `exists` is reliable for segment (0, 0) only; LoadSegLm tells for every one.
     Lumora& LoadParamSegLm(const char* path, std::uint16_t ix, std::uint16_t iy, bool* exists);
     /// Stores the samples as segment (ix, iy) of a file made by CreateFileSegLm. The first save fixes the file's common
     /// parameters, its origin being the centre of the whole grid wherever the segment lies; later ones must agree in
-    /// sizes, pitches and wavelength exactly and in the normal within the position tolerance. A field without samples is
-    /// refused (code 6). Failing and killed saves as in SaveAsMpLm, also over an existing segment.
+    /// sizes, pitches and wavelength exactly and in the normal within the position tolerance. A field without samples
+    /// is refused (code 6). Failing and killed saves as in SaveAsMpLm, also over an existing segment.
     void SaveAsSegLm(const char* path, std::uint16_t ix, std::uint16_t iy) const;
     /// Overwrites the common parameters of a segmented file by this field's, sizes included, with no comparison, in
     /// place: a save that fails or is killed can leave half of them.
@@ -1292,10 +1297,10 @@ public:
     ///
     /// With min = max = 0 the range is the mode's own, fixed and not taken from the data: 0..1 for intensity, amplitude
     /// and log intensity, -1..1 for real and imaginary part, -pi..pi for phases; otherwise min is black and max is
-    /// white. Values outside are clipped, also those beyond 2^31 steps of the range, not-a-number is black. Log intensity is log2(1 + I) of cartesian samples but
-    /// (log10(I) + 1) / log10(2) of polar ones. A masked phase is 0 (mid-grey) where the amplitude is under 1 % of the
-    /// window's maximum. A mode outside the list is black in its own range. The resolution fields hold samples per
-    /// metre.
+    /// white. Values outside are clipped, also those beyond 2^31 steps of the range, not-a-number is black. Log
+    /// intensity is log2(1 + I) of cartesian samples but (log10(I) + 1) / log10(2) of polar ones. A masked phase is 0
+    /// (mid-grey) where the amplitude is under 1 % of the window's maximum. A mode outside the list is black in its own
+    /// range. The resolution fields hold samples per metre.
     /// @param gradation  0 grey, anything else rainbow (violet lowest, red highest)
     /// @param bar  width of the scale at the right edge in pixels: its last bar - 1 columns are drawn, none for 0 and 1
     /// @throws "LumoraLib::Lumora::WinSaveAsBMPEx" for every BMP saver: code 2, the path, when it cannot be opened;
@@ -1332,9 +1337,9 @@ public:
     /// @throws code 8, "LumoraLib::Lumora::LoadBmp", "" on a cartesian spectrum. With the same name: code 2, the path
     ///         (cannot be opened, no BMP); code 5, "Unsupported Pixel Bits", "Unsupported File Type", "file format
     ///         error" (sizes, place of the pixels), "Abnormal pixel depth" (2 bits). Code 5, "eread", the path, when
-    ///         the file is shorter than its head says; this is found before memory is asked for. A refused file, and one
-    ///         that there is no memory for, leave the field as it was. When the device itself fails while the pixels are
-    ///         read, the field has the picture's sizes and `background` where pixels are missing.
+    ///         the file is shorter than its head says; this is found before memory is asked for. A refused file, and
+    ///         one that there is no memory for, leave the field as it was. When the device itself fails while the
+    ///         pixels are read, the field has the picture's sizes and `background` where pixels are missing.
     /// Memory: at most 64 bytes for each byte of a 4-bit file, 32 of an 8-bit one, and 1 MiB or one row.
     Lumora& LoadBmp(const char* path, Mode mode, Complex background);
     /// The same under the name "LumoraLib::Lumora::LoadBMP"; background (0, 0) where none is given.
@@ -1343,8 +1348,8 @@ public:
     /// Saves the window as an 8-bit HBI picture with the pitches (in single precision), bottom row first. Cartesian
     /// samples only. Modes and ranges as WinSaveAsBMPEx, but: log intensity is not shown (black in its own range); the
     /// mask is 0.1 % of the maximum; min > max is not refused; and in the mode's own range values are not clipped, a
-    /// byte is the lowest 8 bits of the integer (255 from 2^31 steps on, 0 below -2^31 and for not-a-number). Kept: rows are not filled up, so LoadHBI reads widths of a multiple of
-    /// 4 only.
+    /// byte is the lowest 8 bits of the integer (255 from 2^31 steps on, 0 below -2^31 and for not-a-number). Kept:
+    /// rows are not filled up, so LoadHBI reads widths of a multiple of 4 only.
     /// @param option  must be null
     /// @throws "LumoraLib::Lumora::WinSaveAsHBI": code 7, "err" on polar samples; code 2, the path; code 9 when
     ///         `option` is not null (the file has been created); code 6 without samples. Code 4, "ewrite", the path.
@@ -1395,8 +1400,8 @@ protected:
     // Steps of the operations above for derived classes. Errors name file.function; the stream stays the caller's, who
     // closes it, also when an error is thrown.
 
-    /// Data head and position head at the stream's position into the parameters; sizes raw, no samples. A failure leaves
-    /// the field as it was, also in the loads below.
+    /// Data head and position head at the stream's position into the parameters; sizes raw, no samples. A failure
+    /// leaves the field as it was, also in the loads below.
     void LoadParamLm(_LM_File& file);
     /// The same and the samples that the head points at.
     void LoadDataLm(_LM_File& file);
@@ -1597,12 +1602,12 @@ LML_API int GetSizeSegLm(const char* path, int& nx, int& ny);
 ///     field.SaveAsLm(file.Path());
 ///     file.Commit();
 ///
-/// Until Commit the old file is there as it was; without Commit (a failure, an early return, the end of the process) the
-/// new one is removed. A killed process leaves a file "<path>.<process>-<number>.part", which can be deleted. The rights of
-/// the old file are kept, other hard links to it keep the old version, and where the path is a symbolic link the file
-/// behind it is replaced. Needs room on the disk for both versions and the right to create files in the folder; two
-/// programs that write one file do not notice each other, the last Commit wins. Not copyable. Cost of Commit: an fsync of
-/// the file and of its folder, up to some tens of milliseconds on a disk.
+/// Until Commit the old file is there as it was; without Commit (a failure, an early return, the end of the process)
+/// the new one is removed. A killed process leaves a file "<path>.<process>-<number>.part", which can be deleted. The
+/// rights of the old file are kept, other hard links to it keep the old version, and where the path is a symbolic link
+/// the file behind it is replaced. Needs room on the disk for both versions and the right to create files in the
+/// folder; two programs that write one file do not notice each other, the last Commit wins. Not copyable. Cost of
+/// Commit: an fsync of the file and of its folder, up to some tens of milliseconds on a disk.
 class LML_API WholeFile
 {
 public:
@@ -1624,7 +1629,8 @@ public:
     const char* Path() const { return beside_; }
     /// Brings the bytes to the disk and puts the file in its place. Every stream on Path() has been closed by then, as
     /// all savers of the library do.
-    /// @throws code 4, "LumoraLib::WholeFile::Commit", the path when the bytes did not reach the disk or the name cannot
+    /// @throws code 4, "LumoraLib::WholeFile::Commit", the path when the bytes did not reach the disk or the name
+    /// cannot
     ///         be taken (the old file stays; Commit can be tried again), or when only the folder's entry did not reach
     ///         the disk (the new file is in place); code 9 on a second call.
     void Commit();

@@ -1,5 +1,5 @@
-// The choice of the instruction set, strict arithmetic, and that nothing needs more than any 64-bit x86 has. The tests named
-// AnyProcessor and Narrow also run under emulation of a processor without AVX.
+// The choice of the instruction set, strict arithmetic, and that nothing needs more than any 64-bit x86 has. The tests
+// named AnyProcessor and Narrow also run under emulation of a processor without AVX.
 #include "base/Isa.h"
 #include "TestTools.h"
 
@@ -26,7 +26,8 @@ TEST(Isa, CapHoldsAndLifts)
     EXPECT_EQ(CurrentIsa(), ProcessorIsa());
 }
 
-// (1 + 2^-12)^2 = 1 + 2^-11 + 2^-24: the product rounded to float loses the last term, a fused multiply-add would keep it.
+// (1 + 2^-12)^2 = 1 + 2^-11 + 2^-24: the product rounded to float loses the last term, a fused multiply-add would keep
+// it.
 TEST(Isa, AnyProcessorRoundsEveryProduct)
 {
     const double nearOne = 1.0 + 0x1p-12;

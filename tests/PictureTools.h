@@ -18,12 +18,13 @@ struct FormatRule
 };
 
 /// A pixel value before truncation, in extended precision: bytes near a truncation step are not compared.
-inline long double ExactPixel(const Complex& u, int form, int mode, long double min, long double max, const FormatRule& f,
-                              long double largest)
+inline long double ExactPixel(const Complex& u, int form, int mode, long double min, long double max,
+                              const FormatRule& f, long double largest)
 {
     const bool polar = (form & 2) != 0;
-    const std::complex<long double> z = polar ? std::polar<long double>(1.0L, u.Imag()) * static_cast<long double>(u.Real())
-                                              : std::complex<long double>(u.Real(), u.Imag());
+    const std::complex<long double> z =
+        polar ? std::polar<long double>(1.0L, u.Imag()) * static_cast<long double>(u.Real())
+              : std::complex<long double>(u.Real(), u.Imag());
     const long double amplitude = polar ? static_cast<long double>(u.Real()) : std::abs(z);
     const long double phase = polar ? static_cast<long double>(u.Imag()) : std::arg(z);
     const long double pi = 3.141592653589793238462643383L;
@@ -32,11 +33,29 @@ inline long double ExactPixel(const Complex& u, int form, int mode, long double 
     long double span = std::numeric_limits<long double>::infinity(); // a mode outside the list: 0 in its own range
     switch (mode)
     {
-    case 0: s = amplitude * amplitude; span = 1; break;
-    case 1: s = z.real(); low = -1; span = 2; break;
-    case 2: s = z.imag(); low = -1; span = 2; break;
-    case 3: s = phase; low = -pi; span = 2 * pi; break;
-    case 4: s = amplitude; span = 1; break;
+    case 0:
+        s = amplitude * amplitude;
+        span = 1;
+        break;
+    case 1:
+        s = z.real();
+        low = -1;
+        span = 2;
+        break;
+    case 2:
+        s = z.imag();
+        low = -1;
+        span = 2;
+        break;
+    case 3:
+        s = phase;
+        low = -pi;
+        span = 2 * pi;
+        break;
+    case 4:
+        s = amplitude;
+        span = 1;
+        break;
     case 5:
         if (f.logs)
         {
@@ -45,8 +64,13 @@ inline long double ExactPixel(const Complex& u, int form, int mode, long double 
             span = 1;
         }
         break;
-    case 6: s = amplitude >= f.mask * largest ? phase : 0.0L; low = -pi; span = 2 * pi; break;
-    default: break;
+    case 6:
+        s = amplitude >= f.mask * largest ? phase : 0.0L;
+        low = -pi;
+        span = 2 * pi;
+        break;
+    default:
+        break;
     }
     const bool automatic = min == 0 && max == 0;
     const long double t = (automatic ? (s - low) / span : (s - min) / (max - min)) * 255 + 0.5L;
@@ -58,7 +82,10 @@ inline long double ExactPixel(const Complex& u, int form, int mode, long double 
 /// True when the byte agrees; values within 1e-3 of a step pass either way.
 inline bool ShowsAs(unsigned char byte, long double exact)
 {
-    const auto whole = [](long double t) { return static_cast<unsigned char>(static_cast<long long>(t) & 255); };
+    const auto whole = [](long double t)
+    {
+        return static_cast<unsigned char>(static_cast<long long>(t) & 255);
+    };
     return byte == whole(exact) || byte == whole(exact + 1e-3L) || byte == whole(exact - 1e-3L);
 }
 
@@ -95,11 +122,16 @@ inline std::pair<double, double> LoadedPair(int mode, double v)
 {
     switch (mode)
     {
-    case 0: return {std::sqrt(v), 0.0};
-    case 1: return {2 * v - 1, 0.0};
-    case 2: return {1.0, 2 * v - 1};
-    case 3: return {1.0, 6.283185307179586 * v - 3.141592653589793};
-    default: return {v, 0.0};
+    case 0:
+        return {std::sqrt(v), 0.0};
+    case 1:
+        return {2 * v - 1, 0.0};
+    case 2:
+        return {1.0, 2 * v - 1};
+    case 3:
+        return {1.0, 6.283185307179586 * v - 3.141592653589793};
+    default:
+        return {v, 0.0};
     }
 }
 

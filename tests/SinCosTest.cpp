@@ -1,8 +1,8 @@
 // The sine and cosine against higher precision, and the wide rows of phase factors against plain loops, bit for bit.
 #include "simd/SinCos.h"
+#include "TestTools.h"
 #include "base/Isa.h"
 #include "simd/WidePhase.h"
-#include "TestTools.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -395,21 +395,21 @@ std::vector<PhaseProduct> Products()
     std::vector<PhaseProduct> list;
     using Rule = PhaseProduct::Rule;
     for (Rule rule : {Rule::Mixed, Rule::Rounded, Rule::Double})
-        {
-            PhaseProduct p;
-            p.rule = rule;
-            list.push_back(p);
-            if (rule != Rule::Double)
-                continue;
-            p.hasPre = true;
-            p.preRe = 0, p.preIm = -0.37;
-            list.push_back(p);
-            p.hasPost = true;
-            p.postRe = 1.25, p.postIm = 3e-3;
-            list.push_back(p);
-            p.hasPre = false;
-            list.push_back(p);
-        }
+    {
+        PhaseProduct p;
+        p.rule = rule;
+        list.push_back(p);
+        if (rule != Rule::Double)
+            continue;
+        p.hasPre = true;
+        p.preRe = 0, p.preIm = -0.37;
+        list.push_back(p);
+        p.hasPost = true;
+        p.postRe = 1.25, p.postIm = 3e-3;
+        list.push_back(p);
+        p.hasPre = false;
+        list.push_back(p);
+    }
     return list;
 }
 

@@ -1,5 +1,5 @@
-// Makes the resolution target of the examples: an 8-bit grey BMP of 1024 by 1024 pixels, white shapes on black with a dark
-// margin, so that light that spreads does not leave the grid. Every pixel is the mean of 4 by 4 points.
+// Makes the resolution target of the examples: an 8-bit grey BMP of 1024 by 1024 pixels, white shapes on black with a
+// dark margin, so that light that spreads does not leave the grid. Every pixel is the mean of 4 by 4 points.
 //
 // Use: test_target FILE
 
@@ -28,19 +28,27 @@ std::vector<Shape> shapes;
 
 void Box(double x, double y, double w, double h, double grey = 1.0)
 {
-    shapes.push_back({x, y, x + w, y + h, [grey](double, double) { return grey; }});
+    shapes.push_back({x, y, x + w, y + h,
+                      [grey](double, double)
+                      {
+                          return grey;
+                      }});
 }
 
 void Disc(double cx, double cy, double radius)
 {
-    shapes.push_back({cx - radius, cy - radius, cx + radius, cy + radius, [=](double x, double y)
-                      { return std::hypot(x - cx, y - cy) < radius ? 1.0 : 0.0; }});
+    shapes.push_back({cx - radius, cy - radius, cx + radius, cy + radius,
+                      [=](double x, double y)
+                      {
+                          return std::hypot(x - cx, y - cy) < radius ? 1.0 : 0.0;
+                      }});
 }
 
 /// `spokes` bright sectors inside a thin ring.
 void Star(double cx, double cy, double radius, int spokes)
 {
-    shapes.push_back({cx - radius - 16, cy - radius - 16, cx + radius + 16, cy + radius + 16, [=](double x, double y)
+    shapes.push_back({cx - radius - 16, cy - radius - 16, cx + radius + 16, cy + radius + 16,
+                      [=](double x, double y)
                       {
                           const double r = std::hypot(x - cx, y - cy);
                           if (r >= radius)
@@ -64,7 +72,8 @@ void Bars(double x, double y, double w)
 void Wedge(double x, double cy, double length, int lines, double wide, double narrow)
 {
     const double half = (2 * lines - 1) * wide / 2;
-    shapes.push_back({x, cy - half, x + length, cy + half, [=](double px, double y)
+    shapes.push_back({x, cy - half, x + length, cy + half,
+                      [=](double px, double y)
                       {
                           const double w = wide + (narrow - wide) * (px - x) / length;
                           const double place = (y - cy) / w + (2 * lines - 1) / 2.0;
@@ -77,22 +86,38 @@ const char* Glyph(char c)
 {
     switch (c)
     {
-    case 'A': return "0E11111F111111";
-    case 'L': return "1010101010101F";
-    case 'M': return "111B1515111111";
-    case 'O': return "0E11111111110E";
-    case 'R': return "1E11111E141211";
-    case 'U': return "1111111111110E";
-    case '0': return "0E11131519110E";
-    case '1': return "040C040404040E";
-    case '2': return "0E11010204081F";
-    case '3': return "1F02040201110E";
-    case '4': return "02060A121F0202";
-    case '5': return "1F101E0101110E";
-    case '6': return "0608101E11110E";
-    case '8': return "0E11110E11110E";
-    case '.': return "00000000000C0C";
-    default: return "00000000000000";
+    case 'A':
+        return "0E11111F111111";
+    case 'L':
+        return "1010101010101F";
+    case 'M':
+        return "111B1515111111";
+    case 'O':
+        return "0E11111111110E";
+    case 'R':
+        return "1E11111E141211";
+    case 'U':
+        return "1111111111110E";
+    case '0':
+        return "0E11131519110E";
+    case '1':
+        return "040C040404040E";
+    case '2':
+        return "0E11010204081F";
+    case '3':
+        return "1F02040201110E";
+    case '4':
+        return "02060A121F0202";
+    case '5':
+        return "1F101E0101110E";
+    case '6':
+        return "0608101E11110E";
+    case '8':
+        return "0E11110E11110E";
+    case '.':
+        return "00000000000C0C";
+    default:
+        return "00000000000000";
     }
 }
 
@@ -126,9 +151,17 @@ void Compose()
         double x, y, w;
         const char* label;
     };
-    for (const Group& g : {Group{112, 730, 13, "13"}, {112, 636, 11, "11"}, {112, 556, 9, "9"}, {112, 488, 8, "8"},
-                           {112, 424, 7, "7"}, {770, 745, 6, "6"}, {770, 695, 5, "5"}, {770, 652, 4, "4"},
-                           {770, 616, 3, "3"}, {770, 586, 2, "2"}, {770, 564, 1, "1"}})
+    for (const Group& g : {Group{112, 730, 13, "13"},
+                           {112, 636, 11, "11"},
+                           {112, 556, 9, "9"},
+                           {112, 488, 8, "8"},
+                           {112, 424, 7, "7"},
+                           {770, 745, 6, "6"},
+                           {770, 695, 5, "5"},
+                           {770, 652, 4, "4"},
+                           {770, 616, 3, "3"},
+                           {770, 586, 2, "2"},
+                           {770, 564, 1, "1"}})
         Bars(g.x, g.y, g.w);
     Text(870, 752, 2, "6");
     Text(870, 700, 2, "5");
@@ -143,7 +176,8 @@ void Compose()
     {
         const double cell = 8 >> n;
         const double x = 770 + 56.0 * n;
-        shapes.push_back({x, 420, x + 48, 468, [=](double px, double y)
+        shapes.push_back({x, 420, x + 48, 468,
+                          [=](double px, double y)
                           {
                               const int odd = static_cast<int>((px - x) / cell) + static_cast<int>((y - 420) / cell);
                               return odd % 2 == 0 ? 1.0 : 0.0;

@@ -24,8 +24,8 @@ Value Reduce(std::size_t count, Value start, const Body& body, const Join& join)
     for (int t = 0; t < threads; ++t)
         partial.get()[t] = start;
     Value* const results = partial.get();
-    ParallelBlocks(count, [&](std::size_t begin, std::size_t end, int index)
-                   { results[index] = body(begin, end, start); });
+    ParallelBlocks(count,
+                   [&](std::size_t begin, std::size_t end, int index) { results[index] = body(begin, end, start); });
     Value total = results[0];
     for (int t = 1; t < threads; ++t)
         total = join(total, results[t]);

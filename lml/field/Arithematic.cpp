@@ -4,10 +4,10 @@
 // where single and double precision meet, the mixture is part of the result. The wide form of a kernel gives the same
 // bits.
 #include "base/Describe.h"
-#include "base/StepByStep.h"
-#include "field/FieldTools.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/StepByStep.h"
+#include "field/FieldTools.h"
 #include "field/WideField.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // The life of a field: construction, samples, copies, defaults, coordinates, window and the form stack.
 #include "base/Constants.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,7 +21,7 @@ constexpr std::size_t kAlignment = 64;
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr std::size_t kHugeFrom = 2 * kHugePage;
 
-constexpr std::int32_t kLargestSize = std::int32_t{1} << 30; // the largest power of two in 32 bits
+constexpr std::int32_t kLargestSize = std::int32_t{1} << 30;  // the largest power of two in 32 bits
 constexpr std::int32_t kLongestEmpty = std::int32_t{1} << 20; // of a grid with a size 0, the other one
 
 struct Defaults
@@ -67,25 +67,15 @@ Complex* NewSamples(std::uint64_t count)
 
 // -------------------------------------------------------------------------------------------------- life cycle
 
-Lumora::Lumora() : Lumora(defaults.nx, defaults.ny)
-{
-}
+Lumora::Lumora() : Lumora(defaults.nx, defaults.ny) {}
 
-Lumora::Lumora(int N) : Lumora(N, N)
-{
-}
+Lumora::Lumora(int N) : Lumora(N, N) {}
 
-Lumora::Lumora(int Nx, int Ny) : Lumora(Nx, Ny, defaults.px, defaults.py)
-{
-}
+Lumora::Lumora(int Nx, int Ny) : Lumora(Nx, Ny, defaults.px, defaults.py) {}
 
-Lumora::Lumora(int Nx, int Ny, double p) : Lumora(Nx, Ny, p, p)
-{
-}
+Lumora::Lumora(int Nx, int Ny, double p) : Lumora(Nx, Ny, p, p) {}
 
-Lumora::Lumora(int Nx, int Ny, double Px, double Py) : Lumora(Nx, Ny, Px, Py, defaults.wavelength)
-{
-}
+Lumora::Lumora(int Nx, int Ny, double Px, double Py) : Lumora(Nx, Ny, Px, Py, defaults.wavelength) {}
 
 Lumora::Lumora(int Nx, int Ny, double Px, double Py, double wavelength)
     : dataPointer_(nullptr), userBufferLength_(0), normalVector_(0.0, 0.0, 1.0), origin_(0.0, 0.0, 0.0), capacity_(0)

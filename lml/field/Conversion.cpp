@@ -3,10 +3,10 @@
 // The form flag describes what the two members mean; the operations that replace samples by a real quantity leave it
 // alone.
 #include "base/Describe.h"
-#include "base/StepByStep.h"
-#include "field/FieldTools.h"
 #include "base/Parallel.h"
 #include "base/Reduce.h"
+#include "base/StepByStep.h"
+#include "field/FieldTools.h"
 #include "field/WideField.h"
 
 #include <cmath>

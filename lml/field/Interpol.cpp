@@ -3,11 +3,11 @@
 // Three ways of forming a continuous index stand side by side on purpose: quantised to four decimals (separable cubics
 // and sinc), plain (BiLinear, BiCubic), and quantised before the half size is added (LinearInterpol). None of the
 // members looks at Form: a polar field is interpolated as the pair (amplitude, phase) without unwrapping.
+#include "field/Interpol.h"
 #include "base/Constants.h"
 #include "base/Describe.h"
 #include "field/FieldTools.h"
 #include "field/InterpolAxis.h"
-#include "field/Interpol.h"
 
 #include <cmath>
 
@@ -18,7 +18,6 @@ namespace
 using detail::KernelTaps;
 using detail::QuantisedIndex;
 using detail::TruncI32;
-
 
 /// Sum of samples times (float)(k(i - x) * k(j - y)), each product and each addition in float, rows outermost. The
 /// kernel values of a row and of a column are computed once.
@@ -213,7 +212,10 @@ Complex Lumora::LinearInterpol1d(double u) const
     const std::int32_t i0 = detail::WrapAdd(TruncI32(std::floor(t)), nx_ / 2);
     const std::int32_t i1 = detail::WrapAdd(TruncI32(std::ceil(t)), nx_ / 2);
     // Places beyond the row that the tests below let pass read as 0.
-    const auto sample = [this](std::int32_t i) { return i >= 0 && i < nx_ ? dataPointer_[i] : Complex(0.0, 0.0); };
+    const auto sample = [this](std::int32_t i)
+    {
+        return i >= 0 && i < nx_ ? dataPointer_[i] : Complex(0.0, 0.0);
+    };
     if (i0 == i1)
         return sample(i0);
     // Kept: the test admits i1 = Nx, one past the row.
@@ -236,7 +238,10 @@ Complex Lumora::LinearInterpol1d(double u) const
 Complex Lumora::BiCubic(double u, double v) const
 {
     RequireSamples("LumoraLib::Lumora::BiCubic");
-    const auto kernel = [](double d) { return detail::CubicAt(detail::kCubic4, d); };
+    const auto kernel = [](double d)
+    {
+        return detail::CubicAt(detail::kCubic4, d);
+    };
     const KernelTaps tx = detail::KernelTapsAbout(detail::PlainIndex(u, px_, nx_), 2, nx_, kernel);
     const KernelTaps ty = detail::KernelTapsAbout(detail::PlainIndex(v, py_, ny_), 2, ny_, kernel);
     float re = 0.0f;

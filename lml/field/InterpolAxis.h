@@ -1,13 +1,13 @@
 // Interpolation along one axis: from a coordinate to the samples that take part and their factors.
 //
 // The plain interpolators call these for every point, the resampling operations once per column and row of a call, so
-// that both give the same bits. The wide lookup of the rotation (WideInterpol-inl.h) repeats the arithmetic in lanes and
-// must agree with it.
+// that both give the same bits. The wide lookup of the rotation (WideInterpol-inl.h) repeats the arithmetic in lanes
+// and must agree with it.
 #ifndef LML_INTERPOLAXIS_H
 #define LML_INTERPOLAXIS_H
 
-#include "field/CubicKernels.h"
 #include "base/IntMath.h"
+#include "field/CubicKernels.h"
 
 #include <algorithm>
 #include <cmath>

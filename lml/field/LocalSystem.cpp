@@ -1,14 +1,14 @@
 // The local coordinate system of a field, its outline in space, and the combination of two fields on one plane.
 #include "base/Describe.h"
-#include "base/StepByStep.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
-#include "field/InterpolAxis.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/Scratch.h"
+#include "base/StepByStep.h"
 #include "base/Texts.h"
+#include "field/FieldTools.h"
 #include "field/Interpol.h"
+#include "field/InterpolAxis.h"
 
 #include <algorithm>
 #include <atomic>
@@ -281,7 +281,8 @@ private:
         return true;
     }
 
-    /// Whether all samples under the taps of the call are finite, the tap of weight 0 that the tables leave out included.
+    /// Whether all samples under the taps of the call are finite, the tap of weight 0 that the tables leave out
+    /// included.
     bool ReadsFinite(const Axis& y) const
     {
         std::int32_t bottom = source_->GetNy();
@@ -301,8 +302,8 @@ private:
         detail::ParallelRows(bottom, top,
                              [&](std::int32_t j)
                              {
-                                 const Complex* const row = source_->GetDataPointer() +
-                                                            source_->IJ(0, static_cast<std::size_t>(j)) + left;
+                                 const Complex* const row =
+                                     source_->GetDataPointer() + source_->IJ(0, static_cast<std::size_t>(j)) + left;
                                  if (!table_->finite(Floats(row), 2 * width))
                                      finite.store(false, std::memory_order_relaxed);
                              });
@@ -330,8 +331,7 @@ void ClearAround(Lumora& target, const Footprint& range)
     detail::ParallelRows(0, target.GetNy(),
                          [&](std::int32_t j)
                          {
-                             Complex* const row =
-                                 target.GetDataPointer() + target.IJ(0, static_cast<std::size_t>(j));
+                             Complex* const row = target.GetDataPointer() + target.IJ(0, static_cast<std::size_t>(j));
                              Complex* const end = row + target.GetNx();
                              if (j < range.bottom || j >= range.top)
                                  return ZeroSamples(row, end);
@@ -396,12 +396,10 @@ Lumora& Resample(Lumora& target, const Lumora& source, Interpol interpol, const 
     {
         if (How::clears)
             ClearAround(target, range);
-        detail::ParallelRows(y.begin, y.end,
-                             [&](std::int32_t j)
-                             {
-                                 ResampleRowWide<How>(*plan, y.At(j), range,
-                                                      samples + target.IJ(0, static_cast<std::size_t>(j)));
-                             });
+        detail::ParallelRows(
+            y.begin, y.end,
+            [&](std::int32_t j)
+            { ResampleRowWide<How>(*plan, y.At(j), range, samples + target.IJ(0, static_cast<std::size_t>(j))); });
         return target;
     }
     if (How::clears)

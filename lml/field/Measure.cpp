@@ -3,10 +3,10 @@
 // All sums run in double: on one thread the exact running sum in row order, on more threads per-thread partial sums in
 // thread order. The magnitude rule looks at the value of Form, not at its polar bit.
 #include "base/Describe.h"
-#include "base/StepByStep.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Reduce.h"
+#include "base/StepByStep.h"
+#include "field/FieldTools.h"
 #include "field/WideField.h"
 
 #include <algorithm>

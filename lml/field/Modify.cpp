@@ -3,11 +3,11 @@
 // All work on the stored pair of floats whatever the form says. Drawing, filling and shifting stay inside the grid for
 // every argument; a refused argument changes nothing.
 #include "base/Describe.h"
-#include "base/StepByStep.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/StepByStep.h"
+#include "field/FieldTools.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
 

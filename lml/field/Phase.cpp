@@ -3,10 +3,10 @@
 // The sample loops run in sample order on the calling thread; only the form conversions are parallel.
 #include "base/Constants.h"
 #include "base/Describe.h"
-#include "base/StepByStep.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
+#include "base/StepByStep.h"
+#include "field/FieldTools.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
 
@@ -99,7 +99,8 @@ Lumora& Lumora::PartialClipPhase(int levels, double epsilon)
     OnPolarSamples(*this,
                    [count, epsilon](float& phase)
                    {
-                       double level = PullToWhole((static_cast<double>(phase) + detail::kPi) / detail::kTwoPi * count, epsilon);
+                       double level =
+                           PullToWhole((static_cast<double>(phase) + detail::kPi) / detail::kTwoPi * count, epsilon);
                        if (level <= 0.0)
                            level = count;
                        phase = static_cast<float>((level / count * 2.0 - 1.0) * kLevelPi);
@@ -140,7 +141,8 @@ Lumora& Lumora::HardClipPhase(int levels)
     OnPolarSamples(*this,
                    [levels, count](float& phase)
                    {
-                       std::int32_t level = detail::TruncI32((static_cast<double>(phase) + detail::kPi) / detail::kTwoPi * count + 0.5);
+                       std::int32_t level =
+                           detail::TruncI32((static_cast<double>(phase) + detail::kPi) / detail::kTwoPi * count + 0.5);
                        if (level <= 0)
                            level = levels; // the lowest level is the top one, a turn away
                        phase = static_cast<float>((level / count * 2.0 - 1.0) * kLevelPi);

@@ -1,7 +1,8 @@
 // Interpolation in lanes: the body that WideInterpol.cpp builds per instruction set. Lane l is destination sample n +
 // l.
 
-namespace LumoraLib::detail::LML_WIDE_NS {
+namespace LumoraLib::detail::LML_WIDE_NS
+{
 
 extern const InterpolTable interpolTable;
 
@@ -12,11 +13,26 @@ static constexpr int kLanes = kLanesD;
 
 #if LML_WIDE_LEVEL == 0
 using VN = FloatN<4>;
-LML_INLINE VN Narrow(VD a) { return VN(_mm_cvtpd_ps(a.v)); }
-LML_INLINE VD Widen(VN a) { return VD(_mm_cvtps_pd(a.v)); }
-LML_INLINE VN RealParts(VF a) { return VN(_mm_shuffle_ps(a.v, a.v, 0x08)); }
-LML_INLINE VN ImagParts(VF a) { return VN(_mm_shuffle_ps(a.v, a.v, 0x0d)); }
-LML_INLINE VF Join(VN re, VN im) { return VF(_mm_unpacklo_ps(re.v, im.v)); }
+LML_INLINE VN Narrow(VD a)
+{
+    return VN(_mm_cvtpd_ps(a.v));
+}
+LML_INLINE VD Widen(VN a)
+{
+    return VD(_mm_cvtps_pd(a.v));
+}
+LML_INLINE VN RealParts(VF a)
+{
+    return VN(_mm_shuffle_ps(a.v, a.v, 0x08));
+}
+LML_INLINE VN ImagParts(VF a)
+{
+    return VN(_mm_shuffle_ps(a.v, a.v, 0x0d));
+}
+LML_INLINE VF Join(VN re, VN im)
+{
+    return VF(_mm_unpacklo_ps(re.v, im.v));
+}
 LML_INLINE VD Trunc(VD a)
 {
     const VD sign = a & VD(-0.0);
@@ -24,8 +40,14 @@ LML_INLINE VD Trunc(VD a)
 }
 #elif LML_WIDE_LEVEL == 1
 using VN = FloatN<4>;
-LML_INLINE VN Narrow(VD a) { return VN(_mm256_cvtpd_ps(a.v)); }
-LML_INLINE VD Widen(VN a) { return VD(_mm256_cvtps_pd(a.v)); }
+LML_INLINE VN Narrow(VD a)
+{
+    return VN(_mm256_cvtpd_ps(a.v));
+}
+LML_INLINE VD Widen(VN a)
+{
+    return VD(_mm256_cvtps_pd(a.v));
+}
 LML_INLINE VN RealParts(VF a)
 {
     return VN(_mm_shuffle_ps(_mm256_castps256_ps128(a.v), _mm256_extractf128_ps(a.v, 1), 0x88));
@@ -38,11 +60,20 @@ LML_INLINE VF Join(VN re, VN im)
 {
     return VF(_mm256_set_m128(_mm_unpackhi_ps(re.v, im.v), _mm_unpacklo_ps(re.v, im.v)));
 }
-LML_INLINE VD Trunc(VD a) { return VD(_mm256_round_pd(a.v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC)); }
+LML_INLINE VD Trunc(VD a)
+{
+    return VD(_mm256_round_pd(a.v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC));
+}
 #else
 using VN = FloatN<8>;
-LML_INLINE VN Narrow(VD a) { return VN(_mm512_cvtpd_ps(a.v)); }
-LML_INLINE VD Widen(VN a) { return VD(_mm512_cvtps_pd(a.v)); }
+LML_INLINE VN Narrow(VD a)
+{
+    return VN(_mm512_cvtpd_ps(a.v));
+}
+LML_INLINE VD Widen(VN a)
+{
+    return VD(_mm512_cvtps_pd(a.v));
+}
 LML_INLINE VN RealParts(VF a)
 {
     const __m512i even = _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 0, 2, 4, 6, 8, 10, 12, 14);
@@ -58,7 +89,10 @@ LML_INLINE VF Join(VN re, VN im)
     const __m512i zip = _mm512_setr_epi32(0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
     return VF(_mm512_permutex2var_ps(_mm512_castps256_ps512(re.v), zip, _mm512_castps256_ps512(im.v)));
 }
-LML_INLINE VD Trunc(VD a) { return VD(_mm512_roundscale_pd(a.v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC)); }
+LML_INLINE VD Trunc(VD a)
+{
+    return VD(_mm512_roundscale_pd(a.v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC));
+}
 #endif
 
 /// Each lane once for the real and once for the imaginary member.
@@ -72,7 +106,10 @@ LML_INLINE VF Twice(VN a)
 #endif
 }
 
-LML_INLINE __m128 LoadPair(const float* p) { return _mm_loadu_ps(p); }
+LML_INLINE __m128 LoadPair(const float* p)
+{
+    return _mm_loadu_ps(p);
+}
 LML_INLINE __m128d LoadOne(const float* p)
 {
     return _mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
@@ -148,13 +185,19 @@ LML_INLINE void FetchFour(const float* row, const std::ptrdiff_t* at, VF* t)
 #endif
 }
 
-template <int Taps> LML_INLINE void Fetch(const float* row, const std::ptrdiff_t* at, VF* t)
+template <int Taps>
+LML_INLINE void Fetch(const float* row, const std::ptrdiff_t* at, VF* t)
 {
-    if constexpr (Taps == 1) {
+    if constexpr (Taps == 1)
+    {
         t[0] = FetchOne(row, at);
-    } else if constexpr (Taps == 2) {
+    }
+    else if constexpr (Taps == 2)
+    {
         FetchTwo(row, at, t);
-    } else {
+    }
+    else
+    {
         FetchFour(row, at, t);
         if constexpr (Taps == 6)
             FetchTwo(row + 8, at, t + 4);
@@ -168,23 +211,32 @@ template <int Taps> LML_INLINE void Fetch(const float* row, const std::ptrdiff_t
 // and ky across) to the running sum, in tap order.
 
 /// The pieces of the kernel of a half-width, and its values at the distances 1 ... half.
-template <int Half> struct Kernel;
-template <> struct Kernel<2> {
+template <int Half>
+struct Kernel;
+template <>
+struct Kernel<2>
+{
     static constexpr const CubicPiece (&pieces)[2] = kCubic4;
     static constexpr double whole[2] = {CubicAtWhole(kCubic4, 1), CubicAtWhole(kCubic4, 2)};
 };
-template <> struct Kernel<3> {
+template <>
+struct Kernel<3>
+{
     static constexpr const CubicPiece (&pieces)[3] = kCubic6;
     static constexpr double whole[3] = {CubicAtWhole(kCubic6, 1), CubicAtWhole(kCubic6, 2), CubicAtWhole(kCubic6, 3)};
 };
-template <> struct Kernel<4> {
+template <>
+struct Kernel<4>
+{
     static constexpr const CubicPiece (&pieces)[4] = kCubic8;
     static constexpr double whole[4] = {CubicAtWhole(kCubic8, 1), CubicAtWhole(kCubic8, 2), CubicAtWhole(kCubic8, 3),
                                         CubicAtWhole(kCubic8, 4)};
 };
 
 /// The weight is the product in double rounded to float; products and sums in float.
-template <int HalfWidth> struct SeparableSum {
+template <int HalfWidth>
+struct SeparableSum
+{
     static constexpr int half = HalfWidth;
     static constexpr bool quantised = true;
     VF sum;
@@ -195,11 +247,15 @@ template <int HalfWidth> struct SeparableSum {
         for (int c = 0; c < 2 * half; ++c)
             sum = sum + t[c] * Twice(Narrow(kx[c] * ky));
     }
-    LML_MEMBER VF Result() const { return sum; }
+    LML_MEMBER VF Result() const
+    {
+        return sum;
+    }
 };
 
 /// Rounded to float after each of the two factors.
-struct BiCubicSum {
+struct BiCubicSum
+{
     static constexpr int half = 2;
     static constexpr bool quantised = false;
     VN re, im;
@@ -207,14 +263,18 @@ struct BiCubicSum {
     LML_MEMBER void Add(const VF* t, const VD* kx, VD ky)
     {
 #pragma GCC unroll 4
-        for (int c = 0; c < 4; ++c) {
+        for (int c = 0; c < 4; ++c)
+        {
             const VN alongRe = Narrow(Widen(RealParts(t[c])) * kx[c]);
             const VN alongIm = Narrow(Widen(ImagParts(t[c])) * kx[c]);
             re = re + Narrow(Widen(alongRe) * ky);
             im = im + Narrow(Widen(alongIm) * ky);
         }
     }
-    LML_MEMBER VF Result() const { return Join(re, im); }
+    LML_MEMBER VF Result() const
+    {
+        return Join(re, im);
+    }
 };
 
 /// The four samples of a cell, in the order 00, 10, 11, 01, and the fractions' factors x0 = 1 - dx, x1 = dx and so on.
@@ -224,7 +284,8 @@ LML_INLINE VF BiLinearValue(const VF* s, VD x0, VD x1, VD y0, VD y1)
     VN re = Narrow(Widen(RealParts(s[0])) * w[0]);
     VN im = Narrow(Widen(ImagParts(s[0])) * w[0]);
 #pragma GCC unroll 3
-    for (int t = 1; t < 4; ++t) {
+    for (int t = 1; t < 4; ++t)
+    {
         re = re + Narrow(Widen(RealParts(s[t])) * w[t]);
         im = im + Narrow(Widen(ImagParts(s[t])) * w[t]);
     }
@@ -237,7 +298,8 @@ LML_INLINE VF LinearValue(const VF* s, VD x0, VD x1, VD y0, VD y1)
     VD re = Widen(RealParts(s[0])) * w[0];
     VD im = Widen(ImagParts(s[0])) * w[0];
 #pragma GCC unroll 3
-    for (int t = 1; t < 4; ++t) {
+    for (int t = 1; t < 4; ++t)
+    {
         re = re + Widen(RealParts(s[t])) * w[t];
         im = im + Widen(ImagParts(s[t])) * w[t];
     }
@@ -250,7 +312,8 @@ LML_INLINE VF LinearValue(const VF* s, VD x0, VD x1, VD y0, VD y1)
 /// Stores the first `count` samples of a group.
 LML_INLINE void StoreSome(float* to, VF value, std::size_t count)
 {
-    if (count >= std::size_t(kLanes)) {
+    if (count >= std::size_t(kLanes))
+    {
         value.StoreU(to);
         return;
     }
@@ -270,24 +333,30 @@ static void ResampleTaps(const ResampleColumns& columns, const ResampleRow& row,
                          float* to)
 {
     constexpr int taps = 2 * Sum::half;
-    for (std::size_t n = 0; n < count; n += kLanes) {
+    for (std::size_t n = 0; n < count; n += kLanes)
+    {
         const std::size_t i = first + n;
         VD kx[taps];
         for (int c = 0; c < taps; ++c)
             kx[c] = VD::LoadU(columns.weight + std::size_t(c) * columns.pitch + i);
         Sum sum;
         VF t[taps];
-        if (columns.run[i] >= kLanes) {
+        if (columns.run[i] >= kLanes)
+        {
             const std::ptrdiff_t at = 2 * std::ptrdiff_t(columns.start[i]);
-            for (int r = 0; r < row.count; ++r) {
+            for (int r = 0; r < row.count; ++r)
+            {
                 for (int c = 0; c < taps; ++c)
                     t[c] = VF::LoadU(row.rows[r] + at + 2 * c);
                 sum.Add(t, kx, VD(row.weight[r]));
             }
-        } else {
+        }
+        else
+        {
             std::ptrdiff_t at[kLanes];
             Places(columns.start + i, at);
-            for (int r = 0; r < row.count; ++r) {
+            for (int r = 0; r < row.count; ++r)
+            {
                 Fetch<taps>(row.rows[r], at, t);
                 sum.Add(t, kx, VD(row.weight[r]));
             }
@@ -301,17 +370,21 @@ static void ResampleCells(const ResampleColumns& columns, const ResampleRow& row
                           float* to)
 {
     const VD y0(row.weight[0]), y1(row.weight[1]);
-    for (std::size_t n = 0; n < count; n += kLanes) {
+    for (std::size_t n = 0; n < count; n += kLanes)
+    {
         const std::size_t i = first + n;
         const VD x0 = VD::LoadU(columns.weight + i), x1 = VD::LoadU(columns.weight + columns.pitch + i);
         VF s[4];
-        if (columns.run[i] >= kLanes) {
+        if (columns.run[i] >= kLanes)
+        {
             const std::ptrdiff_t at = 2 * std::ptrdiff_t(columns.start[i]);
             s[0] = VF::LoadU(row.rows[0] + at);
             s[1] = VF::LoadU(row.rows[0] + at + 2);
             s[2] = VF::LoadU(row.rows[1] + at + 2);
             s[3] = VF::LoadU(row.rows[1] + at);
-        } else {
+        }
+        else
+        {
             std::ptrdiff_t at[kLanes], next[kLanes];
             Places(columns.start + i, at);
             Places(columns.second + i, next);
@@ -330,14 +403,18 @@ static void ResampleNearest(const ResampleColumns& columns, const ResampleRow& r
 {
     const float* const from = row.rows[0];
     std::size_t n = 0;
-    while (n < count) {
+    while (n < count)
+    {
         const std::size_t run = std::size_t(columns.run[first + n]);
         const std::size_t length = run < count - n ? run : count - n;
         const float* const p = from + 2 * std::ptrdiff_t(columns.start[first + n]);
-        if (length >= std::size_t(kLanes)) {
+        if (length >= std::size_t(kLanes))
+        {
             std::memcpy(to + 2 * n, p, length * 2 * sizeof(float));
             n += length;
-        } else {
+        }
+        else
+        {
             std::memcpy(to + 2 * n, p, 2 * sizeof(float));
             ++n;
         }
@@ -356,13 +433,15 @@ static void AddRow(float* to, const float* value, std::size_t count)
 static void MultiplyRow(float* to, const float* value, std::size_t count)
 {
     std::size_t n = 0;
-    for (; n + kLanes <= count; n += kLanes) {
+    for (; n + kLanes <= count; n += kLanes)
+    {
         VD aRe, aIm, bRe, bIm;
         LoadComplex(to + 2 * n, aRe, aIm);
         LoadComplex(value + 2 * n, bRe, bIm);
         StoreComplex(to + 2 * n, aRe * bRe - aIm * bIm, aRe * bIm + aIm * bRe);
     }
-    for (; n < count; ++n) {
+    for (; n < count; ++n)
+    {
         const double aRe = double(to[2 * n]), aIm = double(to[2 * n + 1]);
         const double bRe = double(value[2 * n]), bIm = double(value[2 * n + 1]);
         to[2 * n] = float(aRe * bRe - aIm * bIm);
@@ -375,7 +454,8 @@ static bool AllFinite(const float* values, std::size_t count)
     // x - x is 0 for a finite x and not a number otherwise, which no later sum takes away.
     VF a = VF::Zero(), b = VF::Zero();
     std::size_t n = 0;
-    for (; n + 2 * VF::lanes <= count; n += 2 * VF::lanes) {
+    for (; n + 2 * VF::lanes <= count; n += 2 * VF::lanes)
+    {
         const VF x = VF::LoadU(values + n), y = VF::LoadU(values + n + VF::lanes);
         a = a + (x - x);
         b = b + (y - y);
@@ -399,11 +479,13 @@ LML_INLINE VD Quantise(VD z)
 /// Kernel values of the taps floor - half + 1 ... floor + half about x. Differences from x are one operation each; in
 /// the piece of order m they lie in [m, m + 1) to the left and (m, m + 1] to the right, where the upper end, reached
 /// when x is a whole number, belongs to the next piece.
-template <int Half> LML_INLINE void KernelValues(VD x, VD floor, VD* k)
+template <int Half>
+LML_INLINE void KernelValues(VD x, VD floor, VD* k)
 {
     const auto whole = x == floor;
 #pragma GCC unroll 4
-    for (int m = 0; m < Half; ++m) {
+    for (int m = 0; m < Half; ++m)
+    {
         const CubicPiece& c = Kernel<Half>::pieces[m];
         const VD left = x - (floor - VD(double(m)));
         const VD right = (floor + VD(double(m + 1))) - x;
@@ -426,12 +508,14 @@ LML_NOINLINE VF EdgeValue(const RotationLookup& t, const VD* kx, const VD* ky, c
 {
     constexpr int half = Sum::half, taps = 2 * half;
     alignas(64) double along[taps][kLanes], across[taps][kLanes];
-    for (int c = 0; c < taps; ++c) {
+    for (int c = 0; c < taps; ++c)
+    {
         kx[c].Store(along[c]);
         ky[c].Store(across[c]);
     }
     std::int32_t start[kLanes];
-    for (int l = 0; l < kLanes; ++l) {
+    for (int l = 0; l < kLanes; ++l)
+    {
         const bool in = (reach >> l & 1u) != 0;
         const std::int32_t wanted = ix[l] - (half - 1);
         const std::int32_t most = t.nx - taps;
@@ -440,7 +524,8 @@ LML_NOINLINE VF EdgeValue(const RotationLookup& t, const VD* kx, const VD* ky, c
         double moved[taps];
         for (int c = 0; c < taps; ++c)
             moved[c] = in && c + shift >= 0 && c + shift < taps ? along[c + shift][l] : 0.0;
-        for (int c = 0; c < taps; ++c) {
+        for (int c = 0; c < taps; ++c)
+        {
             along[c][l] = moved[c];
             const std::int32_t j = iy[l] - (half - 1) + c;
             if (!in || j < 0 || j >= t.ny)
@@ -451,9 +536,11 @@ LML_NOINLINE VF EdgeValue(const RotationLookup& t, const VD* kx, const VD* ky, c
     for (int c = 0; c < taps; ++c)
         weight[c] = VD::Load(along[c]);
     Sum sum;
-    for (int r = 0; r < taps; ++r) {
+    for (int r = 0; r < taps; ++r)
+    {
         std::ptrdiff_t at[kLanes];
-        for (int l = 0; l < kLanes; ++l) {
+        for (int l = 0; l < kLanes; ++l)
+        {
             const std::int32_t wanted = iy[l] - (half - 1) + r;
             const std::int32_t j = wanted < 0 ? 0 : (wanted >= t.ny ? t.ny - 1 : wanted);
             at[l] = 2 * (std::ptrdiff_t(j) * t.nx + start[l]);
@@ -465,15 +552,20 @@ LML_NOINLINE VF EdgeValue(const RotationLookup& t, const VD* kx, const VD* ky, c
     return sum.Result();
 }
 
-template <class Sum> struct TapLookup {
+template <class Sum>
+struct TapLookup
+{
     LML_MEMBER static VF At(const RotationLookup& t, VD u, VD v)
     {
         constexpr int half = Sum::half, taps = 2 * half;
         VD x, y;
-        if constexpr (Sum::quantised) {
+        if constexpr (Sum::quantised)
+        {
             x = Quantise(VD(t.nx * 0.5) + u / VD(t.px));
             y = Quantise(VD(t.ny * 0.5) + v / VD(t.py));
-        } else {
+        }
+        else
+        {
             x = u / VD(t.px) + VD(double(t.nx / 2));
             y = v / VD(t.py) + VD(double(t.ny / 2));
         }
@@ -500,9 +592,11 @@ template <class Sum> struct TapLookup {
         Sum sum;
         VF s[taps];
         // Small tilts leave neighbours side by side: then each tap of all lanes is one load.
-        if (All((floorX == VD(double(ix[0])) + IotaD(VD())) & (floorY == VD(double(iy[0]))))) {
+        if (All((floorX == VD(double(ix[0])) + IotaD(VD())) & (floorY == VD(double(iy[0])))))
+        {
             const std::ptrdiff_t corner = std::ptrdiff_t(iy[0] - (half - 1)) * t.nx + (ix[0] - (half - 1));
-            for (int r = 0; r < taps; ++r) {
+            for (int r = 0; r < taps; ++r)
+            {
                 for (int c = 0; c < taps; ++c)
                     s[c] = VF::LoadU(t.samples + 2 * (corner + std::ptrdiff_t(r) * t.nx + c));
                 sum.Add(s, kx, ky[r]);
@@ -512,7 +606,8 @@ template <class Sum> struct TapLookup {
         std::ptrdiff_t at[kLanes];
         for (int l = 0; l < kLanes; ++l)
             at[l] = 2 * (std::ptrdiff_t(iy[l] - (half - 1)) * t.nx + (ix[l] - (half - 1)));
-        for (int r = 0; r < taps; ++r) {
+        for (int r = 0; r < taps; ++r)
+        {
             Fetch<taps>(t.samples + 2 * std::ptrdiff_t(r) * t.nx, at, s);
             sum.Add(s, kx, ky[r]);
         }
@@ -527,7 +622,8 @@ LML_INLINE void FetchCells(const RotationLookup& t, unsigned in, VD x, VD y, boo
     TruncToInt(x).StoreU(ix);
     TruncToInt(y).StoreU(iy);
     std::ptrdiff_t at[4][kLanes];
-    for (int l = 0; l < kLanes; ++l) {
+    for (int l = 0; l < kLanes; ++l)
+    {
         const bool inside = (in >> l & 1u) != 0;
         const std::ptrdiff_t i = inside ? ix[l] : 0, j = inside ? iy[l] : 0;
         const std::ptrdiff_t i2 = blendLast && i == t.nx - 1 ? i : i + 1, j2 = blendLast && j == t.ny - 1 ? j : j + 1;
@@ -552,7 +648,8 @@ LML_INLINE VF Keep(VD::Mask mask, VF value)
 #endif
 }
 
-struct BiLinearLookup {
+struct BiLinearLookup
+{
     LML_MEMBER static VF At(const RotationLookup& t, VD u, VD v)
     {
         const VD x = u / VD(t.px) + VD(double(t.nx / 2)), y = v / VD(t.py) + VD(double(t.ny / 2));
@@ -567,7 +664,8 @@ struct BiLinearLookup {
     }
 };
 
-struct LinearLookup {
+struct LinearLookup
+{
     LML_MEMBER static VF At(const RotationLookup& t, VD u, VD v)
     {
         const VD halfX(double(t.nx / 2)), halfY(double(t.ny / 2)), px(t.px), py(t.py), zero = VD::Zero();
@@ -583,7 +681,8 @@ struct LinearLookup {
     }
 };
 
-struct NearestLookup {
+struct NearestLookup
+{
     LML_MEMBER static VF At(const RotationLookup& t, VD u, VD v)
     {
         const VD halfX(double(t.nx / 2)), halfY(double(t.ny / 2)), round(0.5), zero = VD::Zero();
@@ -606,12 +705,14 @@ static double RotateRow(const RotationLookup& t, double v, std::size_t count, fl
 {
     const double vc = t.centerV + v;
     const VD vv(v * v), vcvc(vc * vc), limit(t.limit), zero = VD::Zero();
-    for (std::size_t n = 0; n < count; n += kLanes) {
+    for (std::size_t n = 0; n < count; n += kLanes)
+    {
         const VD u = CountFrom(double(std::ptrdiff_t(n) - t.half)) * VD(t.pitch);
         const VD uc = VD(t.centerU) + u;
         const VD rest = (limit - uc * uc) - vcvc;
         const auto dark = (u * u + vv >= limit) | (rest <= zero);
-        if (All(dark)) {
+        if (All(dark))
+        {
             StoreSome(to + 2 * n, VF::Zero(), count - n);
             continue;
         }
@@ -620,7 +721,8 @@ static double RotateRow(const RotationLookup& t, double v, std::size_t count, fl
         const VD sv = (VD(t.r[1][0]) * uc + VD(t.r[1][1] * vc)) + VD(t.r[1][2]) * w;
         const VF value = Lookup::At(t, su, sv);
         VD re = Widen(RealParts(value)), im = Widen(ImagParts(value));
-        if (t.jacobian) {
+        if (t.jacobian)
+        {
             const VD jacobian = Abs((VD(t.ax) * uc + VD(t.ay * vc)) / w + VD(t.az));
             re = Widen(Narrow(re * jacobian));
             im = Widen(Narrow(im * jacobian));
@@ -637,14 +739,14 @@ static double RotateRow(const RotationLookup& t, double v, std::size_t count, fl
     return energy;
 }
 
-const InterpolTable interpolTable = {
-    {ResampleNearest, ResampleCells<false>, ResampleCells<true>, ResampleTaps<BiCubicSum>,
-     ResampleTaps<SeparableSum<2>>, ResampleTaps<SeparableSum<3>>, ResampleTaps<SeparableSum<4>>},
-    {RotateRow<NearestLookup>, RotateRow<BiLinearLookup>, RotateRow<LinearLookup>, RotateRow<TapLookup<BiCubicSum>>,
-     RotateRow<TapLookup<SeparableSum<2>>>, RotateRow<TapLookup<SeparableSum<3>>>,
-     RotateRow<TapLookup<SeparableSum<4>>>},
-    AddRow,
-    MultiplyRow,
-    AllFinite};
+const InterpolTable interpolTable = {{ResampleNearest, ResampleCells<false>, ResampleCells<true>,
+                                      ResampleTaps<BiCubicSum>, ResampleTaps<SeparableSum<2>>,
+                                      ResampleTaps<SeparableSum<3>>, ResampleTaps<SeparableSum<4>>},
+                                     {RotateRow<NearestLookup>, RotateRow<BiLinearLookup>, RotateRow<LinearLookup>,
+                                      RotateRow<TapLookup<BiCubicSum>>, RotateRow<TapLookup<SeparableSum<2>>>,
+                                      RotateRow<TapLookup<SeparableSum<3>>>, RotateRow<TapLookup<SeparableSum<4>>>},
+                                     AddRow,
+                                     MultiplyRow,
+                                     AllFinite};
 
 } // namespace LumoraLib::detail::LML_WIDE_NS

@@ -1,8 +1,8 @@
 // Interpolation several samples at a time: builds the room once per instruction set.
 #include "field/WideInterpol.h"
 
-#include "field/CubicKernels.h"
 #include "base/Isa.h"
+#include "field/CubicKernels.h"
 
 #define LML_WIDE_FILE "field/WideInterpol-inl.h"
 #include "simd/WideForEach.h"

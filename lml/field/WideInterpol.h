@@ -4,9 +4,9 @@
 // operation and with the taps added in the same order, so the bits are those of the plain members at every instruction
 // set, start and length of a row.
 //
-// The cubic kernels count on one thing: a tap of weight 0 adds nothing. So the tap too many of a point on a sample is left
-// out, and taps outside the grid read a sample inside with weight 0. That holds where the samples are finite; callers check (AllFinite, or a finite energy) and use the plain
-// members otherwise.
+// The cubic kernels count on one thing: a tap of weight 0 adds nothing. So the tap too many of a point on a sample is
+// left out, and taps outside the grid read a sample inside with weight 0. That holds where the samples are finite;
+// callers check (AllFinite, or a finite energy) and use the plain members otherwise.
 //
 // Samples are pairs of floats, real then imaginary: reinterpret_cast<float*>(Complex*) is meant.
 #ifndef LML_WIDEINTERPOL_H
@@ -18,17 +18,28 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace LumoraLib::detail {
+namespace LumoraLib::detail
+{
 
 /// The interpolators with a wide form: the functions of GetInterpolFunc.
-enum class WideKernel : int { Nearest, BiLinear, Linear, BiCubic, Cubic4, Cubic6, Cubic8 };
+enum class WideKernel : int
+{
+    Nearest,
+    BiLinear,
+    Linear,
+    BiCubic,
+    Cubic4,
+    Cubic6,
+    Cubic8
+};
 constexpr int kWideKernels = 7;
 /// Taps per axis of a kernel, in the order of WideKernel.
 constexpr int kWideTaps[kWideKernels] = {1, 2, 2, 4, 4, 6, 8};
 
 /// What the columns of one resampling call share, one entry per destination column and kWidePadding more that repeat
 /// the last.
-struct ResampleColumns {
+struct ResampleColumns
+{
     const std::int32_t* start;  ///< the first tap's place in a source row
     const std::int32_t* second; ///< the second sample of a cell (BiLinear, Linear)
     const std::int32_t* run;    ///< this column and how many after it take their taps one sample further each
@@ -38,14 +49,16 @@ struct ResampleColumns {
 constexpr int kWidePadding = 16;
 
 /// What the columns of one destination row share.
-struct ResampleRow {
+struct ResampleRow
+{
     const float* rows[9]; ///< the source rows that take part, in the order of addition
     double weight[9];     ///< their kernel values; 1 - d and d of a cell
     int count;
 };
 
 /// What the rows of one rotation share.
-struct RotationLookup {
+struct RotationLookup
+{
     const float* samples; ///< the source's grid
     std::int32_t nx, ny;
     double px, py;
@@ -59,7 +72,8 @@ struct RotationLookup {
 };
 
 /// One instruction set's kernels, indexed by WideKernel where there is one per interpolator.
-struct InterpolTable {
+struct InterpolTable
+{
     /// to := the values of `count` columns from column `first` of the tables on.
     void (*resample[kWideKernels])(const ResampleColumns& columns, const ResampleRow& row, std::size_t first,
                                    std::size_t count, float* to);

@@ -36,7 +36,8 @@ class File
 {
 public:
     File() = default;
-    /// Opens like fopen; ask IsOpen. A null path does not open, nor does a directory, which fopen would open for reading.
+    /// Opens like fopen; ask IsOpen. A null path does not open, nor does a directory, which fopen would open for
+    /// reading.
     File(const char* path, const char* mode);
     /// Takes over an open stream; null does not open.
     explicit File(std::FILE* stream) : stream_(stream) {}
@@ -55,8 +56,8 @@ public:
     [[nodiscard]] bool SeekEnd();
     /// The position; negative on failure.
     [[nodiscard]] std::int64_t Tell() const;
-    /// Bytes in the file, as the system knows them: what is still buffered does not count. What has no length of its own
-    /// (a terminal, a pipe) counts as 0. Negative on failure.
+    /// Bytes in the file, as the system knows them: what is still buffered does not count. What has no length of its
+    /// own (a terminal, a pipe) counts as 0. Negative on failure.
     [[nodiscard]] std::int64_t Length() const;
     /// Hands all written bytes to the system: they reach the file before anything written later. False on failure.
     [[nodiscard]] bool Flush();
@@ -256,8 +257,8 @@ constexpr void UnpackHead(const HeadTable<Bytes, Item...>& table, const Byte* fr
     std::apply([&](const auto&... item) { (item.Unpack(from, head), ...); }, table.items);
 }
 
-/// One transfer of the whole head at the position, with the errors of eread and ewrite. A short read leaves `head` as it
-/// was.
+/// One transfer of the whole head at the position, with the errors of eread and ewrite. A short read leaves `head` as
+/// it was.
 template <std::size_t Bytes, class... Item, class Head>
 void eread(File& file, const HeadTable<Bytes, Item...>& table, Head& head, const char* path)
 {

@@ -1,11 +1,11 @@
 // LW, DE and CA files: a field behind a small head in single precision, and the arithmetic of stored fields.
 
+#include "LmlLumora.h"
 #include "base/Constants.h"
+#include "base/IntMath.h"
+#include "base/Texts.h"
 #include "files/ByteIo.h"
 #include "files/FieldFile.h"
-#include "base/IntMath.h"
-#include "LmlLumora.h"
-#include "base/Texts.h"
 
 #include <algorithm>
 #include <array>

@@ -455,7 +455,8 @@ bool FitsSegments(const Lumora& field, const Lumora& common)
     const double dy = a.y - b.y;
     const double dz = a.z - b.z;
     return field.GetNx() == common.GetNx() && field.GetNy() == common.GetNy() && field.GetPx() == common.GetPx() &&
-           field.GetPy() == common.GetPy() && detail::kTwoPi / field.GetWavenumber() == detail::kTwoPi / common.GetWavenumber() &&
+           field.GetPy() == common.GetPy() &&
+           detail::kTwoPi / field.GetWavenumber() == detail::kTwoPi / common.GetWavenumber() &&
            std::sqrt(dx * dx + dy * dy + dz * dz) <= GetPositionTolerance();
 }
 } // namespace

@@ -1,10 +1,10 @@
 // Fields as text: profiles for plotting, the plain text field, and the comma-separated list that LoadCSV reads.
 // Numbers have a decimal point in every locale. What did not reach the disk is noticed when a file is closed.
 
-#include "files/ByteIo.h"
-#include "files/FieldFile.h"
 #include "LmlLumora.h"
 #include "base/TextLocale.h"
+#include "files/ByteIo.h"
+#include "files/FieldFile.h"
 
 #include <algorithm>
 #include <cmath>

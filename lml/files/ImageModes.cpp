@@ -1,11 +1,11 @@
 // The shared mechanism of the 8-bit picture formats: from samples to bytes by mode, and from pixel values to samples.
 
-#include "base/Constants.h"
 #include "files/ImageModes.h"
+#include "base/Constants.h"
 
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,25 +19,28 @@ constexpr double kPerTurn = 0.15915494309189535; // 1 / (2 pi)
 
 // Index: Mode; the last line stands for every other value.
 constexpr ModeRule kModeRules[] = {
-    {Shown::Intensity, Member::First, 0.0, 1.0},                 // ModeIntensity
-    {Shown::Cartesian, Member::First, 1.0, 0.5},                 // ModeReal
-    {Shown::Cartesian, Member::Second, 1.0, 0.5},                // ModeImag
-    {Shown::Polar, Member::Second, detail::kPi, kPerTurn},               // ModePhase
-    {Shown::Polar, Member::First, 0.0, 1.0},                     // ModeAmplitude
-    {Shown::LogIntensity, Member::First, 0.0, 1.0},              // ModeLogIntensity
-    {Shown::Polar, Member::SecondWhereBright, detail::kPi, kPerTurn},    // ModeMaskedPhase
+    {Shown::Intensity, Member::First, 0.0, 1.0},                      // ModeIntensity
+    {Shown::Cartesian, Member::First, 1.0, 0.5},                      // ModeReal
+    {Shown::Cartesian, Member::Second, 1.0, 0.5},                     // ModeImag
+    {Shown::Polar, Member::Second, detail::kPi, kPerTurn},            // ModePhase
+    {Shown::Polar, Member::First, 0.0, 1.0},                          // ModeAmplitude
+    {Shown::LogIntensity, Member::First, 0.0, 1.0},                   // ModeLogIntensity
+    {Shown::Polar, Member::SecondWhereBright, detail::kPi, kPerTurn}, // ModeMaskedPhase
     {Shown::Stored, Member::First, 0.0, 0.0},
 };
 constexpr std::int32_t kModes = 7;
 
-constexpr std::size_t kStripSamples = std::size_t{1} << 18; // samples that are prepared at a time: 2 MiB
+constexpr std::size_t kStripSamples = std::size_t{1} << 18;   // samples that are prepared at a time: 2 MiB
 constexpr std::uint64_t kStripBytes = std::uint64_t{1} << 20; // bytes of pixel rows that are read at a time
 
 /// Largest amplitude inside `window`, which is not empty.
 double LargestAmplitude(const Lumora& field, const LML_RECT& window)
 {
     const Complex* const samples = field.GetDataPointer();
-    const auto pair = [](const Complex& u) { return std::sqrt(u.GetReal() * u.GetReal() + u.GetImag() * u.GetImag()); };
+    const auto pair = [](const Complex& u)
+    {
+        return std::sqrt(u.GetReal() * u.GetReal() + u.GetImag() * u.GetImag());
+    };
     // Kept: the running value starts from the corner sample read as a cartesian pair, also on a polar field, where a
     // large phase at the corner raises the threshold; and a polar spectrum is read as cartesian pairs throughout.
     const bool polar = FieldAccess::Form(field) == POLAR_AMPLITUDE;
@@ -88,8 +91,8 @@ void Prepare(Shown shown, bool polar, Complex* samples, std::size_t count)
                          const double re = samples[n].GetReal();
                          const double im = samples[n].GetImag();
                          const float a = samples[n].Real();
-                         const double log = polar ? static_cast<double>(std::log10(a * a)) + 1.0
-                                                  : std::log10(re * re + 1.0 + im * im);
+                         const double log =
+                             polar ? static_cast<double>(std::log10(a * a)) + 1.0 : std::log10(re * re + 1.0 + im * im);
                          samples[n].real() = static_cast<float>(log / base);
                      });
         break;
@@ -170,7 +173,10 @@ void WritePixels(File& file, const char* path, const char* function, const Lumor
     std::memset(bytes.get(), 0, stripRows * rowBytes);
 
     // Row of the window, counted from its bottom, for a row of the file.
-    const auto windowRow = [&](std::size_t fileRow) { return format.topRowFirst ? height - 1 - fileRow : fileRow; };
+    const auto windowRow = [&](std::size_t fileRow)
+    {
+        return format.topRowFirst ? height - 1 - fileRow : fileRow;
+    };
     for (std::size_t first = 0; first < height; first += stripRows)
     {
         const std::size_t rows = std::min(stripRows, height - first);
@@ -204,8 +210,7 @@ void WritePixels(File& file, const char* path, const char* function, const Lumor
                          const double height01 =
                              static_cast<double>(windowRow(first + n)) / static_cast<double>(size.height);
                          const Byte scale = static_cast<Byte>(height01 * 255.0);
-                         const std::size_t marked =
-                             bar <= 1 ? 0 : std::min(width, static_cast<std::size_t>(bar) - 1);
+                         const std::size_t marked = bar <= 1 ? 0 : std::min(width, static_cast<std::size_t>(bar) - 1);
                          std::memset(row + width - marked, scale, marked);
                      });
         ewrite(file, bytes.get(), rows * rowBytes, path);
@@ -279,8 +284,7 @@ void ReadPixels(File& file, const char* path, Lumora& field, const PixelRows& ro
                      [&](std::size_t n)
                      {
                          const Byte* const row = bytes + n * rows.rowBytes;
-                         const std::int64_t y =
-                             rows.firstRow + rows.rowStep * static_cast<std::int64_t>(first + n);
+                         const std::int64_t y = rows.firstRow + rows.rowStep * static_cast<std::int64_t>(first + n);
                          Complex* const line =
                              field.GetDataPointer() +
                              field.IJ(static_cast<std::size_t>(rows.firstColumn), static_cast<std::size_t>(y));

@@ -3,9 +3,9 @@
 #ifndef LML_IMAGEMODES_H
 #define LML_IMAGEMODES_H
 
-#include "files/ByteIo.h"
 #include "LmlLumora.h"
 #include "base/Reduce.h"
+#include "files/ByteIo.h"
 
 #include <array>
 #include <cstddef>
@@ -109,13 +109,13 @@ PixelSamples MakePixelSamples(Mode mode, ComplexForm form, const std::array<doub
 /// A picture's rows in the file and their place in the grid. Whoever fills this in has checked it against both.
 struct PixelRows
 {
-    std::int32_t bits;       // per pixel: 8, 4 or 1, the first pixel in the highest bits
-    std::uint64_t rowBytes;  // pixels beyond a row's bytes have index 0
-    std::int32_t rows;       // rows that are read
-    std::int32_t columns;    // pixels of each row that are used
+    std::int32_t bits;      // per pixel: 8, 4 or 1, the first pixel in the highest bits
+    std::uint64_t rowBytes; // pixels beyond a row's bytes have index 0
+    std::int32_t rows;      // rows that are read
+    std::int32_t columns;   // pixels of each row that are used
     std::int32_t firstColumn;
     std::int32_t firstRow;
-    std::int32_t rowStep;    // 1 or -1: bottom row first or top row first
+    std::int32_t rowStep; // 1 or -1: bottom row first or top row first
 };
 
 /// Bytes of a row of `width` pixels filled up to whole groups of 32 bits.

@@ -1,7 +1,7 @@
 // Replacing a file whole or not at all: written beside its place, flushed to the disk, renamed.
 
-#include "files/ByteIo.h"
 #include "LmlLumora.h"
+#include "files/ByteIo.h"
 
 #include <atomic>
 #include <cerrno>
@@ -53,7 +53,7 @@ void WholeFile::RemoveOpen()
             unlink(file->beside_);
 }
 
-WholeFile::WholeFile(const char* path, Contents contents) 
+WholeFile::WholeFile(const char* path, Contents contents)
     : target_(nullptr), beside_(nullptr), process_(getpid()), next_(nullptr)
 {
     if (path == nullptr || *path == '\0')

@@ -1,13 +1,13 @@
 // Fields of point sources at four trade-offs of speed and exactness. The loops here define the results; with the wide
 // forms chosen they run in WidePoint-inl.h, each sample through the same arithmetic.
+#include "points/PointSource.h"
 #include "base/Constants.h"
-#include "base/StepByStep.h"
-#include "field/FieldTools.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/StepByStep.h"
 #include "base/WithMemory.h"
-#include "points/PointSource.h"
+#include "field/FieldTools.h"
 #include "points/WidePoint.h"
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 // The oldest propagators, kept for compatibility: no band limit, no normalisation, and a form with sine and cosine
 // tables.
-#include "transform/CentredFft.h"
-#include "transform/ChirpPhase.h"
-#include "field/FieldTools.h"
 #include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/Memory.h"
+#include "field/FieldTools.h"
+#include "transform/CentredFft.h"
+#include "transform/ChirpPhase.h"
 
 #include <atomic>
 #include <cmath>

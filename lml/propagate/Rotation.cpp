@@ -3,14 +3,14 @@
 // A plane wave of frequency (u, v, w) on the sphere of radius 1 / lambda keeps its identity under a change of
 // coordinates: only its frequency vector is turned (J. Opt. Soc. Am. A 20 (2003) 1755). The destination's
 // spectrum is stored relative to the carrier, the frequency of the wave that travels along the source's axis.
-#include "transform/CentredFft.h"
-#include "transform/EngineTable.h"
-#include "field/FieldTools.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Reduce.h"
+#include "field/FieldTools.h"
 #include "field/Interpol.h"
+#include "transform/CentredFft.h"
+#include "transform/EngineTable.h"
 
 #include <cmath>
 #include <cstddef>

@@ -1,8 +1,8 @@
 // Tiles of fields of different sizes.
 #include "propagate/Tiles.h"
 #include "base/Describe.h"
-#include "field/FieldTools.h"
 #include "base/Parallel.h"
+#include "field/FieldTools.h"
 
 #include <algorithm>
 

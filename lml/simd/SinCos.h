@@ -2,8 +2,8 @@
 //
 // Error below 0.9 units in the last place for every finite argument (the sum of its roundings; 0.83 seen); cosine even,
 // sine odd, sin(-0) = -0; infinities and NaN give NaN. Built of single IEEE operations without FMA, so that the scalar
-// form, every lane of every width and every processor give the same bits. SinCosBody-inl.h repeats SinCos1 and SinCosSlow
-// operation by operation: change both or none.
+// form, every lane of every width and every processor give the same bits. SinCosBody-inl.h repeats SinCos1 and
+// SinCosSlow operation by operation: change both or none.
 //
 // |x| <= kSinCosFar takes the reduction with pi/2 in pieces. The fast form is good unless the angle lies so close to a
 // multiple of pi/2 that the error of the third piece shows (|r| < kSinCosNear |x|); these angles go through five

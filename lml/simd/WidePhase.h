@@ -80,8 +80,8 @@ struct PhaseProduct
 {
     enum class Rule : int
     {
-        Mixed, ///< f rounded to float; re = c a.re - (double)(a.im s), im = a.re s + (double)(a.im c): only the
-               ///< products with a.im in single precision, the rest in double, rounded once
+        Mixed,   ///< f rounded to float; re = c a.re - (double)(a.im s), im = a.re s + (double)(a.im c): only the
+                 ///< products with a.im in single precision, the rest in double, rounded once
         Rounded, ///< f rounded to float, all in double, rounded once
         Double   ///< f in double, all in double, rounded once
     };

@@ -4,9 +4,9 @@
 #ifndef LML_CENTREDFFT_H
 #define LML_CENTREDFFT_H
 
+#include "LmlLumora.h"
 #include "transform/EngineTable.h"
 #include "transform/FftsgAreas.h"
-#include "LmlLumora.h"
 #include "transform/wide/WideFft.h"
 
 #include <cstdint>

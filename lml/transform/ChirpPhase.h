@@ -3,10 +3,10 @@
 #ifndef LML_CHIRPPHASE_H
 #define LML_CHIRPPHASE_H
 
+#include "LmlTypes.h"
 #include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/StepByStep.h"
-#include "LmlTypes.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
 

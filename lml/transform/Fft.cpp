@@ -1,6 +1,6 @@
 // The transform of a field: quadrant exchange, pitches, form flag.
-#include "transform/CentredFft.h"
 #include "field/FieldTools.h"
+#include "transform/CentredFft.h"
 
 namespace LumoraLib
 {

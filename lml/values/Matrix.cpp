@@ -6,9 +6,9 @@
 #include <ostream>
 #include <utility>
 
-#include "base/Describe.h"
 #include "LmlRuntime.h"
 #include "LmlTypes.h"
+#include "base/Describe.h"
 
 namespace LumoraLib
 {

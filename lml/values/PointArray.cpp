@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "base/Describe.h"
 #include "LmlRuntime.h"
 #include "LmlTypes.h"
+#include "base/Describe.h"
 #include "base/TextLocale.h"
 #include "base/WithMemory.h"
 

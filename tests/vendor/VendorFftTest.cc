@@ -3,6 +3,8 @@
 #include "../TestTools.h"
 
 #include "VendorDouble.h"
+#include "base/StepByStep.h"
+#include "transform/EngineTable.h"
 #include "transform/VendorFft.h"
 
 using namespace lmltest;
@@ -13,18 +15,24 @@ namespace
 class BoundAdapter
 {
 public:
-    BoundAdapter() : engine_(FFT_LIB_SPLIT_RADIX), before_(detail::fftBinding)
+    BoundAdapter() : engine_(FFT_LIB_SPLIT_RADIX), binding_(detail::fftBinding), hooks_(detail::threadHooks)
     {
-        detail::fftBinding = detail::kVendorBinding;
+        detail::fftBinding = {detail::VendorTransform2d, detail::VendorTransform1d};
+        detail::threadHooks = {detail::VendorSetThreads, detail::VendorSetDynamic};
         vendordouble::Seen() = {};
     }
-    ~BoundAdapter() { detail::fftBinding = before_; }
+    ~BoundAdapter()
+    {
+        detail::fftBinding = binding_;
+        detail::threadHooks = hooks_;
+    }
     BoundAdapter(const BoundAdapter&) = delete;
     BoundAdapter& operator=(const BoundAdapter&) = delete;
 
 private:
     Engine engine_;
-    detail::FftBinding before_;
+    detail::FftBinding binding_;
+    detail::ThreadHooks hooks_;
 };
 } // namespace
 

@@ -1,8 +1,8 @@
 // Tables of the wide transform engine: roots of unity, and how a length is made of shorter ones.
 #include "transform/wide/WideTables.h"
 
-#include "base/Isa.h"
 #include "LmlRuntime.h"
+#include "base/Isa.h"
 #include "base/Reduce.h"
 
 #include <algorithm>
