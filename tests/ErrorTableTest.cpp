@@ -176,6 +176,7 @@ void FullStack(Open& field, const std::function<void()>& call)
 }
 
 // In the plane of fields at the origin.
+const CloudPoint kFarCloud[] = {{0, 0, 1e300, 1, 0}};
 const CloudPoint kCloud[] = {{0, 0, 0, 1, 0}, {0, 0, -1e-3, 1, 0}};
 const CloudPoint kBadCloud[] = {{0, 0, 5e-3, 1, 0}, {0, 0, 5e-3, NAN, 0}};
 
@@ -494,8 +495,8 @@ const Row kRows[] = {
     {3, "Lumora::AddPointCloud", "no such method", CALL(s.f.AddPointCloud(kCloud, 2, {.method = CloudMethod(3)}))},
     {3, "Lumora::AddPointCloud", "no such frame", CALL(s.f.AddPointCloud(kCloud, 2, {.frame = CloudFrame(-1)}))},
     {3, "Lumora::AddPointCloud", "there must be 0 to 2147483647 points", CALL(s.f.AddPointCloud(nullptr, 1))},
-    {3, "Lumora::AddPointCloud", "pitches must lie between 1e-6 and 1e6 wavelengths", CALL(Lumora(s.f).SetPx(1e5).AddPointCloud(kCloud, 2))},
-    {3, "Lumora::AddPointCloud", "point 0 lies too far from the plane of the field", CALL(const CloudPoint far{.x = 0, .y = 0, .z = 1e300, .amplitude = 1, .phase = 0}; s.f.AddPointCloud(&far, 1))},
+    {3, "Lumora::AddPointCloud", "pitches must lie between 1e-6 and 1e6 wavelengths", CALL(s.Changed([](Lumora& f) { f.SetPx(1e5); }).AddPointCloud(kCloud, 2)), "the pitch is the caller's"},
+    {3, "Lumora::AddPointCloud", "point 0 lies too far from the plane of the field", CALL(s.f.AddPointCloud(kFarCloud, 1))},
     {3, "Lumora::AddPointCloud", "there must be 0 to 2147483647 points", CALL(s.f.AddPointCloud(kCloud, -1))},
     {3, "Lumora::AddPointCloud", "pitches and wavelength must be positive", CALL(s.Changed([](Lumora& f) { f.SetPx(-f.GetPx()); }).AddPointCloud(kCloud, 2)), "the pitch is the caller's"},
     {3, "Lumora::AddPointCloud", "point 1 is not a finite number", CALL(s.f.AddPointCloud(kBadCloud, 2))},
