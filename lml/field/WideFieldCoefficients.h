@@ -7,15 +7,15 @@ namespace LumoraLib::detail::fieldk
 {
 // atan t = t (A0 + A1 z + ...), z = t^2, |t| <= tan(pi/8):
 // relative error at most 2^-45.1 (unrounded minimax 2^-45.1).
-constexpr double kA0 = 0x1.fffffffffff19p-1;  // 0.99999999999997435
+constexpr double kA0 = 0x1.fffffffffff19p-1; // 0.99999999999997435
 constexpr double kA1 = -0x1.55555554e9c92p-2; // -0.33333333330887982
-constexpr double kA2 = 0x1.999999156439ep-3;  // 0.19999999615222647
+constexpr double kA2 = 0x1.999999156439ep-3; // 0.19999999615222647
 constexpr double kA3 = -0x1.249229c2c2d2cp-3; // -0.14285690904248705
-constexpr double kA4 = 0x1.c714f236257a9p-4;  // 0.1111039601695142
+constexpr double kA4 = 0x1.c714f236257a9p-4; // 0.1111039601695142
 constexpr double kA5 = -0x1.73db446fd2f2fp-4; // -0.090785281497286915
-constexpr double kA6 = 0x1.35d8fcb0c6279p-4;  // 0.075646388122899824
+constexpr double kA6 = 0x1.35d8fcb0c6279p-4; // 0.075646388122899824
 constexpr double kA7 = -0x1.e1838635b4851p-5; // -0.05877853596543104
-constexpr double kA8 = 0x1.f72bdaab88be9p-6;  // 0.030711139245010264
+constexpr double kA8 = 0x1.f72bdaab88be9p-6; // 0.030711139245010264
 // log2(1 + f) = s (B0 + B1 z + ...), s = f / (2 + f), z = s^2, 1 + f from sqrt(1/2) to sqrt(2):
 // relative error at most 2^-45.0 (unrounded minimax 2^-45.0).
 constexpr double kB0 = 0x1.71547652b8251p+1; // 2.8853900817778499
