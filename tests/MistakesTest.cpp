@@ -105,6 +105,13 @@ TEST(Mistakes, EachKindIsReportedOnceAndItsHealthyTwinIsNot)
         {"", "", [] { RotateTo(4e-6); }},
         {"ShiftedAsmProp", "tilted", [&] { tilted(1e-3).ShiftedAsmProp(tilted(0.0), 1); }},
         {"ShiftedAsmPropAddEx", "tilted", [&] { tilted(1e-3).ShiftedAsmPropEx(tilted(0.0)); }},
+        {"ShiftedAsmPropAddEx", "half a pitch off",
+         [&]
+         {
+             Lumora four(4, 4, 1e-6, 1e-6, 633e-9), row(8, 1, 1e-6, 1e-6, 633e-9);
+             four.SetOrigin(Vector(0, 0, 1e-3));
+             four.ShiftedAsmPropEx(row.Clear());
+         }},
         {"ShiftedFresnelProp", "tilted", [&] { tilted(1e-2).ShiftedFresnelProp(tilted(0.0)); }},
         // clang-format on
     };

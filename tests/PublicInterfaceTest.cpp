@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <initializer_list>
 #include <type_traits>
+#include <vector>
 
 using namespace LumoraLib;
 
@@ -402,6 +403,22 @@ struct OpenSphericalWaveDescriptor : SphericalWaveDescriptor
             {&OpenSphericalWaveDescriptor::CalcSin, &OpenSphericalWaveDescriptor::CalcCos});
     }
 };
+
+TEST(PublicInterface, CloudsPhasesAndWholeFiles)
+{
+    using T = Lumora;
+    Has<T, Lumora&(const CloudPoint*, std::int64_t)>({&T::AddPointCloud});
+    Has<T, Lumora&(const CloudPoint*, std::int64_t, const CloudOptions&)>({&T::AddPointCloud});
+    All(Is<T, CloudPlan(const CloudPoint*, std::int64_t, const CloudOptions&) const>(&T::PlanPointCloud),
+        Is<T, Lumora&(double)>(&T::EncodeDoublePhase), Is<T, Lumora&(int, double)>(&T::EncodeErrorDiffusion),
+        Is<T, Lumora&(const Lumora&)>(&T::ReplaceAmplitude),
+        Is<T, Lumora&(const Lumora&, const PhaseRetrieval&)>(&T::RetrievePhase),
+        Is<WholeFile, void()>(&WholeFile::Commit), Is<WholeFile, const char*() const>(&WholeFile::Path),
+        Is<std::vector<CloudPoint>(const char*, const CloudLoadOptions&)>(&LoadPointCloud),
+        Is<void(const char*, const CloudPoint*, std::size_t)>(&SavePointCloud),
+        Is<void(ProgressHandler, void*)>(&SetProgressHandler));
+    static_assert(std::is_constructible_v<WholeFile, const char*> && !std::is_copy_constructible_v<WholeFile>);
+}
 
 TEST(PublicInterface, ProtectedMembers)
 {

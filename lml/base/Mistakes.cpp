@@ -152,6 +152,13 @@ void detail::Mistakes::TiltedShift(const char* function, const Vector& normal)
            normal.x, normal.y, normal.z);
 }
 
+void detail::Mistakes::ThinTiles(const char* function)
+{
+    if (scopes == 0)
+        Report(function, "tiles are one sample wide, and such a tile stands half a pitch off: give the smaller grid at "
+                         "least two samples for each tile.");
+}
+
 // ---------------------------------------------------------------------------------------------------- public
 
 void SetMistakeReports(bool on)

@@ -51,6 +51,7 @@ struct Mistakes
     static void MissedLight(const char* function, const Lumora& destination, double energy, const Lumora& source,
                             double sourceEnergy);
     static void TiltedShift(const char* function, const Vector& normal);
+    static void ThinTiles(const char* function);
 };
 
 /// Two fields about to be combined: domains, pitches, wavelengths and planes. `anyPitch`: the operation resamples.
@@ -99,6 +100,13 @@ inline void CheckTilted(const char* function, const Vector& normal)
 {
     if (MistakesOn())
         Mistakes::TiltedShift(function, normal);
+}
+
+/// A shifted propagation in tiles; `thin`: a grid is cut into tiles of one sample along an axis.
+inline void CheckTiles(const char* function, bool thin)
+{
+    if (thin && MistakesOn())
+        Mistakes::ThinTiles(function);
 }
 } // namespace LumoraLib::detail
 

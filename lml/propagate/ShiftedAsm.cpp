@@ -143,11 +143,13 @@ Lumora PropagatedCopy(const Lumora& destination, const Lumora& source, int preci
 
 void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
 {
+    const detail::TileCounts counts = detail::CountTiles(source, destination);
     detail::CheckTilted(fnAddEx, destination.GetNormalVector());
+    detail::CheckTiles(fnAddEx, counts.Thin(source, destination));
     const detail::MistakeScope inside;
     constexpr int kPrecision = 1;
     detail::TileSum sum(destination, clearFirst);
-    detail::ForEachTilePair(destination, source, detail::CountTiles(source, destination), clearFirst ? fnEx : fnAddEx,
+    detail::ForEachTilePair(destination, source, counts, clearFirst ? fnEx : fnAddEx,
                             [&sum](Lumora& to, const Lumora& from, bool isTile)
                             {
                                 if (isTile)

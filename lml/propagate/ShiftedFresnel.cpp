@@ -219,6 +219,7 @@ void AddTiles(Lumora& destination, const Lumora& source, bool clearFirst)
     const double z = destination.GetPlane().GetDistance(source.GetOrigin());
     detail::CheckDistance(fnAddEx, z);
     detail::CheckTilted(fnAddEx, destination.GetNormalVector());
+    detail::CheckTiles(fnAddEx, counts.Thin(source, destination));
     const detail::MistakeScope inside;
     // One kernel for all tile pairs: lateral positions do not enter it.
     const std::int32_t nx = source.GetNx() / counts.sx;

@@ -25,6 +25,12 @@ struct TileCounts
     std::int32_t sx, dx, sy, dy;
     bool SourceCut() const { return sx > 1 || sy > 1; }
     bool DestinationCut() const { return dx > 1 || dy > 1; }
+    /// Whether a grid is cut into tiles of one sample along an axis.
+    bool Thin(const Lumora& source, const Lumora& destination) const
+    {
+        return (sx > 1 && source.GetNx() == sx) || (sy > 1 && source.GetNy() == sy) ||
+               (dx > 1 && destination.GetNx() == dx) || (dy > 1 && destination.GetNy() == dy);
+    }
 };
 
 TileCounts CountTiles(const Lumora& source, const Lumora& destination);
