@@ -108,7 +108,7 @@ TEST_P(DamageTest, CutAtEveryLength)
 
 TEST_P(DamageTest, ChangedBytesAtEveryPlace)
 {
-    for (const std::size_t window : {1, 4})
+    for (const std::size_t window : {std::size_t{1}, std::size_t{4}})
         for (const char kind : {'0', '1', '+', 'm'})
             for (std::size_t at = 0; at + window <= whole_.size(); ++at)
             {

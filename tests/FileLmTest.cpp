@@ -571,8 +571,10 @@ TEST_F(FileLmTest, WrongHeadsLeaveTheField)
 TEST_F(FileLmTest, CutSamplesLeaveWhatIsThereAndZeros)
 {
     const Lumora a = Sample(4, 4, 1);
-    for (const auto& [segmented, nx] : {std::pair{false, 4}, {false, 3}, {true, 4}})
+    for (const auto& kind : {std::pair{false, 4}, {false, 3}, {true, 4}})
     {
+        const bool segmented = kind.first;
+        const int nx = kind.second;
         Head h = HeadOf(a);
         h.form = 1;
         h.nx = nx;

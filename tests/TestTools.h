@@ -323,7 +323,7 @@ public:
     {
         std::filesystem::create_directories(folder_ / "comma");
         std::string bytes = Le(0x20031115 ^ LC_NUMERIC, 4) + Le(6, 4);
-        for (const unsigned at : {32, 34, 35, 36, 40, 44}) // point, separator, grouping, both wide, character set
+        for (const unsigned at : {32u, 34u, 35u, 36u, 40u, 44u}) // point, separator, grouping, both wide, character set
             bytes += Le(at, 4);
         bytes += Le(',', 4) + Le(',', 4) + Le(0, 4) + std::string("ANSI_X3.4-1968", 15);
         std::ofstream(folder_ / "comma" / "LC_NUMERIC", std::ios::binary) << bytes;

@@ -71,7 +71,8 @@ CloudFft::CloudFft(const Shape& shape, int batch, int threads)
 
 void CloudFft::Run(int thread, int row, Complex* output) const noexcept
 {
-    passes_[static_cast<std::size_t>(thread * batch_ + row)]->Part(0, 1);
+    passes_[static_cast<std::size_t>(thread) * static_cast<std::size_t>(batch_) + static_cast<std::size_t>(row)]->Part(
+        0, 1);
     const float* const parts = reinterpret_cast<const float*>(Row(thread, batch_));
     // The short transforms are periodic: the wanted outputs pass through them once or several times.
     std::size_t done = 0;

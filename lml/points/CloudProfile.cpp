@@ -39,7 +39,9 @@ void ShiftPowers(double nu, int degree, const std::vector<double>& inverse, Wave
     {
         const Wave value = Turn(nu * 0.5 * std::cos((i + 0.5) * kPi / count));
         for (int d = 0; d < count; ++d)
-            powers[d] += inverse[static_cast<std::size_t>(d * count + i)] * value;
+            powers[d] +=
+                inverse[static_cast<std::size_t>(d) * static_cast<std::size_t>(count) + static_cast<std::size_t>(i)] *
+                value;
     }
 }
 
