@@ -31,6 +31,14 @@
 
 #include <unistd.h>
 
+#if defined(LML_TEST_SANITIZED)
+/// The C library keeps what it makes of LOCPATH, which CommaLocale sets.
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:__argz_add_sep";
+}
+#endif
+
 namespace lmltest
 {
 using namespace LumoraLib;
