@@ -39,9 +39,9 @@ struct OptionHead
 /// Working record of the LM container operations: the path, the public operation's full name and the open stream.
 struct _LM_File
 {
-    char path[260];
-    char function[80];
-    std::FILE* stream;
+    char path[260];    ///< as the caller gave it
+    char function[80]; ///< full name of the public operation
+    std::FILE* stream; ///< open, or null
 };
 
 /// An interpolator: reads a field between its samples at local coordinates (u, v).
@@ -59,7 +59,7 @@ struct PhaseRetrievalStep
 /// How Lumora::RetrievePhase() works.
 struct PhaseRetrieval
 {
-    int iterations = 50;
+    int iterations = 50;   ///< each is one propagation there and one back
     bool weighted = false; ///< even out what is shown, at the cost of light
     double feedback = 1.0; ///< of the weighted form, 0 to 1: share of the lack that the next iteration makes up for
     /// Metres to the other plane, by AsmProp(); 0 for the Fourier plane, by Fft(-1) and Fft(1).
@@ -1059,9 +1059,8 @@ public:
 
     /// Adds amp / r exp(i (k r + phase)) of a source at the global position p, r from each sample to p. The patch is
     /// the samples within |z| tan(asin(lambda / (2 pitch))) of the source on each axis, z the source's distance from
-    /// the plane. Defaults: phase 0, amp 1, WINDOW_RECT. Runs on the library's thread count; the samples do not depend
-    /// on it.
-    /// @param window  weight over the patch: 1, a triangle or a raised cosine, the product over both axes
+    /// the plane; `window` weights it: 1, a triangle or a raised cosine, the product over both axes. Defaults: phase 0,
+    /// amp 1, WINDOW_RECT. Runs on the library's thread count; the samples do not depend on it.
     /// @throws "LumoraLib::Lumora::AddSphericalWave": code 3, ":incorrect form" unless Form is 0; code 6, "designated
     ///         WindowFunc is not implemented at this version. " for WINDOW_NONE and unknown values; code 6 without
     ///         samples.
@@ -1532,19 +1531,19 @@ public:
     bool IsSameAs(double wavelength, double px, double py, Vector v) const;
     bool IsCompatibleWith(double wavelength, double px, double py, Vector v) const;
 
-    int tableSize;  ///< 1024
-    double tanMaxX; ///< limits of the tangent of the diffraction angle
-    double tanMinX;
-    double tanMaxY;
-    double tanMinY;
+    int tableSize;      ///< 1024
+    double tanMaxX;     ///< upper limit of the tangent of the diffraction angle along x
+    double tanMinX;     ///< lower limit along x
+    double tanMaxY;     ///< upper limit along y
+    double tanMinY;     ///< lower limit along y
     double* cosTable;   ///< cos(2 pi n / 1024); null once destroyed
     double* sinTable;   ///< sin(2 pi n / 1024)
     int tableMask;      ///< 1023; an index never leaves the tables, whatever is written here
     double tableFactor; ///< table steps per metre of path, 1024 / wavelength
-    double wavelength;
-    double px;
-    double py;
-    Vector wavevector; ///< radians per metre
+    double wavelength;  ///< metres, as given
+    double px;          ///< metres, as given
+    double py;          ///< metres, as given
+    Vector wavevector;  ///< radians per metre
 
 protected:
     /// The entry at the truncated t, its low bits.
