@@ -1,16 +1,37 @@
-# Installation: headers, shared library, package files for CMake and pkg-config.
+# Installation in three parts: `runtime` (the shared library), `development` (headers, package files for CMake and pkg-config) and
+# `documentation` (licence, pages, examples). cmake --install BUILD [--component PART]
 include(CMakePackageConfigHelpers)
-install(TARGETS lml EXPORT lmlTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-foreach(header IN LISTS LML_PUBLIC_HEADERS)
-  install(FILES lml/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lml)
-endforeach()
-install(EXPORT lmlTargets NAMESPACE lml:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/lml)
-write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/lmlConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+set(LML_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/lml)
+
+# lml_install_library(<target> <header>...): a library of this project with its public headers, exported as lml::<name>.
+function(lml_install_library target)
+  install(TARGETS ${target} EXPORT lmlTargets
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  foreach(header IN LISTS ARGN)
+    install(FILES ${PROJECT_SOURCE_DIR}/lml/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lml COMPONENT development)
+  endforeach()
+endfunction()
+
+lml_install_library(lml ${LML_PUBLIC_HEADERS})
+install(EXPORT lmlTargets NAMESPACE lml:: DESTINATION ${LML_CMAKE_DIR} COMPONENT development)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/lmlConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 configure_package_config_file(cmake/lmlConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/lmlConfig.cmake
-                              INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/lml)
+                              INSTALL_DESTINATION ${LML_CMAKE_DIR})
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lmlConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/lmlConfigVersion.cmake
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/lml)
-# The prefix is told relative to the file itself, so that an installed tree can be moved.
+        DESTINATION ${LML_CMAKE_DIR} COMPONENT development)
+
+# The prefix is told relative to the file itself, so that an installed tree can be moved. A static library needs the OpenMP
+# runtime on the user's link line.
 file(RELATIVE_PATH LML_PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+set(LML_PC_LIBS "")
+if(LML_LIBRARY_KIND STREQUAL STATIC)
+  set(LML_PC_LIBS " ${OpenMP_CXX_FLAGS} -lstdc++ -lm")
+endif()
 configure_file(cmake/lml.pc.in ${CMAKE_CURRENT_BINARY_DIR}/lml.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lml.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lml.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# The pages keep their places to each other, so that links hold.
+set(LML_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/lml)
+install(FILES LICENSE README.md CHANGELOG.md SECURITY.md CONTRIBUTING.md DESTINATION ${LML_DOC_DIR} COMPONENT documentation)
+install(DIRECTORY docs examples DESTINATION ${LML_DOC_DIR} COMPONENT documentation)

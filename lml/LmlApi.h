@@ -4,11 +4,13 @@
 
 #if defined(_WIN32)
 #if defined(LML_BUILDING)
+/// Marks what the library shows to its users.
 #define LML_API __declspec(dllexport)
 #else
 #define LML_API __declspec(dllimport)
 #endif
 #else
+/// Marks what the library shows to its users.
 #define LML_API __attribute__((visibility("default")))
 #endif
 

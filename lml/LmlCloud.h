@@ -14,11 +14,11 @@ namespace LumoraLib
 /// A point source: place in metres, amplitude, and phase in radians.
 struct CloudPoint
 {
-    double x;
-    double y;
-    double z;
-    double amplitude;
-    double phase;
+    double x;         ///< metres
+    double y;         ///< metres
+    double z;         ///< metres
+    double amplitude; ///< of the wave at the distance 1 m
+    double phase;     ///< radians
 };
 
 /// How AddPointCloud() computes a cloud. Both ways sum the same light; they differ in what they take.

@@ -13,6 +13,7 @@
 /// Lets the compiler check printf-like calls: `fmt` and `args` are the 1-based places of the format and its arguments.
 #define LML_PRINTF_LIKE(fmt, args) __attribute__((format(printf, fmt, args)))
 #else
+/// Nothing: the compiler does not check such calls.
 #define LML_PRINTF_LIKE(fmt, args)
 #endif
 

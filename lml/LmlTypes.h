@@ -582,9 +582,9 @@ public:
     /// Normalises, then multiplies each member by `length`. The zero vector stays zero.
     Vector& SetLength(double length) { return *this = GetNormalized() * length; }
 
-    double x; ///< metres for points, any unit for directions; likewise y and z
-    double y;
-    double z;
+    double x; ///< metres for points, any unit for directions
+    double y; ///< likewise
+    double z; ///< likewise
 };
 
 static_assert(sizeof(Vector) == 24 && std::is_trivially_copyable_v<Vector>, "three packed doubles");

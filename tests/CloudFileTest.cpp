@@ -102,6 +102,34 @@ TEST(CloudFileTest, PlyTakesWhatItKnowsAndSkipsTheRest)
     ExpectPoint(points.at(0), 0.1, -7, 0.3, 3, 0);
 }
 
+TEST(CloudFileTest, HeadingsTypesAndTurnsOneByOne)
+{
+    for (const char* heading : {"abc\n", "z0 1 2\n", "A;B\n", "Z\n", "\"x\",\"y\"\n", "1 2 3\n"})
+        EXPECT_EQ(LoadPointCloud(Write(std::string(heading) + "4 5 6\n").c_str()).size(), heading[0] == '1' ? 2u : 1u)
+            << heading;
+    const std::vector<std::pair<const char*, std::string>> types = {
+        {"char", Raw<std::int8_t>({-9})},     {"uchar", Raw<std::uint8_t>({200})},
+        {"short", Raw<std::int16_t>({-300})}, {"ushort", Raw<std::uint16_t>({40000})},
+        {"int", Raw<std::int32_t>({-70000})}, {"uint", Raw<std::uint32_t>({3000000000u})},
+        {"float", Raw<float>({0.5f})},        {"double", Raw<double>({0.1})}};
+    const double values[] = {-9, 200, -300, 40000, -70000, 3e9, 0.5, 0.1};
+    for (std::size_t n = 0; n < types.size(); ++n)
+    {
+        const std::string head = std::string("ply\nformat binary_little_endian 1.0\nelement vertex 1\nproperty ") +
+                                 types[n].first + " phase\n" + kPlace + "end_header\n";
+        EXPECT_EQ(LoadPointCloud(Write(head + types[n].second + Raw<float>({1, 2, 3})).c_str()).at(0).phase, values[n]);
+    }
+    const std::string path = Write("1 2 3\n");
+    const Vector turned[] = {Vector(1, -3, 2), Vector(3, 2, -1), Vector(-2, 1, 3)}; // a quarter about each axis
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        CloudLoadOptions options;
+        (axis == 0 ? options.turn.x : axis == 1 ? options.turn.y : options.turn.z) = 1.5707963267948966;
+        const CloudPoint p = LoadPointCloud(path.c_str(), options).at(0);
+        EXPECT_LT(std::hypot(p.x - turned[axis].x, p.y - turned[axis].y, p.z - turned[axis].z), 1e-15) << axis;
+    }
+}
+
 TEST(CloudFileTest, SavedPointsComeBack)
 {
     std::vector<CloudPoint> points;
@@ -109,7 +137,19 @@ TEST(CloudFileTest, SavedPointsComeBack)
         points.push_back({n / 3.0, -1e-300 * n, n * 1e9, std::sqrt(n), -0.0});
     const ScratchFile file("ply");
     SavePointCloud(file.Path(), points.data(), points.size());
+    static std::int64_t calls, last; // in bytes, growing, up to the file's length
+    calls = last = 0;
+    SetProgressHandler(
+        [](void*, const char*, std::int64_t done, std::int64_t total)
+        {
+            EXPECT_TRUE(last <= done && done <= total && total >= 40 * 69999);
+            last = done;
+            return ++calls > 0;
+        },
+        nullptr);
     const std::vector<CloudPoint> loaded = LoadPointCloud(file.Path());
+    SetProgressHandler(nullptr, nullptr);
+    EXPECT_GT(calls, 0);
     ASSERT_EQ(loaded.size(), points.size());
     EXPECT_EQ(std::memcmp(loaded.data(), points.data(), points.size() * sizeof(CloudPoint)), 0);
 }

@@ -231,6 +231,9 @@ void Expect(const Row& row, Stage& stage)
     EXPECT_EQ(standsBehind ? row.message : message, row.message) << name;
     EXPECT_EQ(description.rfind(what + ". ", 0), 0u) << description;
     EXPECT_GT(description.size(), what.size() + 20) << name << ": a cure";
+    if (const char* const page = std::getenv("LML_ERRORS_PAGE")) // for tools/make_errors.py
+        std::ofstream(page, std::ios::app) << row.code << '\t' << FullName(row.function) << '\t' << what << '\t'
+                                           << description.substr(what.size() + 2) << '\n';
     for (std::size_t n = 0; row.changed == nullptr && n < before.size(); ++n)
     {
         Lumora& after = *fields[n];

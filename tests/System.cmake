@@ -32,7 +32,15 @@ find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
   add_test(NAME ErrorSites COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/error_sites.py)
   add_test(NAME FoldersInOrder COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/folders.py)
+  add_test(NAME OdditiesAreFresh COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/make_oddities.py --check)
   add_test(NAME MapIsFresh COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/make_map.py --check)
+endif()
+
+# Pages: their programs run, their links lead somewhere, and the page of failures is what the failures say.
+if(Python3_FOUND AND NOT LML_SANITIZED)
+  add_test(NAME Pages COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/pages.py ${CMAKE_BINARY_DIR} ${CMAKE_CXX_COMPILER})
+  add_test(NAME ErrorsAreFresh COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/make_errors.py ${CMAKE_BINARY_DIR} --check)
+  set_tests_properties(Pages ErrorsAreFresh PROPERTIES TIMEOUT 300)
 endif()
 
 # The examples run with small settings; each checks its own result and tells by its exit code.

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Plants faults in the library one at a time and counts those that the tests notice.
 
-    tools/plant_faults.py --count 200 --seed 7 [--units REGEX] [--per-unit] [--jobs 2] [--out FILE]
+    tools/plant_faults.py --count 200 --seed 7 [--units REGEX] [--per-unit] [--tests REGEX] [--jobs 2] [--out FILE]
 
 A fault is one change of an operator, a constant, a bound or a sign in one line of lml/. Each is compiled into a copy of the
-tree, and the tests run: those of the unit first, then all others, the quick ones first, up to the first that fails. A fault
+tree, and the tests run: those of the unit first, then all others, the quick ones first, up to the first that fails
+(with --tests only those whose names match: the count is a lower bound then). A fault
 that does not compile or leaves the same object code is drawn anew. A test that does not end counts as one that fails.
 The tests of this run link one shared library, so that a fault costs one compilation and one link.
 
@@ -76,8 +77,9 @@ def faults_of(path):
 class Tree:
     """A copy of the tree with a build of its own."""
 
-    def __init__(self, where, compiler_flags):
+    def __init__(self, where, compiler_flags, which):
         self.root = where
+        self.which = which
         ignore = shutil.ignore_patterns("build", "out", ".git", "__pycache__")
         shutil.copytree(ROOT, where, ignore=ignore)
         self.build = where / "build" / "faults"
@@ -86,7 +88,8 @@ class Tree:
         run(["cmake", "--build", self.build, "-j", "2"])
 
     def tests(self):
-        return {p.stem: p for p in sorted((self.build / "tests").glob("*Test")) if os.access(p, os.X_OK) and p.is_file()}
+        return {p.stem: p for p in sorted((self.build / "tests").glob("*Test"))
+                if os.access(p, os.X_OK) and p.is_file() and re.search(self.which, p.stem)}
 
     def library(self):
         return next((self.build / "tests").glob("liblml_static.so"))
@@ -137,6 +140,7 @@ def main():
     parser.add_argument("--count", type=int, default=200, help="faults in all, or in each unit with --per-unit")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--units", default="", help="only files whose path matches")
+    parser.add_argument("--tests", default="", help="run only tests whose name matches")
     parser.add_argument("--per-unit", action="store_true")
     parser.add_argument("--jobs", type=int, default=1, help="copies of the tree that work at once")
     parser.add_argument("--flags", default="-O1")
@@ -162,7 +166,7 @@ def main():
     queue = iter(drawn)
     print("seed %d, %d places for a fault in %d files" % (options.seed, sum(map(len, everything.values())), len(files)), flush=True)
     with tempfile.TemporaryDirectory(prefix="faults") as folder:
-        trees = [Tree(pathlib.Path(folder) / str(n), options.flags) for n in range(options.jobs)]
+        trees = [Tree(pathlib.Path(folder) / str(n), options.flags, options.tests) for n in range(options.jobs)]
         times = {}
         for name, binary in trees[0].tests().items():
             begin = time.time()

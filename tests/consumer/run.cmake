@@ -20,9 +20,13 @@ file(COPY ${SOURCE}/tests/consumer/CMakeLists.txt DESTINATION ${WORK}/source)
 file(GLOB_RECURSE pc ${WORK}/prefix/lml.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
 set(ENV{PKG_CONFIG_PATH} ${pc_dir})
-run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${WORK}/source -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix
-    -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}"
-    -DCMAKE_BUILD_TYPE=Release)
+set(settings -G ${GENERATOR} -S ${WORK}/source -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${FLAGS}"
+    "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}")
+# An older program of the same major version finds this one; one that asks for more does not.
+foreach(version 2 2.80)
+  run(${CMAKE_COMMAND} ${settings} -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_BUILD_TYPE=Release
+      -DLML_VERSION=${version})
+endforeach()
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 foreach(program by_cmake by_pkgconfig)
   execute_process(COMMAND ${WORK}/build/${program} WORKING_DIRECTORY ${WORK} RESULT_VARIABLE result OUTPUT_VARIABLE output
@@ -31,15 +35,29 @@ foreach(program by_cmake by_pkgconfig)
     message(FATAL_ERROR "${program} ended with ${result}\n${output}")
   endif()
 endforeach()
-# What is installed: the five headers, the library with its soname, and the package files; nothing else.
+execute_process(COMMAND ${CMAKE_COMMAND} ${settings} -B ${WORK}/newer -DCMAKE_PREFIX_PATH=${WORK}/prefix -DLML_VERSION=3
+                RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
+if(result EQUAL 0)
+  message(FATAL_ERROR "the next major version was found")
+endif()
+# Inside another project's build: neither its build type nor its installation changes.
+run(${CMAKE_COMMAND} ${settings} -B ${WORK}/inside -DLML_SOURCE=${SOURCE} -DBUILD_SHARED_LIBS=OFF)
+file(READ ${WORK}/inside/CMakeCache.txt cache)
+if(cache MATCHES "CMAKE_BUILD_TYPE:STRING=[A-Z]" OR EXISTS ${WORK}/inside/lml/cmake_install.cmake AND
+   EXISTS ${WORK}/inside/lml/lmlConfig.cmake)
+  message(FATAL_ERROR "the library changed the project around it")
+endif()
+# What is installed: the public headers, the library with its soname, the package files, and the documentation.
 file(GLOB_RECURSE installed RELATIVE ${WORK}/prefix ${WORK}/prefix/*)
+list(FILTER installed EXCLUDE REGEX "^share/doc/lml/(docs|examples)/")
 string(REGEX REPLACE "lib/[^;/]*linux-gnu" "lib" installed "${installed}")
 string(REGEX REPLACE "lmlTargets-[a-z]*" "lmlTargets-config" installed "${installed}")
 list(SORT installed)
 set(expected include/lml/Fftsg.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
     include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
     lib/cmake/lml/lmlTargets-config.cmake lib/cmake/lml/lmlTargets.cmake lib/liblml.so lib/liblml.so.2.81
-    lib/liblml.so.2.81.3 lib/pkgconfig/lml.pc)
+    lib/liblml.so.2.81.3 lib/pkgconfig/lml.pc share/doc/lml/CHANGELOG.md share/doc/lml/CONTRIBUTING.md share/doc/lml/LICENSE
+    share/doc/lml/README.md share/doc/lml/SECURITY.md)
 if(NOT installed STREQUAL "${expected}")
   message(FATAL_ERROR "installed: ${installed}\nexpected: ${expected}")
 endif()
