@@ -1382,7 +1382,7 @@ public:
     /// array. Sizes are raised to powers of two: column x of the array comes to stand at (Nx - columns) / 2 + x,
     /// rounded down, rows likewise, zeros around them, and the window is set to the array, so that WinSaveNpy() writes
     /// it back. Samples are cartesian then; domain, pitches, wavelength, origin and normal stay as they are. Reports
-    /// progress in samples, every 64 KiB.
+    /// progress in samples.
     /// @throws "LumoraLib::Lumora::LoadNpy": code 2, path (cannot be opened, no NPY file); code 5, "the version of the
     ///         NPY file is unknown", "the head of the NPY file cannot be understood" (also above 4096 bytes), "the
     ///         array must be little-endian complex64, complex128, float32 or float64", "the array must have one or two
