@@ -274,8 +274,11 @@ void FraunhoferStep(Lumora& field, double d, int sign, const char* fn)
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
     detail::CheckDistance(fn, d);
     const detail::ReadyTransform transform(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
+    const std::int64_t samples = static_cast<std::int64_t>(field.N());
+    detail::Progress progress(fn, samples, samples);
+    progress.Step(0);
     const detail::CartesianSamples cartesian(field);
-    transform.Run();
+    transform.RunWatched();
     const double s = field.GetWavelength() * d;
     field.SetPx(s / (field.GetNx() * field.GetPx()));
     if (field.GetNy() != 1)
@@ -291,12 +294,17 @@ Lumora& Lumora::FresnelProp(double d)
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "p");
     detail::CheckDistance(fn, d);
     const detail::ReadyTransform transform(dataPointer_, nx_, ny_, -1);
+    const std::int64_t samples = static_cast<std::int64_t>(N());
+    detail::Progress progress(fn, 3 * samples, samples);
+    progress.Step(0);
     const detail::CartesianSamples cartesian(*this);
     const double k = k_;
     MultiplyPhase(
         *this, [=](double x, double y) { return (y * y + x * x) * k / (d + d); },
         [=](double px, double y2) { return detail::PhaseForm::FresnelIn(px, y2, k, d + d); });
-    transform.Run();
+    progress.Step(samples);
+    transform.RunWatched();
+    progress.Step(2 * samples);
     const double lambda = GetWavelength();
     if (ny_ == 1)
     {
