@@ -3,6 +3,7 @@
 
 #include "base/Constants.h"
 #include "base/IntMath.h"
+#include "base/Mistakes.h"
 #include "base/StepByStep.h"
 #include "field/FieldTools.h"
 #include "simd/WidePhase.h"
@@ -87,5 +88,22 @@ IndexBox AsmBandBox(std::int32_t nx, std::int32_t ny, double du, double dv, doub
         box.j1 = NearestIndex(vlimit, dv, ny / 2);
     }
     return box;
+}
+
+void CheckBandLoss(const char* fn, const Lumora& field, double d, std::int32_t enlarge)
+{
+    if (!MistakesOn())
+        return;
+    const std::int32_t nx = field.GetNx() * enlarge;
+    const std::int32_t ny = field.GetNy() * enlarge;
+    const double du = field.IsSpectrum() ? field.GetPx() : 1.0 / (nx * field.GetPx());
+    const double dv = field.IsSpectrum() ? field.GetPy() : 1.0 / (ny * field.GetPy());
+    const IndexBox box = AsmBandBox(nx, ny, du, dv, d, field.GetWavelength());
+    // The box is half-open, the band open: half a sample to the side of each end.
+    const auto end = [](std::int32_t i, std::int32_t n, double pitch)
+    {
+        return (i - n / 2) * pitch - 0.5 * pitch;
+    };
+    Mistakes::BandLoss(fn, field, end(box.i0, nx, du), end(box.i1, nx, du), end(box.j0, ny, dv), end(box.j1, ny, dv));
 }
 } // namespace LumoraLib::detail

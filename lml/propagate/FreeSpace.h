@@ -30,6 +30,9 @@ private:
 /// at the distance d: the whole grid where the limit does not reach. Kept: the upper ends are exclusive, so the box is
 /// one column and one row short of symmetric about the centre.
 IndexBox AsmBandBox(std::int32_t nx, std::int32_t ny, double du, double dv, double d, double lambda);
+
+/// Reports light beyond the band limit of a propagation over d on a grid `enlarge` times the field's size.
+void CheckBandLoss(const char* fn, const Lumora& field, double d, std::int32_t enlarge);
 } // namespace LumoraLib::detail
 
 #endif

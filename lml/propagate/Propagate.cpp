@@ -22,25 +22,6 @@ namespace LumoraLib
 {
 namespace
 {
-/// Reports light beyond the band limit of a propagation over d on a grid `enlarge` times the field's size.
-void CheckBandLoss(const char* fn, const Lumora& field, double d, std::int32_t enlarge)
-{
-    if (!detail::MistakesOn())
-        return;
-    const std::int32_t nx = field.GetNx() * enlarge;
-    const std::int32_t ny = field.GetNy() * enlarge;
-    const double du = field.IsSpectrum() ? field.GetPx() : 1.0 / (nx * field.GetPx());
-    const double dv = field.IsSpectrum() ? field.GetPy() : 1.0 / (ny * field.GetPy());
-    const detail::IndexBox box = detail::AsmBandBox(nx, ny, du, dv, d, field.GetWavelength());
-    // The box is half-open, the band open: half a sample to the side of each end.
-    const auto end = [](std::int32_t i, std::int32_t n, double pitch)
-    {
-        return (i - n / 2) * pitch - 0.5 * pitch;
-    };
-    detail::Mistakes::BandLoss(fn, field, end(box.i0, nx, du), end(box.i1, nx, du), end(box.j0, ny, dv),
-                               end(box.j1, ny, dv));
-}
-
 /// The two members on spectra.
 void PropagateSpectrum(Lumora& field, double d, bool bandLimit, const char* fn)
 {
@@ -50,7 +31,7 @@ void PropagateSpectrum(Lumora& field, double d, bool bandLimit, const char* fn)
     if (!field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
     if (bandLimit)
-        CheckBandLoss(fn, field, d, 1);
+        detail::CheckBandLoss(fn, field, d, 1);
     const std::int32_t nx = field.GetNx();
     const std::int32_t ny = field.GetNy();
     const double lambda = field.GetWavelength();
@@ -68,7 +49,7 @@ void PropagateBySpectrum(Lumora& field, double d, bool bandLimit, bool embed, co
     if (field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, message);
     if (bandLimit)
-        CheckBandLoss(fn, field, d, embed ? 2 : 1);
+        detail::CheckBandLoss(fn, field, d, embed ? 2 : 1);
     const int doublings = embed ? 1 : 0;
     const std::int32_t nx = detail::GrownColumns(field.GetNx(), doublings);
     const std::int32_t ny = detail::GrownRows(field.GetNy(), doublings);

@@ -32,12 +32,16 @@ bool IsLength(std::int32_t n)
 constexpr int kMostDoublings = 4;
 } // namespace
 
-bool FusedEngine::Takes(const SpectralPass& pass, const Lumora& to, const Lumora& from)
+bool FusedEngine::TakesSpectra(const Lumora& to, int doublings)
 {
     // An enlarged pass step by step asks a caller's buffer for room, and reports where there is none.
-    return WideEngineBound() && IsLength(to.GetNx()) && IsLength(to.GetNy()) && pass.doublings <= kMostDoublings &&
-           (pass.doublings == 0 || FieldAccess::OwnsSamples(to)) &&
-           (!from.IsPolarForm() || (&from == &to && !pass.filtersPolar));
+    return WideEngineBound() && IsLength(to.GetNx()) && IsLength(to.GetNy()) && doublings <= kMostDoublings &&
+           (doublings == 0 || FieldAccess::OwnsSamples(to));
+}
+
+bool FusedEngine::Takes(const SpectralPass& pass, const Lumora& to, const Lumora& from)
+{
+    return TakesSpectra(to, pass.doublings) && (!from.IsPolarForm() || (&from == &to && !pass.filtersPolar));
 }
 
 void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) const
