@@ -13,7 +13,7 @@
 #include "transform/SpectrumFactors.h"
 #include "transform/wide/WideTables.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace LumoraLib::detail
 {
@@ -26,12 +26,16 @@ WideRange OwnRange(std::int32_t n, std::int32_t count)
     return {first, first + static_cast<std::size_t>(count)};
 }
 
-/// A range with a gap inside one strip would have that strip twice.
-WideRange WithoutGap(WideRange range, std::size_t columns)
+/// The range with its ends at borders of strips: strips done in part take more time than they save, and what they hold
+/// beyond the band is not read behind them.
+WideRange WholeStrips(WideRange range, std::size_t columns)
 {
-    const bool gap =
-        range.begin > range.end && range.end > 0 && (range.end - 1) / kWideStrip == range.begin / kWideStrip;
-    return gap ? WideRange{0, columns} : range;
+    if (range.begin == range.end)
+        return range;
+    const WideRange whole{range.begin / kWideStrip * kWideStrip,
+                          std::min((range.end + kWideStrip - 1) / kWideStrip * kWideStrip, columns)};
+    // A gap that closes, or lies inside one strip, which would be there twice.
+    return range.begin > range.end && whole.begin <= whole.end ? WideRange{0, columns} : whole;
 }
 
 void NoSpectrum(std::size_t bytes)
@@ -67,7 +71,7 @@ void KeptSpectrum::MakeFused(const Lumora& from, const IndexBox& band)
     const std::size_t width = static_cast<std::size_t>(nx_);
     const std::size_t height = static_cast<std::size_t>(ny_);
     const std::size_t rows = static_cast<std::size_t>(plane_.GetNy());
-    columns_ = WithoutGap(TransformRange(band.i0, band.i1, nx_), width);
+    columns_ = WholeStrips(TransformRange(band.i0, band.i1, nx_), width);
     if (columns_.Count(width) == 0)
         return;
     spectrum_.emplace(1, WideKeepPass::Floats(columns_, width, height) * sizeof(float), NoSpectrum);
@@ -113,7 +117,7 @@ void KeptSpectrum::RunFused(const SpectralPass& pass) const
         .strips = {.source = {.samples = middle, .stride = width, .origin = ownRows.begin, .range = ownRows},
                    .target = {.samples = middle, .stride = width, .origin = ownRows.begin, .range = ownRows},
                    .columns = width,
-                   .which = columns,
+                   .which = WholeStrips(columns, width),
                    .n = height},
         .factor = EvenFactor,
         .context = &factors,
