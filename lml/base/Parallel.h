@@ -45,12 +45,17 @@ void ParallelTeam(int threads, const Body& body)
         static_cast<const void*>(&body));
 }
 
-/// Blocks: body(begin, end, index) for the contiguous block of each part.
+/// Samples of an element-wise loop, a few cycles each, below which a team costs more than it gains.
+inline constexpr std::size_t kTeamSamples = 32768;
+
+/// Blocks: body(begin, end, index) for the contiguous block of each part; below `fewest` items they are one block.
 template <class Body>
-void ParallelBlocks(std::size_t count, const Body& body)
+void ParallelBlocks(std::size_t count, const Body& body, std::size_t fewest = 0)
 {
     if (count == 0)
         return;
+    if (count < fewest)
+        return body(std::size_t{0}, count, 0);
     ParallelTeam(GetNumThreads(),
                  [&](int index, int size)
                  {
