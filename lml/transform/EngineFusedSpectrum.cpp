@@ -16,6 +16,7 @@
 #include "simd/WidePhase.h"
 #include "transform/EngineTable.h"
 #include "transform/wide/WideFft.h"
+#include "transform/wide/WideTables.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -68,6 +69,16 @@ std::unique_ptr<Complex[], FreeMemory> ShiftTurns(std::int32_t n, double pitch, 
     return turns;
 }
 
+/// A range of an axis of n indices, grown to whole strips: a strip does all of its columns anyway, and moves them many
+/// times as fast where it has not to look at each.
+WideRange WholeStrips(const WideRange& range, std::size_t n)
+{
+    const std::size_t begin = range.begin / kWideStrip * kWideStrip;
+    const std::size_t end = std::min((range.end + kWideStrip - 1) / kWideStrip * kWideStrip, n);
+    const bool meet = range.begin > range.end && end >= begin;
+    return meet ? WideRange{0, n} : WideRange{begin, end};
+}
+
 bool IsLength(std::int32_t n)
 {
     return n > 1 && IsPowerOfTwo(n);
@@ -116,11 +127,12 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
     const WideRange ownRows{y0, y0 + static_cast<std::size_t>(ny)};
 
     const std::size_t rows = static_cast<std::size_t>(ny);
+    const WideRange visited = WholeStrips(columns, width); // of these the band's are read in the end
     const WideRows forward = {.source = {.samples = from.GetDataPointer(),
                                          .stride = static_cast<std::size_t>(nx),
                                          .origin = x0,
                                          .range = ownColumns},
-                              .target = {.samples = spectrum, .stride = width, .range = columns},
+                              .target = {.samples = spectrum, .stride = width, .range = visited},
                               .rows = rows,
                               .n = width,
                               .sign = -1};
@@ -128,7 +140,7 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
         .strips = {.source = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
                    .target = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
                    .columns = width,
-                   .which = columns,
+                   .which = visited,
                    .n = height},
         .factor = EvenFactor,
         .context = &factors,
