@@ -11,9 +11,6 @@
 #include "field/FieldTools.h"
 #include "transform/CentredFft.h"
 #include "transform/SpectrumFactors.h"
-#include "transform/wide/WideTables.h"
-
-#include <algorithm>
 
 namespace LumoraLib::detail
 {
@@ -24,18 +21,6 @@ WideRange OwnRange(std::int32_t n, std::int32_t count)
 {
     const std::size_t first = static_cast<std::size_t>((n - count) / 2);
     return {first, first + static_cast<std::size_t>(count)};
-}
-
-/// The range with its ends at borders of strips: strips done in part take more time than they save, and what they hold
-/// beyond the band is not read behind them.
-WideRange WholeStrips(WideRange range, std::size_t columns)
-{
-    if (range.begin == range.end)
-        return range;
-    const WideRange whole{range.begin / kWideStrip * kWideStrip,
-                          std::min((range.end + kWideStrip - 1) / kWideStrip * kWideStrip, columns)};
-    // A gap that closes, or lies inside one strip, which would be there twice.
-    return range.begin > range.end && whole.begin <= whole.end ? WideRange{0, columns} : whole;
 }
 
 void NoSpectrum(std::size_t bytes)
