@@ -80,24 +80,27 @@ private:
     std::exception_ptr thrown_;
 };
 
+/// Operations in its scope do not ask the handler: work that is no part of what the caller has asked for.
+class Unwatched
+{
+public:
+    Unwatched() noexcept;
+    ~Unwatched();
+    Unwatched(const Unwatched&) = delete;
+    Unwatched& operator=(const Unwatched&) = delete;
+
+private:
+    bool before_;
+};
+
 /// Passes of a team one after the other, each over all of the work: pass(index, size). A watched operation asks the
 /// handler before each of them.
 template <class... Pass>
 void ParallelPasses(int threads, const Pass&... pass)
 {
     Progress progress("LumoraLib", sizeof...(Pass)); // its name shows when nothing stands around it
-    if (progress.IsWatched())
-    {
-        std::int64_t done = 0;
-        ((progress.Step(done++), ParallelTeam(threads, pass)), ...);
-        return;
-    }
-    ParallelTeam(threads,
-                 [&](int index, int size)
-                 {
-                     bool first = true;
-                     ((first ? void() : TeamBarrier(size), first = false, pass(index, size)), ...);
-                 });
+    std::int64_t done = 0;
+    ((progress.Step(done++), ParallelTeam(threads, pass)), ...);
 }
 } // namespace LumoraLib::detail
 

@@ -3,6 +3,7 @@
 #define LML_BAND_H
 
 #include "transform/wide/WideFft.h"
+#include "transform/wide/WideTables.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -15,11 +16,6 @@ struct IndexBox
 {
     std::int32_t i0, i1, j0, j1;
 };
-
-/// The box that the angular spectrum's band limit leaves of an nx by ny spectrum with pitches du, dv (cycles per metre)
-/// at the distance d: the whole grid where the limit does not reach. Kept: the upper ends are exclusive, so the box is
-/// one column and one row short of symmetric about the centre.
-IndexBox AsmBandBox(std::int32_t nx, std::int32_t ny, double du, double dv, double d, double lambda);
 
 /// A centred range [first, last) of an axis of n indices in the transform's order (frequency zero at index 0).
 inline WideRange TransformRange(std::int32_t first, std::int32_t last, std::int32_t n)
@@ -35,6 +31,16 @@ inline WideRange TransformRange(std::int32_t first, std::int32_t last, std::int3
         return static_cast<std::size_t>((i + n - n / 2) % n);
     };
     return {turned(from), turned(to)};
+}
+
+/// A range of an axis of n indices, grown to whole strips: a strip does all of its columns anyway, and moves them many
+/// times as fast where it has not to look at each.
+inline WideRange WholeStrips(const WideRange& range, std::size_t n)
+{
+    const std::size_t begin = range.begin / kWideStrip * kWideStrip;
+    const std::size_t end = std::min((range.end + kWideStrip - 1) / kWideStrip * kWideStrip, n);
+    const bool meet = range.begin > range.end && end >= begin;
+    return meet ? WideRange{0, n} : WideRange{begin, end};
 }
 
 /// What a range leaves out of an axis of n indices.

@@ -2,6 +2,7 @@
 #include "transform/wide/WideFft.h"
 
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "transform/wide/WideKernels.h"
 #include "transform/wide/WideLong.h"
 #include "transform/wide/WideScratch.h"
@@ -49,7 +50,9 @@ void WideReadyRow::Run(std::size_t offset) const noexcept
         .kernels = kernels_,
         .length = length_,
         .line = {.x = x, .y = x, .sign = sign_, .shiftInput = halfShift_, .shiftOutput = halfShift_, .scale = scale_}};
-    ParallelTeam(team_, [&](int index, int size) { WideLongPart(job, index, size, scratch_->As<float>(index)); });
+    for (int sweep = 0; sweep < kWideLongSweeps; ++sweep)
+        ParallelTeam(team_,
+                     [&](int index, int size) { WideLongPart(job, sweep, index, size, scratch_->As<float>(index)); });
 }
 
 void WideFft1d(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads)
@@ -106,16 +109,26 @@ void WideReadyGrid::Run() const noexcept
         lines_->Run(r * nx_);
     if (!stripPass_)
         return;
-    ParallelTeam(team_,
-                 [&](int index, int size)
-                 {
-                     if (rowPass_)
-                     {
-                         rowPass_->Part(index, size);
-                         TeamBarrier(size);
-                     }
-                     stripPass_->Part(index, size);
-                 });
+    if (rowPass_)
+        ParallelTeam(team_, [&](int index, int size) { rowPass_->Part(index, size); });
+    ParallelTeam(team_, [&](int index, int size) { stripPass_->Part(index, size); });
+}
+
+void WideReadyGrid::RunWatched() const
+{
+    if (rowPass_)
+        return ParallelPasses(
+            team_, [this](int index, int size) { rowPass_->Part(index, size); },
+            [this](int index, int size) { stripPass_->Part(index, size); });
+    Progress progress("LumoraLib", static_cast<std::int64_t>(2 * rows_));
+    for (std::size_t r = 0; r < rows_; ++r)
+    {
+        progress.Step(static_cast<std::int64_t>(r));
+        lines_->Run(r * nx_);
+    }
+    progress.Step(static_cast<std::int64_t>(rows_));
+    if (stripPass_)
+        ParallelTeam(team_, [this](int index, int size) { stripPass_->Part(index, size); });
 }
 
 void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale, int threads)
