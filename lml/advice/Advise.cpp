@@ -57,7 +57,8 @@ private:
     const PlanePair& pair_;
     const AdviceOptions& options_;
     int axes_;
-    detail::Probe probe_;
+    detail::Probe probe_;    ///< the light as it is
+    detail::Probe arriving_; ///< along each axis the light that arrives on the other
     detail::Stretch lit_[2], band_[2];
     AxisCase cases_[2];
     Truth truths_[2];        ///< with the rows' own wavelength
@@ -87,10 +88,13 @@ double RoundedPhase(double phase)
 }
 
 Look::Look(const Lumora& source, const PlanePair& pair, const AdviceOptions& options)
-    : pair_(pair), options_(options), axes_(pair.OneRow() ? 1 : 2), probe_(detail::TakeProbe(source))
+    : pair_(pair), options_(options), axes_(pair.OneRow() ? 1 : 2)
 {
     const double k = 1.0 / pair.lambda;
     double side[2] = {0.0, 0.0};
+    const std::size_t n[2] = {static_cast<std::size_t>(pair.source.n[0]), static_cast<std::size_t>(pair.source.n[1])};
+    probe_ = detail::TakeProbe(
+        source, {detail::RandomSigns(n[0], pair.source.p[0], 0), detail::RandomSigns(n[1], pair.source.p[1], 1)});
     for (int a = 0; a < axes_; ++a)
     {
         lit_[a] = detail::LitExtent(probe_.axis[a]);
@@ -110,14 +114,24 @@ Look::Look(const Lumora& source, const PlanePair& pair, const AdviceOptions& opt
         at.distance = pair.distance;
         at.shift = pair.shift[a];
         at.tilt = pair.axisTilt[a];
-        truths_[a] = detail::TrueField(probe_.axis[a], at);
+        if (const Truth plain = detail::TrueField(probe_.axis[a], at); plain.known)
+            arrives_ *= plain.arrives;
+    }
+    detail::RowSet factors[2] = {detail::RandomSigns(n[0], pair.source.p[0], 0),
+                                 detail::RandomSigns(n[1], pair.source.p[1], 1)};
+    for (int a = 0; a < axes_; ++a)
+        factors[a] = detail::TrueFactors(n[a], pair.source.p[a], cases_[a]);
+    arriving_ = detail::TakeProbe(source, factors);
+    for (int a = 0; a < axes_; ++a)
+    {
+        const AxisCase& at = cases_[a];
+        truths_[a] = detail::TrueField(arriving_.axis[a], at);
         if (at.rowLambda != pair.lambda && pair.Parallel())
         {
             AxisCase straight = at;
             straight.rowLambda = pair.lambda;
-            paraxial_[a] = detail::TrueField(probe_.axis[a], straight);
+            paraxial_[a] = detail::TrueField(arriving_.axis[a], straight);
         }
-        arrives_ *= truths_[a].known ? truths_[a].arrives : 1.0;
     }
     MakeFigures();
 }
@@ -168,8 +182,7 @@ void Look::MakeFigures()
         own.pitch = pair_.source.p[a];
         own.shift = 0.0;
         own.tilt = 0.0;
-        const bool same = pair_.SameGrid() && pair_.shift[a] == 0.0 && pair_.Parallel();
-        const Truth straight = same ? truths_[a] : detail::TrueField(probe_.axis[a], own);
+        const Truth straight = detail::TrueField(probe_.axis[a], own);
         stays *= straight.known ? straight.arrives : 1.0;
         if (d > 0.0)
         {
@@ -329,7 +342,7 @@ void Look::Predict(AdviceMember& way) const
             at.rowLambda = pair_.lambda;
             truth = &paraxial_[a];
         }
-        error += detail::RelativeError(detail::FollowRows(probe_.axis[a], way.steps, at), *truth, amplitudes);
+        error += detail::RelativeError(detail::FollowRows(arriving_.axis[a], way.steps, at), *truth, amplitudes);
     }
     if (fresnel && !amplitudes)
     {
@@ -404,6 +417,25 @@ std::int32_t Choose(const std::vector<AdviceMember>& ways)
         if (ways[n].fits && (best < 0 || better(ways[n], ways[static_cast<std::size_t>(best)])))
             best = static_cast<std::int32_t>(n);
     return best;
+}
+
+/// Ways of several steps by rising time, up to the first that is slower than a way that surely fits.
+void AddStepWays(Advice& advice, const PlanePair& pair, const Look& look)
+{
+    std::vector<AdviceMember> ways = detail::StepWays(pair, look.FresnelShare());
+    for (AdviceMember& way : ways)
+        way.seconds = detail::CostOf(pair, way).seconds;
+    std::stable_sort(ways.begin(), ways.end(),
+                     [](const AdviceMember& a, const AdviceMember& b) { return a.seconds < b.seconds; });
+    for (AdviceMember& way : ways)
+    {
+        const std::int32_t best = Choose(advice.ways);
+        const AdviceMember* const taken = best < 0 ? nullptr : &advice.ways[static_cast<std::size_t>(best)];
+        if (taken != nullptr && !taken->borderline && way.seconds >= taken->seconds)
+            return;
+        look.Predict(way);
+        advice.ways.push_back(std::move(way));
+    }
 }
 
 std::string Sequence(const AdviceMember& way)
@@ -506,11 +538,7 @@ Advice Advise(const Lumora& source, const AdviceGeometry& destination, const Adv
             way.reasons = {"The destination stands with its back or its edge to the light."};
         }
     if (options.steps && possible)
-        for (AdviceMember& way : detail::StepWays(pair, look.FresnelShare()))
-        {
-            look.Predict(way);
-            advice.ways.push_back(std::move(way));
-        }
+        AddStepWays(advice, pair, look);
     advice.taken = Choose(advice.ways);
     AddRemedies(advice, pair, look);
     return advice;

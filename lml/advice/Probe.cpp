@@ -1,6 +1,7 @@
-// Representative rows of a field: sums of its rows and columns with pseudo-random signs, and where their light lies.
+// Representative rows of a field: sums of its rows and columns, and where their light lies.
 #include "advice/Probe.h"
 
+#include "base/Constants.h"
 #include "base/Parallel.h"
 #include "field/FieldTools.h"
 #include "transform/wide/WideFft.h"
@@ -12,7 +13,7 @@ namespace LumoraLib::detail
 {
 namespace
 {
-/// Bits of a counter, mixed: bit k is the sign of index i in sum k.
+/// Bits of a counter, mixed.
 std::uint64_t Mixed(std::uint64_t i)
 {
     // Odd constants of a known mixing function (splitmix64): every output bit depends on every input bit.
@@ -22,79 +23,106 @@ std::uint64_t Mixed(std::uint64_t i)
     return i ^ (i >> 31);
 }
 
-float Sign(std::int32_t index, int row, int axis)
-{
-    return (Mixed(static_cast<std::uint64_t>(index) * 2u + static_cast<std::uint64_t>(axis)) >> row & 1u) != 0 ? 1.0f
-                                                                                                               : -1.0f;
-}
-
-RowSet Empty(std::int32_t n, double pitch)
+RowSet Empty(std::size_t n, double pitch)
 {
     RowSet set;
     set.pitch = pitch;
-    set.rows.assign(Probe::kRows, std::vector<Complex>(static_cast<std::size_t>(n), Complex(0.0, 0.0)));
+    set.rows.assign(Probe::kRows, std::vector<Complex>(n, Complex(0.0, 0.0)));
     return set;
 }
 
-RowSet Diffuse(std::int32_t n, double pitch, int axis)
+RowSet Noise(std::int32_t n, double pitch, int axis)
 {
-    RowSet set = Empty(n, pitch);
+    RowSet set = Empty(static_cast<std::size_t>(n), pitch);
     for (int k = 0; k < Probe::kRows; ++k)
         for (std::int32_t i = 0; i < n; ++i)
         {
-            const std::uint64_t bits = Mixed(Mixed(static_cast<std::uint64_t>(i)) + static_cast<std::uint64_t>(2 * k + axis));
-            const double phase = static_cast<double>(bits >> 11) * 0x1p-53 * 6.283185307179586;
+            const std::uint64_t bits =
+                Mixed(Mixed(static_cast<std::uint64_t>(i)) + static_cast<std::uint64_t>(2 * k + axis));
+            const double phase = static_cast<double>(bits >> 11) * 0x1p-53 * kTwoPi;
             set.rows[static_cast<std::size_t>(k)][static_cast<std::size_t>(i)] =
                 Complex(std::cos(phase), std::sin(phase));
         }
     return set;
 }
 
-/// Columns [begin, end) of the sums over the rows, in the order of the rows.
-void SumRows(const Complex* samples, std::int32_t nx, std::int32_t ny, std::int32_t begin, std::int32_t end, RowSet& to)
+const float* Floats(const Complex* samples)
 {
-    for (std::int32_t j = 0; j < ny; ++j)
+    return reinterpret_cast<const float*>(samples);
+}
+
+/// Columns [begin, end) of the sums over the rows, in the order of the rows.
+void SumRows(const Lumora& field, const RowSet& factors, std::int32_t begin, std::int32_t end, RowSet& to)
+{
+    const std::size_t nx = static_cast<std::size_t>(field.GetNx());
+    for (std::int32_t j = 0; j < field.GetNy(); ++j)
     {
-        const Complex* const from = samples + static_cast<std::size_t>(j) * static_cast<std::size_t>(nx);
-        for (int k = 0; k < Probe::kRows; ++k)
+        const float* const in = Floats(field.GetDataPointer() + static_cast<std::size_t>(j) * nx);
+        for (std::size_t k = 0; k < to.rows.size(); ++k)
         {
-            const float sign = Sign(j, k, 0);
-            const float* const in = reinterpret_cast<const float*>(from);
-            float* const out = reinterpret_cast<float*>(to.rows[static_cast<std::size_t>(k)].data());
-            for (std::int32_t i = 2 * begin; i < 2 * end; ++i)
-                out[i] += sign * in[i];
+            const Complex& factor = factors.rows[k][static_cast<std::size_t>(j)];
+            const float re = static_cast<float>(factor.GetReal());
+            const float im = static_cast<float>(factor.GetImag());
+            float* const out = reinterpret_cast<float*>(to.rows[k].data());
+            for (std::int32_t i = 2 * begin; i < 2 * end; i += 2)
+            {
+                const float a = in[i];
+                const float b = in[i + 1];
+                out[i] += re * a - im * b;
+                out[i + 1] += re * b + im * a;
+            }
         }
     }
 }
 
-/// Row j of the sums over the columns.
-void SumColumns(const Complex* samples, std::int32_t nx, std::int32_t j, const std::vector<float>& signs, RowSet& to)
+/// Sample j of the sums over the columns: running sums of eight columns at a time, which compilers make vectors of.
+void SumColumns(const Lumora& field, std::int32_t j, const RowSet& factors, RowSet& to)
 {
-    const float* const in =
-        reinterpret_cast<const float*>(samples + static_cast<std::size_t>(j) * static_cast<std::size_t>(nx));
-    constexpr std::int32_t kLanes = 16; // a fixed order of partial sums that compilers make vectors of
-    for (int k = 0; k < Probe::kRows; ++k)
+    constexpr std::size_t kLanes = 8;
+    const std::size_t nx = static_cast<std::size_t>(field.GetNx());
+    const float* const in = Floats(field.GetDataPointer() + static_cast<std::size_t>(j) * nx);
+    for (std::size_t k = 0; k < to.rows.size(); ++k)
     {
-        const float* const sign = signs.data() + static_cast<std::size_t>(k) * 2 * static_cast<std::size_t>(nx);
-        float sums[kLanes] = {};
-        std::int32_t i = 0;
-        for (; i + kLanes <= 2 * nx; i += kLanes)
-            for (std::int32_t l = 0; l < kLanes; ++l)
-                sums[l] += sign[i + l] * in[i + l];
-        double re = 0.0;
-        double im = 0.0;
-        for (std::int32_t l = 0; l < kLanes; l += 2)
+        const float* const factor = Floats(factors.rows[k].data());
+        float re[kLanes] = {};
+        float im[kLanes] = {};
+        std::size_t i = 0;
+        for (; i + kLanes <= nx; i += kLanes)
+            for (std::size_t l = 0; l < kLanes; ++l)
+            {
+                const std::size_t n = 2 * (i + l);
+                re[l] += factor[n] * in[n] - factor[n + 1] * in[n + 1];
+                im[l] += factor[n] * in[n + 1] + factor[n + 1] * in[n];
+            }
+        double sumRe = 0.0;
+        double sumIm = 0.0;
+        for (std::size_t l = 0; l < kLanes; ++l)
         {
-            re += sums[l];
-            im += sums[l + 1];
+            sumRe += re[l];
+            sumIm += im[l];
         }
-        for (; i < 2 * nx; i += 2)
+        for (; i < nx; ++i)
         {
-            re += sign[i] * in[i];
-            im += sign[i + 1] * in[i + 1];
+            const std::size_t n = 2 * i;
+            sumRe += factor[n] * in[n] - factor[n + 1] * in[n + 1];
+            sumIm += factor[n] * in[n + 1] + factor[n + 1] * in[n];
         }
-        to.rows[static_cast<std::size_t>(k)][static_cast<std::size_t>(j)] = Complex(re, im);
+        to.rows[k][static_cast<std::size_t>(j)] = Complex(sumRe, sumIm);
     }
+}
+
+/// Rows about 1 high: energies of very dark and very bright fields stay in the range of float.
+void Normalise(RowSet& set)
+{
+    float peak = 0.0f;
+    for (const std::vector<Complex>& row : set.rows)
+        for (const Complex& a : row)
+            peak = std::max({peak, std::abs(static_cast<float>(a.GetReal())), std::abs(static_cast<float>(a.GetImag()))});
+    if (!(peak > 0.0f))
+        return;
+    for (std::vector<Complex>& row : set.rows)
+        for (Complex& a : row)
+            a = Complex(a.GetReal() / static_cast<double>(peak), a.GetImag() / static_cast<double>(peak));
 }
 
 /// The cut of `share` of the energy, half of it at each end: first and last index that stay.
@@ -125,37 +153,39 @@ double RowSet::Energy(std::size_t begin, std::size_t end) const
     return sum;
 }
 
-Probe TakeProbe(const Lumora& field)
+RowSet RandomSigns(std::size_t n, double pitch, int axis)
+{
+    RowSet set = Empty(n, pitch);
+    for (std::size_t i = 0; i < n; ++i)
+    {
+        const std::uint64_t bits = Mixed(2 * i + static_cast<std::size_t>(axis));
+        for (int k = 0; k < Probe::kRows; ++k)
+            set.rows[static_cast<std::size_t>(k)][i] = Complex((bits >> k & 1u) != 0 ? 1.0 : -1.0, 0.0);
+    }
+    return set;
+}
+
+Probe TakeProbe(const Lumora& field, const RowSet (&along)[2])
 {
     const std::int32_t nx = field.GetNx();
     const std::int32_t ny = field.GetNy();
-    Probe probe;
     if (field.GetDataPointer() == nullptr)
-    {
-        probe.axis[0] = Diffuse(nx, field.GetPx(), 0);
-        probe.axis[1] = Diffuse(ny, field.GetPy(), 1);
-        return probe;
-    }
+        return {{Noise(nx, field.GetPx(), 0), Noise(ny, field.GetPy(), 1)}};
     if (field.IsPolarForm())
     {
         Lumora cartesian(field);
         MakeCartesian(cartesian);
-        return TakeProbe(cartesian);
+        return TakeProbe(cartesian, along);
     }
-    probe.axis[0] = Empty(nx, field.GetPx());
-    probe.axis[1] = Empty(ny, field.GetPy());
-    const Complex* const samples = field.GetDataPointer();
-    constexpr std::int32_t kBlock = 256; // columns; eight sums of a block stay in the first cache
+    Probe probe{{Empty(static_cast<std::size_t>(nx), field.GetPx()), Empty(static_cast<std::size_t>(ny), field.GetPy())}};
+    constexpr std::int32_t kBlock = 256; // columns, whose sums stay in the first cache
     ParallelRows(0, (nx + kBlock - 1) / kBlock,
                  [&](std::int32_t block) {
-                     SumRows(samples, nx, ny, block * kBlock, std::min(nx, (block + 1) * kBlock), probe.axis[0]);
+                     SumRows(field, along[1], block * kBlock, std::min(nx, (block + 1) * kBlock), probe.axis[0]);
                  });
-    std::vector<float> signs(static_cast<std::size_t>(Probe::kRows) * 2 * static_cast<std::size_t>(nx));
-    for (int k = 0; k < Probe::kRows; ++k)
-        for (std::int32_t i = 0; i < 2 * nx; ++i)
-            signs[static_cast<std::size_t>(k) * 2 * static_cast<std::size_t>(nx) + static_cast<std::size_t>(i)] =
-                Sign(i / 2, k, 1);
-    ParallelRows(0, ny, [&](std::int32_t j) { SumColumns(samples, nx, j, signs, probe.axis[1]); });
+    ParallelRows(0, ny, [&](std::int32_t j) { SumColumns(field, j, along[0], probe.axis[1]); });
+    Normalise(probe.axis[0]);
+    Normalise(probe.axis[1]);
     return probe;
 }
 

@@ -22,17 +22,22 @@ struct RowSet
     double Energy() const { return Energy(0, Length()); }
 };
 
-/// Sums over the rows and over the columns of a field with pseudo-random signs: in the mean over the signs, the energy
-/// of such a sum, in place and in frequency, is that of the field along the axis, and so is the energy of everything
-/// that is linear along it. The signs are the same on every machine and for every thread count.
+/// Rows in place of a field: sums over its rows for the axis along x and over its columns for that along y, each sum
+/// with other factors.
 struct Probe
 {
-    static constexpr int kRows = 8;
-    RowSet axis[2]; ///< along x and along y
+    static constexpr int kRows = 6;
+    RowSet axis[2];
 };
 
-/// Cost: one sweep over the samples for each axis. A field without samples stands for diffuse light on all of its grid.
-Probe TakeProbe(const Lumora& field);
+/// Pseudo-random signs, the same on every machine: in the mean over them, the energy of a sum with such factors, in
+/// place and in frequency, is that of the field along the axis.
+RowSet RandomSigns(std::size_t n, double pitch, int axis);
+
+/// The sums with `along[a]` as factors of the samples of axis a. A field without samples stands for diffuse light on
+/// all of its grid, of which any sum is noise.
+/// Cost: one sweep over the samples for each axis. The same rows for every thread count.
+Probe TakeProbe(const Lumora& field, const RowSet (&along)[2]);
 
 /// A stretch of an axis, low and high end.
 struct Stretch

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <optional>
 
 namespace LumoraLib::detail
 {
@@ -178,7 +179,7 @@ void ToPlane(Row& row, const std::vector<ComplexDouble>& factors)
         row[i] = Times(row[i], factors[i]);
 }
 
-std::vector<ComplexDouble> TrueFactors(const Padding& padding, double pitch, const AxisCase& at)
+std::vector<ComplexDouble> WayFactors(const Padding& padding, double pitch, const AxisCase& at)
 {
     std::vector<ComplexDouble> factors(padding.length);
     const double du = 1.0 / (static_cast<double>(padding.length) * pitch);
@@ -256,24 +257,84 @@ RowSet OnTilted(const RowSet& spectra, std::size_t length, double pitch, const A
 }
 } // namespace
 
-Truth TrueField(const RowSet& source, const AxisCase& at)
+namespace
 {
-    Truth truth;
+Padding PaddingFor(std::size_t n, double pitch, const AxisCase& at)
+{
     const double halfWidth = 0.5 * static_cast<double>(at.n) * at.pitch;
     // A tilted destination is seen from frequencies up to the sampling's, along its own depth.
-    const double steep = std::min(0.5 / source.pitch, 0.95 / at.rowLambda) * at.rowLambda;
+    const double steep = std::min(0.5 / pitch, 0.95 / at.rowLambda) * at.rowLambda;
     const double depth = halfWidth * std::abs(std::sin(at.tilt));
     const double reach = halfWidth * std::cos(at.tilt) + depth * steep / std::sqrt(1.0 - steep * steep);
     AxisCase from = at;
     from.distance = std::max(std::abs(at.distance), depth);
-    const Padding padding = PaddingOf(source.Length(), source.pitch, reach, from);
+    return PaddingOf(n, pitch, reach, from);
+}
+
+/// Every how manieth sample of a destination is looked at.
+std::size_t StrideOf(const AxisCase& at)
+{
+    return at.tilt == 0.0 ? 1 : std::max<std::size_t>(1, at.n / kTiltedPoints);
+}
+} // namespace
+
+RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at)
+{
+    const Padding padding = PaddingFor(n, pitch, at);
+    if (padding.length == 0)
+        return RandomSigns(n, pitch, at.axis);
+    const std::size_t length = padding.length;
+    const std::vector<ComplexDouble> factors = WayFactors(padding, pitch, at);
+    const double du = 1.0 / (static_cast<double>(length) * pitch);
+    const RowSet signs = RandomSigns(at.n, at.pitch, at.axis);
+    RowSet weights;
+    weights.pitch = pitch;
+    const std::size_t stride = StrideOf(at);
+    std::optional<Chirp> chirp;
+    if (at.tilt == 0.0)
+        chirp.emplace(at.n, length, du * at.pitch, 0.0);
+    else
+        weights.rows.assign(signs.rows.size(), Row(length, Complex(0.0, 0.0)));
+    // Wave by wave for the points of a tilted destination, in the same way as OnTilted().
+    for (std::size_t i = 0; at.tilt != 0.0 && i < length; ++i)
+    {
+        if (factors[i].Intensity() == 0.0)
+            continue;
+        const double u = Index(i, length) * du;
+        double decay = 0.0;
+        const double rise = u * std::cos(at.tilt) + AlongZ(u, at.rowLambda, decay) * std::sin(at.tilt);
+        for (std::size_t j = stride / 2; j < at.n; j += stride)
+        {
+            const ComplexDouble unit = UnitOf(kTwoPi * Index(j, at.n) * at.pitch * rise);
+            for (std::size_t k = 0; k < signs.rows.size(); ++k)
+                weights.rows[k][i] += Times(signs.rows[k][j], unit);
+        }
+    }
+    for (std::size_t k = 0; k < signs.rows.size(); ++k)
+    {
+        if (chirp)
+            weights.rows.push_back(chirp->Run(signs.rows[k]));
+        Row& row = weights.rows[k];
+        for (std::size_t i = 0; i < length; ++i)
+            row[i] = Times(row[i], factors[i]);
+        Transform(row, -1, 1.0 / std::sqrt(static_cast<double>(length)));
+        row = Fitted(row, n);
+    }
+    return weights;
+}
+
+Truth TrueField(const RowSet& source, const AxisCase& at)
+{
+    Truth truth;
+    const double halfWidth = 0.5 * static_cast<double>(at.n) * at.pitch;
+    const Padding padding = PaddingFor(source.Length(), source.pitch, at);
     if (padding.length == 0)
         return truth;
-    const std::vector<ComplexDouble> factors = TrueFactors(padding, source.pitch, at);
+    const std::vector<ComplexDouble> factors = WayFactors(padding, source.pitch, at);
     RowSet spectra = source;
     for (Row& row : spectra.rows)
         ToPlane(row, factors);
-    truth.stride = at.tilt == 0.0 ? 1 : std::max<std::size_t>(1, at.n / kTiltedPoints);
+    truth.stride = StrideOf(at);
     truth.there = at.tilt == 0.0 ? OnParallel(spectra, padding.length, source.pitch, at)
                                  : OnTilted(spectra, padding.length, source.pitch, at, truth.stride);
     // What arrives, and its band, on the padded grid: the destination may sample too coarsely to tell.

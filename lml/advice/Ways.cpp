@@ -11,8 +11,11 @@ namespace LumoraLib::detail
 {
 namespace
 {
-// Samples of the largest grid that a plan asks for: 2 GiB of field.
-constexpr double kLargestGrid = 268435456.0;
+// Samples of the largest grid that a plan asks for: 64 times the larger of the two fields, and 2 GiB of samples.
+double LargestGrid(const PlanePair& pair)
+{
+    return std::min(268435456.0, 64.0 * std::max(pair.source.Samples(), pair.destination.Samples()));
+}
 // Centres that stand over each other to this part of a sample are taken as unshifted, and pitches that differ by no
 // more over the whole grid as the pitch of the Fresnel transform.
 constexpr double kSamePlace = 1e-3;
@@ -173,7 +176,7 @@ void AddTilted(const PlanePair& pair, std::vector<AdviceMember>& ways)
             else if (!there)
                 plan.Shifted(pair.distance, pair.shift, 1);
             plan.Rotate(working).Extract(behind);
-            if (plan.Largest() <= kLargestGrid)
+            if (plan.Largest() <= LargestGrid(pair))
                 ways.push_back(plan.Done());
         }
 }
@@ -187,7 +190,7 @@ void AddEmbedded(const PlanePair& pair, std::vector<AdviceMember>& ways)
                                           pair.destination.Width(a) + 2.0 * std::abs(pair.shift[a])));
     const double shiftX = pair.Unshifted() ? 0.0 : pair.shift[0];
     const double shiftY = pair.Unshifted() ? 0.0 : pair.shift[1];
-    for (int m = least; m <= least + 3; ++m)
+    for (int m = std::max(least, pair.SameGrid() && pair.Unshifted() ? 2 : 0); m <= least + 3; ++m)
     {
         Plan plan(pair);
         plan.Embed(m);
@@ -197,7 +200,7 @@ void AddEmbedded(const PlanePair& pair, std::vector<AdviceMember>& ways)
             plan.Extract(m);
         else
             plan.Onto(pair.destination, shiftX, shiftY);
-        if (plan.Largest() <= kLargestGrid)
+        if (plan.Largest() <= LargestGrid(pair))
             ways.push_back(plan.Done());
     }
 }
@@ -208,7 +211,7 @@ void AddShifted(const PlanePair& pair, std::vector<AdviceMember>& ways)
     int least = 0;
     for (int a = 0; a < (pair.OneRow() ? 1 : 2); ++a)
         least = std::max(least, Doublings(pair.source.Width(a), pair.destination.Width(a)));
-    for (int precision = 1; precision <= 3; ++precision)
+    for (int precision = pair.SameGrid() && pair.distance > 0.0 ? 2 : 1; precision <= 3; ++precision)
     {
         Plan plan(pair);
         if (pair.distance < 0.0)
@@ -217,7 +220,7 @@ void AddShifted(const PlanePair& pair, std::vector<AdviceMember>& ways)
         plan.Onto(pair.destination, 0.0, 0.0);
         if (pair.distance < 0.0)
             plan.Conjugate();
-        if (plan.Largest() <= kLargestGrid)
+        if (plan.Largest() <= LargestGrid(pair))
             ways.push_back(plan.Done());
     }
 }
@@ -239,7 +242,7 @@ void AddFresnel(const PlanePair& pair, double fresnelShare, std::vector<AdviceMe
         plan.Onto(fine, 0.0, 0.0).Fresnel(std::abs(pair.distance), pair.shift, pair.destination);
         if (pair.distance < 0.0)
             plan.Conjugate();
-        if (plan.Largest() <= kLargestGrid)
+        if (plan.Largest() <= LargestGrid(pair))
             ways.push_back(plan.Done());
     }
     if (fresnelShare < 1.0 && fresnelShare > 1e-6 && pair.distance > 0.0)
@@ -247,7 +250,7 @@ void AddFresnel(const PlanePair& pair, double fresnelShare, std::vector<AdviceMe
         const double rest = pair.distance * fresnelShare;
         Plan plan(pair);
         plan.Forward(ADVISE_EXACT_ASM_PROP, pair.distance - rest).Fresnel(rest, pair.shift, pair.destination);
-        if (plan.Largest() <= kLargestGrid)
+        if (plan.Largest() <= LargestGrid(pair))
             ways.push_back(plan.Done());
     }
 }
