@@ -38,18 +38,14 @@ LML_RECT Middle(Lumora& field, double width)
     return field.Window();
 }
 
-/// The light's amplitude in the middle of the field, averaged over speckles; the mean of its lit half is light grey.
-void SaveView(Lumora field, double width, int average, const std::string& path)
+/// The light's amplitude in the middle of the field, averaged over speckles.
+void SaveView(Lumora& field, double width, const std::string& path)
 {
-    field.ConvToIntensity();
-    if (average > 0)
-        field.ReduceByAverage(average);
     Middle(field, width);
-    const double mean = field.GetAbsoluteAverage();
-    for (std::size_t n = 0; n < field.N(); ++n)
-        field[n] = Complex(std::sqrt(field[n].GetReal()), 0.0);
-    SaveWhole(path.c_str(), [&](const char* name)
-              { field.WinSaveAsBmp(name, ModeAmplitude, GradationGrey, 0, 3.5 * std::sqrt(mean), 0.0); });
+    PictureStyle style = example::Look(PICTURE_AMPLITUDE, COLOURS_GREY);
+    style.window = true;
+    style.clip = 99.5;
+    SavePicture(path, field, style);
 }
 
 /// A pinhole in the Fourier plane: what lies beyond `share` of the band on either axis is cut off.
@@ -172,13 +168,14 @@ int main(int argc, char** argv)
         std::printf("| %s, one by one | %.0f (from %lld points), %.0f times as long |\n", member.name, all,
                     static_cast<long long>(share), all / seconds);
     }
-    example::SavePicture(hologram, out + "/cloud_phase.bmp", ModePhase, GradationRainbow);
+    Lumora detail(hologram);
+    Middle(detail, 128.0 * pitch);
+    PictureStyle phase = example::Look(PICTURE_PHASE);
+    phase.window = true;
+    SavePicture(out + "/cloud_phase.png", detail, phase);
 
     // Carried back by a depth, the light of the points there runs together again.
-    int average = 0; // halvings that leave about 512 samples across the picture
     const double view = std::min(1.15 * width, 0.98 * hologram.GetWidth());
-    while ((view / pitch) / (1 << average) > 720.0)
-        ++average;
     std::vector<CloudPoint> byDepth(points);
     std::sort(byDepth.begin(), byDepth.end(), [](const CloudPoint& a, const CloudPoint& b) { return a.z > b.z; });
     // The points around the depths that a twentieth, a half and nineteen twentieths of all stand before.
@@ -208,8 +205,8 @@ int main(int argc, char** argv)
                     depth.found[picture] += image.GetIntensity(i, j);
             }
         }
-        const std::string path = out + "/cloud_" + depths[picture].name + ".bmp";
-        SaveView(image, view, average, path);
+        const std::string path = out + "/cloud_" + depths[picture].name + ".png";
+        SaveView(image, view, path);
         std::printf("| %s | %.2f |", path.c_str(), -1e3 * z);
         for (const auto& depth : depths)
             std::printf(" %.2f |", depth.found[picture] / depth.found[0]);
@@ -267,7 +264,7 @@ int main(int argc, char** argv)
         const double snr = shown.GetSnr(wanted, scale);
         std::printf("| %s | %.1f | %.3f |\n", device.name, Decibel(snr),
                     wanted.GetSquareSum() * scale.Intensity() / whole);
-        SaveView(shown, view, average, out + "/cloud_device_" + device.file + ".bmp");
+        SaveView(shown, view, out + "/cloud_device_" + device.file + ".png");
         if (first == 0.0)
             first = snr;
         else
