@@ -205,14 +205,14 @@ inline void PlaceSlide(LumoraLib::Lumora& field, const std::string& picture, dou
     field.SetWindowMax();
 }
 
-/// The look of pictures that stand side by side: half a thousand pixels, a bar that tells the size.
+/// The look of pictures that stand side by side: some 500 pixels, a bar that tells the size.
 inline LumoraLib::PictureStyle Look(LumoraLib::PictureQuantity quantity = LumoraLib::PICTURE_AMPLITUDE,
                                     LumoraLib::PictureColours colours = LumoraLib::COLOURS_AUTOMATIC)
 {
     LumoraLib::PictureStyle style;
     style.quantity = quantity;
     style.colours = colours;
-    style.maxSize = 512;
+    style.maxSize = 640;
     style.minSize = 512;
     style.scaleBar = true;
     style.textSize = 1.7;

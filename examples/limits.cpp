@@ -181,11 +181,9 @@ void Save(const Answer& answer, const Case& c, double difference, const std::str
 {
     PictureStyle style = example::LookAlone("right");
     style.textSize = 1.4;
-    style.gamma = 1.5;
     style.colourBar = false;
-    const PictureRange range = GetPictureRange(answer.first, style);
-    style.low = range.low;
-    style.high = range.high;
+    const double top = GetPictureRange(answer.first, style).high;
+    style.high = std::fmin(1.3 * top, std::fmax(top, GetPictureRange(answer.second, style).high));
     const PictureImage right = RenderPicture(answer.first, style);
     char title[80];
     std::snprintf(title, sizeof title, "wrong: %s, %.0f %% off", c.name, 100.0 * difference);

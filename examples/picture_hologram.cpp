@@ -71,14 +71,13 @@ int main(int argc, char** argv)
     char where[80];
     std::snprintf(where, sizeof where, "at %g m, \xCE\xBB = %g nm", distance, wavelength * 1e9);
     PictureStyle decibel = example::LookAlone(std::string("Hologram ") + where, PICTURE_DECIBEL);
-    decibel.maxSize = 1024;
-    decibel.textSize = 1.0;
+    decibel.maxSize = 768;
     SavePicture(out + "/hologram.png", hologram, decibel);
     PictureStyle amplitude = example::Look();
     amplitude.gamma = 2.0;
     SavePicture(out + "/hologram_amplitude.png", hologram, amplitude);
     Lumora detail(hologram);
-    const double part = 0.06 * std::fmin(hologram.GetWidth(), hologram.GetHeight());
+    const double part = 0.0625 * std::fmin(hologram.GetWidth(), hologram.GetHeight());
     detail.SetWindow(-part, part, -part, part);
     PictureStyle complex = example::Look(PICTURE_COMPLEX);
     complex.window = true;

@@ -70,7 +70,7 @@ Vector Centroid(const Lumora& field)
 void SaveMiddle(const Lumora& field, const std::string& path)
 {
     Lumora shown(field);
-    const double half = 0.35 * field.GetWidth();
+    const double half = 0.3125 * field.GetWidth();
     shown.SetWindow(-half, half, -half, half);
     PictureStyle style = example::Look();
     style.window = true;
@@ -154,7 +154,9 @@ int main(int argc, char** argv)
             mosaic.Add(tile);
             progress.Report(static_cast<long>(row) * tiles + column + 1);
         }
-    SavePicture(out + "/shifted_mosaic.png", mosaic, example::Look(PICTURE_DECIBEL));
+    PictureStyle wide = example::Look(PICTURE_DECIBEL);
+    wide.decibels = 90.0;
+    SavePicture(out + "/shifted_mosaic.png", mosaic, wide);
     Lumora atOnce(mosaic);
     atOnce.ShiftedAsmPropEx(source);
     const Complex* const mine = mosaic.GetDataPointer();
