@@ -265,23 +265,29 @@ int main(int argc, char** argv)
          {
              f.EncodeErrorDiffusion(256, reference);
          }},
-        // The amplitudes of the middle depth are wanted, any phases will do.
-        {"RetrievePhase, weighted", "retrieved",
+        // Weighted Gerchberg-Saxton from there on: the amplitudes of the middle depth are wanted, any phases will do,
+        // and so will any light that the pinhole stops, which goes back to the device as it came.
+        {"RetrievePhase from a double phase", "retrieved",
          [&](Lumora& f)
          {
+             Lumora stopped;
              PhaseRetrieval retrieval;
              retrieval.iterations = iterations;
              retrieval.weighted = true;
+             retrieval.feedback = 0.1; // speckles have dark points, which more would chase at the cost of light
              retrieval.forward = [&](Lumora& light)
              {
+                 stopped = light;
                  Pinhole(light, share);
+                 stopped -= light;
                  light.AsmProp(middle);
              };
              retrieval.back = [&](Lumora& light)
              {
                  light.AsmProp(-middle);
+                 light += stopped;
              };
-             f.SetConstAmplitude(1.0).RetrievePhase(wanted, retrieval).HardClipPhase(256);
+             f.EncodeDoublePhase(0.7 * reference).RetrievePhase(wanted, retrieval).HardClipPhase(256);
          }},
     };
     const LML_RECT window = Middle(wanted, width);
