@@ -185,6 +185,51 @@ void Pair(const std::string& operation, int n, int threads, const Run& ours, con
         add(who, rival);
 }
 
+/// Planes of an autofocus: a stack beside the same planes by single calls on copies.
+struct Planes
+{
+    std::vector<double> distances;
+    Lumora source, copy;
+    explicit Planes(int n) : source(n, n, 4e-6), copy(n, n, 4e-6)
+    {
+        for (int k = 0; k < 32; ++k)
+            distances.push_back(0.01 + 0.0005 * k);
+        Fill(source);
+    }
+    template <class Each>
+    void Stack(StackPropagator propagator, const Each& each)
+    {
+        source.PropagateStack(
+            distances.data(), distances.size(),
+            [&](const Lumora& plane, std::size_t k) { return each(plane, k), true; }, propagator);
+    }
+    void Single(StackPropagator propagator)
+    {
+        for (const double d : distances)
+        {
+            copy.CopyData(source);
+            propagator == STACK_ASM ? copy.AsmProp(d) : copy.ExactAsmProp(d);
+        }
+    }
+};
+
+void AddStack(const std::string& operation, int n, int threads, StackPropagator propagator)
+{
+    const double samples = 32.0 * n * n;
+    const auto planes = std::make_shared<std::unique_ptr<Planes>>();
+    const auto ready = [=]() -> Planes&
+    {
+        if (!*planes)
+            *planes = std::make_unique<Planes>(n);
+        return **planes;
+    };
+    Add(operation, "ours", n, threads, samples, [=] { ready().Stack(propagator, [](const Lumora&, std::size_t) {}); });
+    Add(operation, "single calls", n, threads, samples, [=] { ready().Single(propagator); });
+    if (propagator == STACK_ASM)
+        Add("MeasureStack of 32, gradient", "ours", n, threads, samples,
+            [=] { ready().source.MeasureStack(ready().distances.data(), 32, FOCUS_GRADIENT); });
+}
+
 void Check()
 {
     Lumora a(256, 256, 4e-6);
@@ -200,6 +245,10 @@ void Check()
     PlainExact(b, 1e-3, 1);
     Verify("ExactAsmProp", RelativeL2(a, b),
            2e-2); // the rival's band box is symmetric, ours leaves out one row and column
+    Planes planes(256);
+    planes.Stack(
+        STACK_ASM, [&](const Lumora& plane, std::size_t k)
+        { Verify("PropagateStack", RelativeL2(plane, Lumora(planes.source).AsmProp(planes.distances[k])), 0.0); });
 }
 } // namespace
 
@@ -219,6 +268,9 @@ void AddPropagation(bool quick)
                 [=](Lumora& f) { PlainAsm(f, d, false, threads); });
             if (n > 4096)
                 continue;
+            AddStack("PropagateStack of 32", n, threads, STACK_ASM);
+            if (n <= 2048)
+                AddStack("PropagateStack of 32, exact", n, threads, STACK_EXACT_ASM);
             Pair("AsmProp, FftLib 0", n, threads,
                  [d](Lumora& f)
                  {

@@ -31,4 +31,5 @@ list(TRANSFORM headers APPEND .h)
 set(pages README CONTRIBUTING CHANGELOG SECURITY)
 list(TRANSFORM pages PREPEND ${PROJECT_SOURCE_DIR}/)
 list(TRANSFORM pages APPEND .md)
-doxygen_add_docs(docs ${pages} ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/bench/bounds.md ${PROJECT_SOURCE_DIR}/LICENSE ${headers})
+doxygen_add_docs(docs ${pages} ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/bench/bounds.md ${PROJECT_SOURCE_DIR}/LICENSE ${headers}
+                 ${PROJECT_SOURCE_DIR}/lml/LmlPictures.h)

@@ -3,18 +3,25 @@
 include(CMakePackageConfigHelpers)
 set(LML_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/lml)
 
-# lml_install_library(<target> <header>...): a library of this project with its public headers, exported as lml::<name>.
-function(lml_install_library target)
-  install(TARGETS ${target} EXPORT lmlTargets
+# lml_install(<target> <header>...): a library of this project with its public headers, in the export set <target>Targets.
+function(lml_install target)
+  install(TARGETS ${target} EXPORT ${target}Targets
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
           ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   foreach(header IN LISTS ARGN)
     install(FILES ${PROJECT_SOURCE_DIR}/lml/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lml COMPONENT development)
   endforeach()
+  install(EXPORT ${target}Targets NAMESPACE lml:: DESTINATION ${LML_CMAKE_DIR} COMPONENT development)
 endfunction()
 
-lml_install_library(lml ${LML_PUBLIC_HEADERS})
-install(EXPORT lmlTargets NAMESPACE lml:: DESTINATION ${LML_CMAKE_DIR} COMPONENT development)
+# lml_install_component(<target> <header> <pkg-config name>): a component, with cmake/<pkg-config name>.pc.in.
+function(lml_install_component target header pc)
+  lml_install(${target} ${header})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endfunction()
+
+lml_install(lml ${LML_PUBLIC_HEADERS})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/lmlConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 configure_package_config_file(cmake/lmlConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/lmlConfig.cmake
                               INSTALL_DESTINATION ${LML_CMAKE_DIR})

@@ -6,7 +6,7 @@ if(NOT LML_SANITIZED)
   if(PkgConfig_FOUND)
     add_test(NAME Consumer COMMAND ${CMAKE_COMMAND} -DBUILD=${CMAKE_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}
              -DWORK=${CMAKE_CURRENT_BINARY_DIR}/consumer -DGENERATOR=${CMAKE_GENERATOR} -DCXX=${CMAKE_CXX_COMPILER} "-DFLAGS=${CMAKE_CXX_FLAGS}"
-             "-DLINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}" -P ${CMAKE_CURRENT_SOURCE_DIR}/consumer/run.cmake)
+             "-DLINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}" -DPICTURES=$<TARGET_EXISTS:lml_pictures> -P ${CMAKE_CURRENT_SOURCE_DIR}/consumer/run.cmake)
     set_tests_properties(Consumer PROPERTIES TIMEOUT 300)
   endif()
 
@@ -44,7 +44,7 @@ if(Python3_FOUND AND NOT LML_SANITIZED)
 endif()
 
 # The examples run with small settings; each checks its own result and tells by its exit code.
-if(LML_BUILD_EXAMPLES)
+if(LML_BUILD_EXAMPLES AND TARGET lml_pictures)
   set(example_out ${CMAKE_CURRENT_BINARY_DIR}/examples)
   file(MAKE_DIRECTORY ${example_out})
   function(lml_example name)
@@ -63,7 +63,7 @@ if(LML_BUILD_EXAMPLES)
   lml_example(zoom)
   lml_example(limits)
   add_test(NAME Example.BadPicture COMMAND picture_hologram no-such-picture.bmp)
-  set_tests_properties(Example.BadPicture PROPERTIES PASS_REGULAR_EXPRESSION "ERROR!!.*LoadBmp.*no-such-picture")
+  set_tests_properties(Example.BadPicture PROPERTIES PASS_REGULAR_EXPRESSION "ERROR!!.*LoadPicture.*no-such-picture")
   add_test(NAME Example.BadOption COMMAND picture_hologram --pitch zero)
   set_tests_properties(Example.BadOption PROPERTIES PASS_REGULAR_EXPRESSION "ERROR!!.*not a number: --pitch zero")
 endif()

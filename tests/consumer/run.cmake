@@ -16,6 +16,13 @@ if(NOT readme MATCHES "```cpp\n([^`]*)```")
 endif()
 file(MAKE_DIRECTORY ${WORK}/source)
 file(WRITE ${WORK}/source/main.cpp "${CMAKE_MATCH_1}")
+file(WRITE ${WORK}/source/pictures.cpp "#include <LmlPictures.h>
+int main()
+{
+    LumoraLib::SavePicture(\"slit.png\", LumoraLib::Lumora(64, 64), {});
+    return LumoraLib::ReadPicture(\"slit.png\").width == 256 ? 0 : 1;
+}
+")
 file(COPY ${SOURCE}/tests/consumer/CMakeLists.txt DESTINATION ${WORK}/source)
 file(GLOB_RECURSE pc ${WORK}/prefix/lml.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
@@ -25,10 +32,14 @@ set(settings -G ${GENERATOR} -S ${WORK}/source -DCMAKE_CXX_COMPILER=${CXX} "-DCM
 # An older program of the same major version finds this one; one that asks for more does not.
 foreach(version 2 2.80)
   run(${CMAKE_COMMAND} ${settings} -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_BUILD_TYPE=Release
-      -DLML_VERSION=${version})
+      -DLML_VERSION=${version} -DPICTURES=${PICTURES})
 endforeach()
 run(${CMAKE_COMMAND} --build ${WORK}/build)
-foreach(program by_cmake by_pkgconfig)
+set(programs by_cmake by_pkgconfig)
+if(PICTURES)
+  list(APPEND programs pictures_by_cmake pictures_by_pkgconfig)
+endif()
+foreach(program IN LISTS programs)
   execute_process(COMMAND ${WORK}/build/${program} WORKING_DIRECTORY ${WORK} RESULT_VARIABLE result OUTPUT_VARIABLE output
                   ERROR_VARIABLE output)
   if(NOT result EQUAL 0)
@@ -51,13 +62,19 @@ endif()
 file(GLOB_RECURSE installed RELATIVE ${WORK}/prefix ${WORK}/prefix/*)
 list(FILTER installed EXCLUDE REGEX "^share/doc/lml/(docs|examples)/")
 string(REGEX REPLACE "lib/[^;/]*linux-gnu" "lib" installed "${installed}")
-string(REGEX REPLACE "lmlTargets-[a-z]*" "lmlTargets-config" installed "${installed}")
+string(REGEX REPLACE "Targets-[a-z]*" "Targets-config" installed "${installed}")
 list(SORT installed)
-set(expected include/lml/Fftsg.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
+set(expected include/lml/Fftsg.h include/lml/LmlAdvice.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
     include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
     lib/cmake/lml/lmlTargets-config.cmake lib/cmake/lml/lmlTargets.cmake lib/liblml.so lib/liblml.so.2.81
     lib/liblml.so.2.81.3 lib/pkgconfig/lml.pc share/doc/lml/CHANGELOG.md share/doc/lml/CONTRIBUTING.md share/doc/lml/LICENSE
     share/doc/lml/README.md share/doc/lml/SECURITY.md)
+if(PICTURES)
+  list(APPEND expected include/lml/LmlPictures.h lib/cmake/lml/lml_picturesTargets-config.cmake
+      lib/cmake/lml/lml_picturesTargets.cmake lib/liblmlpictures.so lib/liblmlpictures.so.2.81 lib/liblmlpictures.so.2.81.3
+      lib/pkgconfig/lmlpictures.pc)
+  list(SORT expected)
+endif()
 if(NOT installed STREQUAL "${expected}")
   message(FATAL_ERROR "installed: ${installed}\nexpected: ${expected}")
 endif()
