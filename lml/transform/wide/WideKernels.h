@@ -88,6 +88,7 @@ struct WideStripArgs
     const float* rowFactor = nullptr;  ///< fused only: pairs per spectrum row instead of the callback
     const WideFused* fused = nullptr;  ///< fused only
     bool pairs = false;                ///< fused only: strips are done in mirrored pairs
+    bool halves = false;               ///< fused only: and a unit of work is half a pair
 };
 
 struct WideConvolveArgs
@@ -105,7 +106,7 @@ struct WideKernels
     void (*rows)(const WideRowArgs& args, std::size_t first, std::size_t last, float* scratch);
     /// Strips first..last of the job's column range.
     void (*strips)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);
-    /// The same; with pairs, strip pairs.
+    /// The same; with pairs, strip pairs, or with halves both strips of pair 0, of pair 1, ...
     void (*fused)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);
     void (*convolveRows)(const WideConvolveArgs& args, std::size_t first, std::size_t last, float* scratch);
     /// Exchanges (r, c) and (c, r) of a square of `side` (a multiple of 32) 64-bit items, for the 32-row bands
