@@ -79,7 +79,7 @@ Lumora& Lumora::EncodeDoublePhase(double reference)
     RequireReference(reference, fn);
     RequireSamples(fn);
     const double scale = Scale(*this, reference);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const detail::CartesianSamples cartesian(*this);
     detail::ParallelRows(0, ny_,
                          [&](std::int32_t j)
                          {
@@ -96,7 +96,6 @@ Lumora& Lumora::EncodeDoublePhase(double reference)
                                  row[i] = Complex(unit.re * a - unit.im * s, unit.re * s + unit.im * a);
                              }
                          });
-    detail::RestorePolar(*this, wasPolar);
     return *this;
 }
 
@@ -119,7 +118,7 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
     Pair* next = here + width;
     std::fill_n(here, 2 * width, Pair{0.0, 0.0});
     const double scale = Scale(*this, reference);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const detail::CartesianSamples cartesian(*this);
     detail::Progress progress(fn, ny_);
     for (std::int32_t j = 0; j < ny_; ++j)
     {
@@ -169,7 +168,6 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
         std::fill_n(next, width, Pair{0.0, 0.0});
         progress.Step(j + 1);
     }
-    detail::RestorePolar(*this, wasPolar);
     return *this;
 }
 } // namespace LumoraLib
