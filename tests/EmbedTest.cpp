@@ -28,12 +28,11 @@ TEST(Embed, CentresAndCutsBack)
             EXPECT_EQ(f.Window().right, x0 + t.nx);
             EXPECT_EQ(f.Window().bottom, y0);
             EXPECT_EQ(f.Window().top, y0 + t.ny);
-            for (int j = 0; j < t.grownNy; ++j)
-                for (int i = 0; i < t.grownNx; ++i)
-                {
-                    const bool inside = i >= x0 && i < x0 + t.nx && j >= y0 && j < y0 + t.ny;
-                    EXPECT_TRUE(f.GetPixel(i, j) == (inside ? before.GetPixel(i - x0, j - y0) : Complex()));
-                }
+            for (const auto [i, j] : Grid(t.grownNx, t.grownNy))
+            {
+                const bool inside = i >= x0 && i < x0 + t.nx && j >= y0 && j < y0 + t.ny;
+                EXPECT_TRUE(f.GetPixel(i, j) == (inside ? before.GetPixel(i - x0, j - y0) : Complex()));
+            }
             f.Extract(t.n);
             EXPECT_TRUE(SameBits(f, before));
             EXPECT_EQ(f.Window().right, t.nx);

@@ -70,10 +70,9 @@ TEST(Fft, OracleIsTheDirectSum)
             for (int l = 0; l < 8; ++l)
             {
                 Value sum = 0.0;
-                for (int j = 0; j < 4; ++j)
-                    for (int i = 0; i < 8; ++i)
-                        sum += At(f, i, j) *
-                               std::polar(1.0, sign * 2 * M_PI * ((i - 4) * (l - 4) / 8.0 + (j - 2) * (m - 2) / 4.0));
+                for (const auto [i, j] : Grid(8, 4))
+                    sum += At(f, i, j) *
+                           std::polar(1.0, sign * 2 * M_PI * ((i - 4) * (l - 4) / 8.0 + (j - 2) * (m - 2) / 4.0));
                 EXPECT_LT(std::abs(sum - transform[std::size_t(8 * m + l)]), 1e-13);
             }
     }
@@ -202,9 +201,8 @@ TEST(Fft, QuadrantExchange)
         FillRandom(f);
         const Lumora before(f);
         f.SwitchQuadrant();
-        for (int j = 0; j < ny; ++j)
-            for (int i = 0; i < nx; ++i)
-                EXPECT_TRUE(f.GetPixel((i + nx / 2) % nx, (j + ny / 2) % ny) == before.GetPixel(i, j));
+        for (const auto [i, j] : Grid(nx, ny))
+            EXPECT_TRUE(f.GetPixel((i + nx / 2) % nx, (j + ny / 2) % ny) == before.GetPixel(i, j));
         EXPECT_TRUE(SameBits(f.SwitchQuadrant(), before));
     }
     // Half rows of four bytes: the members are exchanged across rows.

@@ -241,13 +241,12 @@ TEST(LocalSystem, AddAndMultiplyLayGridOnGrid)
                 const int oi = int(std::floor(std::clamp(-8 * 1.0005 + dx, -1e6, 1e6) + 0.5)) + 16;
                 const int oj = int(std::floor(-16 * 0.9995 + dy + 0.5)) + 8;
                 Lumora sum(a), product(a), expectedSum(a), expectedProduct(a);
-                for (int j = 0; j < 32; ++j)
-                    for (int i = 0; i < 16; ++i)
-                        if (i + oi >= 0 && i + oi < 32 && j + oj >= 0 && j + oj < 16)
-                        {
-                            expectedSum.Pixel(i + oi, j + oj) += s.GetPixel(i, j);
-                            expectedProduct.Pixel(i + oi, j + oj) *= s.GetPixel(i, j);
-                        }
+                for (const auto [i, j] : Grid(16, 32))
+                    if (i + oi >= 0 && i + oi < 32 && j + oj >= 0 && j + oj < 16)
+                    {
+                        expectedSum.Pixel(i + oi, j + oj) += s.GetPixel(i, j);
+                        expectedProduct.Pixel(i + oi, j + oj) *= s.GetPixel(i, j);
+                    }
                 EXPECT_TRUE(SameBits(sum.Add(s), expectedSum)) << dx;
                 EXPECT_TRUE(SameBits(product.Multiply(s), expectedProduct)) << dx;
             }

@@ -227,15 +227,14 @@ TEST(Phase, RandomPhaseOnCartesianSamples)
     Lumora unit(start);
     unit.SetRandomPhase();
     int moved = 0;
-    for (int j = 0; j < 16; ++j)
-        for (int i = 0; i < 16; ++i)
-        {
-            EXPECT_NEAR(f.Amplitude(i, j), start.Amplitude(i, j), 2e-7);
-            moved += std::abs(static_cast<double>(f.Phase(i, j)) - start.Phase(i, j)) > 0.01;
-            // Kept: the imaginary part that was there enters the amplitude.
-            const double im = start.GetImag(i, j);
-            EXPECT_NEAR(unit.Amplitude(i, j), std::sqrt(1.0 + im * im), 2e-7);
-        }
+    for (const auto [i, j] : Grid(16, 16))
+    {
+        EXPECT_NEAR(f.Amplitude(i, j), start.Amplitude(i, j), 2e-7);
+        moved += std::abs(static_cast<double>(f.Phase(i, j)) - start.Phase(i, j)) > 0.01;
+        // Kept: the imaginary part that was there enters the amplitude.
+        const double im = start.GetImag(i, j);
+        EXPECT_NEAR(unit.Amplitude(i, j), std::sqrt(1.0 + im * im), 2e-7);
+    }
     EXPECT_GT(moved, 250);
     f.Clear();
     f.SetRandomPhase();
@@ -253,15 +252,14 @@ TEST(Phase, QuadraticPhaseIsThatOfAThinLens)
             const Lumora before(f);
             f.SetQuadraticPhase(focus);
             EXPECT_EQ(f.Form(), form);
-            for (int j = 0; j < 16; ++j)
-                for (int i = 0; i < 32; ++i)
-                {
-                    const double r2 = f.X(i) * f.X(i) + f.Y(j) * f.Y(j);
-                    const double theta = -f.k() * r2 / (2 * focus);
-                    const double a = before.Amplitude(i, j);
-                    EXPECT_NEAR(f.GetReal(i, j), a * std::cos(theta), 1e-7);
-                    EXPECT_NEAR(f.GetImag(i, j), a * std::sin(theta), 1e-7);
-                }
+            for (const auto [i, j] : Grid(32, 16))
+            {
+                const double r2 = f.X(i) * f.X(i) + f.Y(j) * f.Y(j);
+                const double theta = -f.k() * r2 / (2 * focus);
+                const double a = before.Amplitude(i, j);
+                EXPECT_NEAR(f.GetReal(i, j), a * std::cos(theta), 1e-7);
+                EXPECT_NEAR(f.GetImag(i, j), a * std::sin(theta), 1e-7);
+            }
         }
     Lumora f(4, 4);
     f.SetConst(Complex(1.0, 0.0));

@@ -35,13 +35,12 @@ TEST(Propagate, TransferFunctionSampleBySample)
                     const double d = -0.0123;
                     f.SetNormalVector(Vector(0, 3, 4)).RawAsmPropFs(d);
                     const double c = 1.0 / (f.lambda() * f.lambda());
-                    for (int j = 0; j < f.GetNy(); ++j)
-                        for (int i = 0; i < f.GetNx(); ++i)
-                        {
-                            const double w = c - f.X(i) * f.X(i) - f.Y(j) * f.Y(j);
-                            const Value h = w > 0 ? std::polar(1.0, 2 * M_PI * d * std::sqrt(w)) : Value(1.0);
-                            EXPECT_LT(std::abs(At(f, i, j) - At(before, i, j) * h), 3e-7) << i << ", " << j;
-                        }
+                    for (const auto [i, j] : Grid(f))
+                    {
+                        const double w = c - f.X(i) * f.X(i) - f.Y(j) * f.Y(j);
+                        const Value h = w > 0 ? std::polar(1.0, 2 * M_PI * d * std::sqrt(w)) : Value(1.0);
+                        EXPECT_LT(std::abs(At(f, i, j) - At(before, i, j) * h), 3e-7) << i << ", " << j;
+                    }
                     EXPECT_DOUBLE_EQ(f.GetOrigin().y, 0.6 * d);
                     EXPECT_DOUBLE_EQ(f.GetOrigin().z, 0.8 * d);
                     if (lib == FFT_LIB_SPLIT_RADIX && threads == 1)
@@ -69,13 +68,12 @@ TEST(Propagate, BandLimitKeepsALopsidedBox)
                 f.SetConst(Complex(1.0, 1.0));
                 f.Form() = SPECTRUM;
                 f.SetWindow(3, 4, 5, 6).AsmPropFs(d);
-                for (int j = 0; j < 16; ++j)
-                    for (int i = 0; i < 16; ++i)
-                    {
-                        const bool kept = i >= 4 && i < 12 && (narrow || (j >= 4 && j < 12));
-                        EXPECT_EQ(f.GetAmplitude(i, j) > 0.5, kept) << i << ", " << j;
-                        EXPECT_TRUE(kept || f.GetPixel(i, j) == Complex());
-                    }
+                for (const auto [i, j] : Grid(16, 16))
+                {
+                    const bool kept = i >= 4 && i < 12 && (narrow || (j >= 4 && j < 12));
+                    EXPECT_EQ(f.GetAmplitude(i, j) > 0.5, kept) << i << ", " << j;
+                    EXPECT_TRUE(kept || f.GetPixel(i, j) == Complex());
+                }
                 EXPECT_EQ(f.Window().left, 3);
                 EXPECT_DOUBLE_EQ(f.GetOrigin().z, d); // moved once
             }
@@ -109,14 +107,13 @@ TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
                     for (int l = 0; l < nx; ++l)
                     {
                         Value sum = 0.0;
-                        for (int j = 0; j < ny; ++j)
-                            for (int i = 0; i < nx; ++i)
-                            {
-                                const float phi = float((g.Y(j) * g.Y(j) + g.X(i) * g.X(i)) * k / (d + d));
-                                const double turn =
-                                    double((i - nx / 2) * (l - nx / 2)) / nx + double((j - ny / 2) * (m - ny / 2)) / ny;
-                                sum += At(g, i, j) * std::polar(1.0, double(phi) - 2 * M_PI * turn);
-                            }
+                        for (const auto [i, j] : Grid(nx, ny))
+                        {
+                            const float phi = float((g.Y(j) * g.Y(j) + g.X(i) * g.X(i)) * k / (d + d));
+                            const double turn =
+                                double((i - nx / 2) * (l - nx / 2)) / nx + double((j - ny / 2) * (m - ny / 2)) / ny;
+                            sum += At(g, i, j) * std::polar(1.0, double(phi) - 2 * M_PI * turn);
+                        }
                         const double phi = ((f.Y(m) * f.Y(m) + f.X(l) * f.X(l)) / (d + d) + d) * k;
                         EXPECT_LT(std::abs(At(f, l, m) - sum * std::polar(1.0, double(float(phi)))), 2e-6 * scale);
                         exactPhases += std::abs(At(f, l, m) - sum * std::polar(1.0, phi)) / scale / (nx * ny);

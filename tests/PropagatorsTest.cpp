@@ -146,15 +146,14 @@ const std::vector<Propagator>& Propagators()
 Lumora Beam(int n = 64)
 {
     Lumora f(n, n, kP, kP, kLambda);
-    for (int j = 0; j < n; ++j)
-        for (int i = 0; i < n; ++i)
-        {
-            const double x = f.X(i) - 6e-6;
-            const double y = f.Y(j) + 3e-6;
-            const Value v = std::exp(-x * x / 2.56e-10 - y * y / 1.96e-10) *
-                            std::polar(1.0, 2.0 * M_PI * (5000.0 * x - 3000.0 * y) + 0.4);
-            f.SetPixel(i, j, Complex(v.real(), v.imag()));
-        }
+    for (const auto [i, j] : Grid(n, n))
+    {
+        const double x = f.X(i) - 6e-6;
+        const double y = f.Y(j) + 3e-6;
+        const Value v = std::exp(-x * x / 2.56e-10 - y * y / 1.96e-10) *
+                        std::polar(1.0, 2.0 * M_PI * (5000.0 * x - 3000.0 * y) + 0.4);
+        f.SetPixel(i, j, Complex(v.real(), v.imag()));
+    }
     f.SetWindow(2, 5, 1, 3);
     return f;
 }
@@ -173,16 +172,15 @@ Value RayleighSommerfeld(const Lumora& u, const Vector& p)
     Value sum = 0.0;
     const double k = u.GetWavenumber();
     const double z = p.z - u.GetOrigin().z;
-    for (int j = 0; j < u.GetNy(); ++j)
-        for (int i = 0; i < u.GetNx(); ++i)
-        {
-            if (u.GetIntensity(i, j) < 1e-14)
-                continue;
-            const double dx = p.x - u.X(i) - u.GetOrigin().x;
-            const double dy = p.y - u.Y(j) - u.GetOrigin().y;
-            const double r = std::sqrt(dx * dx + dy * dy + z * z);
-            sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * (z / r) * Value(1.0 / r, -k) * std::polar(1.0 / r, k * r);
-        }
+    for (const auto [i, j] : Grid(u))
+    {
+        if (u.GetIntensity(i, j) < 1e-14)
+            continue;
+        const double dx = p.x - u.X(i) - u.GetOrigin().x;
+        const double dy = p.y - u.Y(j) - u.GetOrigin().y;
+        const double r = std::sqrt(dx * dx + dy * dy + z * z);
+        sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * (z / r) * Value(1.0 / r, -k) * std::polar(1.0 / r, k * r);
+    }
     return sum * u.GetPx() * u.GetPy() / (2.0 * M_PI);
 }
 
@@ -213,9 +211,8 @@ double Energy(const Lumora& f)
 Lumora Turned(const Lumora& f, int di, int dj)
 {
     Lumora g(f);
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-            g.SetPixel((i + di + f.GetNx()) % f.GetNx(), (j + dj + f.GetNy()) % f.GetNy(), f.GetPixel(i, j));
+    for (const auto [i, j] : Grid(f))
+        g.SetPixel((i + di + f.GetNx()) % f.GetNx(), (j + dj + f.GetNy()) % f.GetNy(), f.GetPixel(i, j));
     return g;
 }
 } // namespace
@@ -376,19 +373,17 @@ TEST(Propagators, PolarSourcesAreTheirFields)
                 const Engine engine(lib);
                 Lumora field = Random(nx, ny, 5), polar(field);
                 polar.Form() = POLAR_AMPLITUDE;
-                for (int j = 0; j < ny; ++j)
-                    for (int i = 0; i < nx; ++i)
-                        polar.SetPixel(i, j, Complex(std::abs(At(field, i, j)), std::arg(At(field, i, j))));
+                for (const auto [i, j] : Grid(nx, ny))
+                    polar.SetPixel(i, j, Complex(std::abs(At(field, i, j)), std::arg(At(field, i, j))));
                 run(field, 0);
                 run(polar, 0);
                 EXPECT_EQ(polar.Form(), POLAR_AMPLITUDE) << name;
                 EXPECT_EQ(polar.GetPx(), field.GetPx());
-                for (int j = 0; j < ny; ++j)
-                    for (int i = 0; i < nx; ++i)
-                    {
-                        const Value v = std::polar(1.0, polar.GetImag(i, j)) * polar.GetReal(i, j);
-                        polar.SetPixel(i, j, Complex(v.real(), v.imag()));
-                    }
+                for (const auto [i, j] : Grid(nx, ny))
+                {
+                    const Value v = std::polar(1.0, polar.GetImag(i, j)) * polar.GetReal(i, j);
+                    polar.SetPixel(i, j, Complex(v.real(), v.imag()));
+                }
                 EXPECT_LT(RelativeL2(polar, field), 2e-6) << name;
             }
 }

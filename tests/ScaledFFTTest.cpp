@@ -32,9 +32,8 @@ void ExpectSum(const Lumora& result, const Lumora& u, const Kernel& kernel)
         for (int k = 0; k < u.GetNx(); ++k)
         {
             Value sum = 0.0;
-            for (int j = 0; j < u.GetNy(); ++j)
-                for (int i = 0; i < u.GetNx(); ++i)
-                    sum += At(u, i, j) * kernel(k, l, i, j);
+            for (const auto [i, j] : Grid(u))
+                sum += At(u, i, j) * kernel(k, l, i, j);
             EXPECT_LT(std::abs(At(result, k, l) - sum), 3e-6 * scale)
                 << k << ", " << l << " of " << u.GetNx() << " by " << u.GetNy();
         }
@@ -202,14 +201,13 @@ TEST(ScaledFFT, Descriptors)
     // The samples are the transform of the chirp in wrap-around order, whatever the engine; the rest is a fresh
     // field's.
     Lumora kernel(128, 64);
-    for (int j = 0; j < 64; ++j)
-        for (int i = 0; i < 128; ++i)
-        {
-            const int p = i < 64 ? i : i - 128;
-            const int q = j < 32 ? j : j - 64;
-            const Value w = Unit((a * p * p + b * q * q) / 2.0);
-            kernel.SetPixel(i, j, Complex(w.real(), w.imag()));
-        }
+    for (const auto [i, j] : Grid(128, 64))
+    {
+        const int p = i < 64 ? i : i - 128;
+        const int q = j < 32 ? j : j - 64;
+        const Value w = Unit((a * p * p + b * q * q) / 2.0);
+        kernel.SetPixel(i, j, Complex(w.real(), w.imag()));
+    }
     kernel.SwitchQuadrant().Fft(-1).SwitchQuadrant();
     for (const FftLib lib : kEngines)
     {

@@ -57,26 +57,23 @@ void ExpectShifted(const Lumora& result, const Lumora& source, double x0, double
             if (u <= uLow || u >= uHigh || v <= vLow || v >= vHigh)
                 continue;
             Value a = 0.0;
-            for (int j = 0; j < ny; ++j)
-                for (int i = 0; i < nx; ++i)
-                {
-                    const Complex c = source.GetPixel(i, j);
-                    const double turns = u * kP * (i - nx / 2) + v * kQ * (j - ny / 2);
-                    a += Value(c.Real(), c.Imag()) * std::polar(1.0, -2 * M_PI * turns);
-                }
+            for (const auto [i, j] : Grid(nx, ny))
+            {
+                const Complex c = source.GetPixel(i, j);
+                const double turns = u * kP * (i - nx / 2) + v * kQ * (j - ny / 2);
+                a += Value(c.Real(), c.Imag()) * std::polar(1.0, -2 * M_PI * turns);
+            }
             a *= std::polar(1.0, 2 * M_PI * (x0 * u + y0 * v + z0 * std::sqrt(1 / kLambda / kLambda - u * u - v * v)));
-            for (int j = 0; j < ny; ++j)
-                for (int i = 0; i < nx; ++i)
-                    values[static_cast<std::size_t>(j * nx + i)] +=
-                        a * std::polar(1.0, 2 * M_PI * (u * kP * (i - nx / 2) + v * kQ * (j - ny / 2)));
+            for (const auto [i, j] : Grid(nx, ny))
+                values[static_cast<std::size_t>(j * nx + i)] +=
+                    a * std::polar(1.0, 2 * M_PI * (u * kP * (i - nx / 2) + v * kQ * (j - ny / 2)));
         }
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i)
-        {
-            const Complex c = result.GetPixel(i, j);
-            const Value expected = values[static_cast<std::size_t>(j * nx + i)] / double(wide * high);
-            EXPECT_LT(std::abs(Value(c.Real(), c.Imag()) - expected), 2e-6) << i << ", " << j << " at " << x0;
-        }
+    for (const auto [i, j] : Grid(nx, ny))
+    {
+        const Complex c = result.GetPixel(i, j);
+        const Value expected = values[static_cast<std::size_t>(j * nx + i)] / double(wide * high);
+        EXPECT_LT(std::abs(Value(c.Real(), c.Imag()) - expected), 2e-6) << i << ", " << j << " at " << x0;
+    }
 }
 
 } // namespace
@@ -198,9 +195,8 @@ TEST(ShiftedAsm, AddAndTiles)
                     {
                         Lumora from = Target(nx, ny, place(source, sc, sr));
                         from.SetNormalVector(normal);
-                        for (int j = 0; j < ny; ++j)
-                            for (int i = 0; i < nx; ++i)
-                                from.SetPixel(i, j, source.GetPixel(sc * nx + i, sr * ny + j));
+                        for (const auto [i, j] : Grid(nx, ny))
+                            from.SetPixel(i, j, source.GetPixel(sc * nx + i, sr * ny + j));
                         for (int dr = 0; dr < s[3] / ny; ++dr)
                             for (int dc = 0; dc < s[2] / nx; ++dc)
                             {

@@ -30,13 +30,12 @@ Value Fresnel(const Lumora& u, double x, double y, double z)
 {
     Value sum = 0.0;
     const double k = u.GetWavenumber();
-    for (int j = 0; j < u.GetNy(); ++j)
-        for (int i = 0; i < u.GetNx(); ++i)
-        {
-            const double dx = x - (u.X(i) + u.GetOrigin().x);
-            const double dy = y - (u.Y(j) + u.GetOrigin().y);
-            sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * std::polar(1.0, k * (dx * dx + dy * dy) / (2.0 * z));
-        }
+    for (const auto [i, j] : Grid(u))
+    {
+        const double dx = x - (u.X(i) + u.GetOrigin().x);
+        const double dy = y - (u.Y(j) + u.GetOrigin().y);
+        sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * std::polar(1.0, k * (dx * dx + dy * dy) / (2.0 * z));
+    }
     return sum * std::polar(1.0, k * z) / Value(0.0, kLambda * z) * u.GetPx() * u.GetPy();
 }
 
@@ -45,16 +44,15 @@ double DistanceFromSum(const Lumora& f, const Lumora& u, double z, const Lumora*
 {
     double difference = 0.0;
     double norm = 0.0;
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-        {
-            const Value sum = times * Fresnel(u, f.X(i) + f.GetOrigin().x, f.Y(j) + f.GetOrigin().y, z);
-            Value value(f.GetReal(i, j), f.GetImag(i, j));
-            if (start)
-                value -= Value(start->GetReal(i, j), start->GetImag(i, j));
-            difference += std::norm(value - sum);
-            norm += std::norm(sum);
-        }
+    for (const auto [i, j] : Grid(f))
+    {
+        const Value sum = times * Fresnel(u, f.X(i) + f.GetOrigin().x, f.Y(j) + f.GetOrigin().y, z);
+        Value value(f.GetReal(i, j), f.GetImag(i, j));
+        if (start)
+            value -= Value(start->GetReal(i, j), start->GetImag(i, j));
+        difference += std::norm(value - sum);
+        norm += std::norm(sum);
+    }
     return std::sqrt(difference / norm);
 }
 

@@ -27,6 +27,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -36,6 +37,15 @@
 extern "C" const char* __lsan_default_suppressions()
 {
     return "leak:__argz_add_sep";
+}
+/// An allocation that cannot be had comes back as null.
+extern "C" const char* __asan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options()
+{
+    return "allocator_may_return_null=1";
 }
 #endif
 
@@ -237,6 +247,26 @@ inline Value At(const Lumora& f, int i, int j)
 {
     return {f.GetReal(i, j), f.GetImag(i, j)};
 }
+
+/// The indices (i, j) of a grid, row after row: for (const auto [i, j] : Grid(nx, ny)).
+class Grid
+{
+public:
+    Grid(int nx, int ny) : nx_(std::max(nx, 0)), ny_(ny) {}
+    explicit Grid(const Lumora& f) : Grid(f.GetNx(), f.GetNy()) {}
+    struct Place
+    {
+        int i, j, nx;
+        std::pair<int, int> operator*() const { return {i, j}; }
+        bool operator!=(const Place& o) const { return j < o.j; }
+        Place& operator++() { return *this = i + 1 < nx ? Place{i + 1, j, nx} : Place{0, j + 1, nx}; }
+    };
+    Place begin() const { return {0, nx_ == 0 ? ny_ : 0, nx_}; }
+    Place end() const { return {0, ny_, nx_}; }
+
+private:
+    int nx_, ny_;
+};
 
 /// A field whose buffer is the caller's, with samples before and behind it that nobody may touch; `offset` samples
 /// behind a 64-byte boundary.
