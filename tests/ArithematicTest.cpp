@@ -56,9 +56,8 @@ TEST(Arithematic, PrecisionRules)
         // clang-format on
     };
     for (const auto& t : cases)
-        for (const int threads : {1, 2, 3, 7})
+        for (const Threads threads : EachTeam({1, 2, 3, 7}))
         {
-            const Threads team(threads);
             Lumora a(16, 4), b(16, 4);
             FillRandom(a, 11);
             FillRandom(b, 12);
@@ -86,9 +85,8 @@ TEST(Arithematic, SpecialValues)
 
 TEST(Arithematic, Fills)
 {
-    for (const int threads : {1, 3})
+    for (const Threads threads : EachTeam({1, 3}))
     {
-        Threads team(threads);
         Lumora f(8, 4);
         FillRandom(f, 5);
         f.SetConstReal(0.1).SetConstImag(-2.0);
@@ -134,11 +132,10 @@ TEST(Arithematic, WindowFillsStayInTheWindowAndInTheGrid)
                           {
                               f.SetConstWinPhase(3.1);
                           }};
-    for (const int threads : {1, 2, 7})
+    for (const Threads threads : EachTeam({1, 2, 7}))
         for (const Case& t : table)
             for (const Fill& fill : fills)
             {
-                Threads team(threads);
                 Lumora f(8, 4);
                 f.SetConst(Complex(0.5, 0.25));
                 f.Window() = t.window;

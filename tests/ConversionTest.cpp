@@ -99,9 +99,8 @@ TEST(Conversion, NormalizeIsTheSameOnEveryThreadCount)
 {
     for (const int form : {0, 1, 2, 3})
         for (const bool window : {false, true})
-            for (const int threads : {1, 2, 3, 7})
+            for (const Threads threads : EachTeam({1, 2, 3, 7}))
             {
-                const Threads team(threads);
                 Lumora f(32, 16);
                 FillRandom(f, 9);
                 f.Form() = static_cast<ComplexForm>(form);

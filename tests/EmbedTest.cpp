@@ -10,10 +10,9 @@ TEST(Embed, CentresAndCutsBack)
         int nx, ny, n, grownNx, grownNy;
     };
     const Case table[] = {{4, 4, 1, 8, 8}, {4, 2, 2, 16, 8}, {8, 1, 1, 16, 1}, {1, 1, 1, 2, 1}, {1, 4, 1, 2, 8}};
-    for (const int threads : {1, 3})
+    for (const Threads threads : EachTeam({1, 3}))
         for (const Case& t : table)
         {
-            Threads team(threads);
             Lumora f(t.nx, t.ny);
             FillRandom(f);
             f.SetOrigin(Vector(1, 2, 3));

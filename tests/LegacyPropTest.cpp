@@ -47,9 +47,8 @@ TEST(TrigTable, LooksUpTheNearestEntry)
 
 TEST(LegacyProp, OldFormOfPolarFieldsAndEvanescentSamples)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        const Engine engine(lib);
         Lumora f(32, 16, 0.25e-6);
         FillRandom(f, 8);
         Lumora raw(f);

@@ -227,13 +227,11 @@ TEST(LocalSystem, ResamplingRangesAndStates)
 
 TEST(LocalSystem, AddAndMultiplyLayGridOnGrid)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& [dx, dy] :
              {std::pair{0.0, 0.0}, {5.3, -2.6}, {-9.0, 7.0}, {40.0, 0.0}, {0.0, -40.0}, {1e15, 0.0}})
-            for (int threads : {1, 3})
+            for (const Threads threads : EachTeam({1, 3}))
             {
-                Engine engine(lib);
-                Threads team(threads);
                 Lumora a(32, 16, 1.0, 1.0), s(16, 32, 1.0005, 0.9995);
                 FillRandom(a, 1);
                 FillRandom(s, 2);

@@ -33,10 +33,9 @@ TEST(Modify, SetRectClampsToTheGrid)
         {4, 2, 6, 10, 3, 5},   {5, 2, 6, 11, 3, 5},       {0, 2, 0, 0, 0, 0}, // -2.5 rounds to -2, 2.5 to 3
         {100, 2, 0, 16, 3, 5}, {1e9, 1e300, 0, 16, 0, 8}, {4, -2, 0, 0, 0, 0},    {-4, 2, 0, 0, 0, 0},
         {kNan, 2, 0, 0, 0, 0}, {16, 8, 0, 16, 0, 8},      {4e12, 3, 0, 16, 3, 6}, {4, kNan, 0, 0, 0, 0}};
-    for (const int threads : {1, 3})
+    for (const Threads threads : EachTeam({1, 3}))
         for (const Case& t : table)
         {
-            const Threads team(threads);
             Lumora f(16, 8, 1e-6, 1e-6);
             FillRandom(f);
             f.Form() = POLAR_SPECTRUM;
@@ -84,9 +83,8 @@ TEST(Modify, PlaneWaves)
     const Vector directions[] = {Vector(0.1, -0.05, 1.0), Vector(0, 0, 1), Vector(0, 0, 0), Vector(-3, 4, 1),
                                  Vector(0, 0, -7)};
     for (const Vector& direction : directions)
-        for (const int threads : {1, 3})
+        for (const Threads threads : EachTeam({1, 3}))
         {
-            const Threads team(threads);
             Lumora start(64, 16, 1e-6, 1.5e-6, 5e-7);
             FillRandom(start, 9);
             start.Form() = SPECTRUM; // not looked at
@@ -195,23 +193,18 @@ TEST(Modify, EnlargementsByIndex)
 
 TEST(Modify, SizeChangesOfEmptyAndForeignBuffers)
 {
-    const std::function<void(Lumora&, int)> calls[] = {[](Lumora& f, int n) { f.ReduceByAverage(n); },
-                                                       [](Lumora& f, int n) { f.Replicate(n); },
-                                                       [](Lumora& f, int n) { f.Pixelation(n); },
-                                                       [](Lumora& f, int n)
-                                                       {
-                                                           f.EnlargeZeroFill(n);
-                                                       }};
-    for (const auto& call : calls)
+    const CallTable calls = {LML_CALL("", f.ReduceByAverage(n)), LML_CALL("", f.Replicate(n)),
+                             LML_CALL("", f.Pixelation(n)), LML_CALL("", f.EnlargeZeroFill(n))};
+    for (const auto& row : calls)
     {
         Lumora none(8, 4);
         none.Dispose();
-        EXPECT_EQ(Catch([&] { call(none, 0); }).code, 0); // returns at once
+        EXPECT_EQ(Catch([&] { row.second(none, 0); }).code, 0); // returns at once
         Fenced mine(8, 4);
         mine.field.Clear();
-        EXPECT_EQ(Catch([&] { call(mine.field, 1); }).message,
-                  &call == calls ? "" : "User-Defined buffer is too small");
-        EXPECT_EQ(mine.field.GetNx(), &call == calls ? 4 : 8);
+        EXPECT_EQ(Catch([&] { row.second(mine.field, 1); }).message,
+                  &row == &calls[0] ? "" : "User-Defined buffer is too small");
+        EXPECT_EQ(mine.field.GetNx(), &row == &calls[0] ? 4 : 8);
         EXPECT_TRUE(mine.Whole());
     }
 }

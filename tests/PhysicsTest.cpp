@@ -35,9 +35,8 @@ TEST(Physics, GaussianBeamSpreads)
 {
     const double w0 = 100e-6;
     const double zr = M_PI * w0 * w0 / kLambda;
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         Lumora f = Gaussian(512, 4e-6, w0);
         for (int n = 1; n <= 3; ++n)
         {
@@ -65,9 +64,8 @@ TEST(Physics, GaussianBeamSpreads)
 TEST(Physics, CircularApertureOnTheAxis)
 {
     const double a = 0.4e-3;
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         Threads team(2);
         Lumora hole(512, 512, 4e-6, 4e-6, kLambda);
         for (const auto [i, j] : Grid(512, 512))

@@ -132,9 +132,8 @@ TEST_P(PictureTest, EveryModeFormAndRange)
             for (const auto& [min, max] : {std::pair{0.0, 0.0}, {-0.5, 0.75}, {0.25, 0.25}, {0.0, 1e-3}})
             {
                 std::string bytes;
-                for (const int threads : {1, 3})
+                for (const Threads threads : EachTeam({1, 3}))
                 {
-                    Threads team(threads);
                     f.save(field, file.Path(), true, static_cast<Mode>(mode), min, max);
                     EXPECT_TRUE(threads == 1 || file.Read() == bytes);
                     bytes = file.Read();

@@ -24,11 +24,9 @@ TEST(Propagate, TransferFunctionSampleBySample)
         for (const auto& size : kShapes)
         {
             Lumora expected(1);
-            for (const FftLib lib : kEngines)
-                for (const int threads : {1, 2, 3, 7})
+            for (const Engine lib : EachEngine())
+                for (const Threads threads : EachTeam({1, 2, 3, 7}))
                 {
-                    Engine engine(lib);
-                    Threads team(threads);
                     Lumora f = Random(size[0], size[1], 1.0 / (size[0] * pitch)); // a spectrum's pitch
                     f.Form() = SPECTRUM;
                     const Lumora before(f);
@@ -58,12 +56,10 @@ TEST(Propagate, BandLimitKeepsALopsidedBox)
     const double lambda = 5e-7;
     const double root = 1.0 / (lambda * 4.2 * du);
     const double d = std::sqrt(root * root - 1.0) / (2.0 * du);
-    for (const FftLib lib : kEngines)
-        for (const int threads : {1, 3})
+    for (const Engine lib : EachEngine())
+        for (const Threads threads : EachTeam({1, 3}))
             for (const bool narrow : {false, true}) // a fine row pitch leaves the rows alone
             {
-                Engine engine(lib);
-                Threads team(threads);
                 Lumora f(16, 16, du, narrow ? du / 64 : du, lambda);
                 f.SetConst(Complex(1.0, 1.0));
                 f.Form() = SPECTRUM;
@@ -90,11 +86,10 @@ TEST(Propagate, BandLimitKeepsALopsidedBox)
 TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
 {
     // 0.02 m: phases around 1e5, whose float steps of 0.008 are visible; a double phase would be another field.
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const double d : {0.02, -0.5})
             for (const auto& [nx, ny] : {std::pair{16, 8}, {8, 16}, {16, 1}})
             {
-                const Engine engine(lib);
                 const Lumora g = Random(nx, ny, 3e-5);
                 Lumora f(g);
                 f.FresnelProp(d);
@@ -124,10 +119,9 @@ TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
 
 TEST(Propagate, FourierPropIsTheTransform)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& [nx, ny] : {std::pair{32, 16}, {16, 1}, {1, 1}})
         {
-            const Engine engine(lib);
             Lumora f = Random(nx, ny);
             f.SetNormalVector(Vector(0, 1, 0));
             Lumora transform(f);

@@ -219,13 +219,12 @@ Lumora Turned(const Lumora& f, int di, int dj)
 
 TEST(Propagators, Linear)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& size : {std::pair{32, 16}, {64, 1}})
             for (const Propagator& p : Propagators())
             {
                 if (!p.linear)
                     continue;
-                Engine engine(lib);
                 const Value alpha(0.7, -1.1);
                 const Value beta(-0.4, 0.3);
                 Lumora a = Random(size.first, size.second, 1);
@@ -244,10 +243,9 @@ TEST(Propagators, Linear)
 TEST(Propagators, DirectSumAndEnergy)
 {
     const Lumora beam = Beam();
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const Propagator& p : Propagators())
         {
-            Engine engine(lib);
             const Lumora f = p.run(beam);
             if (p.sumError > 0.0)
             {
@@ -266,9 +264,8 @@ TEST(Propagators, WideAnglesNeedTheAngularSpectrum)
     // sum.
     Lumora spot(64, 64, 4e-7, 4e-7, kLambda);
     spot.SetGaussian(1.2e-6, 2.0, 1.0);
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         Lumora exact(spot);
         exact.ExactAsmProp(1e-5);
         EXPECT_LT(DistanceFromSum(exact, spot), 2e-2);
@@ -283,9 +280,8 @@ TEST(Propagators, WideAnglesNeedTheAngularSpectrum)
 
 TEST(Propagators, ThereAndBack)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora start = Random(64, 32, 7);
         Lumora f(start);
         f.RawAsmProp(kZ).RawAsmProp(-kZ);
@@ -320,10 +316,9 @@ TEST(Propagators, ThereAndBack)
 
 TEST(Propagators, Shifts)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const Propagator& p : Propagators())
         {
-            Engine engine(lib);
             if (p.translates)
             {
                 const Lumora f = Random(32, 16, 3);
@@ -343,10 +338,9 @@ TEST(Propagators, Shifts)
 TEST(Propagators, FramesAreThoseOfThePlaces)
 {
     const Lumora beam = Beam();
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const Propagator& p : Propagators())
         {
-            const Engine engine(lib);
             Lumora f = p.run(beam);
             const LML_RECT w = f.Window();
             const bool source = p.window == WindowOf::Source;
@@ -366,11 +360,10 @@ TEST(Propagators, PolarSourcesAreTheirFields)
     const CallTable calls = {LML_CALL("RawAsmProp", f.RawAsmProp(kZ)), LML_CALL("AsmProp", f.AsmProp(kZ)),
                              LML_CALL("ExactAsmProp", f.ExactAsmProp(kZ)), LML_CALL("FresnelProp", f.FresnelProp(kZ)),
                              LML_CALL("FourierProp", f.FourierProp(kZ))};
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& [nx, ny] : {std::pair{32, 16}, {64, 1}})
             for (const auto& [name, run] : calls)
             {
-                const Engine engine(lib);
                 Lumora field = Random(nx, ny, 5), polar(field);
                 polar.Form() = POLAR_AMPLITUDE;
                 for (const auto [i, j] : Grid(nx, ny))

@@ -88,12 +88,11 @@ TEST(ShiftedAsm, SumsInDouble)
     const Case table[] = {{0, 0, 7},           {0.4375, -0.25, 3}, {1, 0, 3},      {-1, 1, 1},   {1.25, 1.0625, 3},
                           {-1.375, -1.125, 6}, {0, 0, 0},          {0.3125, 0, 0}, {1, -1, 0.5}, {2, 0, 3}};
     const double h = 0x1p-15;
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& size : {std::pair{16, 8}, {16, 1}})
             for (const int precision : {1, 2})
                 for (const Case& t : table)
                 {
-                    Engine engine(lib);
                     Lumora source = Random(size.first, size.second);
                     source.SetOrigin(Vector(0x1p-10, 0x1p-9, 0x1p-8)).SetWindow(1, 3, 0, 1);
                     const Lumora before(source);
@@ -114,9 +113,8 @@ TEST(ShiftedAsm, SumsInDouble)
 
 TEST(ShiftedAsm, DirectionAndAxesAreLost)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora source = Random(16, 16);
         Lumora front = Target(16, 16, Vector(1e-5, -2e-5, 1e-4));
         Lumora back = Target(16, 16, Vector(1e-5, -2e-5, -1e-4));
@@ -169,11 +167,10 @@ TEST(ShiftedAsm, AddAndTiles)
 {
     // The extended forms against the same tiles cut and placed by hand, bit for bit, also on a tilted plane.
     const int shapes[][4] = {{16, 16, 16, 16}, {32, 16, 16, 16}, {16, 16, 16, 64}, {32, 8, 8, 32}, {32, 32, 8, 16}};
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& s : shapes)
             for (const bool tilted : {false, true})
             {
-                Engine engine(lib);
                 const Vector normal = tilted ? Vector(0.6, 0, 0.8) : Vector(0, 0, 1);
                 Lumora source = Random(s[0], s[1]);
                 source.SetOrigin(Vector(1e-5, 0, 0)).SetNormalVector(normal);
@@ -232,9 +229,8 @@ TEST(ShiftedAsm, AddAndTiles)
 
 TEST(ShiftedAsm, SourceAndDestinationInOne)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora start = Random(8, 8);
         Lumora f(start);
         f.ShiftedAsmProp(f, 1);

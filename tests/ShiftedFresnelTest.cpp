@@ -72,13 +72,11 @@ void ExpectFrame(const Lumora& f, const Lumora& before)
 TEST(ShiftedFresnel, EveryFormIsTheFresnelSum)
 {
     // Distances down to phases of 1e6 rad, and the other side of the source, which counts as this side.
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const double z : {0.02, 3e-4, -0.02})
             for (const auto& size : {std::pair{16, 16}, {32, 4}, {2, 8}, {1, 8}})
-                for (const int threads : {1, 3})
+                for (const Threads threads : EachTeam({1, 3}))
                 {
-                    Engine engine(lib);
-                    Threads team(threads);
                     const double distance = std::abs(z);
                     Lumora u = Random(size.first, size.second);
                     u.SetWindow(0, 1, 0, 1);
@@ -125,9 +123,8 @@ TEST(ShiftedFresnel, EveryFormIsTheFresnelSum)
 TEST(ShiftedFresnel, OneRowReplacesAndHasItsOwnFactor)
 {
     // pS / sqrt(lambda z) and -i instead of the root of 1 / (i lambda z).
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora u = Random(32, 1);
         Lumora f = Target(32, 1, 0.01, -1e-4, -2e-5); // the same y
         FillRandom(f, 4);
@@ -187,10 +184,9 @@ TEST(ShiftedFresnel, Descriptors)
     EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6 * stretch, 3e-6, u));
     EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 8, 16));
     EXPECT_TRUE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 16, 8));
-    for (const FftLib lib : kEngines) // the samples count, not what the parameters would give
+    for (const Engine lib : EachEngine()) // the samples count, not what the parameters would give
         for (const bool raw : {false, true})
         {
-            Engine engine(lib);
             Descriptor changed(d);
             Lumora once = Target(16, 8, z), twice(once);
             const auto run = [&](Lumora& f, const Descriptor& kernel)
@@ -216,9 +212,8 @@ TEST(ShiftedFresnel, Descriptors)
 
 TEST(ShiftedFresnel, NoDistance)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora u = Random(8, 8);
         Lumora f = Target(8, 8, 0.0);
         f.SetOrigin(f.GetOrigin() + Vector(0, 0, u.GetOrigin().z - f.GetOrigin().z));

@@ -100,26 +100,55 @@ Failure Catch(Call&& call)
 class Threads
 {
 public:
-    explicit Threads(int n) : before_(GetNumThreads()) { SetNumThreads(n); }
+    explicit Threads(int n) : count_(n), before_(GetNumThreads()) { SetNumThreads(n); }
     ~Threads() { SetNumThreads(before_); }
     Threads(const Threads&) = delete;
     Threads& operator=(const Threads&) = delete;
+    operator int() const { return count_; }
 
 private:
+    int count_;
     int before_;
 };
 class Engine
 {
 public:
-    explicit Engine(FftLib lib) : before_(GetFftLib()) { SetFftLib(lib); }
+    explicit Engine(FftLib lib) : lib_(lib), before_(GetFftLib()) { SetFftLib(lib); }
     ~Engine() { SetFftLib(before_); }
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
+    operator FftLib() const { return lib_; }
 
 private:
+    FftLib lib_;
     FftLib before_;
 };
 constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+
+/// Settings for the turns of a loop, each for its own turn: for (const Engine engine : EachEngine()).
+template <class Setting, class Value>
+class Each
+{
+public:
+    explicit Each(std::vector<Value> values) : values_(std::move(values)) {}
+    struct Turn
+    {
+        const Value* at;
+        Setting operator*() const { return Setting(*at); }
+        bool operator!=(const Turn& o) const { return at != o.at; }
+        Turn& operator++() { return ++at, *this; }
+    };
+    Turn begin() const { return {values_.data()}; }
+    Turn end() const { return {values_.data() + values_.size()}; }
+
+private:
+    std::vector<Value> values_;
+};
+inline Each<Engine, FftLib> EachEngine()
+{
+    return Each<Engine, FftLib>({std::begin(kEngines), std::end(kEngines)});
+}
+using EachTeam = Each<Threads, int>;
 
 /// The instruction sets of this processor, and one of them as the widest for a stretch of a test.
 inline std::vector<detail::Isa> InstructionSets()

@@ -31,25 +31,11 @@ std::int64_t FromBoundary(double v)
 std::vector<Pair> Specials()
 {
     const float inf = std::numeric_limits<float>::infinity();
-    const float values[] = {0.0f,
-                            1e-45f,
-                            1e-42f,
-                            FromBits(0x007fffffu),
-                            FromBits(0x00800000u),
-                            3e-38f,
-                            1e-20f,
-                            0.41421354f,
-                            0.41421357f,
-                            0.5f,
-                            1.0f,
-                            FromBits(0x3f800001u),
-                            2.4142137f,
-                            3.0f,
-                            1e19f,
-                            2e19f,
-                            3.4028235e38f,
-                            inf,
-                            std::numeric_limits<float>::quiet_NaN()};
+    // clang-format off
+    const float values[] = {
+        0.0f, 1e-45f, 1e-42f, FromBits(0x007fffffu), FromBits(0x00800000u), 3e-38f, 1e-20f, 0.41421354f, 0.41421357f,
+        0.5f, 1.0f, FromBits(0x3f800001u), 2.4142137f, 3.0f, 1e19f, 2e19f, 3.4028235e38f, inf, std::numeric_limits<float>::quiet_NaN()};
+    // clang-format on
     std::vector<Pair> pairs;
     for (const float x : values)
         for (const float y : values)

@@ -190,18 +190,14 @@ private:
 
     detail::KernelTaps TapsAt(double coordinate, double pitch, std::int32_t size) const
     {
-        using detail::CubicAt;
-        using detail::WideKernel;
-        const int h = taps_ / 2;
-        if (kernel_ == WideKernel::BiCubic)
-            return detail::KernelTapsAbout(detail::PlainIndex(coordinate, pitch, size), h, size,
-                                           [](double d) { return CubicAt(detail::kCubic4, d); });
-        const double x = detail::QuantisedIndex(coordinate, pitch, size);
-        if (kernel_ == WideKernel::Cubic4)
-            return detail::KernelTapsAbout(x, h, size, [](double d) { return CubicAt(detail::kCubic4, d); });
-        if (kernel_ == WideKernel::Cubic6)
-            return detail::KernelTapsAbout(x, h, size, [](double d) { return CubicAt(detail::kCubic6, d); });
-        return detail::KernelTapsAbout(x, h, size, [](double d) { return CubicAt(detail::kCubic8, d); });
+        const bool whole = kernel_ == detail::WideKernel::BiCubic;
+        const double x =
+            whole ? detail::PlainIndex(coordinate, pitch, size) : detail::QuantisedIndex(coordinate, pitch, size);
+        const auto about = [&](const auto& pieces)
+        {
+            return detail::KernelTapsAbout(x, taps_ / 2, size, [&](double d) { return detail::CubicAt(pieces, d); });
+        };
+        return taps_ == 4 ? about(detail::kCubic4) : taps_ == 6 ? about(detail::kCubic6) : about(detail::kCubic8);
     }
 
     detail::Cell CellAt(double coordinate, double pitch, std::int32_t size) const

@@ -2,6 +2,7 @@
 //
 // Both give samples of amplitude 1 whose low frequencies carry the field. Amplitudes are measured in units of a
 // reference that becomes 1: what a device can show, since no sum of unit phasors is longer.
+#include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
@@ -18,8 +19,6 @@ namespace LumoraLib
 {
 namespace
 {
-constexpr double kPi = 3.141592653589793;
-constexpr double kTwoPi = 6.283185307179586;
 constexpr double kLevelPi = 3.1415926; // of the levels that HardClipPhase makes
 
 constexpr char kLabel[] = "phase encoding";
@@ -137,7 +136,7 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
             {
                 // The angle finds the level but for its last bits, which differ between processors; the products
                 // decide.
-                const double turn = (std::atan2(im, re) + kPi) / kTwoPi * levels + 0.5;
+                const double turn = (std::atan2(im, re) + detail::kPi) / detail::kTwoPi * levels + 0.5;
                 const int guess = detail::TruncI32(turn) - 1;
                 double nearest = -std::numeric_limits<double>::infinity();
                 for (int k = guess - 1; k <= guess + 1; ++k)

@@ -1,5 +1,6 @@
 // Clouds by direct sums on blocks of samples.
 #include "points/CloudDirect.h"
+#include "base/Constants.h"
 
 #include "base/Parallel.h"
 #include "base/Scratch.h"
@@ -17,7 +18,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
 
 /// Transforms of one thread, by length and by number of rows; the lengths between the shortest and the longest that any
 /// block takes.

@@ -1,5 +1,6 @@
 // Rows of length c 2^m with pruned inputs and outputs, on top of the wide engine.
 #include "points/CloudFft.h"
+#include "base/Constants.h"
 
 #include "simd/SinCos.h"
 
@@ -10,7 +11,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
 // Short transforms lie a little more than a power of two apart, so that their samples do not share cache sets.
 constexpr std::size_t kApart = 8;
 

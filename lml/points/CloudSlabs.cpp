@@ -1,5 +1,6 @@
 // Clouds by slabs of depth.
 #include "points/CloudSlabs.h"
+#include "base/Constants.h"
 
 #include "base/Parallel.h"
 #include "base/Scratch.h"
@@ -19,7 +20,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
 
 // Rows of a plane that a thread fills at a time, at least: a patch that lies across a border is made for both sides.
 constexpr std::int64_t kStripRows = 128;

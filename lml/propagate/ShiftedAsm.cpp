@@ -68,7 +68,7 @@ public:
 
     detail::PhaseForm EvenRow(double v) const override
     {
-        return detail::PhaseForm::Shifted(du, -kNever, kNever, 0.0, z0_, inverseSquare_, v * v, 0.0);
+        return detail::PhaseForm::Shifted(du, 0.0, z0_, inverseSquare_, v * v, 0.0);
     }
 
     void Multiply(Complex* below, Complex* above, std::int32_t nx, std::int32_t j, Complex*) const override
@@ -80,16 +80,13 @@ public:
     }
 
 private:
-    static constexpr double kNever = std::numeric_limits<double>::infinity();
-
     void MultiplyRow(Complex* row, std::int32_t nx, double v) const
     {
         if (!detail::StepByStep())
         {
             float* const samples = reinterpret_cast<float*>(row);
-            detail::Phases().multiply(
-                detail::PhaseForm::Shifted(du, -kNever, kNever, x0, z0_, inverseSquare_, v * v, y0 * v), {}, -(nx / 2),
-                static_cast<std::size_t>(nx), samples, samples);
+            detail::Phases().multiply(detail::PhaseForm::Shifted(du, x0, z0_, inverseSquare_, v * v, y0 * v), {},
+                                      -(nx / 2), static_cast<std::size_t>(nx), samples, samples);
             return;
         }
         for (std::int32_t i = 0; i < nx; ++i)
