@@ -3,6 +3,7 @@
 // All work on the stored pair of floats whatever the form says. Drawing, filling and shifting stay inside the grid for
 // every argument; a refused argument changes nothing.
 #include "base/Describe.h"
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
@@ -66,7 +67,7 @@ void MultiplyWave(Lumora& field, const RowTerm& rowTerm, const Form& form, const
                              const double fromRow = rowTerm(j - halfY);
                              if (wide)
                              {
-                                 float* const z = reinterpret_cast<float*>(row);
+                                 float* const z = detail::Floats(row);
                                  detail::PhaseProduct product;
                                  product.rule = detail::PhaseProduct::Rule::Rounded;
                                  detail::Phases().multiply(form(fromRow), product, -halfX, static_cast<std::size_t>(nx),

@@ -5,7 +5,7 @@
 // the result is rounded to float once (or as the product's rule says). Every function gives the same bits for every
 // instruction set, start and length of a row, and those of a plain loop that calls SinCos1.
 //
-// Samples are pairs of floats, real then imaginary: reinterpret_cast<float*>(Complex*) is meant.
+// Samples are pairs of floats, real then imaginary: Floats() gives them.
 #ifndef LML_WIDEPHASE_H
 #define LML_WIDEPHASE_H
 
