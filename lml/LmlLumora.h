@@ -871,7 +871,7 @@ public:
     // Propagation to parallel planes on one axis.
 
     // Distances are metres, of either sign; origin moves by the distance along the normal. The window stays. Without
-    // memory (code 1) the real-space members leave the field as it was. They ask the progress handler between their
+    // memory (code 1) these members leave the field as it was. They ask the progress handler between their
     // passes: cancelled at the first question the field is as it was, at a later one its samples are undefined and all
     // else is as it was.
 
@@ -879,9 +879,8 @@ public:
     /// sine and cosine for up to four samples. Kept: evanescent components pass with factor 1. The result is a
     /// cartesian spectrum.
     /// Source: J. W. Goodman, Introduction to Fourier Optics, section 3.10.
-    /// @throws code 8, "LumoraLib::Lumora::RawAsmPropFs", "" on a real-space field; code 1, "LumoraLib::Malloc" for the
-    ///         row buffers. In both cases polar samples are cartesian by then and the form says so; nothing else
-    ///         changes.
+    /// @throws code 8, "LumoraLib::Lumora::RawAsmPropFs", "" on a real-space field: polar samples are cartesian by then
+    ///         and the form says so; code 1, "LumoraLib::Malloc" for the row buffers: the field stays as it was.
     Lumora& RawAsmPropFs(double d);
     /// The same, then zero outside |u| <= 1 / (lambda sqrt((2 d du)^2 + 1)) and likewise for v, the frequencies up to
     /// which the transfer function is sampled finely enough. Kept: the upper ends of the index box are exclusive.

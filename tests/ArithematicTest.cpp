@@ -1,35 +1,13 @@
 // Arithmetic and fills, bit by bit against the precision rules, on every thread count, inside any window.
 #include "TestTools.h"
 
+#include <tuple>
+
 using namespace lmltest;
 
 namespace
 {
 using Pair = std::pair<float, float>;
-
-/// Runs op on a random field on 1, 2, 3 and 7 threads and compares each sample with rule(a, b), bit by bit.
-void ExpectRule(const char* what, const std::function<void(Lumora&, const Lumora&)>& op,
-                const std::function<Pair(float, float, float, float)>& rule)
-{
-    for (const int threads : {1, 2, 3, 7})
-    {
-        Threads team(threads);
-        Lumora a(16, 4);
-        Lumora b(16, 4);
-        FillRandom(a, 11);
-        FillRandom(b, 12);
-        a[0] = Complex(0.0, 0.0);
-        Lumora expected(a);
-        for (std::size_t n = 0; n < a.N(); ++n)
-        {
-            const Pair p = rule(a[n].Real(), a[n].Imag(), b[n].Real(), b[n].Imag());
-            expected[n].real() = p.first;
-            expected[n].imag() = p.second;
-        }
-        op(a, b);
-        EXPECT_TRUE(SameBits(a, expected)) << what << " on " << threads;
-    }
-}
 
 double D(float v)
 {
@@ -52,64 +30,45 @@ TEST(Arithematic, PrecisionRules)
     const float cr = F(0.1);
     const float ci = F(-1.7);
     const double d = D(cr) * D(cr) + D(ci) * D(ci);
-    ExpectRule(
-        "negate", [](Lumora& a, const Lumora&) { -a; },
-        [](float r, float i, float, float) {
-            return Pair{0.0f - r, 0.0f - i};
-        });
-    ExpectRule(
-        "+= field", [](Lumora& a, const Lumora& b) { a += b; },
-        [](float r, float i, float p, float q) {
-            return Pair{r + p, i + q};
-        });
-    ExpectRule(
-        "-= field", [](Lumora& a, const Lumora& b) { a -= b; },
-        [](float r, float i, float p, float q) {
-            return Pair{r - p, i - q};
-        });
-    ExpectRule(
-        "*= field", [](Lumora& a, const Lumora& b) { a *= b; },
-        [](float r, float i, float p, float q) {
-            return Pair{r * p - i * q, r * q + i * p};
-        });
-    ExpectRule(
-        "/= field", [](Lumora& a, const Lumora& b) { a /= b; },
-        [](float r, float i, float p, float q)
+    const struct
+    {
+        const char* name;
+        std::function<void(Lumora& a, const Lumora& b)> run;
+        std::function<Pair(float r, float i, float p, float q)> rule;
+    } cases[] = {
+    // clang-format off
+#define RULE(name, operation, ...)                                                                                     \
+    {name, [&]([[maybe_unused]] Lumora& a, [[maybe_unused]] const Lumora& b) { operation; },                            \
+     [&]([[maybe_unused]] float r, [[maybe_unused]] float i, [[maybe_unused]] float p, [[maybe_unused]] float q) { return Pair{__VA_ARGS__}; }}
+        RULE("negate", -a, 0.0f - r, 0.0f - i),
+        RULE("+= field", a += b, r + p, i + q),
+        RULE("-= field", a -= b, r - p, i - q),
+        RULE("*= field", a *= b, r * p - i * q, r * q + i * p),
+        RULE("/= field", a /= b, F((D(p) * D(r) + D(i) * D(q)) / (D(p) * D(p) + D(q) * D(q))),
+             F((D(i) * D(p) - D(r) * D(q)) / (D(p) * D(p) + D(q) * D(q)))),
+        RULE("+= complex", a += c, r + cr, i + ci),
+        RULE("-= complex", a -= c, r - cr, i - ci),
+        RULE("*= complex", a *= c, Mixed(r, i, cr, ci)),
+        RULE("/= complex", a /= c, Mixed(r, i, F(D(cr) / d), F((0.0 - D(ci)) / d))),
+        RULE("*= double", a *= 0.1, r * 0.1f, i * 0.1f),
+        RULE("/= double", a /= 10.0, F(D(r) * (1.0 / 10.0)), F(D(i) * (1.0 / 10.0))),
+        RULE("a *= a", a *= a, r * r - i * i, r * i + i * r),
+        // clang-format on
+    };
+    for (const auto& t : cases)
+        for (const Threads threads : EachTeam({1, 2, 3, 7}))
         {
-            const double s = D(p) * D(p) + D(q) * D(q);
-            return Pair{F((D(p) * D(r) + D(i) * D(q)) / s), F((D(i) * D(p) - D(r) * D(q)) / s)};
-        });
-    ExpectRule(
-        "+= complex", [&](Lumora& a, const Lumora&) { a += c; },
-        [&](float r, float i, float, float) {
-            return Pair{r + cr, i + ci};
-        });
-    ExpectRule(
-        "-= complex", [&](Lumora& a, const Lumora&) { a -= c; },
-        [&](float r, float i, float, float) {
-            return Pair{r - cr, i - ci};
-        });
-    ExpectRule(
-        "*= complex", [&](Lumora& a, const Lumora&) { a *= c; },
-        [&](float r, float i, float, float) { return Mixed(r, i, cr, ci); });
-    ExpectRule(
-        "/= complex", [&](Lumora& a, const Lumora&) { a /= c; },
-        [&](float r, float i, float, float) { return Mixed(r, i, F(D(cr) / d), F((0.0 - D(ci)) / d)); });
-    ExpectRule(
-        "*= double", [](Lumora& a, const Lumora&) { a *= 0.1; },
-        [](float r, float i, float, float) {
-            return Pair{r * 0.1f, i * 0.1f};
-        });
-    ExpectRule(
-        "/= double", [](Lumora& a, const Lumora&) { a /= 10.0; },
-        [](float r, float i, float, float) {
-            return Pair{F(D(r) * (1.0 / 10.0)), F(D(i) * (1.0 / 10.0))};
-        });
-    ExpectRule(
-        "a *= a", [](Lumora& a, const Lumora&) { a *= a; },
-        [](float r, float i, float, float) {
-            return Pair{r * r - i * i, r * i + i * r};
-        });
+            Lumora a(16, 4), b(16, 4);
+            FillRandom(a, 11);
+            FillRandom(b, 12);
+            a[0] = Complex(0.0, 0.0);
+            Lumora expected(a);
+            for (std::size_t n = 0; n < a.N(); ++n)
+                std::tie(expected[n].real(), expected[n].imag()) =
+                    t.rule(a[n].Real(), a[n].Imag(), b[n].Real(), b[n].Imag());
+            t.run(a, b);
+            EXPECT_TRUE(SameBits(a, expected)) << t.name << " on " << threads;
+        }
 }
 
 TEST(Arithematic, SpecialValues)
@@ -126,9 +85,8 @@ TEST(Arithematic, SpecialValues)
 
 TEST(Arithematic, Fills)
 {
-    for (const int threads : {1, 3})
+    for (const Threads threads : EachTeam({1, 3}))
     {
-        Threads team(threads);
         Lumora f(8, 4);
         FillRandom(f, 5);
         f.SetConstReal(0.1).SetConstImag(-2.0);
@@ -174,23 +132,21 @@ TEST(Arithematic, WindowFillsStayInTheWindowAndInTheGrid)
                           {
                               f.SetConstWinPhase(3.1);
                           }};
-    for (const int threads : {1, 2, 7})
+    for (const Threads threads : EachTeam({1, 2, 7}))
         for (const Case& t : table)
             for (const Fill& fill : fills)
             {
-                Threads team(threads);
                 Lumora f(8, 4);
                 f.SetConst(Complex(0.5, 0.25));
                 f.Window() = t.window;
                 fill(f);
-                for (int j = 0; j < 4; ++j)
-                    for (int i = 0; i < 8; ++i)
-                    {
-                        const bool inside = i >= t.left && i < t.right && j >= t.bottom && j < t.top;
-                        const Complex c = f.GetPixel(i, j);
-                        const bool changed = std::abs(c.Real() - 0.5f) + std::abs(c.Imag() - 0.25f) > 0.1f;
-                        EXPECT_EQ(changed, inside) << i << ", " << j;
-                    }
+                for (const auto [i, j] : Grid(8, 4))
+                {
+                    const bool inside = i >= t.left && i < t.right && j >= t.bottom && j < t.top;
+                    const Complex c = f.GetPixel(i, j);
+                    const bool changed = std::abs(c.Real() - 0.5f) + std::abs(c.Imag() - 0.25f) > 0.1f;
+                    EXPECT_EQ(changed, inside) << i << ", " << j;
+                }
             }
 }
 

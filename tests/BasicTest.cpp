@@ -5,13 +5,6 @@
 
 using namespace lmltest;
 
-// Huge requests shall come back as null under the address sanitizer too.
-extern "C" const char* __asan_default_options();
-extern "C" const char* __asan_default_options()
-{
-    return "allocator_may_return_null=1";
-}
-
 namespace
 {
 const Failure kTooSmall{1, "LumoraLib::Lumora::Init", "User-Defined buffer is too small"};
@@ -75,6 +68,8 @@ TEST(Basic, ConstructorsAndDefaults)
     EXPECT_EQ(g.GetPy(), 3e-6);
     EXPECT_EQ(h.GetPx(), 2e-6);
     EXPECT_DOUBLE_EQ(h.lambda(), 5e-7);
+    h.k() = 6.283185307179586 / 6e-7;
+    EXPECT_DOUBLE_EQ(h.GetWavelength(), 6e-7);
     Lumora::SetDefault(256, 256, 1e-6, 1e-6, 632.8e-9);
     EXPECT_EQ(g.GetPx(), 2e-6);
     EXPECT_EQ(g.SetNormalVector(Vector(0, 3, 4)).GetNormalVector().z, 4 * (1.0 / 5.0));

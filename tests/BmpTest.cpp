@@ -157,13 +157,12 @@ TEST(BmpSave, SaversDifferInWindowRangePaletteAndBar)
         const std::string bytes = file.Read();
         ASSERT_EQ(bytes.size(), 1078u + static_cast<unsigned>(width * height));
         EXPECT_EQ(At(bytes, 54 + 4 * 255), s.colour ? 0 : 255);
-        for (int j = 0; j < height; ++j)
-            for (int i = 0; i < width; ++i)
-            {
-                const int plain = s.ranged ? 128 : 64;
-                const int expected = s.bar > width - i ? j * 255 / height : plain;
-                ASSERT_EQ(At(bytes, static_cast<std::size_t>(1078 + j * width + i)), expected) << i << ' ' << j;
-            }
+        for (const auto [i, j] : Grid(width, height))
+        {
+            const int plain = s.ranged ? 128 : 64;
+            const int expected = s.bar > width - i ? j * 255 / height : plain;
+            ASSERT_EQ(At(bytes, static_cast<std::size_t>(1078 + j * width + i)), expected) << i << ' ' << j;
+        }
         const Failure reversed = Catch([&] { s.save(field, file.Path(), ModeAmplitude, 1, 0); });
         EXPECT_EQ(reversed, s.ranged ? (Failure{3, kSaver, kMaxBelowMin}) : Failure{});
         EXPECT_EQ(file.Read().empty(), s.ranged);
@@ -207,17 +206,15 @@ TEST(BmpLoad, EveryModeFormDepthAndOrder)
                     const bool loads = mode >= 0 && mode <= 4;
                     // The background is a pair in the form of the mode; without a form of its own, of the field.
                     const bool polarPair = loads ? mode == 0 || mode >= 3 : form != 0;
-                    for (int j = 0; j < 2; ++j)
-                        for (int i = 0; i < 8; ++i)
-                        {
-                            const bool inside = i >= 1 && i < 7 && loads;
-                            const auto expected = inside
-                                                      ? AsCartesian(LoadedPair(mode, grey[index[j][i - 1]]), polarPair)
-                                                      : AsCartesian({0.75, 0.5}, polarPair);
-                            const auto got = AsCartesian({field.GetReal(i, j), field.GetImag(i, j)}, form != 0);
-                            ASSERT_LT(std::abs(got - expected), 1e-6)
-                                << "bits " << bits << " form " << form << " mode " << mode << " at " << i << ' ' << j;
-                        }
+                    for (const auto [i, j] : Grid(8, 2))
+                    {
+                        const bool inside = i >= 1 && i < 7 && loads;
+                        const auto expected = inside ? AsCartesian(LoadedPair(mode, grey[index[j][i - 1]]), polarPair)
+                                                     : AsCartesian({0.75, 0.5}, polarPair);
+                        const auto got = AsCartesian({field.GetReal(i, j), field.GetImag(i, j)}, form != 0);
+                        ASSERT_LT(std::abs(got - expected), 1e-6)
+                            << "bits " << bits << " form " << form << " mode " << mode << " at " << i << ' ' << j;
+                    }
                 }
         }
 }
@@ -240,13 +237,12 @@ TEST(BmpLoad, PlacementOfEverySize)
                 ASSERT_EQ(field.GetNy(), raise(height));
                 const int x0 = (raise(width) - width + 1) / 2;
                 const int y0 = (raise(height) - height + 1) / 2;
-                for (int j = 0; j < field.GetNy(); ++j)
-                    for (int i = 0; i < field.GetNx(); ++i)
-                    {
-                        const bool inside = i >= x0 && i < field.GetNx() - x0 && j >= y0 && j < field.GetNy() - y0;
-                        ASSERT_NEAR(field.GetReal(i, j), inside ? PixelAt(i - x0, j - y0) / 255.0 : 9.0, 1e-6)
-                            << width << 'x' << height << (topDown ? " top down" : "") << " at " << i << ' ' << j;
-                    }
+                for (const auto [i, j] : Grid(field))
+                {
+                    const bool inside = i >= x0 && i < field.GetNx() - x0 && j >= y0 && j < field.GetNy() - y0;
+                    ASSERT_NEAR(field.GetReal(i, j), inside ? PixelAt(i - x0, j - y0) / 255.0 : 9.0, 1e-6)
+                        << width << 'x' << height << (topDown ? " top down" : "") << " at " << i << ' ' << j;
+                }
             }
 }
 
@@ -343,9 +339,8 @@ TEST(BmpSave, AnotherProgramReadsThePicture)
     ScratchFile file("shown.bmp");
     ScratchFile pnm("shown.pnm");
     Lumora field(32, 16, 1e-5);
-    for (int j = 0; j < 16; ++j)
-        for (int i = 0; i < 32; ++i)
-            field.SetPixel(i, j, Complex((16 * j + i / 2) / 255.0, 0.0));
+    for (const auto [i, j] : Grid(32, 16))
+        field.SetPixel(i, j, Complex((16 * j + i / 2) / 255.0, 0.0));
     field.SetWindow(1, 30, 2, 13); // rows with padding
     for (const Gradation gradation : {GradationGrey, GradationRainbow})
     {

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
-#include <numeric>
 
 using namespace lmltest;
 using namespace LumoraLib::detail;
@@ -77,32 +76,6 @@ TEST(HeadTest, TableWithAGapAnOverlapOrAWrongSizeIsRefused)
     EXPECT_THROW((void)MakeHead<5>(At(0, &TestHead::letters), At(3, &TestHead::kind)), std::logic_error);
     EXPECT_THROW((void)MakeHead<3>(At(0, &TestHead::letters), At(1, &TestHead::kind)), std::logic_error);
     EXPECT_THROW((void)MakeHead<6>(At(0, &TestHead::letters), At(2, &TestHead::kind)), std::logic_error);
-}
-
-TEST(TransferTest, CallsAreOfAtMost64MiB)
-{
-    constexpr std::uint64_t most = 0x4000000;
-    using Sizes = std::vector<std::uint64_t>;
-    const auto calls = [](std::uint64_t bytes)
-    {
-        Sizes sizes;
-        std::uint64_t next = 0;
-        const auto take = [&](std::uint64_t offset, std::size_t size)
-        {
-            EXPECT_EQ(offset, next);
-            next += size;
-            sizes.push_back(size);
-            return true;
-        };
-        EXPECT_TRUE(ForEachChunk(bytes, take));
-        return sizes;
-    };
-    for (const Sizes& sizes : {Sizes{}, Sizes{1}, Sizes{most}, Sizes{most, 1}, Sizes{most, most}})
-        EXPECT_EQ(calls(std::accumulate(sizes.begin(), sizes.end(), std::uint64_t{0})), sizes);
-    EXPECT_EQ(calls((std::uint64_t{5} << 32) + 3).size(), 321u);
-    int count = 0;
-    EXPECT_FALSE(ForEachChunk(4 * most, [&](std::uint64_t, std::size_t) { return ++count < 2; }));
-    EXPECT_EQ(count, 2) << "the first short call ends the transfer";
 }
 
 TEST(TransferTest, FullDiskShowsInTheTransferOrAtTheLatestInTheClose)

@@ -99,9 +99,8 @@ TEST(Conversion, NormalizeIsTheSameOnEveryThreadCount)
 {
     for (const int form : {0, 1, 2, 3})
         for (const bool window : {false, true})
-            for (const int threads : {1, 2, 3, 7})
+            for (const Threads threads : EachTeam({1, 2, 3, 7}))
             {
-                const Threads team(threads);
                 Lumora f(32, 16);
                 FillRandom(f, 9);
                 f.Form() = static_cast<ComplexForm>(form);
@@ -147,9 +146,8 @@ TEST(Conversion, Turns)
     FillRandom(f);
     const Lumora before(f);
     f.ImageRotation(1);
-    for (int j = 0; j < 8; ++j)
-        for (int i = 0; i < 8; ++i)
-            EXPECT_TRUE(f.GetPixel(j, 7 - i) == before.GetPixel(i, j));
+    for (const auto [i, j] : Grid(8, 8))
+        EXPECT_TRUE(f.GetPixel(j, 7 - i) == before.GetPixel(i, j));
     EXPECT_FALSE(SameBits(f, before));
     EXPECT_TRUE(SameBits(f.ImageRotation(1).ImageRotation(1).ImageRotation(1), before));
     Lumora r(8, 4);
@@ -161,9 +159,8 @@ TEST(Conversion, Turns)
     // anti-diagonal, the rest of the buffer stays.
     f = before;
     f.ImageRotation(3);
-    for (int j = 0; j < 8; ++j)
-        for (int i = 0; i < 8; ++i)
-            EXPECT_TRUE(f.GetPixel(i, j) == (i == 7 - j ? before.GetPixel(j, 7) : before.GetPixel(i, j)));
+    for (const auto [i, j] : Grid(8, 8))
+        EXPECT_TRUE(f.GetPixel(i, j) == (i == 7 - j ? before.GetPixel(j, 7) : before.GetPixel(i, j)));
     for (const int n : {1, 3}) // rectangular grids turn wrongly but stay in the buffer
         for (const bool wide : {false, true})
         {

@@ -10,10 +10,9 @@ TEST(Embed, CentresAndCutsBack)
         int nx, ny, n, grownNx, grownNy;
     };
     const Case table[] = {{4, 4, 1, 8, 8}, {4, 2, 2, 16, 8}, {8, 1, 1, 16, 1}, {1, 1, 1, 2, 1}, {1, 4, 1, 2, 8}};
-    for (const int threads : {1, 3})
+    for (const Threads threads : EachTeam({1, 3}))
         for (const Case& t : table)
         {
-            Threads team(threads);
             Lumora f(t.nx, t.ny);
             FillRandom(f);
             f.SetOrigin(Vector(1, 2, 3));
@@ -28,12 +27,11 @@ TEST(Embed, CentresAndCutsBack)
             EXPECT_EQ(f.Window().right, x0 + t.nx);
             EXPECT_EQ(f.Window().bottom, y0);
             EXPECT_EQ(f.Window().top, y0 + t.ny);
-            for (int j = 0; j < t.grownNy; ++j)
-                for (int i = 0; i < t.grownNx; ++i)
-                {
-                    const bool inside = i >= x0 && i < x0 + t.nx && j >= y0 && j < y0 + t.ny;
-                    EXPECT_TRUE(f.GetPixel(i, j) == (inside ? before.GetPixel(i - x0, j - y0) : Complex()));
-                }
+            for (const auto [i, j] : Grid(t.grownNx, t.grownNy))
+            {
+                const bool inside = i >= x0 && i < x0 + t.nx && j >= y0 && j < y0 + t.ny;
+                EXPECT_TRUE(f.GetPixel(i, j) == (inside ? before.GetPixel(i - x0, j - y0) : Complex()));
+            }
             f.Extract(t.n);
             EXPECT_TRUE(SameBits(f, before));
             EXPECT_EQ(f.Window().right, t.nx);

@@ -42,9 +42,8 @@ std::vector<Value> CentredDft(const Lumora& f, int sign)
 // The first test of the program, so that no length has its tables yet.
 TEST(Fft, CallersOnThreadsOfTheirOwnSeeWholeTables)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        const Engine engine(lib);
         Lumora start(1 << 19, 1);
         FillRandom(start, 41);
         std::vector<Lumora> fields(4, start);
@@ -70,10 +69,9 @@ TEST(Fft, OracleIsTheDirectSum)
             for (int l = 0; l < 8; ++l)
             {
                 Value sum = 0.0;
-                for (int j = 0; j < 4; ++j)
-                    for (int i = 0; i < 8; ++i)
-                        sum += At(f, i, j) *
-                               std::polar(1.0, sign * 2 * M_PI * ((i - 4) * (l - 4) / 8.0 + (j - 2) * (m - 2) / 4.0));
+                for (const auto [i, j] : Grid(8, 4))
+                    sum += At(f, i, j) *
+                           std::polar(1.0, sign * 2 * M_PI * ((i - 4) * (l - 4) / 8.0 + (j - 2) * (m - 2) / 4.0));
                 EXPECT_LT(std::abs(sum - transform[std::size_t(8 * m + l)]), 1e-13);
             }
     }
@@ -87,9 +85,8 @@ TEST(Fft, EveryLengthAndShapeKeepsTheErrorBoundAndComesBack)
             Lumora start(nx, ny);
             FillRandom(start, std::uint32_t(nx + 3 * ny));
             const std::vector<Value> exact = CentredDft(start, sign);
-            for (const FftLib lib : kEngines)
+            for (const Engine lib : EachEngine())
             {
-                const Engine engine(lib);
                 const Threads team(2);
                 Lumora f(start);
                 f.Fft(sign);
@@ -108,21 +105,19 @@ TEST(Fft, SameBitsForEveryInstructionSetTeamAndAlignment)
     std::vector<std::pair<int, int>> shapes = Shapes();
     shapes.emplace_back(2048, 2048);
     for (const auto& [nx, ny] : shapes)
-        for (const FftLib lib : kEngines)
+        for (const Engine lib : EachEngine())
         {
-            const Engine engine(lib);
             Lumora first(1);
             for (const std::size_t offset : {0u, 2u, 1u})
             {
                 Fenced f(nx, ny, 1e-6, 1e-6, offset);
                 for (const detail::Isa isa : InstructionSets())
-                    for (const int threads : {1, 2, 3, 7})
+                    for (const Threads threads : EachTeam({1, 2, 3, 7}))
                     {
                         if (threads > 1 && (offset + (nx * ny > 1 << 18) + (lib == FFT_LIB_SPLIT_RADIX) > 1 ||
                                             (nx * ny > 1 << 18 && threads != 3)))
                             continue;
                         const Cap cap(isa);
-                        const Threads team(threads);
                         FillRandom(f.field, 9);
                         f.field.Fft(-1);
                         if (first.N() == 1)
@@ -136,10 +131,9 @@ TEST(Fft, SameBitsForEveryInstructionSetTeamAndAlignment)
 
 TEST(Fft, FormsPitchesAndWindows)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const int form : {0, 1, 2, 3})
         {
-            const Engine engine(lib);
             Lumora f(64, 32, 2e-6, 3e-6);
             FillRandom(f, 4);
             if (form >= 2)
@@ -171,9 +165,8 @@ TEST(Fft, FormsPitchesAndWindows)
 
 TEST(Fft, OneRowAndOneColumn)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        const Engine engine(lib);
         Lumora row(8, 1, 1e-6, 5e-6);
         FillRandom(row);
         row.Fft(-1);
@@ -202,9 +195,8 @@ TEST(Fft, QuadrantExchange)
         FillRandom(f);
         const Lumora before(f);
         f.SwitchQuadrant();
-        for (int j = 0; j < ny; ++j)
-            for (int i = 0; i < nx; ++i)
-                EXPECT_TRUE(f.GetPixel((i + nx / 2) % nx, (j + ny / 2) % ny) == before.GetPixel(i, j));
+        for (const auto [i, j] : Grid(nx, ny))
+            EXPECT_TRUE(f.GetPixel((i + nx / 2) % nx, (j + ny / 2) % ny) == before.GetPixel(i, j));
         EXPECT_TRUE(SameBits(f.SwitchQuadrant(), before));
     }
     // Half rows of four bytes: the members are exchanged across rows.

@@ -233,12 +233,11 @@ TEST_F(FileLmTest, FilesOfOtherWriters)
         FillRandom(g);
         g.LoadLm(path);
         EXPECT_EQ(g.Form(), 0);
-        for (int j = 0; j < g.GetNy(); ++j)
-            for (int i = 0; i < g.GetNx(); ++i)
-            {
-                const bool inside = i >= x0 && i < x0 + nx && j >= y0 && j < y0 + ny;
-                EXPECT_EQ(g.GetPixel(i, j), inside ? source.GetPixel(i - x0, j - y0) : Complex(0, 0)) << i << ' ' << j;
-            }
+        for (const auto [i, j] : Grid(g))
+        {
+            const bool inside = i >= x0 && i < x0 + nx && j >= y0 && j < y0 + ny;
+            EXPECT_EQ(g.GetPixel(i, j), inside ? source.GetPixel(i - x0, j - y0) : Complex(0, 0)) << i << ' ' << j;
+        }
         EXPECT_TRUE(SameRect(g.Window(), LML_RECT(0, g.GetNy(), g.GetNx(), 0)));
     }
     // No position head, and samples elsewhere.
@@ -584,12 +583,11 @@ TEST_F(FileLmTest, CutSamplesLeaveWhatIsThereAndZeros)
         EXPECT_EQ(g.Form(), SPECTRUM);
         EXPECT_EQ(g.GetNx(), 4);
         EXPECT_EQ(g.Window().right, segmented ? 8 : 4);
-        for (int j = 0; j < 4; ++j)
-            for (int i = 0; i < 4; ++i)
-            {
-                const int n = nx * j + i; // in the file
-                EXPECT_EQ(g.GetPixel(i, j), i < nx && n < 7 ? a.GetDataPointer()[n] : Complex(0, 0)) << i << ' ' << j;
-            }
+        for (const auto [i, j] : Grid(4, 4))
+        {
+            const int n = nx * j + i; // in the file
+            EXPECT_EQ(g.GetPixel(i, j), i < nx && n < 7 ? a.GetDataPointer()[n] : Complex(0, 0)) << i << ' ' << j;
+        }
     }
 }
 

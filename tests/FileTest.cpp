@@ -121,12 +121,11 @@ TEST(FileTest, DeBytesAndBack)
     g.LoadDE(file.Path());
     EXPECT_EQ(g.N(), 128u * 128u);
     EXPECT_TRUE(SameRect(g.Window(), LML_RECT(0, 100, 100, 0)));
-    for (int j = 0; j < 128; ++j)
-        for (int i = 0; i < 128; ++i)
-        {
-            const bool inside = i >= 14 && i < 114 && j >= 14 && j < 114;
-            ASSERT_EQ(g.GetPixel(i, j), inside ? big.GetPixel(i - 14, j - 14) : Complex(0, 0)) << i << ' ' << j;
-        }
+    for (const auto [i, j] : Grid(128, 128))
+    {
+        const bool inside = i >= 14 && i < 114 && j >= 14 && j < 114;
+        ASSERT_EQ(g.GetPixel(i, j), inside ? big.GetPixel(i - 14, j - 14) : Complex(0, 0)) << i << ' ' << j;
+    }
 }
 
 TEST(FileTest, ArithmeticOfStoredFields)

@@ -31,9 +31,8 @@ TEST(Isa, CapHoldsAndLifts)
 TEST(Isa, AnyProcessorRoundsEveryProduct)
 {
     const double nearOne = 1.0 + 0x1p-12;
-    for (const FftLib lib : {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR})
+    for (const Engine lib : EachEngine())
     {
-        const Engine engine(lib);
         Lumora a(16, 1);
         Lumora b(16, 1);
         a.SetConst(Complex(nearOne, 1.0));

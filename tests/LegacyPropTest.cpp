@@ -47,9 +47,8 @@ TEST(TrigTable, LooksUpTheNearestEntry)
 
 TEST(LegacyProp, OldFormOfPolarFieldsAndEvanescentSamples)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        const Engine engine(lib);
         Lumora f(32, 16, 0.25e-6);
         FillRandom(f, 8);
         Lumora raw(f);
@@ -111,23 +110,22 @@ TEST(LegacyProp, TableFormWithItsExceptions)
             f.SPWPropFsTbl(z, table);
             EXPECT_EQ(f.Form(), SPECTRUM);
             const double c = 1.0 / (f.lambda() * f.lambda());
-            for (int j = 0; j < size.second; ++j)
-                for (int i = 0; i < size.first; ++i)
+            for (const auto [i, j] : Grid(size.first, size.second))
+            {
+                const double q = c - f.X(i) * f.X(i) - f.Y(j) * f.Y(j);
+                Value expected = q > 0.0 ? std::polar(1.0, 2 * M_PI * z * std::sqrt(q)) : Value(1.0);
+                if ((i == 0 && j == g) || (i == h && j == 0))
+                    expected *= expected; // reached by both passes
+                if (i == 0 && j == 0 && q < 0.0)
+                    EXPECT_TRUE(std::isnan(f.GetPixel(0, 0).Real()));
+                else
                 {
-                    const double q = c - f.X(i) * f.X(i) - f.Y(j) * f.Y(j);
-                    Value expected = q > 0.0 ? std::polar(1.0, 2 * M_PI * z * std::sqrt(q)) : Value(1.0);
-                    if ((i == 0 && j == g) || (i == h && j == 0))
-                        expected *= expected; // reached by both passes
-                    if (i == 0 && j == 0 && q < 0.0)
-                        EXPECT_TRUE(std::isnan(f.GetPixel(0, 0).Real()));
-                    else
-                    {
-                        // the table's step is 6e-6; at centre and corner a float phase of about 3e4 comes in
-                        const bool corrected = (i == 0 && j == 0) || (i == h && j == g);
-                        EXPECT_LT(std::abs(At(f, i, j) - expected), corrected ? 3e-3 : 2e-5)
-                            << i << ", " << j << " of " << size.first;
-                    }
+                    // the table's step is 6e-6; at centre and corner a float phase of about 3e4 comes in
+                    const bool corrected = (i == 0 && j == 0) || (i == h && j == g);
+                    EXPECT_LT(std::abs(At(f, i, j) - expected), corrected ? 3e-3 : 2e-5)
+                        << i << ", " << j << " of " << size.first;
                 }
+            }
             EXPECT_EQ(f.GetOrigin().z, 0.0);
         }
     for (const auto& size : {std::pair{1, 1}, {1, 4}, {4, 1}, {2, 1}})

@@ -227,13 +227,11 @@ TEST(LocalSystem, ResamplingRangesAndStates)
 
 TEST(LocalSystem, AddAndMultiplyLayGridOnGrid)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& [dx, dy] :
              {std::pair{0.0, 0.0}, {5.3, -2.6}, {-9.0, 7.0}, {40.0, 0.0}, {0.0, -40.0}, {1e15, 0.0}})
-            for (int threads : {1, 3})
+            for (const Threads threads : EachTeam({1, 3}))
             {
-                Engine engine(lib);
-                Threads team(threads);
                 Lumora a(32, 16, 1.0, 1.0), s(16, 32, 1.0005, 0.9995);
                 FillRandom(a, 1);
                 FillRandom(s, 2);
@@ -241,13 +239,12 @@ TEST(LocalSystem, AddAndMultiplyLayGridOnGrid)
                 const int oi = int(std::floor(std::clamp(-8 * 1.0005 + dx, -1e6, 1e6) + 0.5)) + 16;
                 const int oj = int(std::floor(-16 * 0.9995 + dy + 0.5)) + 8;
                 Lumora sum(a), product(a), expectedSum(a), expectedProduct(a);
-                for (int j = 0; j < 32; ++j)
-                    for (int i = 0; i < 16; ++i)
-                        if (i + oi >= 0 && i + oi < 32 && j + oj >= 0 && j + oj < 16)
-                        {
-                            expectedSum.Pixel(i + oi, j + oj) += s.GetPixel(i, j);
-                            expectedProduct.Pixel(i + oi, j + oj) *= s.GetPixel(i, j);
-                        }
+                for (const auto [i, j] : Grid(16, 32))
+                    if (i + oi >= 0 && i + oi < 32 && j + oj >= 0 && j + oj < 16)
+                    {
+                        expectedSum.Pixel(i + oi, j + oj) += s.GetPixel(i, j);
+                        expectedProduct.Pixel(i + oi, j + oj) *= s.GetPixel(i, j);
+                    }
                 EXPECT_TRUE(SameBits(sum.Add(s), expectedSum)) << dx;
                 EXPECT_TRUE(SameBits(product.Multiply(s), expectedProduct)) << dx;
             }

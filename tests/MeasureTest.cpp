@@ -240,12 +240,11 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
     for (const ComplexForm form : kForms)
         for (const auto& w : windows)
             for (const int threads : kThreads)
-                for (const FftLib engine : kEngines)
+                for (const Engine engine : EachEngine())
                 {
                     if (Skips(threads, engine, form, w.first.left > 3))
                         continue;
                     const Threads team(threads);
-                    const Engine lib(engine);
                     Lumora u(16, 8);
                     Lumora r(32, 16);
                     FillRandom(u, 8);
@@ -300,10 +299,9 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
 TEST(Measure, OverlapFactor)
 {
     for (const int threads : kThreads)
-        for (const FftLib engine : kEngines)
+        for (const Engine engine : EachEngine())
         {
             const Threads team(threads);
-            const Engine lib(engine);
             Lumora a(32, 8);
             FillRandom(a, 6);
             a.Window() = LML_RECT(3, 4, 3, 9);

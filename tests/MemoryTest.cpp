@@ -38,11 +38,10 @@ TEST(Memory, LengthsThatNoTransformTakesAreRefused)
         {"ShiftedAsmProp", 1 << 29, 2, [](Lumora& f) { f.ShiftedAsmProp(f, 1); }},
     };
     // clang-format on
-    for (const FftLib lib : {FFT_LIB_VENDOR, FFT_LIB_SPLIT_RADIX})
+    for (const Engine lib : EachEngine())
         for (const ComplexForm form : {COMPLEX_AMPLITUDE, POLAR_AMPLITUDE})
             for (const Row& row : rows)
             {
-                const Engine engine(lib);
                 Lumora f(0, 0);
                 f.SetNx(row.nx).SetNy(row.ny).SetPx(1e-6).SetPy(1e-6);
                 f.Init(static_cast<Complex*>(space));

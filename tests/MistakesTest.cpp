@@ -90,6 +90,7 @@ TEST(Mistakes, EachKindIsReportedOnceAndItsHealthyTwinIsNot)
         {"ShiftedAsmProp", "outside the band limit", [&] { at(0.0, 0.1).ShiftedAsmProp(Random(), 1); }},
         {"", "", [&] { at(1e-3, 0.1).ShiftedAsmProp(Random(), 1); }},
         {"", "", [] { Field().AsmProp(0.1).RawAsmProp(0.1).ExactAsmProp(1e-4); }},
+        {"", "", [] { (Field().SetGaussian(5e-5, 2.0, 1e-6)).ConvToPolarForm().AsmProp(0.1); }},
         {"AddSphericalWave", "stands in the plane", [] { Field().AddSphericalWave(0.0, 0.0, 0.0, 1.0, WINDOW_RECT); }},
         {"AddSphericalWave", "below half a wavelength", [] { Field(64, 0.2e-6).AddSphericalWave(Vector(0.0, 0.0, -1e-3)); }},
         {"AddSphericalWaveSQR", "stands in the plane",

@@ -33,22 +33,19 @@ TEST(Modify, SetRectClampsToTheGrid)
         {4, 2, 6, 10, 3, 5},   {5, 2, 6, 11, 3, 5},       {0, 2, 0, 0, 0, 0}, // -2.5 rounds to -2, 2.5 to 3
         {100, 2, 0, 16, 3, 5}, {1e9, 1e300, 0, 16, 0, 8}, {4, -2, 0, 0, 0, 0},    {-4, 2, 0, 0, 0, 0},
         {kNan, 2, 0, 0, 0, 0}, {16, 8, 0, 16, 0, 8},      {4e12, 3, 0, 16, 3, 6}, {4, kNan, 0, 0, 0, 0}};
-    for (const int threads : {1, 3})
+    for (const Threads threads : EachTeam({1, 3}))
         for (const Case& t : table)
         {
-            const Threads team(threads);
             Lumora f(16, 8, 1e-6, 1e-6);
             FillRandom(f);
             f.Form() = POLAR_SPECTRUM;
             f.SetRect(t.wx * 1e-6, t.wy * 1e-6, 0.75);
             EXPECT_EQ(f.Form(), POLAR_SPECTRUM);
-            for (int j = 0; j < 8; ++j)
-                for (int i = 0; i < 16; ++i)
-                {
-                    const bool inside = i >= t.i0 && i < t.i1 && j >= t.j0 && j < t.j1;
-                    EXPECT_TRUE(f.GetPixel(i, j) == Complex(inside ? 0.75 : 0.0, 0.0))
-                        << t.wx << ": " << i << ", " << j;
-                }
+            for (const auto [i, j] : Grid(16, 8))
+            {
+                const bool inside = i >= t.i0 && i < t.i1 && j >= t.j0 && j < t.j1;
+                EXPECT_TRUE(f.GetPixel(i, j) == Complex(inside ? 0.75 : 0.0, 0.0)) << t.wx << ": " << i << ", " << j;
+            }
         }
     Lumora row(8, 1, 1e-6, 1e-6);
     row.SetRect(4e-6, 0.0, 2.0);
@@ -65,17 +62,16 @@ TEST(Modify, Gaussians)
     s.Form() = SPECTRUM;
     s.SetSeparableGaussian(3e-6, 5e-6, 4.0, 2.0, 0.5);
     EXPECT_EQ(s.Form(), COMPLEX_AMPLITUDE);
-    for (int j = 0; j < 8; ++j)
-        for (int i = 0; i < 16; ++i)
-        {
-            const double x = (i - 8) * 1e-6;
-            const double y = (j - 4) * 2e-6;
-            EXPECT_NEAR(f.GetReal(i, j), 1.5 * std::exp(-std::pow(std::hypot(x, y) / 3e-6, 2.5)), 1e-7);
-            EXPECT_NEAR(s.GetReal(i, j),
-                        0.5 * std::exp(-std::pow(std::fabs(x) / 3e-6, 4.0) - std::pow(std::fabs(y) / 5e-6, 4.0)), 1e-7);
-            EXPECT_EQ(f.GetImag(i, j), 0.0);
-            EXPECT_EQ(s.GetImag(i, j), 0.0);
-        }
+    for (const auto [i, j] : Grid(16, 8))
+    {
+        const double x = (i - 8) * 1e-6;
+        const double y = (j - 4) * 2e-6;
+        EXPECT_NEAR(f.GetReal(i, j), 1.5 * std::exp(-std::pow(std::hypot(x, y) / 3e-6, 2.5)), 1e-7);
+        EXPECT_NEAR(s.GetReal(i, j),
+                    0.5 * std::exp(-std::pow(std::fabs(x) / 3e-6, 4.0) - std::pow(std::fabs(y) / 5e-6, 4.0)), 1e-7);
+        EXPECT_EQ(f.GetImag(i, j), 0.0);
+        EXPECT_EQ(s.GetImag(i, j), 0.0);
+    }
     Lumora other(s);
     other.SetSeparableGaussian(3e-6, 5e-6, 4.0, 17.0, 0.5); // kept: the order in y has no effect
     EXPECT_TRUE(SameBits(other, s));
@@ -87,9 +83,8 @@ TEST(Modify, PlaneWaves)
     const Vector directions[] = {Vector(0.1, -0.05, 1.0), Vector(0, 0, 1), Vector(0, 0, 0), Vector(-3, 4, 1),
                                  Vector(0, 0, -7)};
     for (const Vector& direction : directions)
-        for (const int threads : {1, 3})
+        for (const Threads threads : EachTeam({1, 3}))
         {
-            const Threads team(threads);
             Lumora start(64, 16, 1e-6, 1.5e-6, 5e-7);
             FillRandom(start, 9);
             start.Form() = SPECTRUM; // not looked at
@@ -111,14 +106,13 @@ TEST(Modify, PlaneWaves)
                         EXPECT_EQ(f[n].Form(), SPECTRUM);
                     }
                 });
-            for (int j = 0; j < 16; ++j)
-                for (int i = 0; i < 64; ++i)
-                {
-                    const double theta = start.k() * (d.x * (3e-6 + start.X(i)) + d.y * (start.Y(j) - 2e-6)) + 0.7;
-                    const Value factor = std::polar(1.0, theta);
-                    for (std::size_t n = 0; n < 4; ++n)
-                        EXPECT_LT(std::abs(At(first[n], i, j) - (n < 2 ? At(start, i, j) * factor : factor)), 3e-7);
-                }
+            for (const auto [i, j] : Grid(64, 16))
+            {
+                const double theta = start.k() * (d.x * (3e-6 + start.X(i)) + d.y * (start.Y(j) - 2e-6)) + 0.7;
+                const Value factor = std::polar(1.0, theta);
+                for (std::size_t n = 0; n < 4; ++n)
+                    EXPECT_LT(std::abs(At(first[n], i, j) - (n < 2 ? At(start, i, j) * factor : factor)), 3e-7);
+            }
         }
 }
 
@@ -139,16 +133,15 @@ TEST(Modify, ReduceByAverage)
         EXPECT_EQ(f.GetPx(), 2e-6 * bx);
         EXPECT_EQ(f.GetPy(), 3e-6 * by);
         EXPECT_EQ(f.Window().right, f.GetNx());
-        for (int j = 0; j < f.GetNy(); ++j)
-            for (int i = 0; i < f.GetNx(); ++i)
-            {
-                double mean = 0;
-                for (int y = 0; y < by; ++y)
-                    for (int x = 0; x < bx; ++x)
-                        mean += old.GetReal(i * bx + x, j * by + y) / bx / by;
-                EXPECT_FLOAT_EQ(f.Real(i, j), static_cast<float>(mean));
-                EXPECT_FLOAT_EQ(f.Imag(i, j), static_cast<float>(1 - mean));
-            }
+        for (const auto [i, j] : Grid(f))
+        {
+            double mean = 0;
+            for (int y = 0; y < by; ++y)
+                for (int x = 0; x < bx; ++x)
+                    mean += old.GetReal(i * bx + x, j * by + y) / bx / by;
+            EXPECT_FLOAT_EQ(f.Real(i, j), static_cast<float>(mean));
+            EXPECT_FLOAT_EQ(f.Imag(i, j), static_cast<float>(1 - mean));
+        }
     }
 }
 
@@ -173,14 +166,13 @@ TEST(Modify, EnlargementsByIndex)
                 ASSERT_EQ(f->GetNx(), 8 * factor);
                 ASSERT_EQ(f->GetNy(), ny * rows);
             }
-            for (int j = 0; j < ny * rows; ++j)
-                for (int i = 0; i < 8 * factor; ++i)
-                {
-                    ASSERT_TRUE(tiles.GetPixel(i, j) == old.GetPixel(i % 8, j % ny));
-                    ASSERT_TRUE(blocks.GetPixel(i, j) == old.GetPixel(i / factor, j / rows));
-                    const bool on = i % factor == 0 && j % rows == 0;
-                    ASSERT_TRUE(spread.GetPixel(i, j) == (on ? old.GetPixel(i / factor, j / rows) : Complex(0.0, 0.0)));
-                }
+            for (const auto [i, j] : Grid(8 * factor, ny * rows))
+            {
+                ASSERT_TRUE(tiles.GetPixel(i, j) == old.GetPixel(i % 8, j % ny));
+                ASSERT_TRUE(blocks.GetPixel(i, j) == old.GetPixel(i / factor, j / rows));
+                const bool on = i % factor == 0 && j % rows == 0;
+                ASSERT_TRUE(spread.GetPixel(i, j) == (on ? old.GetPixel(i / factor, j / rows) : Complex(0.0, 0.0)));
+            }
             EXPECT_EQ(tiles.GetPx(), 2e-6);
             EXPECT_EQ(tiles.Window().right, 5);
             EXPECT_EQ(spread.GetPy(), 3e-6);
@@ -201,23 +193,18 @@ TEST(Modify, EnlargementsByIndex)
 
 TEST(Modify, SizeChangesOfEmptyAndForeignBuffers)
 {
-    const std::function<void(Lumora&, int)> calls[] = {[](Lumora& f, int n) { f.ReduceByAverage(n); },
-                                                       [](Lumora& f, int n) { f.Replicate(n); },
-                                                       [](Lumora& f, int n) { f.Pixelation(n); },
-                                                       [](Lumora& f, int n)
-                                                       {
-                                                           f.EnlargeZeroFill(n);
-                                                       }};
-    for (const auto& call : calls)
+    const CallTable calls = {LML_CALL("", f.ReduceByAverage(n)), LML_CALL("", f.Replicate(n)),
+                             LML_CALL("", f.Pixelation(n)), LML_CALL("", f.EnlargeZeroFill(n))};
+    for (const auto& row : calls)
     {
         Lumora none(8, 4);
         none.Dispose();
-        EXPECT_EQ(Catch([&] { call(none, 0); }).code, 0); // returns at once
+        EXPECT_EQ(Catch([&] { row.second(none, 0); }).code, 0); // returns at once
         Fenced mine(8, 4);
         mine.field.Clear();
-        EXPECT_EQ(Catch([&] { call(mine.field, 1); }).message,
-                  &call == calls ? "" : "User-Defined buffer is too small");
-        EXPECT_EQ(mine.field.GetNx(), &call == calls ? 4 : 8);
+        EXPECT_EQ(Catch([&] { row.second(mine.field, 1); }).message,
+                  &row == &calls[0] ? "" : "User-Defined buffer is too small");
+        EXPECT_EQ(mine.field.GetNx(), &row == &calls[0] ? 4 : 8);
         EXPECT_TRUE(mine.Whole());
     }
 }
@@ -252,16 +239,14 @@ TEST(Modify, ExtractWindow)
         EXPECT_EQ(f.k(), source.k());
         EXPECT_EQ(f.GetOrigin().z, 3.0);
         EXPECT_EQ(f.GetNormalVector().y, 1.0);
-        for (int j = 0; j < t.ny; ++j)
-            for (int i = 0; i < t.nx; ++i)
-            {
-                const int x = i - t.x0 + t.window.left;
-                const int y = j - t.y0 + t.window.bottom;
-                const bool copied = x >= std::max(0, t.window.left) && x < std::min(16, t.window.right) &&
-                                    y >= std::max(0, t.window.bottom) && y < std::min(8, t.window.top);
-                EXPECT_TRUE(f.GetPixel(i, j) == (copied ? source.GetPixel(x, y) : Complex(0.5, 0.25)))
-                    << i << ", " << j;
-            }
+        for (const auto [i, j] : Grid(t.nx, t.ny))
+        {
+            const int x = i - t.x0 + t.window.left;
+            const int y = j - t.y0 + t.window.bottom;
+            const bool copied = x >= std::max(0, t.window.left) && x < std::min(16, t.window.right) &&
+                                y >= std::max(0, t.window.bottom) && y < std::min(8, t.window.top);
+            EXPECT_TRUE(f.GetPixel(i, j) == (copied ? source.GetPixel(x, y) : Complex(0.5, 0.25))) << i << ", " << j;
+        }
         Lumora same(source); // a field can cut itself out
         same.ExtractWindow(same, Complex(0.5, 0.25));
         EXPECT_EQ(same.GetNx(), t.nx);
@@ -347,18 +332,16 @@ TEST(Modify, ShiftsByWholePitches)
             const std::vector<int> column = Shifted(step * p, nx, p);
             const std::vector<int> row = Shifted(step * p, ny, p);
             const std::vector<int> back = Shifted(-step * p, ny, p);
-            for (int j = 0; j < ny; ++j)
-                for (int i = 0; i < nx; ++i)
-                {
-                    const int c = column[static_cast<std::size_t>(i)];
-                    const int r = row[static_cast<std::size_t>(j)];
-                    const int b = back[static_cast<std::size_t>(j)];
-                    const Complex zero(0.0, 0.0);
-                    ASSERT_TRUE(f.field.GetPixel(i, j) == (c < 0 ? zero : old.GetPixel(c, j)))
-                        << step << ": " << i << j;
-                    ASSERT_TRUE(y.GetPixel(i, j) == (r < 0 ? zero : old.GetPixel(i, r))) << step << ": " << i << j;
-                    ASSERT_TRUE(both.GetPixel(i, j) == (c < 0 || b < 0 ? zero : old.GetPixel(c, b))) << step;
-                }
+            for (const auto [i, j] : Grid(nx, ny))
+            {
+                const int c = column[static_cast<std::size_t>(i)];
+                const int r = row[static_cast<std::size_t>(j)];
+                const int b = back[static_cast<std::size_t>(j)];
+                const Complex zero(0.0, 0.0);
+                ASSERT_TRUE(f.field.GetPixel(i, j) == (c < 0 ? zero : old.GetPixel(c, j))) << step << ": " << i << j;
+                ASSERT_TRUE(y.GetPixel(i, j) == (r < 0 ? zero : old.GetPixel(i, r))) << step << ": " << i << j;
+                ASSERT_TRUE(both.GetPixel(i, j) == (c < 0 || b < 0 ? zero : old.GetPixel(c, b))) << step;
+            }
             EXPECT_DOUBLE_EQ(f.field.GetOrigin().x, -step * p);
             EXPECT_EQ(f.field.GetOrigin().y, 0.0);
             EXPECT_DOUBLE_EQ(both.GetOrigin().y, step * p);
@@ -407,17 +390,15 @@ TEST(Modify, SuperimposeAddsTheOverlap)
             const Lumora before(f.field);
             Lumora source = Numbered(8, 4); // another pitch, which plays no part
             f.field.Superimpose(source, dx, dy);
-            for (int j = 0; j < 8; ++j)
-                for (int i = 0; i < 16; ++i)
-                {
-                    const double x = i - (std::floor(static_cast<double>(dx) / 1e-6 + 0.5) + 8 - 4);
-                    const double y = j - (std::floor(static_cast<double>(dy) / 1e-6 + 0.5) + 4 - 2);
-                    const bool hit = x >= 0 && x < 8 && y >= 0 && y < 4;
-                    const Complex old = before.GetPixel(i, j);
-                    const Complex expected =
-                        hit ? old + source.GetPixel(static_cast<int>(x), static_cast<int>(y)) : old;
-                    EXPECT_TRUE(f.field.GetPixel(i, j) == expected) << dx << ", " << dy << ": " << i << ", " << j;
-                }
+            for (const auto [i, j] : Grid(16, 8))
+            {
+                const double x = i - (std::floor(static_cast<double>(dx) / 1e-6 + 0.5) + 8 - 4);
+                const double y = j - (std::floor(static_cast<double>(dy) / 1e-6 + 0.5) + 4 - 2);
+                const bool hit = x >= 0 && x < 8 && y >= 0 && y < 4;
+                const Complex old = before.GetPixel(i, j);
+                const Complex expected = hit ? old + source.GetPixel(static_cast<int>(x), static_cast<int>(y)) : old;
+                EXPECT_TRUE(f.field.GetPixel(i, j) == expected) << dx << ", " << dy << ": " << i << ", " << j;
+            }
             EXPECT_TRUE(f.Whole());
         }
 }
@@ -429,10 +410,9 @@ namespace
 std::set<std::pair<int, int>> Painted(const Lumora& f)
 {
     std::set<std::pair<int, int>> set;
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-            if (f.GetPixel(i, j) == Complex(1.0, 2.0))
-                set.insert({i, j});
+    for (const auto [i, j] : Grid(f))
+        if (f.GetPixel(i, j) == Complex(1.0, 2.0))
+            set.insert({i, j});
     return set;
 }
 } // namespace
@@ -512,15 +492,14 @@ TEST(Modify, PaintFillsConvexRegionsAndNeverMoreThanTheRegion)
         const int cy = static_cast<int>(random() % 16);
         const int r2 = static_cast<int>(random() % 90);
         const int slope = static_cast<int>(random() % 3) - 1;
-        for (int j = 0; j < 16; ++j)
-            for (int i = 0; i < 32; ++i)
-            {
-                const bool disc = (i - cx) * (i - cx) + (j - cy) * (j - cy) <= r2;
-                const bool stripe = std::abs(i - cx - slope * (j - cy)) * 4 <= r2 / 4 + 4;
-                const bool region =
-                    convex ? (round % 2 != 0 ? disc : stripe) : static_cast<int>(random() % 100) < 40 + round % 50;
-                f.field.SetPixel(i, j, region ? Complex(0.0, 0.0) : Complex(3.0, 0.0));
-            }
+        for (const auto [i, j] : Grid(32, 16))
+        {
+            const bool disc = (i - cx) * (i - cx) + (j - cy) * (j - cy) <= r2;
+            const bool stripe = std::abs(i - cx - slope * (j - cy)) * 4 <= r2 / 4 + 4;
+            const bool region =
+                convex ? (round % 2 != 0 ? disc : stripe) : static_cast<int>(random() % 100) < 40 + round % 50;
+            f.field.SetPixel(i, j, region ? Complex(0.0, 0.0) : Complex(3.0, 0.0));
+        }
         const int x = convex ? cx : static_cast<int>(random() % 32);
         const int y = convex ? cy : static_cast<int>(random() % 16);
         const Lumora before(f.field);
@@ -554,9 +533,8 @@ TEST(Modify, PaintFillsConvexRegionsAndNeverMoreThanTheRegion)
         }
         EXPECT_TRUE(std::includes(reached.begin(), reached.end(), painted.begin(), painted.end())) << "round " << round;
         EXPECT_TRUE(painted.count({x, y}) != 0);
-        for (int j = 0; j < 16; ++j)
-            for (int i = 0; i < 32; ++i)
-                EXPECT_TRUE(painted.count({i, j}) != 0 || f.field.GetPixel(i, j) == before.GetPixel(i, j));
+        for (const auto [i, j] : Grid(32, 16))
+            EXPECT_TRUE(painted.count({i, j}) != 0 || f.field.GetPixel(i, j) == before.GetPixel(i, j));
     }
     EXPECT_GT(filled, 100);
 }
@@ -568,10 +546,9 @@ TEST(Modify, PaintOfConcaveAndOddRegions)
     const char* picture[] = {"##########", "#..####..#", "#..####..#", "#........#", "##########"};
     Lumora f(16, 8);
     f.SetConst(Complex(3.0, 0.0));
-    for (int j = 0; j < 5; ++j)
-        for (int i = 0; i < 10; ++i)
-            if (picture[4 - j][i] == '.')
-                f.SetPixel(i, j, Complex(0.0, 0.0));
+    for (const auto [i, j] : Grid(10, 5))
+        if (picture[4 - j][i] == '.')
+            f.SetPixel(i, j, Complex(0.0, 0.0));
     Lumora bottom(f);
     bottom.Paint(4, 1, Complex(1.0, 2.0));
     EXPECT_EQ(Painted(bottom).size(), 12u); // the row and one arm: kept

@@ -14,10 +14,9 @@ Lumora InBand(Lumora field, double share)
 {
     const int n = field.GetNx();
     field.Fft(-1);
-    for (int j = 0; j < n; ++j)
-        for (int i = 0; i < n; ++i)
-            if (std::abs(i - n / 2) > share * n / 2 || std::abs(j - n / 2) > share * n / 2)
-                field.SetPixel(i, j, Complex(0, 0));
+    for (const auto [i, j] : Grid(n, n))
+        if (std::abs(i - n / 2) > share * n / 2 || std::abs(j - n / 2) > share * n / 2)
+            field.SetPixel(i, j, Complex(0, 0));
     return field.Fft(1);
 }
 

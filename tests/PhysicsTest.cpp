@@ -12,21 +12,19 @@ double WidthX(const Lumora& f)
 {
     double sum = 0.0;
     double moment = 0.0;
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-        {
-            sum += f.GetIntensity(i, j);
-            moment += f.GetIntensity(i, j) * f.X(i) * f.X(i);
-        }
+    for (const auto [i, j] : Grid(f))
+    {
+        sum += f.GetIntensity(i, j);
+        moment += f.GetIntensity(i, j) * f.X(i) * f.X(i);
+    }
     return 2.0 * std::sqrt(moment / sum);
 }
 
 Lumora Gaussian(int n, double pitch, double w0)
 {
     Lumora f(n, n, pitch, pitch, kLambda);
-    for (int j = 0; j < n; ++j)
-        for (int i = 0; i < n; ++i)
-            f.SetPixel(i, j, Complex(std::exp(-(f.X(i) * f.X(i) + f.Y(j) * f.Y(j)) / (w0 * w0)), 0.0));
+    for (const auto [i, j] : Grid(n, n))
+        f.SetPixel(i, j, Complex(std::exp(-(f.X(i) * f.X(i) + f.Y(j) * f.Y(j)) / (w0 * w0)), 0.0));
     return f;
 }
 } // namespace
@@ -37,9 +35,8 @@ TEST(Physics, GaussianBeamSpreads)
 {
     const double w0 = 100e-6;
     const double zr = M_PI * w0 * w0 / kLambda;
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         Lumora f = Gaussian(512, 4e-6, w0);
         for (int n = 1; n <= 3; ++n)
         {
@@ -67,23 +64,21 @@ TEST(Physics, GaussianBeamSpreads)
 TEST(Physics, CircularApertureOnTheAxis)
 {
     const double a = 0.4e-3;
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         Threads team(2);
         Lumora hole(512, 512, 4e-6, 4e-6, kLambda);
-        for (int j = 0; j < 512; ++j)
-            for (int i = 0; i < 512; ++i)
+        for (const auto [i, j] : Grid(512, 512))
+        {
+            int inside = 0; // share of the sample's area, 8 by 8
+            for (int n = 0; n < 64; ++n)
             {
-                int inside = 0; // share of the sample's area, 8 by 8
-                for (int n = 0; n < 64; ++n)
-                {
-                    const double x = hole.X(i) + ((n % 8) - 3.5) / 8 * 4e-6;
-                    const double y = hole.Y(j) + ((n / 8) - 3.5) / 8 * 4e-6;
-                    inside += x * x + y * y < a * a;
-                }
-                hole.SetPixel(i, j, Complex(inside / 64.0, 0.0));
+                const double x = hole.X(i) + ((n % 8) - 3.5) / 8 * 4e-6;
+                const double y = hole.Y(j) + ((n / 8) - 3.5) / 8 * 4e-6;
+                inside += x * x + y * y < a * a;
             }
+            hole.SetPixel(i, j, Complex(inside / 64.0, 0.0));
+        }
         for (const double fresnelNumber : {1.0, 1.5, 2.0, 2.5, 3.0})
         {
             const double z = a * a / (kLambda * fresnelNumber);

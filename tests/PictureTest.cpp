@@ -83,9 +83,8 @@ INSTANTIATE_TEST_SUITE_P(Formats, PictureTest, ::testing::ValuesIn(kFormats),
 TEST_P(PictureTest, HeadRowsOrderAndPadding)
 {
     Lumora field(8, 8, 0x1p-18, 0x1p-12);
-    for (int j = 0; j < 8; ++j)
-        for (int i = 0; i < 8; ++i)
-            field.SetPixel(i, j, Complex((10.0 * j + i) / 255.0, 0.0));
+    for (const auto [i, j] : Grid(8, 8))
+        field.SetPixel(i, j, Complex((10.0 * j + i) / 255.0, 0.0));
     field.SetWindow(2, 7, 1, 4);
     for (const bool window : {true, false})
     {
@@ -112,9 +111,8 @@ TEST_P(PictureTest, HeadRowsOrderAndPadding)
     f.save(large, file.Path(), false, ModeAmplitude, 0, 0);
     const std::string bytes = file.Read();
     std::size_t wrong = 0;
-    for (int j = 0; j < 512; ++j)
-        for (int i = 0; i < 2048; ++i)
-            wrong += Pixel(bytes, large.Window(), i, j) != static_cast<std::size_t>(2048 * j + i) * 7919 % 256;
+    for (const auto [i, j] : Grid(2048, 512))
+        wrong += Pixel(bytes, large.Window(), i, j) != static_cast<std::size_t>(2048 * j + i) * 7919 % 256;
     EXPECT_EQ(wrong, 0u);
 }
 
@@ -134,9 +132,8 @@ TEST_P(PictureTest, EveryModeFormAndRange)
             for (const auto& [min, max] : {std::pair{0.0, 0.0}, {-0.5, 0.75}, {0.25, 0.25}, {0.0, 1e-3}})
             {
                 std::string bytes;
-                for (const int threads : {1, 3})
+                for (const Threads threads : EachTeam({1, 3}))
                 {
-                    Threads team(threads);
                     f.save(field, file.Path(), true, static_cast<Mode>(mode), min, max);
                     EXPECT_TRUE(threads == 1 || file.Read() == bytes);
                     bytes = file.Read();

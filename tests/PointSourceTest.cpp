@@ -50,15 +50,14 @@ void ExpectWave(const Lumora& f, Box box, const Error& error, const Expected& wa
             return error(i, j);
     };
     int wrong = 0;
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-        {
-            const bool inside = i >= box.left && i < box.right && j >= box.bottom && j < box.top;
-            const Wave want = inside ? wave(i, j) : Wave();
-            const double off = std::abs(At(f, i, j) - want);
-            if (!(off <= (inside ? allowed(i, j) : 0.0)) && ++wrong < 4)
-                ADD_FAILURE() << "sample " << i << ", " << j << ": " << At(f, i, j) << " instead of " << want;
-        }
+    for (const auto [i, j] : Grid(f))
+    {
+        const bool inside = i >= box.left && i < box.right && j >= box.bottom && j < box.top;
+        const Wave want = inside ? wave(i, j) : Wave();
+        const double off = std::abs(At(f, i, j) - want);
+        if (!(off <= (inside ? allowed(i, j) : 0.0)) && ++wrong < 4)
+            ADD_FAILURE() << "sample " << i << ", " << j << ": " << At(f, i, j) << " instead of " << want;
+    }
     EXPECT_EQ(wrong, 0);
 }
 

@@ -24,24 +24,21 @@ TEST(Propagate, TransferFunctionSampleBySample)
         for (const auto& size : kShapes)
         {
             Lumora expected(1);
-            for (const FftLib lib : kEngines)
-                for (const int threads : {1, 2, 3, 7})
+            for (const Engine lib : EachEngine())
+                for (const Threads threads : EachTeam({1, 2, 3, 7}))
                 {
-                    Engine engine(lib);
-                    Threads team(threads);
                     Lumora f = Random(size[0], size[1], 1.0 / (size[0] * pitch)); // a spectrum's pitch
                     f.Form() = SPECTRUM;
                     const Lumora before(f);
                     const double d = -0.0123;
                     f.SetNormalVector(Vector(0, 3, 4)).RawAsmPropFs(d);
                     const double c = 1.0 / (f.lambda() * f.lambda());
-                    for (int j = 0; j < f.GetNy(); ++j)
-                        for (int i = 0; i < f.GetNx(); ++i)
-                        {
-                            const double w = c - f.X(i) * f.X(i) - f.Y(j) * f.Y(j);
-                            const Value h = w > 0 ? std::polar(1.0, 2 * M_PI * d * std::sqrt(w)) : Value(1.0);
-                            EXPECT_LT(std::abs(At(f, i, j) - At(before, i, j) * h), 3e-7) << i << ", " << j;
-                        }
+                    for (const auto [i, j] : Grid(f))
+                    {
+                        const double w = c - f.X(i) * f.X(i) - f.Y(j) * f.Y(j);
+                        const Value h = w > 0 ? std::polar(1.0, 2 * M_PI * d * std::sqrt(w)) : Value(1.0);
+                        EXPECT_LT(std::abs(At(f, i, j) - At(before, i, j) * h), 3e-7) << i << ", " << j;
+                    }
                     EXPECT_DOUBLE_EQ(f.GetOrigin().y, 0.6 * d);
                     EXPECT_DOUBLE_EQ(f.GetOrigin().z, 0.8 * d);
                     if (lib == FFT_LIB_SPLIT_RADIX && threads == 1)
@@ -59,23 +56,20 @@ TEST(Propagate, BandLimitKeepsALopsidedBox)
     const double lambda = 5e-7;
     const double root = 1.0 / (lambda * 4.2 * du);
     const double d = std::sqrt(root * root - 1.0) / (2.0 * du);
-    for (const FftLib lib : kEngines)
-        for (const int threads : {1, 3})
+    for (const Engine lib : EachEngine())
+        for (const Threads threads : EachTeam({1, 3}))
             for (const bool narrow : {false, true}) // a fine row pitch leaves the rows alone
             {
-                Engine engine(lib);
-                Threads team(threads);
                 Lumora f(16, 16, du, narrow ? du / 64 : du, lambda);
                 f.SetConst(Complex(1.0, 1.0));
                 f.Form() = SPECTRUM;
                 f.SetWindow(3, 4, 5, 6).AsmPropFs(d);
-                for (int j = 0; j < 16; ++j)
-                    for (int i = 0; i < 16; ++i)
-                    {
-                        const bool kept = i >= 4 && i < 12 && (narrow || (j >= 4 && j < 12));
-                        EXPECT_EQ(f.GetAmplitude(i, j) > 0.5, kept) << i << ", " << j;
-                        EXPECT_TRUE(kept || f.GetPixel(i, j) == Complex());
-                    }
+                for (const auto [i, j] : Grid(16, 16))
+                {
+                    const bool kept = i >= 4 && i < 12 && (narrow || (j >= 4 && j < 12));
+                    EXPECT_EQ(f.GetAmplitude(i, j) > 0.5, kept) << i << ", " << j;
+                    EXPECT_TRUE(kept || f.GetPixel(i, j) == Complex());
+                }
                 EXPECT_EQ(f.Window().left, 3);
                 EXPECT_DOUBLE_EQ(f.GetOrigin().z, d); // moved once
             }
@@ -92,11 +86,10 @@ TEST(Propagate, BandLimitKeepsALopsidedBox)
 TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
 {
     // 0.02 m: phases around 1e5, whose float steps of 0.008 are visible; a double phase would be another field.
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const double d : {0.02, -0.5})
             for (const auto& [nx, ny] : {std::pair{16, 8}, {8, 16}, {16, 1}})
             {
-                const Engine engine(lib);
                 const Lumora g = Random(nx, ny, 3e-5);
                 Lumora f(g);
                 f.FresnelProp(d);
@@ -109,14 +102,13 @@ TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
                     for (int l = 0; l < nx; ++l)
                     {
                         Value sum = 0.0;
-                        for (int j = 0; j < ny; ++j)
-                            for (int i = 0; i < nx; ++i)
-                            {
-                                const float phi = float((g.Y(j) * g.Y(j) + g.X(i) * g.X(i)) * k / (d + d));
-                                const double turn =
-                                    double((i - nx / 2) * (l - nx / 2)) / nx + double((j - ny / 2) * (m - ny / 2)) / ny;
-                                sum += At(g, i, j) * std::polar(1.0, double(phi) - 2 * M_PI * turn);
-                            }
+                        for (const auto [i, j] : Grid(nx, ny))
+                        {
+                            const float phi = float((g.Y(j) * g.Y(j) + g.X(i) * g.X(i)) * k / (d + d));
+                            const double turn =
+                                double((i - nx / 2) * (l - nx / 2)) / nx + double((j - ny / 2) * (m - ny / 2)) / ny;
+                            sum += At(g, i, j) * std::polar(1.0, double(phi) - 2 * M_PI * turn);
+                        }
                         const double phi = ((f.Y(m) * f.Y(m) + f.X(l) * f.X(l)) / (d + d) + d) * k;
                         EXPECT_LT(std::abs(At(f, l, m) - sum * std::polar(1.0, double(float(phi)))), 2e-6 * scale);
                         exactPhases += std::abs(At(f, l, m) - sum * std::polar(1.0, phi)) / scale / (nx * ny);
@@ -127,10 +119,9 @@ TEST(Propagate, FresnelIsTheSumWithSinglePrecisionPhases)
 
 TEST(Propagate, FourierPropIsTheTransform)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& [nx, ny] : {std::pair{32, 16}, {16, 1}, {1, 1}})
         {
-            const Engine engine(lib);
             Lumora f = Random(nx, ny);
             f.SetNormalVector(Vector(0, 1, 0));
             Lumora transform(f);

@@ -146,15 +146,14 @@ const std::vector<Propagator>& Propagators()
 Lumora Beam(int n = 64)
 {
     Lumora f(n, n, kP, kP, kLambda);
-    for (int j = 0; j < n; ++j)
-        for (int i = 0; i < n; ++i)
-        {
-            const double x = f.X(i) - 6e-6;
-            const double y = f.Y(j) + 3e-6;
-            const Value v = std::exp(-x * x / 2.56e-10 - y * y / 1.96e-10) *
-                            std::polar(1.0, 2.0 * M_PI * (5000.0 * x - 3000.0 * y) + 0.4);
-            f.SetPixel(i, j, Complex(v.real(), v.imag()));
-        }
+    for (const auto [i, j] : Grid(n, n))
+    {
+        const double x = f.X(i) - 6e-6;
+        const double y = f.Y(j) + 3e-6;
+        const Value v = std::exp(-x * x / 2.56e-10 - y * y / 1.96e-10) *
+                        std::polar(1.0, 2.0 * M_PI * (5000.0 * x - 3000.0 * y) + 0.4);
+        f.SetPixel(i, j, Complex(v.real(), v.imag()));
+    }
     f.SetWindow(2, 5, 1, 3);
     return f;
 }
@@ -173,16 +172,15 @@ Value RayleighSommerfeld(const Lumora& u, const Vector& p)
     Value sum = 0.0;
     const double k = u.GetWavenumber();
     const double z = p.z - u.GetOrigin().z;
-    for (int j = 0; j < u.GetNy(); ++j)
-        for (int i = 0; i < u.GetNx(); ++i)
-        {
-            if (u.GetIntensity(i, j) < 1e-14)
-                continue;
-            const double dx = p.x - u.X(i) - u.GetOrigin().x;
-            const double dy = p.y - u.Y(j) - u.GetOrigin().y;
-            const double r = std::sqrt(dx * dx + dy * dy + z * z);
-            sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * (z / r) * Value(1.0 / r, -k) * std::polar(1.0 / r, k * r);
-        }
+    for (const auto [i, j] : Grid(u))
+    {
+        if (u.GetIntensity(i, j) < 1e-14)
+            continue;
+        const double dx = p.x - u.X(i) - u.GetOrigin().x;
+        const double dy = p.y - u.Y(j) - u.GetOrigin().y;
+        const double r = std::sqrt(dx * dx + dy * dy + z * z);
+        sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * (z / r) * Value(1.0 / r, -k) * std::polar(1.0 / r, k * r);
+    }
     return sum * u.GetPx() * u.GetPy() / (2.0 * M_PI);
 }
 
@@ -213,22 +211,20 @@ double Energy(const Lumora& f)
 Lumora Turned(const Lumora& f, int di, int dj)
 {
     Lumora g(f);
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-            g.SetPixel((i + di + f.GetNx()) % f.GetNx(), (j + dj + f.GetNy()) % f.GetNy(), f.GetPixel(i, j));
+    for (const auto [i, j] : Grid(f))
+        g.SetPixel((i + di + f.GetNx()) % f.GetNx(), (j + dj + f.GetNy()) % f.GetNy(), f.GetPixel(i, j));
     return g;
 }
 } // namespace
 
 TEST(Propagators, Linear)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& size : {std::pair{32, 16}, {64, 1}})
             for (const Propagator& p : Propagators())
             {
                 if (!p.linear)
                     continue;
-                Engine engine(lib);
                 const Value alpha(0.7, -1.1);
                 const Value beta(-0.4, 0.3);
                 Lumora a = Random(size.first, size.second, 1);
@@ -247,10 +243,9 @@ TEST(Propagators, Linear)
 TEST(Propagators, DirectSumAndEnergy)
 {
     const Lumora beam = Beam();
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const Propagator& p : Propagators())
         {
-            Engine engine(lib);
             const Lumora f = p.run(beam);
             if (p.sumError > 0.0)
             {
@@ -269,9 +264,8 @@ TEST(Propagators, WideAnglesNeedTheAngularSpectrum)
     // sum.
     Lumora spot(64, 64, 4e-7, 4e-7, kLambda);
     spot.SetGaussian(1.2e-6, 2.0, 1.0);
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         Lumora exact(spot);
         exact.ExactAsmProp(1e-5);
         EXPECT_LT(DistanceFromSum(exact, spot), 2e-2);
@@ -286,9 +280,8 @@ TEST(Propagators, WideAnglesNeedTheAngularSpectrum)
 
 TEST(Propagators, ThereAndBack)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora start = Random(64, 32, 7);
         Lumora f(start);
         f.RawAsmProp(kZ).RawAsmProp(-kZ);
@@ -323,10 +316,9 @@ TEST(Propagators, ThereAndBack)
 
 TEST(Propagators, Shifts)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const Propagator& p : Propagators())
         {
-            Engine engine(lib);
             if (p.translates)
             {
                 const Lumora f = Random(32, 16, 3);
@@ -346,10 +338,9 @@ TEST(Propagators, Shifts)
 TEST(Propagators, FramesAreThoseOfThePlaces)
 {
     const Lumora beam = Beam();
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const Propagator& p : Propagators())
         {
-            const Engine engine(lib);
             Lumora f = p.run(beam);
             const LML_RECT w = f.Window();
             const bool source = p.window == WindowOf::Source;
@@ -369,26 +360,23 @@ TEST(Propagators, PolarSourcesAreTheirFields)
     const CallTable calls = {LML_CALL("RawAsmProp", f.RawAsmProp(kZ)), LML_CALL("AsmProp", f.AsmProp(kZ)),
                              LML_CALL("ExactAsmProp", f.ExactAsmProp(kZ)), LML_CALL("FresnelProp", f.FresnelProp(kZ)),
                              LML_CALL("FourierProp", f.FourierProp(kZ))};
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& [nx, ny] : {std::pair{32, 16}, {64, 1}})
             for (const auto& [name, run] : calls)
             {
-                const Engine engine(lib);
                 Lumora field = Random(nx, ny, 5), polar(field);
                 polar.Form() = POLAR_AMPLITUDE;
-                for (int j = 0; j < ny; ++j)
-                    for (int i = 0; i < nx; ++i)
-                        polar.SetPixel(i, j, Complex(std::abs(At(field, i, j)), std::arg(At(field, i, j))));
+                for (const auto [i, j] : Grid(nx, ny))
+                    polar.SetPixel(i, j, Complex(std::abs(At(field, i, j)), std::arg(At(field, i, j))));
                 run(field, 0);
                 run(polar, 0);
                 EXPECT_EQ(polar.Form(), POLAR_AMPLITUDE) << name;
                 EXPECT_EQ(polar.GetPx(), field.GetPx());
-                for (int j = 0; j < ny; ++j)
-                    for (int i = 0; i < nx; ++i)
-                    {
-                        const Value v = std::polar(1.0, polar.GetImag(i, j)) * polar.GetReal(i, j);
-                        polar.SetPixel(i, j, Complex(v.real(), v.imag()));
-                    }
+                for (const auto [i, j] : Grid(nx, ny))
+                {
+                    const Value v = std::polar(1.0, polar.GetImag(i, j)) * polar.GetReal(i, j);
+                    polar.SetPixel(i, j, Complex(v.real(), v.imag()));
+                }
                 EXPECT_LT(RelativeL2(polar, field), 2e-6) << name;
             }
 }

@@ -37,13 +37,12 @@ double Energy(const Lumora& f)
 /// A smooth field near the origin: a Gaussian of radius w times a plane wave of frequency (fu, fv).
 void SetBeam(Lumora& f, double w, double fu, double fv)
 {
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-        {
-            const double x = f.X(i), y = f.Y(j), a = std::exp(-(x * x + y * y) / (w * w));
-            const double phase = kTurn * (fu * x + fv * y);
-            f.SetPixel(i, j, Complex(a * std::cos(phase), a * std::sin(phase)));
-        }
+    for (const auto [i, j] : Grid(f))
+    {
+        const double x = f.X(i), y = f.Y(j), a = std::exp(-(x * x + y * y) / (w * w));
+        const double phase = kTurn * (fu * x + fv * y);
+        f.SetPixel(i, j, Complex(a * std::cos(phase), a * std::sin(phase)));
+    }
 }
 
 /// The field of a spectrum at a point in space: the sum of its plane waves.
@@ -51,14 +50,13 @@ std::complex<double> PlaneWaveSum(const Lumora& spectrum, const Vector& p)
 {
     std::complex<double> sum = 0.0;
     const double limit = 1.0 / (kWavelength * kWavelength);
-    for (int j = 0; j < spectrum.GetNy(); ++j)
-        for (int i = 0; i < spectrum.GetNx(); ++i)
-        {
-            const double u = spectrum.X(i), v = spectrum.Y(j), rest = limit - u * u - v * v;
-            if (rest > 0.0)
-                sum += std::complex<double>(spectrum.GetReal(i, j), spectrum.GetImag(i, j)) *
-                       std::polar(1.0, kTurn * (u * p.x + v * p.y + std::sqrt(rest) * p.z));
-        }
+    for (const auto [i, j] : Grid(spectrum))
+    {
+        const double u = spectrum.X(i), v = spectrum.Y(j), rest = limit - u * u - v * v;
+        if (rest > 0.0)
+            sum += std::complex<double>(spectrum.GetReal(i, j), spectrum.GetImag(i, j)) *
+                   std::polar(1.0, kTurn * (u * p.x + v * p.y + std::sqrt(rest) * p.z));
+    }
     return sum;
 }
 
@@ -100,19 +98,17 @@ TEST(Rotation, IdentityCopiesTheDiscAndKeepsTheEnergy)
     EXPECT_EQ(dest.GetOrigin().y, 2.0);
     double inside = 0.0;
     const double limit = 1.0 / (source.GetWavelength() * source.GetWavelength());
-    for (int j = 0; j < 32; ++j)
-        for (int i = 0; i < 64; ++i)
-            if (dest.X(i) * dest.X(i) + dest.Y(j) * dest.Y(j) < limit)
-                inside += source.GetPixel(i, j).Intensity();
+    for (const auto [i, j] : Grid(64, 32))
+        if (dest.X(i) * dest.X(i) + dest.Y(j) * dest.Y(j) < limit)
+            inside += source.GetPixel(i, j).Intensity();
     const float g = float(std::sqrt(Energy(source) / inside));
     int dark = 0;
-    for (int j = 0; j < 32; ++j)
-        for (int i = 0; i < 64; ++i)
-        {
-            const bool in = dest.X(i) * dest.X(i) + dest.Y(j) * dest.Y(j) < limit;
-            dark += !in;
-            EXPECT_FLOAT_EQ(dest.GetPixel(i, j).Real(), in ? source.GetPixel(i, j).Real() * g : 0.0f);
-        }
+    for (const auto [i, j] : Grid(64, 32))
+    {
+        const bool in = dest.X(i) * dest.X(i) + dest.Y(j) * dest.Y(j) < limit;
+        dark += !in;
+        EXPECT_FLOAT_EQ(dest.GetPixel(i, j).Real(), in ? source.GetPixel(i, j).Real() * g : 0.0f);
+    }
     EXPECT_GT(dark, 100);
 
     // A frequency on the circle itself is dark: 1 / lambda = 4 pitches exactly (k chosen so that 2 pi / k is 0.25).
@@ -379,17 +375,16 @@ TEST(Rotation, LookupFollowsItsFormulas)
     const double ax = e(0, 1) * e(1, 2) - e(0, 2) * e(1, 1), ay = e(0, 2) * e(1, 0) - e(0, 0) * e(1, 2),
                  az = e(0, 0) * e(1, 1) - e(0, 1) * e(1, 0);
     Lumora expected(dest), expectedOld(old);
-    for (int j = 0; j < 32; ++j)
-        for (int i = 0; i < 32; ++i)
-        {
-            const double u = f.u + dest.X(i), v = f.v + dest.Y(j), t = limit - u * u - v * v;
-            const double w = t > 0 ? std::sqrt(t) : 0.0;
-            const double su = e(0, 0) * u + e(0, 1) * v + e(0, 2) * w, sv = e(1, 0) * u + e(1, 1) * v + e(1, 2) * w;
-            expectedOld.SetPixel(i, j, source.CubicInterpol(su, sv, 4));
-            const bool dark = dest.X(i) * dest.X(i) + dest.Y(j) * dest.Y(j) >= limit || t <= 0;
-            const double jacobian = std::fabs((ax * u + ay * v) / w + az);
-            expected.SetPixel(i, j, dark ? Complex(0.0, 0.0) : source.Cubic6Interpol(su, sv) * jacobian);
-        }
+    for (const auto [i, j] : Grid(32, 32))
+    {
+        const double u = f.u + dest.X(i), v = f.v + dest.Y(j), t = limit - u * u - v * v;
+        const double w = t > 0 ? std::sqrt(t) : 0.0;
+        const double su = e(0, 0) * u + e(0, 1) * v + e(0, 2) * w, sv = e(1, 0) * u + e(1, 1) * v + e(1, 2) * w;
+        expectedOld.SetPixel(i, j, source.CubicInterpol(su, sv, 4));
+        const bool dark = dest.X(i) * dest.X(i) + dest.Y(j) * dest.Y(j) >= limit || t <= 0;
+        const double jacobian = std::fabs((ax * u + ay * v) / w + az);
+        expected.SetPixel(i, j, dark ? Complex(0.0, 0.0) : source.Cubic6Interpol(su, sv) * jacobian);
+    }
     for (Lumora* x : {&expected, &expectedOld})
     {
         const float g = float(std::sqrt(Energy(source) / Energy(*x)));

@@ -8,16 +8,6 @@
 #include <thread>
 #include <tuple>
 
-// An allocation that cannot be had must come back as null under a sanitizer too.
-extern "C" const char* __asan_default_options()
-{
-    return "allocator_may_return_null=1";
-}
-extern "C" const char* __tsan_default_options()
-{
-    return "allocator_may_return_null=1";
-}
-
 extern "C" int LmlLoadEntry(void* module, unsigned long reason, void* reserved);
 
 using namespace lmltest;

@@ -32,9 +32,8 @@ void ExpectSum(const Lumora& result, const Lumora& u, const Kernel& kernel)
         for (int k = 0; k < u.GetNx(); ++k)
         {
             Value sum = 0.0;
-            for (int j = 0; j < u.GetNy(); ++j)
-                for (int i = 0; i < u.GetNx(); ++i)
-                    sum += At(u, i, j) * kernel(k, l, i, j);
+            for (const auto [i, j] : Grid(u))
+                sum += At(u, i, j) * kernel(k, l, i, j);
             EXPECT_LT(std::abs(At(result, k, l) - sum), 3e-6 * scale)
                 << k << ", " << l << " of " << u.GetNx() << " by " << u.GetNy();
         }
@@ -55,17 +54,15 @@ void ExpectSameFrame(const Lumora& a, const Lumora& b)
 
 TEST(ScaledFFT, RawSums)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& size : kShapes)
         {
-            Engine engine(lib);
             const int nx = size[0];
             const int ny = size[1];
             const double parameters[][2] = {{1.0 / nx, 1.0 / ny}, {-0.37 / nx, 1.9 / ny}, {0.0, 12.25}};
             for (const auto& [a, b] : parameters)
-                for (const int threads : {1, 3})
+                for (const Threads threads : EachTeam({1, 3}))
                 {
-                    Threads team(threads);
                     const Lumora u = Random(nx, ny);
                     const auto kernel = [a = a, b = b](int k, int l, int i, int j)
                     {
@@ -103,7 +100,7 @@ TEST(ScaledFFT, CentredFormsAndTheirAsymmetry)
             return Unit(-turns);
         return Unit(turns + s * (k - size / 2.0 + n - size / 2.0) + s * size / 2.0);
     };
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& size : kShapes)
             for (const auto& [a, b] : {std::pair{-1.0, -1.0}, {1.0, 1.0}, {-0.5, 0.7}, {0.3, -2.2}, {0.0, 0.0}})
             {
@@ -111,7 +108,6 @@ TEST(ScaledFFT, CentredFormsAndTheirAsymmetry)
                 const int ny = size[1];
                 if (nx == 1)
                     continue;
-                Engine engine(lib);
                 const Lumora u = Random(nx, ny);
                 Lumora f(u);
                 f.ScaledFft(a, b);
@@ -161,10 +157,9 @@ TEST(ScaledFFT, SquaresWrapInTwoDimensionsOnly)
                                : static_cast<double>(square);
         return Unit(s * a / 2.0);
     };
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const bool wraps : {true, false})
         {
-            Engine engine(lib);
             Lumora f(n, wraps ? 2 : 1);
             f.Clear();
             f.SetPixel(m, 0, Complex(1.0, 0.0));
@@ -202,18 +197,16 @@ TEST(ScaledFFT, Descriptors)
     // The samples are the transform of the chirp in wrap-around order, whatever the engine; the rest is a fresh
     // field's.
     Lumora kernel(128, 64);
-    for (int j = 0; j < 64; ++j)
-        for (int i = 0; i < 128; ++i)
-        {
-            const int p = i < 64 ? i : i - 128;
-            const int q = j < 32 ? j : j - 64;
-            const Value w = Unit((a * p * p + b * q * q) / 2.0);
-            kernel.SetPixel(i, j, Complex(w.real(), w.imag()));
-        }
-    kernel.SwitchQuadrant().Fft(-1).SwitchQuadrant();
-    for (const FftLib lib : kEngines)
+    for (const auto [i, j] : Grid(128, 64))
     {
-        Engine engine(lib);
+        const int p = i < 64 ? i : i - 128;
+        const int q = j < 32 ? j : j - 64;
+        const Value w = Unit((a * p * p + b * q * q) / 2.0);
+        kernel.SetPixel(i, j, Complex(w.real(), w.imag()));
+    }
+    kernel.SwitchQuadrant().Fft(-1).SwitchQuadrant();
+    for (const Engine lib : EachEngine())
+    {
         ScaledFftDescriptor made(Lumora(64, 32), a, b);
         EXPECT_LT(RelativeL2(made, kernel), 1e-6);
         EXPECT_EQ(made.Form(), COMPLEX_AMPLITUDE);
@@ -252,9 +245,8 @@ TEST(ScaledFFT, TrialPropagatorOfOneRow)
     const std::filesystem::path folder = std::filesystem::path(LML_SCRATCH_DIR) / "ScaledProp1d";
     std::filesystem::create_directories(folder);
     std::filesystem::current_path(folder);
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         std::filesystem::remove("test1-4.csv");
         const int n = 16;
         const Lumora source = Random(n, 1);

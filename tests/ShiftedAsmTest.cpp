@@ -57,26 +57,23 @@ void ExpectShifted(const Lumora& result, const Lumora& source, double x0, double
             if (u <= uLow || u >= uHigh || v <= vLow || v >= vHigh)
                 continue;
             Value a = 0.0;
-            for (int j = 0; j < ny; ++j)
-                for (int i = 0; i < nx; ++i)
-                {
-                    const Complex c = source.GetPixel(i, j);
-                    const double turns = u * kP * (i - nx / 2) + v * kQ * (j - ny / 2);
-                    a += Value(c.Real(), c.Imag()) * std::polar(1.0, -2 * M_PI * turns);
-                }
+            for (const auto [i, j] : Grid(nx, ny))
+            {
+                const Complex c = source.GetPixel(i, j);
+                const double turns = u * kP * (i - nx / 2) + v * kQ * (j - ny / 2);
+                a += Value(c.Real(), c.Imag()) * std::polar(1.0, -2 * M_PI * turns);
+            }
             a *= std::polar(1.0, 2 * M_PI * (x0 * u + y0 * v + z0 * std::sqrt(1 / kLambda / kLambda - u * u - v * v)));
-            for (int j = 0; j < ny; ++j)
-                for (int i = 0; i < nx; ++i)
-                    values[static_cast<std::size_t>(j * nx + i)] +=
-                        a * std::polar(1.0, 2 * M_PI * (u * kP * (i - nx / 2) + v * kQ * (j - ny / 2)));
+            for (const auto [i, j] : Grid(nx, ny))
+                values[static_cast<std::size_t>(j * nx + i)] +=
+                    a * std::polar(1.0, 2 * M_PI * (u * kP * (i - nx / 2) + v * kQ * (j - ny / 2)));
         }
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i)
-        {
-            const Complex c = result.GetPixel(i, j);
-            const Value expected = values[static_cast<std::size_t>(j * nx + i)] / double(wide * high);
-            EXPECT_LT(std::abs(Value(c.Real(), c.Imag()) - expected), 2e-6) << i << ", " << j << " at " << x0;
-        }
+    for (const auto [i, j] : Grid(nx, ny))
+    {
+        const Complex c = result.GetPixel(i, j);
+        const Value expected = values[static_cast<std::size_t>(j * nx + i)] / double(wide * high);
+        EXPECT_LT(std::abs(Value(c.Real(), c.Imag()) - expected), 2e-6) << i << ", " << j << " at " << x0;
+    }
 }
 
 } // namespace
@@ -91,12 +88,11 @@ TEST(ShiftedAsm, SumsInDouble)
     const Case table[] = {{0, 0, 7},           {0.4375, -0.25, 3}, {1, 0, 3},      {-1, 1, 1},   {1.25, 1.0625, 3},
                           {-1.375, -1.125, 6}, {0, 0, 0},          {0.3125, 0, 0}, {1, -1, 0.5}, {2, 0, 3}};
     const double h = 0x1p-15;
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& size : {std::pair{16, 8}, {16, 1}})
             for (const int precision : {1, 2})
                 for (const Case& t : table)
                 {
-                    Engine engine(lib);
                     Lumora source = Random(size.first, size.second);
                     source.SetOrigin(Vector(0x1p-10, 0x1p-9, 0x1p-8)).SetWindow(1, 3, 0, 1);
                     const Lumora before(source);
@@ -117,9 +113,8 @@ TEST(ShiftedAsm, SumsInDouble)
 
 TEST(ShiftedAsm, DirectionAndAxesAreLost)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora source = Random(16, 16);
         Lumora front = Target(16, 16, Vector(1e-5, -2e-5, 1e-4));
         Lumora back = Target(16, 16, Vector(1e-5, -2e-5, -1e-4));
@@ -172,11 +167,10 @@ TEST(ShiftedAsm, AddAndTiles)
 {
     // The extended forms against the same tiles cut and placed by hand, bit for bit, also on a tilted plane.
     const int shapes[][4] = {{16, 16, 16, 16}, {32, 16, 16, 16}, {16, 16, 16, 64}, {32, 8, 8, 32}, {32, 32, 8, 16}};
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const auto& s : shapes)
             for (const bool tilted : {false, true})
             {
-                Engine engine(lib);
                 const Vector normal = tilted ? Vector(0.6, 0, 0.8) : Vector(0, 0, 1);
                 Lumora source = Random(s[0], s[1]);
                 source.SetOrigin(Vector(1e-5, 0, 0)).SetNormalVector(normal);
@@ -198,9 +192,8 @@ TEST(ShiftedAsm, AddAndTiles)
                     {
                         Lumora from = Target(nx, ny, place(source, sc, sr));
                         from.SetNormalVector(normal);
-                        for (int j = 0; j < ny; ++j)
-                            for (int i = 0; i < nx; ++i)
-                                from.SetPixel(i, j, source.GetPixel(sc * nx + i, sr * ny + j));
+                        for (const auto [i, j] : Grid(nx, ny))
+                            from.SetPixel(i, j, source.GetPixel(sc * nx + i, sr * ny + j));
                         for (int dr = 0; dr < s[3] / ny; ++dr)
                             for (int dc = 0; dc < s[2] / nx; ++dc)
                             {
@@ -236,9 +229,8 @@ TEST(ShiftedAsm, AddAndTiles)
 
 TEST(ShiftedAsm, SourceAndDestinationInOne)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora start = Random(8, 8);
         Lumora f(start);
         f.ShiftedAsmProp(f, 1);

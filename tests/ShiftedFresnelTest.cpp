@@ -30,13 +30,12 @@ Value Fresnel(const Lumora& u, double x, double y, double z)
 {
     Value sum = 0.0;
     const double k = u.GetWavenumber();
-    for (int j = 0; j < u.GetNy(); ++j)
-        for (int i = 0; i < u.GetNx(); ++i)
-        {
-            const double dx = x - (u.X(i) + u.GetOrigin().x);
-            const double dy = y - (u.Y(j) + u.GetOrigin().y);
-            sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * std::polar(1.0, k * (dx * dx + dy * dy) / (2.0 * z));
-        }
+    for (const auto [i, j] : Grid(u))
+    {
+        const double dx = x - (u.X(i) + u.GetOrigin().x);
+        const double dy = y - (u.Y(j) + u.GetOrigin().y);
+        sum += Value(u.GetReal(i, j), u.GetImag(i, j)) * std::polar(1.0, k * (dx * dx + dy * dy) / (2.0 * z));
+    }
     return sum * std::polar(1.0, k * z) / Value(0.0, kLambda * z) * u.GetPx() * u.GetPy();
 }
 
@@ -45,16 +44,15 @@ double DistanceFromSum(const Lumora& f, const Lumora& u, double z, const Lumora*
 {
     double difference = 0.0;
     double norm = 0.0;
-    for (int j = 0; j < f.GetNy(); ++j)
-        for (int i = 0; i < f.GetNx(); ++i)
-        {
-            const Value sum = times * Fresnel(u, f.X(i) + f.GetOrigin().x, f.Y(j) + f.GetOrigin().y, z);
-            Value value(f.GetReal(i, j), f.GetImag(i, j));
-            if (start)
-                value -= Value(start->GetReal(i, j), start->GetImag(i, j));
-            difference += std::norm(value - sum);
-            norm += std::norm(sum);
-        }
+    for (const auto [i, j] : Grid(f))
+    {
+        const Value sum = times * Fresnel(u, f.X(i) + f.GetOrigin().x, f.Y(j) + f.GetOrigin().y, z);
+        Value value(f.GetReal(i, j), f.GetImag(i, j));
+        if (start)
+            value -= Value(start->GetReal(i, j), start->GetImag(i, j));
+        difference += std::norm(value - sum);
+        norm += std::norm(sum);
+    }
     return std::sqrt(difference / norm);
 }
 
@@ -74,13 +72,11 @@ void ExpectFrame(const Lumora& f, const Lumora& before)
 TEST(ShiftedFresnel, EveryFormIsTheFresnelSum)
 {
     // Distances down to phases of 1e6 rad, and the other side of the source, which counts as this side.
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
         for (const double z : {0.02, 3e-4, -0.02})
             for (const auto& size : {std::pair{16, 16}, {32, 4}, {2, 8}, {1, 8}})
-                for (const int threads : {1, 3})
+                for (const Threads threads : EachTeam({1, 3}))
                 {
-                    Engine engine(lib);
-                    Threads team(threads);
                     const double distance = std::abs(z);
                     Lumora u = Random(size.first, size.second);
                     u.SetWindow(0, 1, 0, 1);
@@ -127,9 +123,8 @@ TEST(ShiftedFresnel, EveryFormIsTheFresnelSum)
 TEST(ShiftedFresnel, OneRowReplacesAndHasItsOwnFactor)
 {
     // pS / sqrt(lambda z) and -i instead of the root of 1 / (i lambda z).
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora u = Random(32, 1);
         Lumora f = Target(32, 1, 0.01, -1e-4, -2e-5); // the same y
         FillRandom(f, 4);
@@ -189,10 +184,9 @@ TEST(ShiftedFresnel, Descriptors)
     EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6 * stretch, 3e-6, u));
     EXPECT_FALSE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 8, 16));
     EXPECT_TRUE(d.IsCompatibleWith(z, 7e-6, 3e-6, 4e-6, 5e-6, kLambda, 16, 8));
-    for (const FftLib lib : kEngines) // the samples count, not what the parameters would give
+    for (const Engine lib : EachEngine()) // the samples count, not what the parameters would give
         for (const bool raw : {false, true})
         {
-            Engine engine(lib);
             Descriptor changed(d);
             Lumora once = Target(16, 8, z), twice(once);
             const auto run = [&](Lumora& f, const Descriptor& kernel)
@@ -218,9 +212,8 @@ TEST(ShiftedFresnel, Descriptors)
 
 TEST(ShiftedFresnel, NoDistance)
 {
-    for (const FftLib lib : kEngines)
+    for (const Engine lib : EachEngine())
     {
-        Engine engine(lib);
         const Lumora u = Random(8, 8);
         Lumora f = Target(8, 8, 0.0);
         f.SetOrigin(f.GetOrigin() + Vector(0, 0, u.GetOrigin().z - f.GetOrigin().z));

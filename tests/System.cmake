@@ -33,6 +33,11 @@ if(Python3_FOUND)
   add_test(NAME ErrorSites COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/error_sites.py)
   add_test(NAME FoldersInOrder COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/folders.py)
   add_test(NAME OdditiesAreFresh COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/make_oddities.py --check)
+  foreach(table sincos=simd/SinCosCoefficients atan_log=field/WideFieldCoefficients)
+    string(REGEX MATCH "(.*)=(.*)" match ${table})
+    add_test(NAME Constants.${CMAKE_MATCH_1} COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/${CMAKE_MATCH_1}_coefficients.py
+             --check ${PROJECT_SOURCE_DIR}/lml/${CMAKE_MATCH_2}.h)
+  endforeach()
   add_test(NAME MapIsFresh COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/make_map.py --check)
 endif()
 

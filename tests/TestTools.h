@@ -27,6 +27,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -36,6 +37,15 @@
 extern "C" const char* __lsan_default_suppressions()
 {
     return "leak:__argz_add_sep";
+}
+/// An allocation that cannot be had comes back as null.
+extern "C" const char* __asan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options()
+{
+    return "allocator_may_return_null=1";
 }
 #endif
 
@@ -90,26 +100,55 @@ Failure Catch(Call&& call)
 class Threads
 {
 public:
-    explicit Threads(int n) : before_(GetNumThreads()) { SetNumThreads(n); }
+    explicit Threads(int n) : count_(n), before_(GetNumThreads()) { SetNumThreads(n); }
     ~Threads() { SetNumThreads(before_); }
     Threads(const Threads&) = delete;
     Threads& operator=(const Threads&) = delete;
+    operator int() const { return count_; }
 
 private:
+    int count_;
     int before_;
 };
 class Engine
 {
 public:
-    explicit Engine(FftLib lib) : before_(GetFftLib()) { SetFftLib(lib); }
+    explicit Engine(FftLib lib) : lib_(lib), before_(GetFftLib()) { SetFftLib(lib); }
     ~Engine() { SetFftLib(before_); }
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
+    operator FftLib() const { return lib_; }
 
 private:
+    FftLib lib_;
     FftLib before_;
 };
 constexpr FftLib kEngines[] = {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR};
+
+/// Settings for the turns of a loop, each for its own turn: for (const Engine engine : EachEngine()).
+template <class Setting, class Value>
+class Each
+{
+public:
+    explicit Each(std::vector<Value> values) : values_(std::move(values)) {}
+    struct Turn
+    {
+        const Value* at;
+        Setting operator*() const { return Setting(*at); }
+        bool operator!=(const Turn& o) const { return at != o.at; }
+        Turn& operator++() { return ++at, *this; }
+    };
+    Turn begin() const { return {values_.data()}; }
+    Turn end() const { return {values_.data() + values_.size()}; }
+
+private:
+    std::vector<Value> values_;
+};
+inline Each<Engine, FftLib> EachEngine()
+{
+    return Each<Engine, FftLib>({std::begin(kEngines), std::end(kEngines)});
+}
+using EachTeam = Each<Threads, int>;
 
 /// The instruction sets of this processor, and one of them as the widest for a stretch of a test.
 inline std::vector<detail::Isa> InstructionSets()
@@ -237,6 +276,26 @@ inline Value At(const Lumora& f, int i, int j)
 {
     return {f.GetReal(i, j), f.GetImag(i, j)};
 }
+
+/// The indices (i, j) of a grid, row after row: for (const auto [i, j] : Grid(nx, ny)).
+class Grid
+{
+public:
+    Grid(int nx, int ny) : nx_(std::max(nx, 0)), ny_(ny) {}
+    explicit Grid(const Lumora& f) : Grid(f.GetNx(), f.GetNy()) {}
+    struct Place
+    {
+        int i, j, nx;
+        std::pair<int, int> operator*() const { return {i, j}; }
+        bool operator!=(const Place& o) const { return j < o.j; }
+        Place& operator++() { return *this = i + 1 < nx ? Place{i + 1, j, nx} : Place{0, j + 1, nx}; }
+    };
+    Place begin() const { return {0, nx_ == 0 ? ny_ : 0, nx_}; }
+    Place end() const { return {0, ny_, nx_}; }
+
+private:
+    int nx_, ny_;
+};
 
 /// A field whose buffer is the caller's, with samples before and behind it that nobody may touch; `offset` samples
 /// behind a 64-byte boundary.

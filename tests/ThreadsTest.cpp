@@ -109,29 +109,21 @@ TEST_F(ThreadsTest, PushAndPopNestThirtyThreeDeep)
     EXPECT_EQ(PopNumThreads(), 100) << "a failed push keeps its entry";
 }
 
-TEST_F(ThreadsTest, BoundLibraryIsToldEachCountAndFlag)
+TEST_F(ThreadsTest, BoundLibraryIsToldEachCountAndFlagAndTheSplitRadixEngineNothing)
 {
-    Bind(FFT_LIB_VENDOR);
-    EXPECT_EQ(told, std::vector<int>{}) << "the choice of a library tells it nothing";
-    SetNumThreads(3);
-    PushNumThreads(2);
-    EXPECT_EQ(PopNumThreads(), 3);
-    EXPECT_NE(Catch([] { SetNumThreads(0); }).code, 0);
-    SetDynamicThreads(false);
-    SetDynamicThreads(true);
-    Start(0);
-    EXPECT_EQ(told, (std::vector<int>{3, 2, 3, -2, -1, 1}));
-}
-
-TEST_F(ThreadsTest, SplitRadixEngineIsToldNothing)
-{
-    Bind(FFT_LIB_SPLIT_RADIX);
-    SetNumThreads(3);
-    PushNumThreads(2);
-    PopNumThreads();
-    SetDynamicThreads(true);
-    Start(0);
-    EXPECT_EQ(told, std::vector<int>{});
+    for (const FftLib lib : kEngines)
+    {
+        Bind(lib);
+        EXPECT_EQ(told, std::vector<int>{}) << "the choice of a library tells it nothing";
+        SetNumThreads(3);
+        PushNumThreads(2);
+        EXPECT_EQ(PopNumThreads(), 3);
+        EXPECT_NE(Catch([] { SetNumThreads(0); }).code, 0);
+        SetDynamicThreads(false);
+        SetDynamicThreads(true);
+        Start(0);
+        EXPECT_EQ(told, lib == FFT_LIB_VENDOR ? (std::vector<int>{3, 2, 3, -2, -1, 1}) : std::vector<int>{});
+    }
 }
 
 TEST_F(ThreadsTest, DynamicFlagReachesTheRuntime)

@@ -32,10 +32,10 @@ inline std::int32_t WrapSub(std::int32_t a, std::int32_t b)
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
 }
 
-/// 2^n as a 32-bit factor, the shift count taken modulo 32.
-inline std::int32_t PowerOfTwo(std::int32_t n)
+/// 2^n with the shift count taken modulo 32, wide enough that no product with a size can overflow.
+inline std::int64_t PowerOfTwo(std::int32_t n)
 {
-    return static_cast<std::int32_t>(std::uint32_t{1} << (static_cast<std::uint32_t>(n) & 31u));
+    return std::int64_t{1} << (static_cast<std::uint32_t>(n) & 31u);
 }
 
 inline constexpr bool IsPowerOfTwo(std::int32_t n)

@@ -80,6 +80,7 @@ void detail::Mistakes::BandLoss(const char* function, const Lumora& field, doubl
     const Unwatched quiet;
     Lumora copy(field);
     Lumora& spectrum = copy.IsSpectrum() ? copy : copy.Fft(-1);
+    const double imaginary = spectrum.IsPolarForm() ? 0.0 : 1.0; // a polar sample's energy is its amplitude's
     double kept = 0.0;
     double all = 0.0;
     for (std::int32_t j = 0; j < spectrum.GetNy(); ++j)
@@ -90,7 +91,7 @@ void detail::Mistakes::BandLoss(const char* function, const Lumora& field, doubl
         for (std::int32_t i = 0; i < spectrum.GetNx(); ++i)
         {
             const double u = Frequency(i, spectrum.GetNx(), spectrum.GetPx());
-            const double energy = row[i].GetReal() * row[i].GetReal() + row[i].GetImag() * row[i].GetImag();
+            const double energy = row[i].GetReal() * row[i].GetReal() + imaginary * row[i].GetImag() * row[i].GetImag();
             all += energy;
             if (u > uLow && u < uHigh && v > vLow && v < vHigh)
                 kept += energy;

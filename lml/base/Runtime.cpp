@@ -4,6 +4,7 @@
 
 #include "base/Describe.h"
 #include "base/IntMath.h"
+#include "base/Memory.h"
 #include "base/TextLocale.h"
 
 #include <cstdarg>
@@ -46,7 +47,6 @@ constexpr char kErrorText[][32] = {
 constexpr std::int32_t kErrorTexts = static_cast<std::int32_t>(sizeof kErrorText / sizeof kErrorText[0]);
 
 constexpr char kNullText[] = "(null)"; // what the platform's formatter prints for a null string
-constexpr std::size_t kAlignment = 64; // a cache line, and the widest vector; field buffers have the same
 constexpr std::size_t kLine = 320;     // longest text of one Printf, with its terminator
 
 ErrorHandling errorHandling = ERROR_HANDLING_EXIT;
@@ -55,12 +55,13 @@ std::int64_t tickBase = 0;
 
 // Copies a text into an array, cut at the array's end; null counts as empty. The texts may overlap (self-assignment).
 template <std::size_t N>
-void CopyCut(char (&to)[N], const char* from)
+const char* CopyCut(char (&to)[N], const char* from)
 {
     const std::size_t length = from == nullptr ? 0 : strnlen(from, N - 1);
     if (length != 0)
         std::memmove(to, from, length);
     to[length] = '\0';
+    return to;
 }
 
 // Formats into an array, cut at its end, with a decimal point in every locale: a log is read by other programs too.
@@ -204,10 +205,8 @@ ErrorHandling GetErrorHandling()
 void* Malloc(std::size_t size, const char* what)
 {
     static char message[128];
-    // Above the largest object that pointers can be subtracted in, no allocator needs to be asked.
-    constexpr std::size_t largest = static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max()) - kAlignment;
-    void* p = nullptr;
-    if (size > largest || posix_memalign(&p, kAlignment, size == 0 ? 1 : size) != 0 || p == nullptr)
+    void* const p = detail::AlignedBlock(size);
+    if (p == nullptr)
     {
         char demand[64];
         Format(demand, "demanded bytes = %ld", static_cast<long>(size));
@@ -362,11 +361,35 @@ const char* GetCreateEnvVersionString()
     return text;
 }
 
+// Each in an array of its own, which a caller may write to.
 const char* GetCpuTypeString()
 {
     static IdText text;
-    CopyCut(text, "SSE1");
-    return text;
+    return CopyCut(text, "SSE1");
+}
+
+const char* GetTargetEnvString()
+{
+    static IdText text;
+    return CopyCut(text, LML_COMPILER);
+}
+
+const char* GetDevelopEnvString()
+{
+    static IdText text;
+    return CopyCut(text, LML_COMPILER);
+}
+
+const char* GetCreateEnvString()
+{
+    static IdText text;
+    return CopyCut(text, LML_COMPILER);
+}
+
+const char* GetPlatformString()
+{
+    static IdText text;
+    return CopyCut(text, "X64");
 }
 
 CpuType GetCpuType()
@@ -374,11 +397,9 @@ CpuType GetCpuType()
     return CPU_SSE1;
 }
 
-const char* GetTargetEnvString()
+Platform GetPlatform()
 {
-    static IdText text;
-    CopyCut(text, LML_COMPILER);
-    return text;
+    return PLATFORM_X64;
 }
 
 // Kept: the three environment values are always DEVELOP_ENV_INTEL, whatever the compiler; only the texts tell which.
@@ -387,39 +408,13 @@ DevelopEnv GetTargetEnv()
     return DEVELOP_ENV_INTEL;
 }
 
-const char* GetDevelopEnvString()
-{
-    static IdText text;
-    CopyCut(text, LML_COMPILER);
-    return text;
-}
-
 DevelopEnv GetDevelopEnv()
 {
-    return DEVELOP_ENV_INTEL;
-}
-
-const char* GetCreateEnvString()
-{
-    static IdText text;
-    CopyCut(text, LML_COMPILER);
-    return text;
+    return GetTargetEnv();
 }
 
 DevelopEnv GetCreateEnv()
 {
-    return DEVELOP_ENV_INTEL;
-}
-
-const char* GetPlatformString()
-{
-    static IdText text;
-    CopyCut(text, "X64");
-    return text;
-}
-
-Platform GetPlatform()
-{
-    return PLATFORM_X64;
+    return GetTargetEnv();
 }
 } // namespace LumoraLib

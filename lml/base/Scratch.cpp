@@ -2,6 +2,7 @@
 #include "base/Scratch.h"
 
 #include "LmlRuntime.h"
+#include "base/Memory.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -16,7 +17,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr std::size_t kPage = 4096;
 
 // From here on blocks are offered to the system while nobody uses them.
@@ -31,19 +31,11 @@ int pooled = 0;
 
 void* Allocate(std::size_t bytes, Scratch::Lack lack)
 {
-    void* p = nullptr;
-    const bool large = bytes >= kHugePage;
-    if (bytes > (SIZE_MAX >> 2) || posix_memalign(&p, large ? kHugePage : 64, bytes) != 0)
-    {
-        if (lack != nullptr)
-            lack(bytes);
-        return Malloc(bytes, "scratch"); // reports the failure
-    }
-    if (!large)
+    if (void* const p = AlignedBlock(bytes, std::size_t{2} << 20))
         return p;
-    // Advice only, nothing depends on it; the rest behind whole huge pages takes no more than it needs.
-    static_cast<void>(madvise(p, bytes / kHugePage * kHugePage, MADV_HUGEPAGE));
-    return p;
+    if (lack != nullptr)
+        lack(bytes);
+    return Malloc(bytes, "scratch"); // reports the failure
 }
 
 // The smallest free block that fits and is not much too large; otherwise a new one, and the largest free block that was

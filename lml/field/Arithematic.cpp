@@ -4,6 +4,7 @@
 // where single and double precision meet, the mixture is part of the result. The wide form of a kernel gives the same
 // bits.
 #include "base/Describe.h"
+#include "base/Floats.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
 #include "base/StepByStep.h"
@@ -17,19 +18,10 @@ namespace LumoraLib
 {
 namespace
 {
-float* Floats(Complex* samples)
-{
-    return reinterpret_cast<float*>(samples);
-}
-const float* Floats(const Complex* samples)
-{
-    return reinterpret_cast<const float*>(samples);
-}
-
 void NegateBlock(Complex* a, std::size_t count)
 {
     if (!detail::StepByStep())
-        return detail::WideField().negate(Floats(a), count);
+        return detail::WideField().negate(detail::Floats(a), count);
     for (std::size_t n = 0; n < count; ++n)
         a[n] = -a[n]; // 0 - member: +0 stays +0
 }
@@ -37,7 +29,7 @@ void NegateBlock(Complex* a, std::size_t count)
 void AddBlock(Complex* a, const Complex* b, std::size_t count)
 {
     if (!detail::StepByStep())
-        return detail::WideField().add(Floats(a), Floats(b), count);
+        return detail::WideField().add(detail::Floats(a), detail::Floats(b), count);
     for (std::size_t n = 0; n < count; ++n)
     {
         a[n].real() += b[n].Real();
@@ -48,7 +40,7 @@ void AddBlock(Complex* a, const Complex* b, std::size_t count)
 void SubtractBlock(Complex* a, const Complex* b, std::size_t count)
 {
     if (!detail::StepByStep())
-        return detail::WideField().subtract(Floats(a), Floats(b), count);
+        return detail::WideField().subtract(detail::Floats(a), detail::Floats(b), count);
     for (std::size_t n = 0; n < count; ++n)
     {
         a[n].real() -= b[n].Real();
@@ -60,7 +52,7 @@ void SubtractBlock(Complex* a, const Complex* b, std::size_t count)
 void DivideBlock(Complex* a, const Complex* b, std::size_t count)
 {
     if (!detail::StepByStep())
-        return detail::WideField().divide(Floats(a), Floats(b), count);
+        return detail::WideField().divide(detail::Floats(a), detail::Floats(b), count);
     for (std::size_t n = 0; n < count; ++n)
         a[n] /= b[n];
 }
@@ -68,7 +60,7 @@ void DivideBlock(Complex* a, const Complex* b, std::size_t count)
 void AddConstBlock(Complex* a, std::size_t count, float re, float im)
 {
     if (!detail::StepByStep())
-        return detail::WideField().addConst(Floats(a), count, re, im);
+        return detail::WideField().addConst(detail::Floats(a), count, re, im);
     for (std::size_t n = 0; n < count; ++n)
     {
         a[n].real() += re;
@@ -79,7 +71,7 @@ void AddConstBlock(Complex* a, std::size_t count, float re, float im)
 void SubtractConstBlock(Complex* a, std::size_t count, float re, float im)
 {
     if (!detail::StepByStep())
-        return detail::WideField().subtractConst(Floats(a), count, re, im);
+        return detail::WideField().subtractConst(detail::Floats(a), count, re, im);
     for (std::size_t n = 0; n < count; ++n)
     {
         a[n].real() -= re;
@@ -92,7 +84,7 @@ void SubtractConstBlock(Complex* a, std::size_t count, float re, float im)
 void MixedMultiplyBlock(Complex* a, std::size_t count, float p, float q)
 {
     if (!detail::StepByStep())
-        return detail::WideField().mixedMultiply(Floats(a), count, p, q);
+        return detail::WideField().mixedMultiply(detail::Floats(a), count, p, q);
     const double pd = static_cast<double>(p);
     const double qd = static_cast<double>(q);
     for (std::size_t n = 0; n < count; ++n)
@@ -106,7 +98,7 @@ void MixedMultiplyBlock(Complex* a, std::size_t count, float p, float q)
 void ScaleDoubleBlock(Complex* a, std::size_t count, double factor)
 {
     if (!detail::StepByStep())
-        return detail::WideField().scaleDouble(Floats(a), count, factor);
+        return detail::WideField().scaleDouble(detail::Floats(a), count, factor);
     for (std::size_t n = 0; n < count; ++n)
         a[n] = Complex(a[n].GetReal() * factor, a[n].GetImag() * factor);
 }

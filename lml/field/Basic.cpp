@@ -2,6 +2,7 @@
 #include "base/Constants.h"
 #include "base/Describe.h"
 #include "base/IntMath.h"
+#include "base/Memory.h"
 #include "field/FieldTools.h"
 
 #include <algorithm>
@@ -9,18 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <sys/mman.h>
 
 namespace LumoraLib
 {
 namespace
 {
-// Samples of the widest vector loads (64 bytes); large fields stand on huge pages, which saves page faults and address
-// translations in the strided passes of the transforms.
-constexpr std::size_t kAlignment = 64;
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
-constexpr std::size_t kHugeFrom = 2 * kHugePage;
-
 constexpr std::int32_t kLargestSize = std::int32_t{1} << 30;  // the largest power of two in 32 bits
 constexpr std::int32_t kLongestEmpty = std::int32_t{1} << 20; // of a grid with a size 0, the other one
 
@@ -46,15 +40,10 @@ constexpr std::uint32_t kSignallingFloat = 0x7fa00000; // the bits of a signalli
 /// goes back through std::free, as every block of Malloc does.
 Complex* NewSamples(std::uint64_t count)
 {
-    constexpr std::uint64_t most =
-        (static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max()) - kHugePage) / sizeof(Complex);
-    if (count > most)
+    constexpr std::size_t hugeFrom = std::size_t{4} << 20;
+    if (count > SIZE_MAX / sizeof(Complex))
         return nullptr;
-    const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(Complex);
-    const std::size_t alignment = bytes >= kHugeFrom ? kHugePage : kAlignment;
-    void* block = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
-    if (block != nullptr && alignment == kHugePage)
-        static_cast<void>(madvise(block, bytes, MADV_HUGEPAGE)); // advice only: without it the field is just slower
+    void* const block = detail::AlignedBlock(static_cast<std::size_t>(count) * sizeof(Complex), hugeFrom);
 #ifndef NDEBUG
     // A forgotten Clear shows: whatever is computed from a sample that nobody wrote is not a number, and a program that
     // has floating-point exceptions switched on stops there.

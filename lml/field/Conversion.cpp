@@ -3,6 +3,7 @@
 // The form flag describes what the two members mean; the operations that replace samples by a real quantity leave it
 // alone.
 #include "base/Describe.h"
+#include "base/Floats.h"
 #include "base/Parallel.h"
 #include "base/Reduce.h"
 #include "base/StepByStep.h"
@@ -23,7 +24,7 @@ void EachSample(Complex* samples, std::size_t count, const Wide& wide, const Ker
 {
     if (!detail::StepByStep())
         detail::ParallelBlocks(count, [=](std::size_t begin, std::size_t end, int)
-                               { wide(reinterpret_cast<float*>(samples + begin), end - begin); });
+                               { wide(detail::Floats(samples + begin), end - begin); });
     else
         detail::ParallelFlat(count, [=](std::size_t n) { kernel(samples[n]); });
 }
@@ -48,7 +49,7 @@ double AmplitudeOf(const Complex& c)
 double LargestFirst(const Complex* samples, std::size_t count, double start)
 {
     if (!detail::StepByStep())
-        return detail::WideField().largestFirst(reinterpret_cast<const float*>(samples), count, start);
+        return detail::WideField().largestFirst(detail::Floats(samples), count, start);
     for (std::size_t n = 0; n < count; ++n)
         if (samples[n].GetReal() > start)
             start = samples[n].GetReal();
@@ -59,7 +60,7 @@ double LargestFirst(const Complex* samples, std::size_t count, double start)
 double LargestSquare(const Complex* samples, std::size_t count, double start)
 {
     if (!detail::StepByStep())
-        return detail::WideField().largestSquare(reinterpret_cast<const float*>(samples), count, start);
+        return detail::WideField().largestSquare(detail::Floats(samples), count, start);
     for (std::size_t n = 0; n < count; ++n)
     {
         const double square = SquareOf(samples[n]);

@@ -2,6 +2,7 @@
 // Each is one small kernel over a block of consecutive samples, run on one contiguous block per thread.
 #include "field/FieldTools.h"
 
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
 #include "base/StepByStep.h"
@@ -29,7 +30,7 @@ void ToPolarBlock(Complex* samples, std::size_t count)
 {
     if (!StepByStep())
     {
-        WideField().toPolar(reinterpret_cast<float*>(samples), count);
+        WideField().toPolar(Floats(samples), count);
         return;
     }
     for (std::size_t n = 0; n < count; ++n)
@@ -45,7 +46,7 @@ void ToCartesianBlock(Complex* samples, std::size_t count)
 {
     if (!StepByStep())
     {
-        Phases().polarToComplex(reinterpret_cast<float*>(samples), count);
+        Phases().polarToComplex(Floats(samples), count);
         return;
     }
     for (std::size_t n = 0; n < count; ++n)
@@ -63,7 +64,7 @@ void ScaleBlock(Complex* samples, std::size_t count, float factor)
 {
     if (!StepByStep())
     {
-        WideField().scale(reinterpret_cast<float*>(samples), count, factor);
+        WideField().scale(Floats(samples), count, factor);
         return;
     }
     for (std::size_t n = 0; n < count; ++n)
@@ -150,7 +151,7 @@ void ScaleSamples(Complex* samples, std::size_t count, float factor)
 void MultiplySamples(Complex* a, const Complex* b, std::size_t count)
 {
     if (!StepByStep())
-        return WideField().multiply(reinterpret_cast<float*>(a), reinterpret_cast<const float*>(b), count);
+        return WideField().multiply(Floats(a), Floats(b), count);
     for (std::size_t n = 0; n < count; ++n)
     {
         const float re = a[n].Real() * b[n].Real() - a[n].Imag() * b[n].Imag();

@@ -62,7 +62,7 @@ inline void RestorePolar(Lumora& field, bool wasPolar)
         MakePolar(field);
 }
 /// Cartesian samples for as long as an operation computes with them: converts those of a polar field, and back at the
-/// end of the scope, in which nothing may fail. The field's form stays what it is.
+/// end of the scope, also where it ends in a failure. The field's form stays what it is.
 class CartesianSamples
 {
 public:

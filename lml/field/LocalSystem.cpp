@@ -1,5 +1,6 @@
 // The local coordinate system of a field, its outline in space, and the combination of two fields on one plane.
 #include "base/Describe.h"
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
@@ -74,15 +75,6 @@ Footprint FootprintOf(const Lumora& target, const Lumora& source, const Offset& 
             i0 >= nx || j0 >= ny || i1 < 0 || j1 < 0};
 }
 
-float* Floats(Complex* samples)
-{
-    return reinterpret_cast<float*>(samples);
-}
-const float* Floats(const Complex* samples)
-{
-    return reinterpret_cast<const float*>(samples);
-}
-
 // How a value joins the sample under it: one sample, and a row of them in wide form.
 struct AddValue
 {
@@ -90,7 +82,7 @@ struct AddValue
     static void One(Complex& sample, const Complex& value) { sample += value; }
     static void Row(Complex* to, const Complex* value, std::size_t count)
     {
-        detail::Interpolation().add(Floats(to), Floats(value), count);
+        detail::Interpolation().add(detail::Floats(to), detail::Floats(value), count);
     }
 };
 struct MultiplyValue
@@ -99,7 +91,7 @@ struct MultiplyValue
     static void One(Complex& sample, const Complex& value) { sample *= value; }
     static void Row(Complex* to, const Complex* value, std::size_t count)
     {
-        detail::Interpolation().multiply(Floats(to), Floats(value), count);
+        detail::Interpolation().multiply(detail::Floats(to), detail::Floats(value), count);
     }
 };
 struct CopyValue
@@ -147,7 +139,8 @@ public:
     {
         const auto use = [&](std::int32_t j, double weight)
         {
-            row.rows[row.count] = Floats(source_->GetDataPointer() + source_->IJ(0, static_cast<std::size_t>(j)));
+            row.rows[row.count] =
+                detail::Floats(source_->GetDataPointer() + source_->IJ(0, static_cast<std::size_t>(j)));
             row.weight[row.count++] = weight;
         };
         row.count = 0;
@@ -173,7 +166,7 @@ public:
     void Values(const detail::ResampleRow& row, std::int32_t first, std::int32_t count, Complex* to) const
     {
         table_->resample[static_cast<int>(kernel_)](columns_, row, static_cast<std::size_t>(first - x_.begin),
-                                                    static_cast<std::size_t>(count), Floats(to));
+                                                    static_cast<std::size_t>(count), detail::Floats(to));
     }
 
 private:
@@ -190,18 +183,14 @@ private:
 
     detail::KernelTaps TapsAt(double coordinate, double pitch, std::int32_t size) const
     {
-        using detail::CubicAt;
-        using detail::WideKernel;
-        const int h = taps_ / 2;
-        if (kernel_ == WideKernel::BiCubic)
-            return detail::KernelTapsAbout(detail::PlainIndex(coordinate, pitch, size), h, size,
-                                           [](double d) { return CubicAt(detail::kCubic4, d); });
-        const double x = detail::QuantisedIndex(coordinate, pitch, size);
-        if (kernel_ == WideKernel::Cubic4)
-            return detail::KernelTapsAbout(x, h, size, [](double d) { return CubicAt(detail::kCubic4, d); });
-        if (kernel_ == WideKernel::Cubic6)
-            return detail::KernelTapsAbout(x, h, size, [](double d) { return CubicAt(detail::kCubic6, d); });
-        return detail::KernelTapsAbout(x, h, size, [](double d) { return CubicAt(detail::kCubic8, d); });
+        const bool whole = kernel_ == detail::WideKernel::BiCubic;
+        const double x =
+            whole ? detail::PlainIndex(coordinate, pitch, size) : detail::QuantisedIndex(coordinate, pitch, size);
+        const auto about = [&](const auto& pieces)
+        {
+            return detail::KernelTapsAbout(x, taps_ / 2, size, [&](double d) { return detail::CubicAt(pieces, d); });
+        };
+        return taps_ == 4 ? about(detail::kCubic4) : taps_ == 6 ? about(detail::kCubic6) : about(detail::kCubic8);
     }
 
     detail::Cell CellAt(double coordinate, double pitch, std::int32_t size) const
@@ -304,7 +293,7 @@ private:
                              {
                                  const Complex* const row =
                                      source_->GetDataPointer() + source_->IJ(0, static_cast<std::size_t>(j)) + left;
-                                 if (!table_->finite(Floats(row), 2 * width))
+                                 if (!table_->finite(detail::Floats(row), 2 * width))
                                      finite.store(false, std::memory_order_relaxed);
                              });
         return finite.load();

@@ -3,6 +3,7 @@
 // All sums run in double: on one thread the exact running sum in row order, on more threads per-thread partial sums in
 // thread order. The magnitude rule looks at the value of Form, not at its polar bit.
 #include "base/Describe.h"
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/Reduce.h"
 #include "base/StepByStep.h"
@@ -31,11 +32,6 @@ double ComplexSquare(const Complex& u)
 bool IsPlainPolar(const Lumora& field)
 {
     return detail::FieldAccess::Form(field) == POLAR_AMPLITUDE;
-}
-
-const float* Floats(const Complex* samples)
-{
-    return reinterpret_cast<const float*>(samples);
 }
 
 // ------------------------------------------------------------------------------------------------------ running values
@@ -88,7 +84,7 @@ struct Magnitudes
         else if (!detail::StepByStep())
             sum = AddAhead(count, sum,
                            [u](std::size_t begin, std::size_t n, double* terms)
-                           { detail::WideField().magnitudes(Floats(u + begin), n, terms); });
+                           { detail::WideField().magnitudes(detail::Floats(u + begin), n, terms); });
         else
             for (std::size_t n = 0; n < count; ++n)
                 sum += std::sqrt(ComplexSquare(u[n]));
@@ -107,7 +103,7 @@ struct Deviations
             return AddAhead(count, sum,
                             [this, u](std::size_t begin, std::size_t n, double* terms)
                             {
-                                detail::WideField().mixedMagnitudes(Floats(u + begin), n, terms);
+                                detail::WideField().mixedMagnitudes(detail::Floats(u + begin), n, terms);
                                 for (std::size_t i = 0; i < n; ++i)
                                     terms[i] = (mean - terms[i]) * (mean - terms[i]);
                             });
@@ -128,8 +124,8 @@ struct LargestMagnitude
     double operator()(const Complex* u, std::size_t count, double largest) const
     {
         if (!detail::StepByStep())
-            return polar ? detail::WideField().largestFirst(Floats(u), count, largest)
-                         : detail::WideField().largestSquare(Floats(u), count, largest);
+            return polar ? detail::WideField().largestFirst(detail::Floats(u), count, largest)
+                         : detail::WideField().largestSquare(detail::Floats(u), count, largest);
         for (std::size_t n = 0; n < count; ++n)
         {
             const double value = polar ? u[n].GetReal() : ComplexSquare(u[n]);
@@ -385,8 +381,10 @@ double Lumora::GetSnr(const Lumora& reference, const ComplexDouble& scale) const
         {
             if (!detail::StepByStep())
                 return AddAhead(count, sum,
-                                [=](std::size_t begin, std::size_t n, double* terms)
-                                { detail::WideField().noise(Floats(u + begin), Floats(r + begin), n, sr, si, terms); });
+                                [=](std::size_t begin, std::size_t n, double* terms) {
+                                    detail::WideField().noise(detail::Floats(u + begin), detail::Floats(r + begin), n,
+                                                              sr, si, terms);
+                                });
             for (std::size_t n = 0; n < count; ++n)
             {
                 const double p = r[n].GetReal() * sr - r[n].GetImag() * si;
@@ -445,24 +443,24 @@ double Lumora::GetOverlapFactor(const Lumora& other)
     const Complex* const a = dataPointer_;
     const Complex* const b = other.dataPointer_;
     // The other field is read at the same linear index; where it is smaller, its samples end the sum.
-    const double product =
-        ReduceSum(std::min(N(), other.N()),
-                  [=](std::size_t first, std::size_t last, double sum)
-                  {
-                      if (!detail::StepByStep())
-                          return AddAhead(last - first, sum,
-                                          [=](std::size_t begin, std::size_t n, double* terms)
-                                          {
-                                              double others[kAhead];
-                                              detail::WideField().magnitudes(Floats(a + first + begin), n, terms);
-                                              detail::WideField().magnitudes(Floats(b + first + begin), n, others);
-                                              for (std::size_t i = 0; i < n; ++i)
-                                                  terms[i] *= others[i];
-                                          });
-                      for (std::size_t n = first; n < last; ++n)
-                          sum += std::sqrt(ComplexSquare(a[n])) * std::sqrt(ComplexSquare(b[n]));
-                      return sum;
-                  });
+    const double product = ReduceSum(
+        std::min(N(), other.N()),
+        [=](std::size_t first, std::size_t last, double sum)
+        {
+            if (!detail::StepByStep())
+                return AddAhead(last - first, sum,
+                                [=](std::size_t begin, std::size_t n, double* terms)
+                                {
+                                    double others[kAhead];
+                                    detail::WideField().magnitudes(detail::Floats(a + first + begin), n, terms);
+                                    detail::WideField().magnitudes(detail::Floats(b + first + begin), n, others);
+                                    for (std::size_t i = 0; i < n; ++i)
+                                        terms[i] *= others[i];
+                                });
+            for (std::size_t n = first; n < last; ++n)
+                sum += std::sqrt(ComplexSquare(a[n])) * std::sqrt(ComplexSquare(b[n]));
+            return sum;
+        });
     // The sum over this field's window set to the whole grid runs over the same samples in the same row order.
     const double sa = WholeSum(*this, Squares{false});
     // So does that of the other field, where it is this one.

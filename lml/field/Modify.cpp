@@ -3,6 +3,7 @@
 // All work on the stored pair of floats whatever the form says. Drawing, filling and shifting stay inside the grid for
 // every argument; a refused argument changes nothing.
 #include "base/Describe.h"
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
@@ -19,21 +20,16 @@ namespace LumoraLib
 {
 namespace
 {
-/// 2^n with the shift count taken modulo 32, wide enough that no product with a size can overflow.
-std::int64_t SizeFactor(int n)
-{
-    return std::int64_t{1} << (static_cast<unsigned>(n) & 31u);
-}
-
 /// The enlarged sizes of Replicate, Pixelation and EnlargeZeroFill: a field of one row stays one row deep.
 void GrowGrid(Lumora& field, std::int64_t factor)
 {
     detail::Resize(field, field.GetNx() * factor, field.GetNy() > 1 ? field.GetNy() * factor : field.GetNy());
 }
 
-void ScaleWindow(LML_RECT& window, int n, bool rowsToo)
+/// Kept: the bounds are products of 32 bits, which wrap around.
+void ScaleWindow(LML_RECT& window, std::int64_t by, bool rowsToo)
 {
-    const std::int32_t factor = detail::PowerOfTwo(n);
+    const std::int32_t factor = static_cast<std::int32_t>(by);
     window.left = detail::WrapMul(window.left, factor);
     window.right = detail::WrapMul(window.right, factor);
     if (rowsToo)
@@ -71,7 +67,7 @@ void MultiplyWave(Lumora& field, const RowTerm& rowTerm, const Form& form, const
                              const double fromRow = rowTerm(j - halfY);
                              if (wide)
                              {
-                                 float* const z = reinterpret_cast<float*>(row);
+                                 float* const z = detail::Floats(row);
                                  detail::PhaseProduct product;
                                  product.rule = detail::PhaseProduct::Rule::Rounded;
                                  detail::Phases().multiply(form(fromRow), product, -halfX, static_cast<std::size_t>(nx),
@@ -332,8 +328,8 @@ Lumora& Lumora::ReduceByAverage(int nx, int ny)
         return *this;
     RequireSamples(fn);
     // An axis of one sample takes any factor and stays; on a longer one the block must be smaller than the field.
-    const std::int64_t bx = nx_ == 1 ? 1 : SizeFactor(nx);
-    const std::int64_t by = ny_ == 1 ? 1 : SizeFactor(ny);
+    const std::int64_t bx = nx_ == 1 ? 1 : detail::PowerOfTwo(nx);
+    const std::int64_t by = ny_ == 1 ? 1 : detail::PowerOfTwo(ny);
     if ((nx_ > 1 && bx >= nx_) || (ny_ > 1 && by >= ny_))
         Error(ERR_PARAMETER, fn, detail::Explained("", "The field is %d by %d, nx is %d, ny is %d.", nx_, ny_, nx, ny));
     const Lumora old(*this);
@@ -366,7 +362,7 @@ Lumora& Lumora::Replicate(int n)
     if (!MustResize(*this, n, fn))
         return *this;
     const Lumora old(*this);
-    const std::int64_t factor = SizeFactor(n);
+    const std::int64_t factor = detail::PowerOfTwo(n);
     GrowGrid(*this, factor);
     if (old.N() == 0)
         return *this;
@@ -391,7 +387,7 @@ Lumora& Lumora::Pixelation(int n)
     if (!MustResize(*this, n, fn))
         return *this;
     const Lumora old(*this);
-    const std::int64_t factor = SizeFactor(n);
+    const std::int64_t factor = detail::PowerOfTwo(n);
     GrowGrid(*this, factor);
     for (std::int32_t j = 0; old.N() != 0 && j < ny_; ++j)
     {
@@ -399,7 +395,7 @@ Lumora& Lumora::Pixelation(int n)
         for (std::int32_t i = 0; i < nx_; ++i)
             dataPointer_[Index(i, j)] = old.dataPointer_[y * old.nx_ + std::min(i / factor, std::int64_t{old.nx_} - 1)];
     }
-    ScaleWindow(window_, n, ny_ > 1);
+    ScaleWindow(window_, factor, ny_ > 1);
     // Both pitches are divided, also that of the row direction of a one-row field.
     px_ /= static_cast<double>(factor);
     py_ /= static_cast<double>(factor);
@@ -417,14 +413,14 @@ Lumora& Lumora::EnlargeZeroFill(int n)
     if (!MustResize(*this, n, fn))
         return *this;
     const Lumora old(*this);
-    const std::int64_t factor = SizeFactor(n);
+    const std::int64_t factor = detail::PowerOfTwo(n);
     GrowGrid(*this, factor);
     Clear();
     const std::int64_t rowStep = ny_ > 1 ? factor : 1;
     for (std::int32_t j = 0; old.N() != 0 && j < old.ny_; ++j)
         for (std::int32_t i = 0; i < old.nx_; ++i)
             dataPointer_[j * rowStep * nx_ + i * factor] = old.dataPointer_[old.Index(i, j)];
-    ScaleWindow(window_, n, ny_ >= 2);
+    ScaleWindow(window_, factor, ny_ >= 2);
     return *this;
 }
 

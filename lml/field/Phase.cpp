@@ -3,6 +3,7 @@
 // The sample loops run in sample order on the calling thread; only the form conversions are parallel.
 #include "base/Constants.h"
 #include "base/Describe.h"
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
 #include "base/StepByStep.h"
@@ -199,8 +200,7 @@ Lumora& Lumora::SetQuadraticPhase(double f)
         if (!detail::StepByStep())
         {
             detail::Phases().setPhase(detail::PhaseForm::Lens(px_, y * y, -k_, twice), -(nx_ / 2),
-                                      static_cast<std::size_t>(nx_),
-                                      reinterpret_cast<float*>(dataPointer_ + Index(0, j)));
+                                      static_cast<std::size_t>(nx_), detail::Floats(dataPointer_ + Index(0, j)));
             continue;
         }
         for (std::int32_t i = 0; i < nx_; ++i)

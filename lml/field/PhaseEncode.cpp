@@ -2,6 +2,7 @@
 //
 // Both give samples of amplitude 1 whose low frequencies carry the field. Amplitudes are measured in units of a
 // reference that becomes 1: what a device can show, since no sum of unit phasors is longer.
+#include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
@@ -18,8 +19,6 @@ namespace LumoraLib
 {
 namespace
 {
-constexpr double kPi = 3.141592653589793;
-constexpr double kTwoPi = 6.283185307179586;
 constexpr double kLevelPi = 3.1415926; // of the levels that HardClipPhase makes
 
 constexpr char kLabel[] = "phase encoding";
@@ -79,7 +78,7 @@ Lumora& Lumora::EncodeDoublePhase(double reference)
     RequireReference(reference, fn);
     RequireSamples(fn);
     const double scale = Scale(*this, reference);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const detail::CartesianSamples cartesian(*this);
     detail::ParallelRows(0, ny_,
                          [&](std::int32_t j)
                          {
@@ -96,7 +95,6 @@ Lumora& Lumora::EncodeDoublePhase(double reference)
                                  row[i] = Complex(unit.re * a - unit.im * s, unit.re * s + unit.im * a);
                              }
                          });
-    detail::RestorePolar(*this, wasPolar);
     return *this;
 }
 
@@ -119,7 +117,7 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
     Pair* next = here + width;
     std::fill_n(here, 2 * width, Pair{0.0, 0.0});
     const double scale = Scale(*this, reference);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const detail::CartesianSamples cartesian(*this);
     detail::Progress progress(fn, ny_);
     for (std::int32_t j = 0; j < ny_; ++j)
     {
@@ -138,7 +136,7 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
             {
                 // The angle finds the level but for its last bits, which differ between processors; the products
                 // decide.
-                const double turn = (std::atan2(im, re) + kPi) / kTwoPi * levels + 0.5;
+                const double turn = (std::atan2(im, re) + detail::kPi) / detail::kTwoPi * levels + 0.5;
                 const int guess = detail::TruncI32(turn) - 1;
                 double nearest = -std::numeric_limits<double>::infinity();
                 for (int k = guess - 1; k <= guess + 1; ++k)
@@ -169,7 +167,6 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
         std::fill_n(next, width, Pair{0.0, 0.0});
         progress.Step(j + 1);
     }
-    detail::RestorePolar(*this, wasPolar);
     return *this;
 }
 } // namespace LumoraLib

@@ -243,7 +243,7 @@ Lumora& Lumora::ReplaceAmplitude(const Lumora& source)
     source.RequireSamples(fn);
     const Floats amplitude = Amplitudes(source); // taken first: the source may be this field
     const RowSums sums(*this);
-    const bool wasPolar = detail::MakeCartesian(*this);
+    const detail::CartesianSamples cartesian(*this);
     const std::size_t nx = static_cast<std::size_t>(nx_);
     const std::array<double, 4> energies = sums(
         [&](std::size_t j, std::array<double, 4>& sum)
@@ -256,7 +256,6 @@ Lumora& Lumora::ReplaceAmplitude(const Lumora& source)
         });
     const double factor = RootOfRatio(energies[0], energies[1]);
     Impose(dataPointer_, dataPointer_, N(), [&](std::size_t n) { return factor * double{amplitude[n]}; });
-    detail::RestorePolar(*this, wasPolar);
     return *this;
 }
 

@@ -191,7 +191,7 @@ static void ToPolar(float* z, std::size_t n)
                            a = a * t2 + VD(kA2);
                            a = a * t2 + VD(kA1);
                            a = a * t2 + VD(kA0);
-                           const VD sign(-0.0), pi(3.141592653589793);
+                           const VD sign(-0.0), pi(kPi);
                            VD r = ZeroUnless(steep, VD(0.7853981633974483)) + t * a;
                            r = Select(ay > ax, VD(1.5707963267948966) - r, r);
                            // The sign bit decides, also that of a zero.

@@ -1,6 +1,7 @@
 // Element-wise loops over samples: builds the room once per instruction set.
 #include "field/WideField.h"
 
+#include "base/Constants.h"
 #include "base/Isa.h"
 #include "field/WideFieldCoefficients.h"
 

@@ -5,7 +5,7 @@
 // Arctangent and logarithm are approximated in double to a relative error below 2^-44; where that leaves open which
 // float the result rounds to, or an argument is not finite, the lane goes through the C library's function.
 //
-// Samples are pairs of floats: reinterpret_cast<float*>(Complex*) is meant, n counts samples. Operands are equal or
+// Samples are pairs of floats: Floats() gives them, n counts samples. Operands are equal or
 // apart.
 #ifndef LML_WIDEFIELD_H
 #define LML_WIDEFIELD_H

@@ -8,7 +8,7 @@
 // left out, and taps outside the grid read a sample inside with weight 0. That holds where the samples are finite;
 // callers check (AllFinite, or a finite energy) and use the plain members otherwise.
 //
-// Samples are pairs of floats, real then imaginary: reinterpret_cast<float*>(Complex*) is meant.
+// Samples are pairs of floats, real then imaginary: Floats() gives them.
 #ifndef LML_WIDEINTERPOL_H
 #define LML_WIDEINTERPOL_H
 

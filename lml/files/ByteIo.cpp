@@ -4,6 +4,7 @@
 
 #include "LmlRuntime.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <sys/stat.h>
@@ -12,6 +13,20 @@
 namespace LumoraLib::detail
 {
 static_assert(sizeof(off_t) == 8, "positions are 64-bit");
+
+namespace
+{
+/// Cuts a transfer into calls of the platform of at most 64 MiB: step(offset, bytes) until one returns false.
+template <class Step>
+bool ForEachChunk(std::uint64_t bytes, Step&& step)
+{
+    constexpr std::uint64_t most = 0x4000000;
+    for (std::uint64_t done = 0; done < bytes; done += std::min(most, bytes - done))
+        if (!step(done, static_cast<std::size_t>(std::min(most, bytes - done))))
+            return false;
+    return true;
+}
+} // namespace
 
 File::File(const char* path, const char* mode) : stream_(path == nullptr ? nullptr : std::fopen(path, mode))
 {

@@ -78,27 +78,9 @@ private:
 
 // ---- Transfers --------------------------------------------------------------------------------------------------
 
-/// Most bytes of one call of the platform (64 MiB).
-inline constexpr std::uint64_t kMaxTransfer = 0x4000000;
-
-/// Cuts a transfer into calls of at most kMaxTransfer bytes: step(offset, bytes) until one returns false.
-/// A transfer of exactly kMaxTransfer is one call, one of no bytes is none.
-template <class Step>
-[[nodiscard]] bool ForEachChunk(std::uint64_t bytes, Step&& step)
-{
-    for (std::uint64_t done = 0; done < bytes;)
-    {
-        const std::uint64_t chunk = bytes - done < kMaxTransfer ? bytes - done : kMaxTransfer;
-        if (!step(done, static_cast<std::size_t>(chunk)))
-            return false;
-        done += chunk;
-    }
-    return true;
-}
-
-/// Reads up to `bytes` bytes at the position, in calls of at most kMaxTransfer, and tells how many there were.
+/// Reads up to `bytes` bytes at the position, in calls of at most 64 MiB, and tells how many there were.
 [[nodiscard]] std::uint64_t ReadMost(File& file, void* to, std::uint64_t bytes);
-/// Moves exactly `bytes` bytes at the position, in calls of at most kMaxTransfer. False when short; the caller reports.
+/// Moves exactly `bytes` bytes at the position, in calls of at most 64 MiB. False when short; the caller reports.
 [[nodiscard]] bool ReadExact(File& file, void* to, std::uint64_t bytes);
 [[nodiscard]] bool WriteExact(File& file, const void* from, std::uint64_t bytes);
 

@@ -2,6 +2,7 @@
 //
 // A file is read once, front to back; nothing is asked memory for that the file's length does not stand behind.
 #include "files/CloudFile.h"
+#include "base/Constants.h"
 
 #include "base/WithMemory.h"
 #include "files/CloudPly.h"
@@ -17,7 +18,6 @@ namespace detail
 namespace
 {
 constexpr char fnLoad[] = "LumoraLib::LoadPointCloud";
-constexpr double kTwoPi = 6.283185307179586;
 
 bool IsBlank(char c)
 {

@@ -1,6 +1,8 @@
 // Clouds by direct sums on blocks of samples.
 #include "points/CloudDirect.h"
+#include "base/Constants.h"
 
+#include "base/Floats.h"
 #include "base/Parallel.h"
 #include "base/Scratch.h"
 #include "points/WideCloud.h"
@@ -17,7 +19,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
 
 /// Transforms of one thread, by length and by number of rows; the lengths between the shortest and the longest that any
 /// block takes.
@@ -361,7 +362,7 @@ void DirectRun::Flush(const Desk& desk, std::size_t height, std::size_t terms, C
     if (terms == 0)
         return;
     CloudOuter o;
-    o.patch = reinterpret_cast<float*>(out);
+    o.patch = Floats(out);
     o.stride = 2 * static_cast<std::ptrdiff_t>(stride_);
     o.width = stride_;
     o.height = height;
@@ -401,9 +402,8 @@ void DirectRun::AddBlock(std::size_t index, const Complex* block, Complex* sampl
     const BlockAxis y = AxisOf(scene_.y, static_cast<std::int64_t>(lit_[index]) / across_, plan_.blockY);
     for (std::size_t j = 0; j < y.count; ++j)
     {
-        const float* const from = reinterpret_cast<const float*>(block + j * stride_);
-        float* const to =
-            reinterpret_cast<float*>(samples + (y.first + static_cast<std::int64_t>(j)) * scene_.x.count + x.first);
+        const float* const from = Floats(block + j * stride_);
+        float* const to = Floats(samples + (y.first + static_cast<std::int64_t>(j)) * scene_.x.count + x.first);
         for (std::size_t n = 0; n < 2 * x.count; ++n)
             to[n] += from[n];
     }

@@ -1,6 +1,8 @@
 // Rows of length c 2^m with pruned inputs and outputs, on top of the wide engine.
 #include "points/CloudFft.h"
+#include "base/Constants.h"
 
+#include "base/Floats.h"
 #include "simd/SinCos.h"
 
 #include <algorithm>
@@ -10,7 +12,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
 // Short transforms lie a little more than a power of two apart, so that their samples do not share cache sets.
 constexpr std::size_t kApart = 8;
 
@@ -73,7 +74,7 @@ void CloudFft::Run(int thread, int row, Complex* output) const noexcept
 {
     passes_[static_cast<std::size_t>(thread) * static_cast<std::size_t>(batch_) + static_cast<std::size_t>(row)]->Part(
         0, 1);
-    const float* const parts = reinterpret_cast<const float*>(Row(thread, batch_));
+    const float* const parts = Floats(Row(thread, batch_));
     // The short transforms are periodic: the wanted outputs pass through them once or several times.
     std::size_t done = 0;
     while (done < shape_.outCount)
@@ -81,7 +82,7 @@ void CloudFft::Run(int thread, int row, Complex* output) const noexcept
         const std::size_t at = Modulo(shape_.outFirst + static_cast<std::int64_t>(done), part_);
         const std::size_t count = std::min(part_ - at, shape_.outCount - done);
         kernels_->combine(parts + 2 * at, 2 * stride_, radix_, re_.data() + done, im_.data() + done, shape_.outCount,
-                          count, reinterpret_cast<float*>(output + done));
+                          count, Floats(output + done));
         done += count;
     }
 }

@@ -1,5 +1,6 @@
 // What a cloud of points takes: the soft band of its light, the separable expansion, plans of both methods.
 #include "points/CloudPlan.h"
+#include "base/Constants.h"
 
 #include "base/Parallel.h"
 
@@ -12,7 +13,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
 
 // Seconds of one core that the work of both methods takes, fitted once to runs of 2^16 to 2^24 samples. They choose the
 // method and the division of the work, and so they must not depend on the processor: samples would.

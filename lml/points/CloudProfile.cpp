@@ -1,5 +1,6 @@
 // Tables of the profiles of points on the planes of slabs.
 #include "points/CloudProfile.h"
+#include "base/Constants.h"
 
 #include "base/Parallel.h"
 #include "base/Scratch.h"
@@ -16,8 +17,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
-constexpr double kPi = 3.141592653589793;
 using Wave = std::complex<double>;
 
 Wave Turn(double turns)

@@ -1,6 +1,8 @@
 // Clouds by slabs of depth.
 #include "points/CloudSlabs.h"
+#include "base/Constants.h"
 
+#include "base/Floats.h"
 #include "base/Parallel.h"
 #include "base/Scratch.h"
 #include "points/CloudFft.h"
@@ -19,7 +21,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kTwoPi = 6.283185307179586;
 
 // Rows of a plane that a thread fills at a time, at least: a patch that lies across a border is made for both sides.
 constexpr std::int64_t kStripRows = 128;
@@ -430,8 +431,8 @@ void SlabRun::GatherSlab(const Slab& slab, const CloudFft& columns, const Comple
                                  continue;
                              columns.Run(thread, static_cast<int>(c), out);
                              CloudTurn t;
-                             t.spectrum = reinterpret_cast<float*>(spectrum + (begin + c) * bands);
-                             t.in = reinterpret_cast<const float*>(out);
+                             t.spectrum = Floats(spectrum + (begin + c) * bands);
+                             t.in = Floats(out);
                              t.count = bands;
                              t.square = inverse2_ - u * u;
                              t.squares = squares_.data();
@@ -480,7 +481,7 @@ void SlabRun::Return(Complex* spectrum, std::size_t first, std::size_t width, Co
                              const std::int64_t m = static_cast<std::int64_t>(first + begin + c) - plan_.x.most;
                              const double u = static_cast<double>(m) / plan_.x.period;
                              CloudTurn t{};
-                             t.spectrum = reinterpret_cast<float*>(spectrum + (begin + c) * bands);
+                             t.spectrum = Floats(spectrum + (begin + c) * bands);
                              t.count = bands;
                              t.square = inverse2_ - u * u;
                              t.squares = squares_.data();
@@ -514,8 +515,8 @@ void SlabRun::AddRows(const Complex* back, Complex* samples)
                        {
                            rows.Load(thread, 0, back + j * bands);
                            rows.Run(thread, 0, out);
-                           float* const to = reinterpret_cast<float*>(samples + j * count);
-                           const float* const from = reinterpret_cast<const float*>(out);
+                           float* const to = Floats(samples + j * count);
+                           const float* const from = Floats(out);
                            for (std::size_t i = 0; i < 2 * count; ++i)
                                to[i] += from[i];
                        }

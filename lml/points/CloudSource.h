@@ -2,6 +2,7 @@
 #ifndef LML_CLOUDSOURCE_H
 #define LML_CLOUDSOURCE_H
 
+#include "base/Constants.h"
 #include "points/CloudPlan.h"
 #include "simd/SinCos.h"
 
@@ -71,14 +72,14 @@ struct CloudFactor
 inline CloudFactor TurnFactor(double turns)
 {
     CloudFactor f{};
-    SinCos1(6.283185307179586 * (turns - std::floor(turns + 0.5)), f.im, f.re);
+    SinCos1(kTwoPi * (turns - std::floor(turns + 0.5)), f.im, f.re);
     return f;
 }
 
 /// i s amplitude exp(i (phase + 2 pi turns)), s = 1 behind the plane and -1 in front.
 inline CloudFactor CloudAmplitude(const CloudPoint& p, double turns)
 {
-    const CloudFactor f = TurnFactor(turns + p.phase / 6.283185307179586);
+    const CloudFactor f = TurnFactor(turns + p.phase / kTwoPi);
     const double a = p.z < 0.0 ? p.amplitude : -p.amplitude;
     return {-a * f.im, a * f.re};
 }

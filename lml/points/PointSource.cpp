@@ -2,6 +2,7 @@
 // forms chosen they run in WidePoint-inl.h, each sample through the same arithmetic.
 #include "points/PointSource.h"
 #include "base/Constants.h"
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
@@ -217,7 +218,7 @@ const GlobalTable& RequireTable(int form, const char* fn, const char* notReady)
 
 PointPatch PatchOf(Lumora& field, const Range& columns, const Range& rows)
 {
-    return {reinterpret_cast<float*>(field.GetDataPointer()),
+    return {detail::Floats(field.GetDataPointer()),
             field.GetNx(),
             field.GetNy(),
             field.GetPx(),

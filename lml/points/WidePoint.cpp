@@ -1,6 +1,7 @@
 // The loops of the point sources in wide form: builds the room once per instruction set. And the window's weight, which
 // plain and wide loops share.
 #include "points/WidePoint.h"
+#include "base/Constants.h"
 
 #include "points/PointSource.h"
 
@@ -20,7 +21,7 @@ double LumoraLib::detail::PointWindow(WindowFunc window, double c, double x, dou
         return c + half > x ? (-x) / half + (c + half) / half : 0.0;
     }
     if (window == WINDOW_COSINE)
-        return c - half > x || !(c + half > x) ? 0.0 : (std::cos((x - c) * 3.141592653589793 / half) + 1.0) * 0.5;
+        return c - half > x || !(c + half > x) ? 0.0 : (std::cos((x - c) * kPi / half) + 1.0) * 0.5;
     return 1.0;
 }
 

@@ -26,10 +26,11 @@ namespace
 void PropagateSpectrum(Lumora& field, double d, bool bandLimit, const char* fn)
 {
     detail::FieldAccess::RequireSamples(field, fn);
-    // Kept: never converted back, and a polar field that is refused is cartesian already.
-    detail::MakeCartesian(field);
     if (!field.IsSpectrum())
+    {
+        detail::MakeCartesian(field); // Kept: a polar field that is refused for its domain is cartesian already.
         Error(ERR_SPECTRUM_OR_AMPLITUDE, fn, "");
+    }
     if (bandLimit)
         detail::CheckBandLoss(fn, field, d, 1);
     const std::int32_t nx = field.GetNx();

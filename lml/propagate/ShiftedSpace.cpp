@@ -8,14 +8,11 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 namespace LumoraLib::detail
 {
 namespace
 {
-constexpr double kNever = std::numeric_limits<double>::infinity();
-
 /// Bounds of one axis of the band, in direction cosines.
 struct Band
 {
@@ -67,7 +64,7 @@ ShiftedSpace::ShiftedSpace(double shiftX, double shiftY, double z0, double lambd
 
 PhaseForm ShiftedSpace::EvenRow(double v) const
 {
-    return PhaseForm::Shifted(du, -kNever, kNever, 0.0, z0_, inverseSquare_, v * v, 0.0);
+    return PhaseForm::Shifted(du, 0.0, z0_, inverseSquare_, v * v, 0.0);
 }
 
 void ShiftedSpace::Multiply(Complex* below, Complex* above, std::int32_t nx, std::int32_t j, Complex*) const
@@ -83,8 +80,8 @@ void ShiftedSpace::MultiplyRow(Complex* row, std::int32_t nx, double v) const
     if (!StepByStep())
     {
         float* const samples = reinterpret_cast<float*>(row);
-        Phases().multiply(PhaseForm::Shifted(du, -kNever, kNever, x0, z0_, inverseSquare_, v * v, y0 * v), {},
-                          -(nx / 2), static_cast<std::size_t>(nx), samples, samples);
+        Phases().multiply(PhaseForm::Shifted(du, x0, z0_, inverseSquare_, v * v, y0 * v), {}, -(nx / 2),
+                          static_cast<std::size_t>(nx), samples, samples);
         return;
     }
     for (std::int32_t i = 0; i < nx; ++i)

@@ -51,7 +51,6 @@ LML_INLINE VH Columns(std::int32_t first, std::size_t i)
 
 struct TransferForm
 {
-    static constexpr bool kBand = false;
     VD du, c, tpd;
     LML_MEMBER explicit TransferForm(const PhaseForm& f) : du(f.p[0]), c(f.p[1]), tpd(f.p[2]) {}
     LML_MEMBER VD At(VH columns) const
@@ -64,24 +63,15 @@ struct TransferForm
 
 struct ShiftedForm
 {
-    static constexpr bool kBand = true;
-    VD du, low, high, x0, z0, c, v2, y0v;
+    VD du, x0, z0, c, v2, y0v;
     LML_MEMBER explicit ShiftedForm(const PhaseForm& f)
-        : du(f.p[0]), low(f.p[1]), high(f.p[2]), x0(f.p[3]), z0(f.p[4]), c(f.p[5]), v2(f.p[6]), y0v(f.p[7])
+        : du(f.p[0]), x0(f.p[1]), z0(f.p[2]), c(f.p[3]), v2(f.p[4]), y0v(f.p[5])
     {
     }
-    /// Columns whose factor is 0. A bound that is not a number removes nothing.
-    LML_MEMBER VD::Mask Outside(VH columns) const
-    {
-        const VD u = ToDouble(columns) * du;
-        return (u <= low) | (u >= high);
-    }
-    /// 0 outside.
     LML_MEMBER VD At(VH columns) const
     {
         const VD u = ToDouble(columns) * du;
-        const VD phase = VD(6.283185307179586) * ((x0 * u + z0 * Sqrt((c - u * u) - v2)) + y0v);
-        return Select(Outside(columns), VD::Zero(), phase);
+        return VD(kTwoPi) * ((x0 * u + z0 * Sqrt((c - u * u) - v2)) + y0v);
     }
 };
 
@@ -135,47 +125,24 @@ struct LensForm
     }
 };
 
-// Where the factors' loop has the phases from: Phase(columns, i) for the vector at the row's i-th sample, and Mask(),
-// which clears what lies outside a band.
+// Where the factors' loop has the phases from: Phase(i) for the vector at the row's i-th sample.
 
 struct Stored
 {
     const double* phase;
-    LML_MEMBER VD Phase(VH, std::size_t i) const { return VD::LoadU(phase + i); }
-    LML_MEMBER VD Mask(VH, VD a) const { return a; }
-};
-
-struct StoredBand
-{
-    const double* phase;
-    ShiftedForm form;
-    LML_MEMBER VD Phase(VH, std::size_t i) const { return VD::LoadU(phase + i); }
-    LML_MEMBER VD Mask(VH columns, VD a) const { return Select(form.Outside(columns), VD::Zero(), a); }
-};
-
-template <class Form>
-struct MaskOf
-{
-    const Form& form;
-    LML_MEMBER VD Mask(VH columns, VD a) const
-    {
-        if constexpr (Form::kBand)
-            return Select(form.Outside(columns), VD::Zero(), a);
-        return a;
-    }
+    LML_MEMBER VD Phase(std::size_t i) const { return VD::LoadU(phase + i); }
 };
 
 /// The second member of a sample.
 struct StoredPolar
 {
     const float* z;
-    LML_MEMBER VD Phase(VH, std::size_t i) const
+    LML_MEMBER VD Phase(std::size_t i) const
     {
         VD amplitude, phase;
         LoadComplex(z + 2 * i, amplitude, phase);
         return phase;
     }
-    LML_MEMBER VD Mask(VH, VD a) const { return a; }
 };
 
 // --------------------------------------------------------------------------------------------------------------- rows
@@ -223,27 +190,25 @@ LML_NOINLINE void FillBlock(const PhaseForm& f, std::int32_t first, std::size_t 
 /// Runs the factors of n samples into a sink: Whole(i, ...) for a vector at the i-th sample, Part(i, count, ...) for
 /// the last one. The phases of a vector are read before the sink writes it.
 template <class From, class Sink>
-LML_INLINE void Drive(const From& from, std::int32_t first, std::size_t n, const Sink& sink)
+LML_INLINE void Drive(const From& from, std::size_t n, const Sink& sink)
 {
     VD x[2], s[2], c[2];
     std::size_t i = 0;
     for (; i + 2 * kLanes <= n; i += 2 * kLanes)
     {
-        const VH columns[2] = {Columns(first, i), Columns(first, i + kLanes)};
-        x[0] = from.Phase(columns[0], i);
-        x[1] = from.Phase(columns[1], i + kLanes);
+        x[0] = from.Phase(i);
+        x[1] = from.Phase(i + kLanes);
         SinCosGroup<2>(x, s, c);
-        sink.Whole(i, columns[0], from, c[0], s[0]);
-        sink.Whole(i + kLanes, columns[1], from, c[1], s[1]);
+        sink.Whole(i, c[0], s[0]);
+        sink.Whole(i + kLanes, c[1], s[1]);
     }
     for (; i < n; i += kLanes)
     {
-        const VH columns = Columns(first, i);
-        SinCosV(from.Phase(columns, i), s[0], c[0]);
+        SinCosV(from.Phase(i), s[0], c[0]);
         if (i + kLanes <= n)
-            sink.Whole(i, columns, from, c[0], s[0]);
+            sink.Whole(i, c[0], s[0]);
         else
-            sink.Part(i, n - i, columns, from, c[0], s[0]);
+            sink.Part(i, n - i, c[0], s[0]);
     }
 }
 
@@ -282,20 +247,18 @@ LML_INLINE void InBlocks(const PhaseForm& f, std::int32_t first, std::size_t n, 
 struct UnitSink
 {
     float *up, *down;
-    template <class From>
-    LML_MEMBER void Whole(std::size_t i, VH columns, const From& from, VD c, VD s) const
+    LML_MEMBER void Whole(std::size_t i, VD c, VD s) const
     {
         float both[2 * kLanes];
         float* const to = up != nullptr ? up + 2 * i : both;
-        StoreSamples(to, from.Mask(columns, c), from.Mask(columns, s));
+        StoreSamples(to, c, s);
         if (down != nullptr)
             CopyReversed(down - 2 * static_cast<std::ptrdiff_t>(i + kLanes - 1), to);
     }
-    template <class From>
-    LML_MEMBER void Part(std::size_t i, std::size_t count, VH columns, const From& from, VD c, VD s) const
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VD c, VD s) const
     {
         float both[2 * kLanes];
-        StoreSamples(both, from.Mask(columns, c), from.Mask(columns, s));
+        StoreSamples(both, c, s);
         if (up != nullptr)
             std::memcpy(up + 2 * i, both, count * 2 * sizeof(float));
         if (down != nullptr)
@@ -307,18 +270,16 @@ struct UnitSink
 struct SplitSink
 {
     float *re, *im;
-    template <class From>
-    LML_MEMBER void Whole(std::size_t i, VH columns, const From& from, VD c, VD s) const
+    LML_MEMBER void Whole(std::size_t i, VD c, VD s) const
     {
-        StoreFloats(re + i, from.Mask(columns, c));
-        StoreFloats(im + i, from.Mask(columns, s));
+        StoreFloats(re + i, c);
+        StoreFloats(im + i, s);
     }
-    template <class From>
-    LML_MEMBER void Part(std::size_t i, std::size_t count, VH columns, const From& from, VD c, VD s) const
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VD c, VD s) const
     {
         float r[kLanes], m[kLanes];
-        StoreFloats(r, from.Mask(columns, c));
-        StoreFloats(m, from.Mask(columns, s));
+        StoreFloats(r, c);
+        StoreFloats(m, s);
         std::memcpy(re + i, r, count * sizeof(float));
         std::memcpy(im + i, m, count * sizeof(float));
     }
@@ -328,16 +289,12 @@ struct SplitSink
 struct DoubleSink
 {
     double *sines, *cosines;
-    template <class From>
-    LML_MEMBER void Whole(std::size_t i, VH, const From&, VD c, VD s) const
+    LML_MEMBER void Whole(std::size_t i, VD c, VD s) const
     {
         s.StoreU(sines + i);
         c.StoreU(cosines + i);
     }
-    template <class From>
-    LML_MEMBER void Part(std::size_t, std::size_t, VH, const From&, VD, VD) const
-    {
-    }
+    LML_MEMBER void Part(std::size_t, std::size_t, VD, VD) const {}
 };
 
 /// to := from times the factor. A product of two floats is exact in double, so single precision is had by rounding.
@@ -353,8 +310,7 @@ struct ProductSink
           source(from), target(to)
     {
     }
-    template <class From>
-    LML_MEMBER void Vector(VH columns, const From& from, VD c, VD s, const float* in, float* out) const
+    LML_MEMBER void Vector(VD c, VD s, const float* in, float* out) const
     {
         VD a, b, re, im;
         LoadComplex(in, a, b);
@@ -394,23 +350,15 @@ struct ProductSink
                 re = f;
             }
         }
-        // Outside a band 0, also where the sample is not finite.
-        re = from.Mask(columns, re);
-        im = from.Mask(columns, im);
         StoreSamples(out, re, im);
     }
-    template <class From>
-    LML_MEMBER void Whole(std::size_t i, VH columns, const From& from, VD c, VD s) const
-    {
-        Vector(columns, from, c, s, source + 2 * i, target + 2 * i);
-    }
-    template <class From>
-    LML_MEMBER void Part(std::size_t i, std::size_t count, VH columns, const From& from, VD c, VD s) const
+    LML_MEMBER void Whole(std::size_t i, VD c, VD s) const { Vector(c, s, source + 2 * i, target + 2 * i); }
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VD c, VD s) const
     {
         float a[2 * kLanes] = {}, b[2 * kLanes] = {};
         const std::size_t bytes = count * 2 * sizeof(float);
         std::memcpy(a, source + 2 * i, bytes);
-        Vector(columns, from, c, s, a, b);
+        Vector(c, s, a, b);
         std::memcpy(target + 2 * i, b, bytes);
     }
 };
@@ -429,13 +377,8 @@ struct AmplitudeSink
             a = Sqrt(a * a + RoundToFloat(b * b));
         StoreSamples(at, a * c, a * s);
     }
-    template <class From>
-    LML_MEMBER void Whole(std::size_t i, VH, const From&, VD c, VD s) const
-    {
-        Vector(c, s, z + 2 * i);
-    }
-    template <class From>
-    LML_MEMBER void Part(std::size_t i, std::size_t count, VH, const From&, VD c, VD s) const
+    LML_MEMBER void Whole(std::size_t i, VD c, VD s) const { Vector(c, s, z + 2 * i); }
+    LML_MEMBER void Part(std::size_t i, std::size_t count, VD c, VD s) const
     {
         float part[2 * kLanes] = {};
         std::memcpy(part, z + 2 * i, count * 2 * sizeof(float));
@@ -453,7 +396,6 @@ template <class Form, class Sink>
 LML_INLINE void DriveAhead(const PhaseForm& f, std::int32_t first, std::size_t n, const Sink& sink)
 {
     const Form form(f);
-    const MaskOf<Form> from{form};
     VD x[2], next[2], s[2], c[2];
     std::size_t i = 0;
     next[0] = form.At(Columns(first, 0));
@@ -465,16 +407,16 @@ LML_INLINE void DriveAhead(const PhaseForm& f, std::int32_t first, std::size_t n
         next[0] = form.At(Columns(first, i + 2 * kLanes));
         next[1] = form.At(Columns(first, i + 3 * kLanes));
         SinCosGroup<2>(x, s, c);
-        sink.Whole(i, Columns(first, i), from, c[0], s[0]);
-        sink.Whole(i + kLanes, Columns(first, i + kLanes), from, c[1], s[1]);
+        sink.Whole(i, c[0], s[0]);
+        sink.Whole(i + kLanes, c[1], s[1]);
     }
     for (int v = 0; i < n; i += kLanes, ++v)
     {
         SinCosV(next[v], s[0], c[0]);
         if (i + kLanes <= n)
-            sink.Whole(i, Columns(first, i), from, c[0], s[0]);
+            sink.Whole(i, c[0], s[0]);
         else
-            sink.Part(i, n - i, Columns(first, i), from, c[0], s[0]);
+            sink.Part(i, n - i, c[0], s[0]);
     }
 }
 #endif
@@ -482,44 +424,25 @@ LML_INLINE void DriveAhead(const PhaseForm& f, std::int32_t first, std::size_t n
 /// n phases, whole vectors of them there, to sines and cosines, whole vectors too.
 LML_NOINLINE void SinCosBlock(const double* phase, std::size_t n, double* sines, double* cosines)
 {
-    Drive(Stored{phase}, 0, n + (kLanes - n % kLanes) % kLanes, DoubleSink{sines, cosines});
+    Drive(Stored{phase}, n + (kLanes - n % kLanes) % kLanes, DoubleSink{sines, cosines});
 }
 
 /// A block's factors straight into a sink.
 template <class Sink>
-LML_NOINLINE void DriveBlock(const PhaseForm& f, const double* phase, std::int32_t first, std::size_t n,
-                             const Sink& sink)
+LML_NOINLINE void DriveBlock(const double* phase, std::size_t n, const Sink& sink)
 {
-    if (f.kind == PhaseForm::Kind::Shifted)
-        Drive(StoredBand{phase, ShiftedForm(f)}, first, n, sink);
-    else
-        Drive(Stored{phase}, first, n, sink);
+    Drive(Stored{phase}, n, sink);
 }
 
 /// The same by way of memory: for sinks that come in many kinds, each of which would hold the sine again.
-template <class From, class Sink>
-LML_INLINE void Apply(const From& from, std::int32_t first, std::size_t n, const double* s, const double* c,
-                      const Sink& sink)
+template <class Sink>
+LML_NOINLINE void ApplyBlock(std::size_t n, const double* s, const double* c, const Sink& sink)
 {
     std::size_t i = 0;
     for (; i + kLanes <= n; i += kLanes)
-        sink.Whole(i, Columns(first, i), from, VD::LoadU(c + i), VD::LoadU(s + i));
+        sink.Whole(i, VD::LoadU(c + i), VD::LoadU(s + i));
     if (i < n)
-        sink.Part(i, n - i, Columns(first, i), from, VD::LoadU(c + i), VD::LoadU(s + i));
-}
-template <class Sink>
-LML_NOINLINE void ApplyBlock(const PhaseForm& f, std::int32_t first, std::size_t n, const double* s, const double* c,
-                             const Sink& sink)
-{
-    if (f.kind == PhaseForm::Kind::Shifted)
-        Apply(StoredBand{nullptr, ShiftedForm(f)}, first, n, s, c, sink);
-    else
-        Apply(Stored{nullptr}, first, n, s, c, sink);
-}
-
-LML_INLINE std::int32_t Advance(std::int32_t first, std::size_t n)
-{
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(n));
+        sink.Part(i, n - i, VD::LoadU(c + i), VD::LoadU(s + i));
 }
 
 static void SinCosRow(const double* x, std::size_t n, double* s, double* c)
@@ -550,9 +473,9 @@ static void Unit(const PhaseForm& f, std::int32_t first, std::size_t n, float* u
     }
 #endif
     InBlocks(f, first, n,
-             [=, &f](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
+             [=](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
              {
-                 DriveBlock(f, phase, Advance(first, start), count,
+                 DriveBlock(phase, count,
                             UnitSink{up != nullptr ? up + 2 * start : nullptr,
                                      down != nullptr ? down - 2 * static_cast<std::ptrdiff_t>(start) : nullptr});
              });
@@ -567,20 +490,20 @@ static void UnitSplit(const PhaseForm& f, std::int32_t first, std::size_t n, flo
         return DriveAhead<ShiftedForm>(f, first, n, SplitSink{re, im});
 #endif
     InBlocks(f, first, n,
-             [=, &f](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA {
-                 DriveBlock(f, phase, Advance(first, start), count, SplitSink{re + start, im + start});
+             [=](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA {
+                 DriveBlock(phase, count, SplitSink{re + start, im + start});
              });
 }
 
 template <PhaseProduct::Rule rule>
-LML_INLINE void MultiplyBlock(const PhaseForm& f, const PhaseProduct& p, std::int32_t first, std::size_t n,
-                              const double* s, const double* c, const float* from, float* to)
+LML_INLINE void MultiplyBlock(const PhaseProduct& p, std::size_t n, const double* s, const double* c, const float* from,
+                              float* to)
 {
     const bool plain = !(rule == PhaseProduct::Rule::Double && (p.hasPre || p.hasPost));
     if (plain)
-        ApplyBlock(f, first, n, s, c, ProductSink<rule, true>(p, from, to));
+        ApplyBlock(n, s, c, ProductSink<rule, true>(p, from, to));
     else
-        ApplyBlock(f, first, n, s, c, ProductSink<rule, false>(p, from, to));
+        ApplyBlock(n, s, c, ProductSink<rule, false>(p, from, to));
 }
 
 static void Multiply(const PhaseForm& f, const PhaseProduct& p, std::int32_t first, std::size_t n, const float* from,
@@ -591,22 +514,21 @@ static void Multiply(const PhaseForm& f, const PhaseProduct& p, std::int32_t fir
     double* const s = sines;
     double* const c = cosines;
     InBlocks(f, first, n,
-             [=, &f, &p](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
+             [=, &p](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
              {
                  const float* const a = from + 2 * start;
                  float* const b = to + 2 * start;
-                 const std::int32_t column = Advance(first, start);
                  SinCosBlock(phase, count, s, c);
                  switch (p.rule)
                  {
                  case Rule::Mixed:
-                     MultiplyBlock<Rule::Mixed>(f, p, column, count, s, c, a, b);
+                     MultiplyBlock<Rule::Mixed>(p, count, s, c, a, b);
                      break;
                  case Rule::Rounded:
-                     MultiplyBlock<Rule::Rounded>(f, p, column, count, s, c, a, b);
+                     MultiplyBlock<Rule::Rounded>(p, count, s, c, a, b);
                      break;
                  case Rule::Double:
-                     MultiplyBlock<Rule::Double>(f, p, column, count, s, c, a, b);
+                     MultiplyBlock<Rule::Double>(p, count, s, c, a, b);
                      break;
                  }
              });
@@ -621,20 +543,20 @@ static void SetPhase(const PhaseForm& f, std::int32_t first, std::size_t n, floa
              [=](const double* phase, std::size_t start, std::size_t count) LML_LAMBDA
              {
                  SinCosBlock(phase, count, s, c);
-                 Apply(Stored{nullptr}, 0, count, s, c, AmplitudeSink<false>{z + 2 * start});
+                 ApplyBlock(count, s, c, AmplitudeSink<false>{z + 2 * start});
              });
 }
 
 static void PolarToComplex(float* z, std::size_t n)
 {
     const std::size_t whole = n - n % kLanes;
-    Drive(StoredPolar{z}, 0, whole, AmplitudeSink<true>{z});
+    Drive(StoredPolar{z}, whole, AmplitudeSink<true>{z});
     if (whole < n)
     {
         float part[2 * kLanes] = {};
         const std::size_t bytes = (n - whole) * 2 * sizeof(float);
         std::memcpy(part, z + 2 * whole, bytes);
-        Drive(StoredPolar{part}, 0, kLanes, AmplitudeSink<true>{part});
+        Drive(StoredPolar{part}, kLanes, AmplitudeSink<true>{part});
         std::memcpy(z + 2 * whole, part, bytes);
     }
 }

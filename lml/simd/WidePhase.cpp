@@ -1,6 +1,7 @@
 // Rows of phase factors: builds the room once per instruction set.
 #include "simd/WidePhase.h"
 
+#include "base/Constants.h"
 #include "base/Isa.h"
 #include "simd/SinCos.h"
 

@@ -5,7 +5,7 @@
 // the result is rounded to float once (or as the product's rule says). Every function gives the same bits for every
 // instruction set, start and length of a row, and those of a plain loop that calls SinCos1.
 //
-// Samples are pairs of floats, real then imaginary: reinterpret_cast<float*>(Complex*) is meant.
+// Samples are pairs of floats, real then imaginary: Floats() gives them.
 #ifndef LML_WIDEPHASE_H
 #define LML_WIDEPHASE_H
 
@@ -33,7 +33,7 @@ struct PhaseForm
     };
     Kind kind = Kind::Given;
     const double* given = nullptr;
-    double p[8] = {};
+    double p[6] = {};
     /// phase[n] for the n-th sample, whatever `first` is.
     static PhaseForm Given(const double* phase) { return {Kind::Given, phase}; }
     /// u = x du; w = (c - v2) - u u; tpd sqrt(w) where w > 0, else the phase 0 (factor 1).
@@ -41,12 +41,10 @@ struct PhaseForm
     {
         return {Kind::Transfer, nullptr, {du, c - v2, tpd}};
     }
-    /// u = x du; factor 0 where u <= uLow or u >= uHigh; else 2 pi ((x0 u + z0 sqrt((c - u u) - v2)) + y0v). A negative
-    /// root gives NaN.
-    static PhaseForm Shifted(double du, double uLow, double uHigh, double x0, double z0, double c, double v2,
-                             double y0v)
+    /// u = x du; 2 pi ((x0 u + z0 sqrt((c - u u) - v2)) + y0v). A negative root gives NaN.
+    static PhaseForm Shifted(double du, double x0, double z0, double c, double v2, double y0v)
     {
-        return {Kind::Shifted, nullptr, {du, uLow, uHigh, x0, z0, c, v2, y0v}};
+        return {Kind::Shifted, nullptr, {du, x0, z0, c, v2, y0v}};
     }
     /// X = x px; ((y2 + X X) k) / dd, rounded to float.
     static PhaseForm FresnelIn(double px, double y2, double k, double dd)
@@ -101,7 +99,7 @@ struct PhaseTable
     void (*unit)(const PhaseForm& form, std::int32_t first, std::size_t n, float* up, float* down);
     /// The factors with real and imaginary parts apart.
     void (*unitSplit)(const PhaseForm& form, std::int32_t first, std::size_t n, float* re, float* im);
-    /// to := from times factor. Shifted: 0 outside the band, whatever stands in from.
+    /// to := from times factor.
     void (*multiply)(const PhaseForm& form, const PhaseProduct& how, std::int32_t first, std::size_t n,
                      const float* from, float* to);
     /// Keeps the amplitude sqrt((double) re (double) re + (double)(im im)), the second product in single precision, and

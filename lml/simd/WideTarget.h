@@ -2,6 +2,10 @@
 #ifndef LML_WIDETARGET_H
 #define LML_WIDETARGET_H
 
+#if !defined(__x86_64__)
+#error "the wide loops are written for 64-bit x86 processors"
+#endif
+
 #include <immintrin.h>
 
 #include <cstddef>

@@ -5,6 +5,7 @@
 
 #include "LmlTypes.h"
 #include "base/Constants.h"
+#include "base/Floats.h"
 #include "base/IntMath.h"
 #include "base/StepByStep.h"
 #include "simd/SinCos.h"
@@ -94,13 +95,10 @@ void MultiplyRow(Complex* to, const Complex* from, std::int32_t n, const PhaseOf
             to[i] = TimesUnit(from[i], phaseOf(i), how);
         return;
     }
-    InPhaseBlocks(n, phaseOf,
-                  [=, &how](std::int32_t first, std::size_t count, const double* phases)
-                  {
-                      Phases().multiply(PhaseForm::Given(phases), how, 0, count,
-                                        reinterpret_cast<const float*>(from + first),
-                                        reinterpret_cast<float*>(to + first));
-                  });
+    InPhaseBlocks(
+        n, phaseOf,
+        [=, &how](std::int32_t first, std::size_t count, const double* phases)
+        { Phases().multiply(PhaseForm::Given(phases), how, 0, count, Floats(from + first), Floats(to + first)); });
 }
 
 /// to[i] := exp(i phaseOf(i)), each member rounded to float; plain or wide as MultiplyRow.
@@ -114,9 +112,8 @@ void UnitRow(Complex* to, std::int32_t n, const PhaseOf& phaseOf)
         return;
     }
     InPhaseBlocks(n, phaseOf,
-                  [to](std::int32_t first, std::size_t count, const double* phases) {
-                      Phases().unit(PhaseForm::Given(phases), 0, count, reinterpret_cast<float*>(to + first), nullptr);
-                  });
+                  [to](std::int32_t first, std::size_t count, const double* phases)
+                  { Phases().unit(PhaseForm::Given(phases), 0, count, Floats(to + first), nullptr); });
 }
 } // namespace LumoraLib::detail
 

@@ -63,7 +63,7 @@ std::int32_t GrownColumns(std::int32_t nx, int doublings);
 std::int32_t GrownRows(std::int32_t ny, int doublings);
 
 /// Multiplies the samples of a centred spectrum by the transfer function inside the band, and sets them to zero
-/// outside.
+/// outside. A polar spectrum becomes cartesian; without memory it stays as it was.
 void FilterSpectrum(Lumora& spectrum, const SpectralPass& pass);
 
 // ------------------------------------------------------------------------------------------------------- by a chirp

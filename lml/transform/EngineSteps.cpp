@@ -164,7 +164,9 @@ void TakeResult(Lumora& to, const Lumora& signal, const ChirpPass& pass, bool jo
 
 void FilterSpectrum(Lumora& spectrum, const SpectralPass& pass)
 {
-    Filter(pass, spectrum.GetNx(), spectrum.GetNy()).Run(spectrum.GetDataPointer());
+    const Filter filter(pass, spectrum.GetNx(), spectrum.GetNy());
+    MakeCartesian(spectrum); // all memory is taken
+    filter.Run(spectrum.GetDataPointer());
 }
 
 void StepEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) const

@@ -43,6 +43,22 @@ struct Rows
     double& operator()(int row, int column) const { return e[column + 3 * row]; }
 };
 
+// The turn about an axis (0: x, 1: y, 2: z) by t; its other elements are 0 already.
+const RMatrix& SetTurn(RMatrix& matrix, int axis, double t)
+{
+    const int next = (axis + 1) % 3;
+    const int last = (axis + 2) % 3;
+    const double s = std::sin(t);
+    const double c = std::cos(t);
+    const Rows r{matrix.elements};
+    r(axis, axis) = 1.0;
+    r(next, next) = c;
+    r(next, last) = -s;
+    r(last, next) = s;
+    r(last, last) = c;
+    return matrix;
+}
+
 // The product of a 3 by 3 matrix and a column: three terms per component, added in this order.
 Vector Apply(const double* e, double x, double y, double z)
 {
@@ -218,47 +234,21 @@ RMatrix& RMatrix::Copy(const SqrMatrix& other)
 
 const RMatrix& RMatrix::RotationX(double t)
 {
-    // Kept: one matrix for all callers; the next call rewrites what this one returned.
+    // Kept, here and below: one matrix for all callers; the next call rewrites what this one returned.
     static RMatrix matrix;
-    const double s = std::sin(t);
-    const double c = std::cos(t);
-    const Rows r{matrix.elements};
-    r(0, 0) = 1.0;
-    r(1, 1) = c;
-    r(1, 2) = -s;
-    r(2, 1) = s;
-    r(2, 2) = c;
-    return matrix;
+    return SetTurn(matrix, 0, t);
 }
 
 const RMatrix& RMatrix::RotationY(double t)
 {
-    // Kept: one matrix for all callers; the next call rewrites what this one returned.
     static RMatrix matrix;
-    const double s = std::sin(t);
-    const double c = std::cos(t);
-    const Rows r{matrix.elements};
-    r(1, 1) = 1.0;
-    r(0, 0) = c;
-    r(0, 2) = s;
-    r(2, 0) = -s;
-    r(2, 2) = c;
-    return matrix;
+    return SetTurn(matrix, 1, t);
 }
 
 const RMatrix& RMatrix::RotationZ(double t)
 {
-    // Kept: one matrix for all callers; the next call rewrites what this one returned.
     static RMatrix matrix;
-    const double s = std::sin(t);
-    const double c = std::cos(t);
-    const Rows r{matrix.elements};
-    r(2, 2) = 1.0;
-    r(0, 0) = c;
-    r(0, 1) = -s;
-    r(1, 0) = s;
-    r(1, 1) = c;
-    return matrix;
+    return SetTurn(matrix, 2, t);
 }
 
 const RMatrix& RMatrix::CRotationX(double t)

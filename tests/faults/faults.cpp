@@ -113,7 +113,7 @@ struct Setting
 {
     int threads;
     FftLib engine;
-    bool polar; ///< amplitudes are polar, for the operations that take them
+    bool polar; ///< amplitudes and spectra are polar, for the operations that take them
 };
 Setting setting = {1, FFT_LIB_VENDOR, false};
 
@@ -126,7 +126,7 @@ void Prepare(const Operation& operation, Bench& t)
         std::filesystem::remove(entry.path());
     PrepareFiles(t);
     operation.prepare(t);
-    if (setting.polar && !t.a.IsSpectrum())
+    if (setting.polar)
         t.a.Form() = static_cast<ComplexForm>(t.a.Form() | POLAR_AMPLITUDE);
     std::srand(1);
 }
