@@ -2,6 +2,9 @@
 #include "Bench.h"
 
 #include <algorithm>
+#include <map>
+#include <memory>
+#include <tuple>
 #include <vector>
 
 namespace lmlbench
@@ -81,6 +84,56 @@ void PlainAsm(Lumora& f, double d, bool limit, int threads)
     FftwTransform(f, 1, threads);
     SwapQuadrants(f);
     Scale(f, static_cast<float>(1.0 / static_cast<double>(f.N())));
+}
+
+/// The factors of PlainAsm with its scale, once for each grid, distance and limit.
+const Lumora& KeptFactors(const Lumora& f, double d, bool limit, bool swapped)
+{
+    static std::map<std::tuple<int, int, double, bool, bool>, std::unique_ptr<Lumora>> kept;
+    std::unique_ptr<Lumora>& h = kept[{f.GetNx(), f.GetNy(), d, limit, swapped}];
+    if (!h)
+    {
+        h = std::make_unique<Lumora>(f);
+        const double scale = 1.0 / static_cast<double>(f.N());
+        std::fill_n(h->GetDataPointer(), h->N(), Complex(scale, 0.0));
+        MultiplyTransfer(*h, 1.0 / (f.GetNx() * f.GetPx()), 1.0 / (f.GetNy() * f.GetPy()), d, limit);
+        if (swapped)
+            SwapQuadrants(*h);
+    }
+    return *h;
+}
+
+void MultiplyBy(Lumora& f, const Lumora& h)
+{
+    Complex* const x = f.GetDataPointer();
+    const Complex* const factors = h.GetDataPointer();
+    const long n = static_cast<long>(f.N());
+    LML_BENCH_ROWS
+    for (long i = 0; i < n; ++i)
+        x[i] = Complex(x[i].Real() * factors[i].Real() - x[i].Imag() * factors[i].Imag(),
+                       x[i].Real() * factors[i].Imag() + x[i].Imag() * factors[i].Real());
+}
+
+/// PlainAsm with its factors kept.
+void KeptAsm(Lumora& f, double d, bool limit, int threads)
+{
+    const Lumora& h = KeptFactors(f, d, limit, false);
+    SwapQuadrants(f);
+    FftwTransform(f, -1, threads);
+    SwapQuadrants(f);
+    MultiplyBy(f, h);
+    SwapQuadrants(f);
+    FftwTransform(f, 1, threads);
+    SwapQuadrants(f);
+}
+
+/// And kept in the transform's order: a half shift on both sides of transform, factors and transform back cancels.
+void KeptAsmWithoutSwaps(Lumora& f, double d, bool limit, int threads)
+{
+    const Lumora& h = KeptFactors(f, d, limit, true);
+    FftwTransform(f, -1, threads);
+    MultiplyBy(f, h);
+    FftwTransform(f, 1, threads);
 }
 
 /// The same on a grid of twice the size.
@@ -164,25 +217,25 @@ void PlainScaled(Lumora& f, double a, double b, int threads)
 
 using Run = std::function<void(Lumora&)>;
 
+void AddRival(const std::string& operation, int n, int threads, const char* who, const Run& run)
+{
+    Add(operation, who, n, threads, static_cast<double>(n) * n,
+        [field = std::shared_ptr<Lumora>(), n, run]() mutable
+        {
+            if (!field)
+            {
+                field = std::make_shared<Lumora>(n, n, 4e-6);
+                Fill(*field);
+            }
+            run(*field);
+        });
+}
+
 void Pair(const std::string& operation, int n, int threads, const Run& ours, const char* who, const Run& rival)
 {
-    const double samples = static_cast<double>(n) * n;
-    const auto add = [&](const std::string& name, const Run& run)
-    {
-        Add(operation, name, n, threads, samples,
-            [field = std::shared_ptr<Lumora>(), n, run]() mutable
-            {
-                if (!field)
-                {
-                    field = std::make_shared<Lumora>(n, n, 4e-6);
-                    Fill(*field);
-                }
-                run(*field);
-            });
-    };
-    add("ours", ours);
+    AddRival(operation, n, threads, "ours", ours);
     if (rival)
-        add(who, rival);
+        AddRival(operation, n, threads, who, rival);
 }
 
 /// Planes of an autofocus: a stack beside the same planes by single calls on copies.
@@ -238,6 +291,14 @@ void Check()
     a.RawAsmProp(0.01);
     PlainAsm(b, 0.01, false, 1);
     Verify("RawAsmProp", RelativeL2(a, b), 1e-6);
+    for (const auto rival : {KeptAsm, KeptAsmWithoutSwaps})
+    {
+        Lumora kept(a);
+        Lumora plain(a);
+        rival(kept, 0.01, false, 1);
+        PlainAsm(plain, 0.01, false, 1);
+        Verify("the rivals", RelativeL2(kept, plain), 1e-6);
+    }
     a.RawScaledFft(1.0 / 400, 1.0 / 300);
     PlainScaled(b, 1.0 / 400, 1.0 / 300, 1);
     Verify("RawScaledFft", RelativeL2(a, b), 3e-6);
@@ -256,13 +317,27 @@ void AddPropagation(bool quick)
 {
     Check();
     const int largest = quick ? 1024 : 8192;
-    for (int n = 256; n <= largest; n *= 2)
+    for (int n = 64; n <= largest; n *= 2)
         for (const int threads : {1, 2})
         {
             const double d = 0.1;
-            Pair(
-                "AsmProp", n, threads, [d](Lumora& f) { f.AsmProp(d); }, "fftw program",
-                [=](Lumora& f) { PlainAsm(f, d, true, threads); });
+            // Near, the band limit leaves all; at d it leaves an eighth of the columns of 256, a half of 1024.
+            for (const auto& [name, distance] : {std::pair{"AsmProp", d}, {"AsmProp, 1 mm", 1e-3}})
+            {
+                if (name != std::string("AsmProp") && n > 2048)
+                    continue;
+                Pair(
+                    name, n, threads, [z = distance](Lumora& f) { f.AsmProp(z); }, "fftw program",
+                    [=, z = distance](Lumora& f) { PlainAsm(f, z, true, threads); });
+                if (n > 2048)
+                    continue;
+                AddRival(name, n, threads, "fftw program, factors kept",
+                         [=, z = distance](Lumora& f) { KeptAsm(f, z, true, threads); });
+                AddRival(name, n, threads, "fftw, factors kept, no swaps",
+                         [=, z = distance](Lumora& f) { KeptAsmWithoutSwaps(f, z, true, threads); });
+            }
+            if (n < 256)
+                continue;
             Pair(
                 "RawAsmProp", n, threads, [d](Lumora& f) { f.RawAsmProp(d); }, "fftw program",
                 [=](Lumora& f) { PlainAsm(f, d, false, threads); });

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Writes the benchmark page and its chart: report.py RESULTS PAGE CHART.
 
-RESULTS holds wide.json (and avx2.json, sse2.json) of Google Benchmark with repeated medians, accuracy.md and pointcloud.txt.
+RESULTS holds wide.json (and avx2.json, sse2.json, system.json) of Google Benchmark with repeated medians, accuracy.md,
+busy.md and pointcloud.txt.
 A benchmark's name is OPERATION/WHO/SIZE/THREADS; ours is divided by the rival of the same operation, size and threads."""
 import json
 import math
@@ -169,6 +170,13 @@ def main():
         if (results / (name + ".json")).exists():
             _, capped = medians(results / (name + ".json"))
             out += ["## The same library capped at %s, one thread" % title, ""] + table(capped, False) + [""]
+    if (results / "system.json").exists():
+        context, system = medians(results / "system.json")
+        out += ["## Beside the system's build of FFTW (%s)" % context["fftw"], ""] + table(system, False) + [""]
+    if (results / "busy.md").exists():
+        out += ["## One of two processors taken by another program", "",
+                "Mean times, medians of nine rounds, one and two threads in turn: alone, and beside a loop bound to the last processor.", "",
+                (results / "busy.md").read_text(encoding="utf-8").rstrip(), ""]
     if (results / "accuracy.md").exists():
         out += ["## Accuracy", "", "Relative l2 error against a reference in double precision (FFTW double, phases in double).", "",
                 (results / "accuracy.md").read_text(encoding="utf-8").rstrip(), ""]

@@ -347,6 +347,20 @@ LML_API void SetFftLib(FftLib lib);
 /// The value set last; FFT_LIB_VENDOR at load.
 LML_API FftLib GetFftLib();
 
+// ---------------------------------------------------------------------------------------------------------------
+// Factors kept between propagations.                                                             (FactorCache.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// Sets the most memory, in bytes, for factors of transfer functions that propagations by the spectrum (AsmProp,
+/// RawAsmProp, ExactAsmProp, ShiftedAsmProp; not step by step) keep for later calls; 64 MiB at load, 0 keeps none and
+/// gives back what is there. A table is made when a propagation comes with the same grid, pitches, wavelength and
+/// distance a second time; the one unused for longest makes room for another. It takes two bytes a sample of the grid
+/// that is transformed at most: a quarter of the spectrum, within the band. Samples are the same with and without, and
+/// where there is no memory for a table there is none and no failure.
+LML_API void SetPropagationCache(std::size_t bytes);
+/// The number of bytes set last.
+LML_API std::size_t GetPropagationCache();
+
 } // namespace LumoraLib
 
 #endif

@@ -2,6 +2,7 @@
 // values of FftLib, and all that a caller sees is compared: samples within the rounding of the transforms, everything
 // else exactly, also after a refused call. And the memory that the fused forms take.
 #include "TestTools.h"
+#include "transform/FactorCache.h"
 
 using namespace lmltest;
 
@@ -285,6 +286,53 @@ TEST(Fused, LargestGrids)
         const Cap cap(detail::Isa::Sse2);
         EXPECT_TRUE(SameBits(Perform(scene, operation, FFT_LIB_VENDOR, 1).field, wide.field)) << operation.name;
     }
+}
+
+// Kept for the second call of a kind, read from the third on; and under a limit that one table fits, or none.
+TEST(Fused, KeptFactorsChangeNothing)
+{
+    const std::size_t usual = GetPropagationCache();
+    const Operation table[] = {OPERATION(f.AsmProp(2e-3)), OPERATION(f.AsmProp(0.3)), OPERATION(f.RawAsmProp(1e-4)),
+                               OPERATION(f.ExactAsmProp(2e-3)), OPERATION(f.ShiftedAsmProp(s, 1))};
+    for (const auto& [nx, ny] : {std::pair{64, 64}, {128, 64}, {256, 128}, {64, 256}, {512, 256}})
+        for (const std::size_t bytes : {usual, std::size_t{200000}})
+        {
+            const Scene scene{nx, ny, 2e-6, 1e-6, 0, false, 0};
+            std::vector<Lumora> expected;
+            SetPropagationCache(0);
+            for (const Operation& operation : table)
+                expected.push_back(Perform(scene, operation, FFT_LIB_VENDOR, 1).field);
+            SetPropagationCache(bytes);
+            for (const int threads : {1, 3, 1, 3})
+                for (std::size_t k = 0; k < std::size(table); ++k)
+                {
+                    EXPECT_TRUE(SameBits(Perform(scene, table[k], FFT_LIB_VENDOR, threads).field, expected[k]))
+                        << table[k].name << " on " << nx << " by " << ny << ", " << bytes << " bytes";
+                }
+        }
+    const auto lease = [](double number)
+    {
+        detail::FactorKey key;
+        key.Add(number);
+        return std::make_unique<detail::FactorLease>(key, 1000);
+    };
+    SetPropagationCache(8000); // two tables
+    for (const double number : {1.5, 2.5})
+    {
+        EXPECT_EQ(lease(number)->Table(), nullptr) << "what comes once is not kept";
+        EXPECT_FALSE(lease(number)->IsFilled());
+        EXPECT_FALSE(lease(number)->IsFilled()) << "what was not finished is made anew";
+        lease(number)->Keep();
+    }
+    const auto first = lease(1.5);
+    EXPECT_TRUE(first->IsFilled() && lease(2.5)->IsFilled() && lease(3.5)->Table() == nullptr);
+    EXPECT_NE(lease(3.5)->Table(), nullptr);
+    EXPECT_FALSE(lease(2.5)->IsFilled()) << "the one unused for longest made room";
+    SetPropagationCache(0);
+    std::fill_n(first->Table(), 1000, 1.0f); // stays as long as it is used
+    EXPECT_EQ(lease(1.5)->Table(), nullptr);
+    SetPropagationCache(usual);
+    EXPECT_EQ(GetPropagationCache(), usual);
 }
 
 TEST(Fused, NotANumberSpreadsAlike)

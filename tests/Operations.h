@@ -290,6 +290,7 @@ inline const Operation kOperations[] = {
     LML_PREPARED("AsmPropFs", Same, t.a.Form() = SPECTRUM, t.a.AsmPropFs(t.Real(0.01))),
     LML_OPERATION("RawAsmProp", Same, t.a.RawAsmProp(t.Real(0.01))),
     LML_OPERATION("AsmProp", Same, t.a.AsmProp(t.Real(0.01))),
+    LML_OPERATION("AsmProp with kept factors", Same, Lumora c(64, 64, 1e-5, 1e-5, 633e-9); c.SetConst(Complex(1.0, 0.5)); for (int n = 0; n < 3; ++n) c.AsmProp(t.Real(0.01)); t.a = c),
     LML_PREPARED("AsmProp of a polar field", Same, t.a.Form() = POLAR_AMPLITUDE, t.a.AsmProp(t.Real(0.01))),
     LML_PREPARED("AsmProp by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.AsmProp(t.Real(0.01))),
     LML_OPERATION("PropagateStack", Same, double d[2]; d[0] = t.Real(0.01); d[1] = t.Real(-0.02); t.a.PropagateStack(d, 2, [](const Lumora&, std::size_t) { return true; }, t.Choice(STACK_ASM, 0, 1))),

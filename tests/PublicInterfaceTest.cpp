@@ -451,6 +451,8 @@ TEST(PublicInterface, FunctionsWithoutAnObject)
     Has<void(const char*, ...)>({&PrintL, &PrintLog, &Printf});
     Has<void(int)>({&PushNumThreads, &SetNumThreads, &Start});
     Has<void(bool)>({&SetDynamicThreads, &SetMistakeReports});
+    Has<void(std::size_t)>({&SetPropagationCache});
+    Has<std::size_t()>({&GetPropagationCache});
     Has<double(ComplexDouble)>({&LumoraLib::abs, &LumoraLib::norm});
     All(Is<const char*(const LumoraException&) noexcept>(&DescribeError),
         Is<void(std::int32_t, std::int32_t)>(&Lumora::SetDefault),

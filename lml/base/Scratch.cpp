@@ -3,8 +3,10 @@
 
 #include "LmlRuntime.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <new>
 #include <sys/mman.h>
@@ -94,14 +96,15 @@ void Return(Scratch::Block block) noexcept
 } // namespace
 
 Scratch::Scratch(int count, std::size_t bytes, Lack lack)
-    : count_(count), bytes_(bytes), blocks_(new (std::nothrow) Block[static_cast<std::size_t>(count)])
+    : count_(count), bytes_(bytes),
+      far_(count > kNear ? new (std::nothrow) Block[static_cast<std::size_t>(count)] : nullptr)
 {
-    if (!blocks_)
+    if (count > kNear && !far_)
         Error(ERR_MEMORY, "LumoraLib::Malloc", "scratch");
     try
     {
         for (int i = 0; i < count_; ++i)
-            blocks_[static_cast<std::size_t>(i)] = Take((bytes + 63) / 64 * 64, lack);
+            At(i) = Take((bytes + 63) / 64 * 64, lack);
     }
     catch (...)
     {
@@ -110,9 +113,9 @@ Scratch::Scratch(int count, std::size_t bytes, Lack lack)
     }
 }
 
-Scratch::Scratch(Scratch&& other) noexcept
-    : count_(other.count_), bytes_(other.bytes_), blocks_(std::move(other.blocks_))
+Scratch::Scratch(Scratch&& other) noexcept : count_(other.count_), bytes_(other.bytes_), far_(std::move(other.far_))
 {
+    std::copy(std::begin(other.near_), std::end(other.near_), near_);
     other.count_ = 0;
 }
 
@@ -124,6 +127,6 @@ Scratch::~Scratch()
 void Scratch::GiveBack() noexcept
 {
     for (int i = 0; i < count_; ++i)
-        Return(blocks_[static_cast<std::size_t>(i)]);
+        Return(At(i));
 }
 } // namespace LumoraLib::detail

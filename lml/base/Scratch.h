@@ -28,7 +28,7 @@ public:
     std::size_t Bytes() const { return bytes_; }
 
     /// Block of thread `index`.
-    void* operator[](int index) const { return blocks_[static_cast<std::size_t>(index)].memory; }
+    void* operator[](int index) const { return At(index).memory; }
     template <class T>
     T* As(int index) const
     {
@@ -42,11 +42,16 @@ public:
     };
 
 private:
+    static constexpr int kNear = 4; // teams of so many take no memory for the list
+
     void GiveBack() noexcept;
+    Block& At(int index) { return count_ > kNear ? far_[static_cast<std::size_t>(index)] : near_[index]; }
+    const Block& At(int index) const { return count_ > kNear ? far_[static_cast<std::size_t>(index)] : near_[index]; }
 
     int count_;
     std::size_t bytes_;
-    std::unique_ptr<Block[]> blocks_;
+    Block near_[kNear];
+    std::unique_ptr<Block[]> far_;
 };
 } // namespace LumoraLib::detail
 

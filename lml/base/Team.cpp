@@ -25,9 +25,10 @@ namespace
 // Longer than the gaps between the regions of one operation, shorter than what a sleep and a wake cost twice.
 constexpr std::int64_t kSpin = 20'000; // nanoseconds
 
-// A worker that is off its processor for a time t in the middle of a part holds the caller as long. The next offers
-// stand back for kPatience t, so that no more than 1 / (kPatience + 1) of the time is lost so, however busy the
-// machine. Below kLate it is the sleep and the wake themselves.
+// A worker that is off its processor for a time t in the middle of a part holds the caller as long. Where that is more
+// than half of what the workers have worked since it happened last, they gain nothing: the next offers stand back for
+// kPatience t, so that little of the time is lost so, however busy the machine. Below kLate it is the sleep and the
+// wake themselves.
 constexpr std::int64_t kPatience = 16;
 constexpr std::int64_t kLate = 50'000;
 
@@ -59,6 +60,7 @@ struct alignas(64) Desk
     int parts = 0;
     int caller = 0;         // processor of the caller
     unsigned int modes = 0; // the caller's floating-point modes
+    std::int64_t had = 0;   // processor time of the worker when it was late last
     pthread_t thread = {};
 };
 
@@ -166,6 +168,7 @@ bool StartWorker(Desk& desk, int index)
         return false;
     BindWorker(attributes, index);
     desk.state.store(Idle);
+    desk.had = 0;
     // Signals are the program's threads' own.
     sigset_t all, before;
     sigfillset(&all);
@@ -217,9 +220,8 @@ void Offer(Desk& desk, TeamPart part, const void* body, const Block& block, int 
         desk.state.notify_one();
 }
 
-/// Waits for a worker that runs. The time that it did not run itself, though it had parts to do, is held against the
-/// next offers.
-void Await(Desk& desk, int processor)
+/// Waits for one of `helpers` workers, which runs.
+void Await(Desk& desk, int helpers, int processor)
 {
     const bool crowded = desk.processor.load(std::memory_order_relaxed) == processor;
     std::uint32_t state = desk.state.load(std::memory_order_acquire);
@@ -229,12 +231,17 @@ void Await(Desk& desk, int processor)
     {
         clockid_t clock = CLOCK_MONOTONIC;
         const bool known = pthread_getcpuclockid(desk.thread, &clock) == 0;
-        const std::int64_t since = Now(), had = known ? Nanoseconds(clock) : 0;
+        const std::int64_t since = Now(), before = Nanoseconds(clock);
         if (desk.state.compare_exchange_strong(state, Awaited))
             desk.state.wait(Awaited);
-        const std::int64_t now = Now(), lost = known ? now - since - (Nanoseconds(clock) - had) : 0;
-        if (lost > kLate)
-            aloneUntil = std::max(aloneUntil, now + kPatience * lost);
+        const std::int64_t now = Now(), has = Nanoseconds(clock);
+        const std::int64_t lost = now - since - (has - before);
+        if (known && lost > kLate)
+        {
+            if (2 * lost > (has - desk.had) * helpers)
+                aloneUntil = std::max(aloneUntil, now + kPatience * lost);
+            desk.had = has;
+        }
     }
     if (crowded)
         aloneUntil = std::max(aloneUntil, Now() + kCrowded);
@@ -288,7 +295,7 @@ void RunTeam(int parts, TeamPart part, const void* body) noexcept
     }
     for (int w = 0; w < helpers; ++w)
         if (desks[w].state.load(std::memory_order_acquire) == Running)
-            Await(desks[w], processor);
+            Await(desks[w], helpers, processor);
     taken.store(false, std::memory_order_release);
 }
 } // namespace LumoraLib::detail

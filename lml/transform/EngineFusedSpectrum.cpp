@@ -8,11 +8,13 @@
 
 #include "base/FieldAccess.h"
 #include "base/IntMath.h"
+#include "base/Isa.h"
 #include "base/Memory.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "field/FieldTools.h"
 #include "transform/EngineTable.h"
+#include "transform/FactorCache.h"
 #include "transform/SpectrumFactors.h"
 #include "transform/wide/WideFft.h"
 
@@ -23,6 +25,20 @@ namespace LumoraLib::detail
 {
 namespace
 {
+/// The table of the factors of a pass, or none. Two rows of phases tell transfer functions apart: what they are made of
+/// besides is the row's frequency.
+FactorKey KeyOf(const SpectrumFactors& factors, const WideFused& pass, const WideFactorTable& shape)
+{
+    FactorKey key;
+    for (const double v : {0.0, factors.transfer.dv})
+        key.Add(factors.transfer.EvenRow(v));
+    for (const std::size_t word :
+         {pass.strips.columns, pass.strips.n, shape.firstColumn, shape.columns, pass.strips.which.begin,
+          pass.strips.which.end, pass.zeroRows.begin, pass.zeroRows.end, static_cast<std::size_t>(CurrentIsa())})
+        key.Add(word);
+    return key;
+}
+
 bool IsLength(std::int32_t n)
 {
     return n > 1 && IsPowerOfTwo(n);
@@ -84,18 +100,17 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
                               .rows = rows,
                               .n = width,
                               .sign = -1};
-    const WideFused middlePass = {
-        .strips = {.source = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
-                   .target = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
-                   .columns = width,
-                   .which = visited,
-                   .n = height},
-        .factor = EvenFactor,
-        .context = &factors,
-        .zeroRows = Complement(bandRows, static_cast<std::int32_t>(height)),
-        .symmetric = true,
-        .column = turnColumns.get(),
-        .row = turnRows.get()};
+    WideFused middlePass = {.strips = {.source = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
+                                       .target = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
+                                       .columns = width,
+                                       .which = visited,
+                                       .n = height},
+                            .factor = EvenFactor,
+                            .context = &factors,
+                            .zeroRows = Complement(bandRows, static_cast<std::int32_t>(height)),
+                            .symmetric = true,
+                            .column = turnColumns.get(),
+                            .row = turnRows.get()};
     const WideRows back = {.source = {.samples = spectrum, .stride = width, .range = columns},
                            .target = {.samples = to.GetDataPointer(),
                                       .stride = static_cast<std::size_t>(nx),
@@ -108,6 +123,10 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
                                static_cast<float>(1.0 / (static_cast<double>(width) * static_cast<double>(height)))};
 
     const int threads = WideThreads(width * height, GetNumThreads());
+    middlePass.table = WideTableFor(middlePass);
+    FactorLease factorTable(KeyOf(factors, middlePass, middlePass.table), middlePass.table.Floats());
+    middlePass.table.at = factorTable.Table();
+    middlePass.table.filled = factorTable.IsFilled();
     const WideFusedPass second(middlePass, threads);
     const WideRowPass first(forward, threads, &second.Memory());
     const WideRowPass third(back, threads, &second.Memory());
@@ -116,5 +135,6 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
     ParallelPasses(
         threads, [&](int index, int size) { first.Part(index, size); },
         [&](int index, int size) { second.Part(index, size); }, [&](int index, int size) { third.Part(index, size); });
+    factorTable.Keep();
 }
 } // namespace LumoraLib::detail

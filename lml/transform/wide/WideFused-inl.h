@@ -168,6 +168,26 @@ struct FusedStrips
         FusedLast(length, at, writer);
     }
 
+    /// Where the table has a spectrum row from a column on; null without one.
+    LML_MEMBER float* TableLine(std::size_t row, std::size_t column) const
+    {
+        const WideFactorTable& table = p.fused->table;
+        return table.at == nullptr ? nullptr : table.at + 2 * row * table.step + (column - table.firstColumn);
+    }
+    /// The present factors, a strip of them and perhaps the column behind it.
+    LML_MEMBER void KeepFactors(float* to, std::size_t step, bool behind) const
+    {
+        for (std::size_t part = 0; part < 2; ++part, to += step)
+        {
+            const float* const from = values + part * kRoom;
+#pragma GCC unroll 16
+            for (int v = 0; v < kGroups; ++v)
+                VF::Load(from + v * W).StoreU(to + v * W);
+            if (behind)
+                to[kWideStrip] = from[kWideStrip];
+        }
+    }
+
     LML_MEMBER void Single(WideStripAt strip)
     {
         const WideFused& fused = *p.fused;
@@ -181,8 +201,17 @@ struct FusedStrips
                 const std::size_t k = k1 + at.a * k2;
                 if (fused.zeroRows.Has(k))
                     continue;
+                float* const to = factors + std::ptrdiff_t(k2) * kFactorStep;
+                float* const table = TableLine(k < length.n - k ? k : length.n - k, strip.column);
+                if (table != nullptr && fused.table.filled)
+                {
+                    PlaceFactors<false>(table, table + fused.table.step, to);
+                    continue;
+                }
                 fused.factor(fused.context, k, strip.column, span, values, values + kRoom);
-                PlaceFactors<false>(values, values + kRoom, factors + std::ptrdiff_t(k2) * kFactorStep);
+                PlaceFactors<false>(values, values + kRoom, to);
+                if (table != nullptr)
+                    KeepFactors(table, fused.table.step, false);
             }
             Line(strip.column, k1, false);
         }
@@ -199,6 +228,9 @@ struct FusedStrips
     LML_MEMBER void Half(WideStripAt strip, std::size_t column, Source source)
     {
         const WideFused& fused = *p.fused;
+        const WideFactorTable& table = fused.table;
+        // The column behind a strip belongs to the next one's thread, if there is a next.
+        const bool behind = column + kWideStrip + 1 == table.firstColumn + table.columns;
         Begin(strip);
         for (std::size_t k1 = 0; k1 <= at.a / 2; ++k1)
         {
@@ -210,7 +242,13 @@ struct FusedStrips
                     continue;
                 const std::size_t row = k < back ? k : back;
                 float* const line = kept + row * kWideKeptRow;
+                float* const lasting = TableLine(row, column);
                 float* const to = factors + std::ptrdiff_t(k2) * kFactorStep;
+                if (lasting != nullptr && table.filled)
+                {
+                    PlaceFactors<kMirrored>(lasting, lasting + table.step, to);
+                    continue;
+                }
                 if (source == Source::Kept)
                 {
                     PlaceFactors<kMirrored>(line, line + kWideKeptRow / 2, to);
@@ -219,17 +257,9 @@ struct FusedStrips
                 fused.factor(fused.context, row, column, kWideStrip + 1, values, values + kRoom);
                 PlaceFactors<kMirrored>(values, values + kRoom, to);
                 if (source == Source::FunctionKept)
-                {
-                    for (std::size_t part = 0; part < 2; ++part)
-                    {
-                        const float* from = values + part * kRoom;
-                        float* keep = line + part * (kWideKeptRow / 2);
-#pragma GCC unroll 16
-                        for (int v = 0; v < kGroups; ++v)
-                            VF::Load(from + v * W).StoreU(keep + v * W);
-                        keep[kWideStrip] = from[kWideStrip];
-                    }
-                }
+                    KeepFactors(line, kWideKeptRow / 2, true);
+                if (lasting != nullptr)
+                    KeepFactors(lasting, table.step, behind);
             }
             Line(strip.column, k1, false);
             if (other != at.a)
@@ -238,10 +268,11 @@ struct FusedStrips
         FusedLast(length, at, writer, spectrum != nullptr && p.bytes > kWideNext && !p.stream);
     }
 
-    LML_MEMBER void Pair(std::size_t s)
+    /// Both halves of a pair, or one.
+    LML_MEMBER void Pair(std::size_t s, bool left, bool right)
     {
         WideStripAt strip[2];
-        bool wanted[2];
+        bool wanted[2] = {left, right};
         for (int m = 0; m < 2; ++m)
         {
             strip[m].column = m == 0 ? s * kWideStrip : p.job.columns - (s + 1) * kWideStrip;
@@ -255,7 +286,7 @@ struct FusedStrips
                 }
             strip[m].lo = lo;
             strip[m].hi = hi;
-            wanted[m] = hi > 0;
+            wanted[m] = wanted[m] && hi > 0;
         }
         if (wanted[0])
             Half<false>(strip[0], strip[0].column, wanted[1] ? Source::FunctionKept : Source::Function);
@@ -268,8 +299,10 @@ static void Fused(const WideStripArgs& p, std::size_t first, std::size_t last, f
 {
     FusedStrips strips(p, scratch);
     for (std::size_t s = first; s < last; ++s)
-        if (p.rowFactor == nullptr && p.pairs)
-            strips.Pair(s);
+        if (p.rowFactor == nullptr && p.pairs && p.halves)
+            strips.Pair(s / 2, s % 2 == 0, s % 2 == 1);
+        else if (p.rowFactor == nullptr && p.pairs)
+            strips.Pair(s, true, true);
         else if (p.rowFactor == nullptr)
             strips.Single(WideStripOf(p.job.which, p.job.columns, s));
         else

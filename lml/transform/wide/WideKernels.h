@@ -102,6 +102,7 @@ struct WideStripArgs
     const WideFused* fused = nullptr;  ///< fused only
     float* kept = nullptr;             ///< keep only: where the spectra go
     bool pairs = false;                ///< fused only: strips are done in mirrored pairs
+    bool halves = false;               ///< fused only: and a unit of work is half a pair
 };
 
 struct WideConvolveArgs
@@ -119,7 +120,7 @@ struct WideKernels
     void (*rows)(const WideRowArgs& args, std::size_t first, std::size_t last, float* scratch);
     /// Strips first..last of the job's column range.
     void (*strips)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);
-    /// The same; with pairs, strip pairs.
+    /// The same; with pairs, strip pairs, or with halves both strips of pair 0, of pair 1, ...
     void (*fused)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);
     /// The forward half of fused alone, to `kept`.
     void (*keep)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);

@@ -85,7 +85,44 @@ bool PairWanted(const WideStrips& job, std::size_t pair)
             return true;
     return false;
 }
+
+/// The mirrored pairs that have a wanted column.
+struct Pairs
+{
+    std::size_t first, last;
+};
+
+Pairs WantedPairs(const WideStrips& job)
+{
+    Pairs pairs = {0, job.columns / (2 * kWideStrip)};
+    while (pairs.first < pairs.last && !PairWanted(job, pairs.first))
+        ++pairs.first;
+    while (pairs.first < pairs.last && !PairWanted(job, pairs.last - 1))
+        --pairs.last;
+    return pairs;
+}
 } // namespace
+
+WideFactorTable WideTableFor(const WideFused& job)
+{
+    const std::size_t n = job.strips.n, columns = job.strips.columns;
+    const WideLength& length = WideLengthOf(n, BoundKernels().isa);
+    WideFactorTable table;
+    if (!job.symmetric || !IsDirectColumn(length) || columns % kWideStrip != 0)
+        return table;
+    table.columns = columns;
+    if (PairsFit(job, length))
+    {
+        const Pairs pairs = WantedPairs(job.strips);
+        table.firstColumn = pairs.first * kWideStrip;
+        table.columns = (pairs.last - pairs.first) * kWideStrip + 1; // the mirrors' first column is one behind
+    }
+    table.step = (table.columns + 15) / 16 * 16;
+    for (std::size_t k = 0; k <= n / 2; ++k)
+        if (!job.zeroRows.Has(k) || !job.zeroRows.Has((n - k) % n))
+            table.rows = k + 1;
+    return table;
+}
 
 WideFusedPass::WideFusedPass(const WideFused& job, int threads)
     : job_(job), kernels_(&BoundKernels()), length_(&WideLengthOf(job.strips.n, kernels_->isa)),
@@ -95,11 +132,13 @@ WideFusedPass::WideFusedPass(const WideFused& job, int threads)
 {
     if (!pairs_)
         return;
-    lastPair_ = job.strips.columns / (2 * kWideStrip);
-    while (firstPair_ < lastPair_ && !PairWanted(job.strips, firstPair_))
-        ++firstPair_;
-    while (firstPair_ < lastPair_ && !PairWanted(job.strips, lastPair_ - 1))
-        --lastPair_;
+    const Pairs wanted = WantedPairs(job.strips);
+    firstPair_ = wanted.first;
+    lastPair_ = wanted.last;
+    // A half asks for the factors that its other half has asked for already, unless there is a table: worth it where
+    // a thread would have nothing to do.
+    const bool table = job.table.at != nullptr;
+    halves_ = table ? job.table.filled : lastPair_ - firstPair_ < static_cast<std::size_t>(std::max(threads, 1));
 }
 
 void WideFusedPass::Part(int index, int size) const noexcept
@@ -109,12 +148,15 @@ void WideFusedPass::Part(int index, int size) const noexcept
                                 .stream = stream_,
                                 .bytes = WideRowBytes(job_.strips),
                                 .fused = &job_,
-                                .pairs = pairs_};
+                                .pairs = pairs_,
+                                .halves = halves_};
     // Not all columns need be wanted: the threads share those that are.
+    const std::size_t units = halves_ ? 2 : 1;
     Block block =
-        BlockOf(pairs_ ? lastPair_ - firstPair_ : WideStripCount(job_.strips.which, job_.strips.columns), index, size);
-    block.begin += firstPair_;
-    block.end += firstPair_;
+        BlockOf(pairs_ ? units * (lastPair_ - firstPair_) : WideStripCount(job_.strips.which, job_.strips.columns),
+                index, size);
+    block.begin += units * firstPair_;
+    block.end += units * firstPair_;
     float* const scratch = scratch_.As<float>(index);
     if (IsDirectColumn(*length_))
         kernels_->fused(args, block.begin, block.end, scratch);

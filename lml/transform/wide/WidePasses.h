@@ -120,6 +120,16 @@ private:
 using WideFactor = void (*)(const void* context, std::size_t row, std::size_t column, std::size_t count, float* re,
                             float* im);
 
+/// Factors kept from one pass to the next: real parts of the columns firstColumn .. firstColumn + columns - 1 of
+/// spectrum row 0, a step of floats wide, then the imaginary parts, then row 1.
+struct WideFactorTable
+{
+    float* at = nullptr;
+    std::size_t firstColumn = 0, columns = 0, rows = 0, step = 0;
+    bool filled = false; ///< read in place of factor(); else the pass writes them
+    std::size_t Floats() const { return 2 * rows * step; }
+};
+
 /// Columns: forward transform (minus sign), times a factor, inverse transform (plus sign), in one visit. The product is
 /// in single precision, re = a.re b.re - a.im b.im, im = a.re b.im + a.im b.re. The inverse half runs the forward
 /// half's steps backwards, so that it differs from a separate WideStripPass in rounding.
@@ -144,6 +154,8 @@ struct WideFused
     /// is done then, and the source is not read. Same bits as without.
     const float* kept = nullptr;
     WideRange keptColumns = {};
+    /// Shaped by WideTableFor(), or none.
+    WideFactorTable table = {};
 };
 
 /// The forward half of a WideFused alone, for several ways back with different factors: whole strips around the columns
@@ -168,6 +180,9 @@ private:
     Scratch scratch_;
 };
 
+/// The shape of the table of a pass's factors, without memory; no rows where a pass takes none.
+WideFactorTable WideTableFor(const WideFused& job);
+
 class WideFusedPass
 {
 public:
@@ -183,6 +198,7 @@ private:
     bool pairs_;
     std::size_t firstPair_ = 0; // the mirrored pairs that have a wanted column
     std::size_t lastPair_ = 0;
+    bool halves_ = false; // pairs are done by halves, apart
     Scratch scratch_;
 };
 

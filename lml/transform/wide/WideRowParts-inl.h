@@ -65,7 +65,36 @@ LML_INLINE auto SampleAt(const AxisView<Sample>& row, std::size_t axis)
     return Floats(row.samples) + 2 * (std::ptrdiff_t(axis) - std::ptrdiff_t(row.origin));
 }
 
-/// W samples from an end of the part.
+#if LML_WIDE_LEVEL == 2
+/// Which of the W indices from `axis` on the range has, a bit for each.
+LML_INLINE unsigned MaskOf(const WideRange& range, std::size_t axis)
+{
+    const auto below = [axis](std::size_t bound) LML_LAMBDA
+    {
+        const std::size_t lanes = bound > axis ? bound - axis : 0;
+        return lanes < W ? (1u << lanes) - 1u : 0xffffu;
+    };
+    const unsigned begin = below(range.begin), end = below(range.end);
+    return range.begin <= range.end ? end & ~begin : (end | ~begin) & 0xffffu;
+}
+/// W samples from an end of the part, zeros outside.
+LML_INLINE C LoadEnd(const AxisView<const Complex>& row, std::size_t axis)
+{
+    const unsigned mask = MaskOf(row.range, axis);
+    const float* const from = SampleAt(row, axis);
+    return Split(VF(_mm512_castpd_ps(_mm512_maskz_loadu_pd(__mmask8(mask), from))),
+                 VF(_mm512_castpd_ps(_mm512_maskz_loadu_pd(__mmask8(mask >> 8), from + W))));
+}
+/// The same the other way; what lies outside is left alone.
+LML_INLINE void StoreEnd(const AxisView<Complex>& row, std::size_t axis, C v)
+{
+    const unsigned mask = MaskOf(row.range, axis);
+    float* const to = SampleAt(row, axis);
+    _mm512_mask_storeu_pd(to, __mmask8(mask), _mm512_castps_pd(JoinLow(v).v));
+    _mm512_mask_storeu_pd(to + W, __mmask8(mask >> 8), _mm512_castps_pd(JoinHigh(v).v));
+}
+#else
+/// W samples from an end of the part, zeros outside.
 LML_NOINLINE void CopyEnd(const AxisView<const Complex>& row, std::size_t axis, float* piece)
 {
     for (std::size_t l = 0; l < W; ++l)
@@ -87,6 +116,20 @@ LML_NOINLINE void WriteEnd(const AxisView<Complex>& row, std::size_t axis, const
         to[1] = piece[2 * l + 1];
     }
 }
+LML_INLINE C LoadEnd(const AxisView<const Complex>& row, std::size_t axis)
+{
+    alignas(64) float piece[2 * W];
+    CopyEnd(row, axis, piece);
+    return LoadSamples(piece);
+}
+/// The same the other way; what lies outside is left alone.
+LML_INLINE void StoreEnd(const AxisView<Complex>& row, std::size_t axis, C v)
+{
+    alignas(64) float piece[2 * W];
+    StoreSamples(piece, v);
+    WriteEnd(row, axis, piece);
+}
+#endif
 
 /// W samples at the axis index of a partial row, zeros outside the part.
 LML_INLINE C LoadPart(const AxisView<const Complex>& row, std::size_t axis)
@@ -95,9 +138,7 @@ LML_INLINE C LoadPart(const AxisView<const Complex>& row, std::size_t axis)
         return LoadSamples(SampleAt(row, axis));
     if (HasNoneOf(row.range, axis))
         return {VF::Zero(), VF::Zero()};
-    alignas(64) float piece[2 * W];
-    CopyEnd(row, axis, piece);
-    return LoadSamples(piece);
+    return LoadEnd(row, axis);
 }
 
 /// The same the other way; what lies outside is left alone.
@@ -113,9 +154,7 @@ LML_INLINE void StorePart(const AxisView<Complex>& row, std::size_t axis, C v, b
     }
     if (HasNoneOf(row.range, axis))
         return;
-    alignas(64) float piece[2 * W];
-    StoreSamples(piece, v);
-    WriteEnd(row, axis, piece);
+    StoreEnd(row, axis, v);
 }
 
 /// The part of a row that is read, to the whole axis; zeros elsewhere.
