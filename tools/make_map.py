@@ -27,7 +27,7 @@ FOLDERS = {
 # Units whose tests have another name than their own.
 TESTED_BY = {
     "lml": "RuntimeTest", "Runtime": "RuntimeTest", "Tiles": "ShiftedAsmTest", "Isa": "IsaTest", "Scratch": "FftTest", "WideFft": "FftTest",
-    "WideKernels": "FftTest", "WideTables": "FftTest", "WideScratch": "FftTest", "WideLong": "FftTest", "WidePasses": "FusedTest",
+    "WideKernels": "FftTest", "WideTables": "FftTest", "WideScratch": "FftTest", "WideLong": "FftTest", "WidePasses": "FusedTest", "FactorCache": "FusedTest",
     "FieldTools": "ConversionTest", "ImageModes": "PictureTest", "FieldFile": "FileTest", "FusedAsm": "FusedTest", "FusedChirp": "FusedTest",
     "WidePhase": "SinCosTest", "VendorFft": "VendorFftTest", "WidePoint": "PointSourceTest",
     "WideInterpol": "InterpolTest", "Modify": "ModifyTest", "CloudPly": "CloudFileTest", "CloudMesh": "CloudFileTest",

@@ -8,7 +8,6 @@
 
 #include "base/FieldAccess.h"
 #include "base/IntMath.h"
-#include "base/Isa.h"
 #include "base/Memory.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
@@ -25,20 +24,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-/// The table of the factors of a pass, or none. Two rows of phases tell transfer functions apart: what they are made of
-/// besides is the row's frequency.
-FactorKey KeyOf(const SpectrumFactors& factors, const WideFused& pass, const WideFactorTable& shape)
-{
-    FactorKey key;
-    for (const double v : {0.0, factors.transfer.dv})
-        key.Add(factors.transfer.EvenRow(v));
-    for (const std::size_t word :
-         {pass.strips.columns, pass.strips.n, shape.firstColumn, shape.columns, pass.strips.which.begin,
-          pass.strips.which.end, pass.zeroRows.begin, pass.zeroRows.end, static_cast<std::size_t>(CurrentIsa())})
-        key.Add(word);
-    return key;
-}
-
 bool IsLength(std::int32_t n)
 {
     return n > 1 && IsPowerOfTwo(n);

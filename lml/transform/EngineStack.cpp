@@ -98,7 +98,7 @@ void KeptSpectrum::RunFused(const SpectralPass& pass) const
     Complex* const middle = rows_ ? rows_->As<Complex>(0) : plane_.GetDataPointer();
     const WideRange ownColumns = OwnRange(nx_, plane_.GetNx());
     const WideRange ownRows = OwnRange(ny_, plane_.GetNy());
-    const WideFused fused = {
+    WideFused fused = {
         .strips = {.source = {.samples = middle, .stride = width, .origin = ownRows.begin, .range = ownRows},
                    .target = {.samples = middle, .stride = width, .origin = ownRows.begin, .range = ownRows},
                    .columns = width,
@@ -121,11 +121,16 @@ void KeptSpectrum::RunFused(const SpectralPass& pass) const
                            .scale =
                                static_cast<float>(1.0 / (static_cast<double>(width) * static_cast<double>(height)))};
     const int threads = WideThreads(width * height, GetNumThreads());
+    fused.table = WideTableFor(fused);
+    FactorLease table(KeyOf(factors, fused, fused.table), fused.table.Floats());
+    fused.table.at = table.Table();
+    fused.table.filled = table.IsFilled();
     const WideFusedPass first(fused, threads);
     const WideRowPass second(back, threads, &first.Memory());
     ParallelPasses(
         threads, [&](int index, int size) { first.Part(index, size); },
         [&](int index, int size) { second.Part(index, size); });
+    table.Keep();
 }
 
 void KeptSpectrum::MakeStepByStep(const Lumora& from)

@@ -4,6 +4,7 @@
 
 #include "base/Constants.h"
 #include "base/IntMath.h"
+#include "base/Isa.h"
 #include "simd/WidePhase.h"
 
 #include <algorithm>
@@ -45,5 +46,17 @@ std::unique_ptr<Complex[], FreeMemory> ShiftTurns(std::int32_t n, double pitch, 
         phases[i] = kTwoPi * (shift * (Signed(i, n) * pitch));
     Phases().unit(PhaseForm::Given(phases.get()), 0, count, reinterpret_cast<float*>(turns.get()), nullptr);
     return turns;
+}
+
+FactorKey KeyOf(const SpectrumFactors& factors, const WideFused& pass, const WideFactorTable& shape)
+{
+    FactorKey key;
+    for (const double v : {0.0, factors.transfer.dv})
+        key.Add(factors.transfer.EvenRow(v));
+    for (const std::size_t word :
+         {pass.strips.columns, pass.strips.n, shape.firstColumn, shape.columns, pass.strips.which.begin,
+          pass.strips.which.end, pass.zeroRows.begin, pass.zeroRows.end, static_cast<std::size_t>(CurrentIsa())})
+        key.Add(word);
+    return key;
 }
 } // namespace LumoraLib::detail

@@ -5,6 +5,8 @@
 
 #include "base/Memory.h"
 #include "transform/Engine.h"
+#include "transform/FactorCache.h"
+#include "transform/wide/WidePasses.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,6 +28,10 @@ void EvenFactor(const void* context, std::size_t row, std::size_t column, std::s
 /// exp(2 pi i shift f) for the frequencies of an axis in transform order: what a shift is in the spectrum. The phase of
 /// a shifted propagation is rounded once where the step-by-step form has the sum of all three terms in one.
 std::unique_ptr<Complex[], FreeMemory> ShiftTurns(std::int32_t n, double pitch, double shift);
+
+/// What the table of a pass's factors is called. Two rows of phases tell transfer functions apart: what they are made
+/// of besides is the row's frequency.
+FactorKey KeyOf(const SpectrumFactors& factors, const WideFused& pass, const WideFactorTable& shape);
 } // namespace LumoraLib::detail
 
 #endif

@@ -150,12 +150,12 @@ struct WideFused
     /// the factor even.
     const Complex* column = nullptr;
     const Complex* row = nullptr;
-    /// Shaped by WideTableFor(), or none.
-    WideFactorTable table = {};
     /// What a WideKeepPass over `keptColumns`, which hold all columns to do, has left of the source: the forward half
     /// is done then, and the source is not read. Same bits as without.
     const float* kept = nullptr;
     WideRange keptColumns = {};
+    /// Shaped by WideTableFor(), or none.
+    WideFactorTable table = {};
 };
 
 /// The forward half of a WideFused alone, for several ways back with different factors: whole strips around the columns
