@@ -30,6 +30,8 @@ constexpr double kSteepRows = 0.1;
 // Share below which nothing arrives that could be carried well or badly.
 constexpr double kNoLight = 1e-8;
 
+constexpr std::size_t kEvanescentBins = 128;
+
 /// All that predictions are made from.
 class Look
 {
@@ -37,6 +39,7 @@ public:
     Look(const Lumora& source, const PlanePair& pair, const AdviceOptions& options);
 
     const AdviceFigures& Figures() const { return figures_; }
+    const AdviceOptions& Options() const { return options_; }
     /// Predicts the error of a way and says why.
     void Predict(AdviceMember& way) const;
     /// Share of the distance over which the phase that Fresnel leaves out stays harmless.
@@ -50,6 +53,9 @@ public:
 
 private:
     void MakeFigures();
+    void FindEvanescent(const Lumora& source);
+    double EvanescentWithin(const double (&limit)[2]) const;
+    double EvanescentError(const AdviceMember& way) const;
     double CrossError() const;
     double ShiftedCorners(const AdviceStep& step) const;
     void Explain(AdviceMember& way) const;
@@ -64,6 +70,7 @@ private:
     Truth truths_[2];        ///< with the rows' own wavelength
     Truth paraxial_[2];      ///< with the light's, for the Fresnel family, where that is another
     AdviceFigures figures_;
+    std::vector<double> evanescent_; ///< shares of energy beyond 1 / lambda by |u| and |v|, kEvanescentBins on each axis
     double arrives_ = 1.0;
     double landing_[2] = {0.0, 0.0};
 };
@@ -133,7 +140,74 @@ Look::Look(const Lumora& source, const PlanePair& pair, const AdviceOptions& opt
             paraxial_[a] = detail::TrueField(arriving_.axis[a], straight);
         }
     }
+    FindEvanescent(source);
     MakeFigures();
+}
+
+/// The one look at the field's own spectrum, for pitches below lambda / sqrt(2), whose corners are evanescent: rows
+/// cannot tell how much light lies there.
+void Look::FindEvanescent(const Lumora& source)
+{
+    evanescent_.assign(kEvanescentBins * kEvanescentBins, 0.0);
+    const double k = 1.0 / pair_.lambda;
+    const double edge[2] = {0.5 / pair_.source.p[0], axes_ == 1 ? 0.0 : 0.5 / pair_.source.p[1]};
+    if (edge[0] * edge[0] + edge[1] * edge[1] <= k * k || source.GetDataPointer() == nullptr)
+        return;
+    Lumora spectrum(source);
+    spectrum.Fft(-1);
+    double all = 0.0;
+    for (std::int32_t j = 0; j < spectrum.GetNy(); ++j)
+        for (std::int32_t i = 0; i < spectrum.GetNx(); ++i)
+        {
+            const double u = std::abs(spectrum.X(i));
+            const double v = axes_ == 1 ? 0.0 : std::abs(spectrum.Y(j));
+            const double energy = spectrum.GetPixel(i, j).Intensity();
+            all += energy;
+            if (u * u + v * v <= k * k)
+                continue;
+            const auto bin = [](double f, double top)
+            {
+                return top > 0.0 ? std::min(kEvanescentBins - 1, static_cast<std::size_t>(f / top * kEvanescentBins)) : 0;
+            };
+            evanescent_[bin(v, edge[1]) * kEvanescentBins + bin(u, edge[0])] += energy;
+        }
+    for (double& e : evanescent_)
+        e = all > 0.0 ? e / all : 0.0;
+}
+
+/// Share of evanescent light in the band |u| < limit[0], |v| < limit[1].
+double Look::EvanescentWithin(const double (&limit)[2]) const
+{
+    double sum = 0.0;
+    for (std::size_t n = 0; n < evanescent_.size(); ++n)
+    {
+        const double u = (static_cast<double>(n % kEvanescentBins) + 0.5) / kEvanescentBins * 0.5 / pair_.source.p[0];
+        const double v = (static_cast<double>(n / kEvanescentBins) + 0.5) / kEvanescentBins * 0.5 / pair_.source.p[1];
+        if (u < limit[0] && (axes_ == 1 || v < limit[1]))
+            sum += evanescent_[n];
+    }
+    return sum;
+}
+
+/// Relative energy of evanescent light that the angular spectrum members pass with the factor 1, where it is gone.
+double Look::EvanescentError(const AdviceMember& way) const
+{
+    double error = 0.0;
+    detail::GridShape grid = pair_.source;
+    for (const AdviceStep& step : way.steps)
+    {
+        if (step.member == ADVISE_RAW_ASM_PROP || step.member == ADVISE_ASM_PROP ||
+            step.member == ADVISE_EXACT_ASM_PROP)
+        {
+            double limit[2] = {1e300, 1e300};
+            for (int a = 0; step.member != ADVISE_RAW_ASM_PROP && a < 2; ++a)
+                limit[a] = detail::AsmBand(1.0 / (grid.Width(a) * (step.member == ADVISE_EXACT_ASM_PROP ? 2.0 : 1.0)),
+                                           step.distance, pair_.lambda);
+            error += EvanescentWithin(limit) / arrives_;
+        }
+        grid = {{step.nx, step.ny}, {step.px, step.py}};
+    }
+    return error;
 }
 
 void Look::MakeFigures()
@@ -195,22 +269,10 @@ void Look::MakeFigures()
     }
     f.cut = std::max(0.0, 1.0 - kept);
     f.wraps = std::max(0.0, 1.0 - stays);
-    if (pair_.Parallel())
-        CrossError(); // figures of the Fresnel family follow from the bands that arrive
-    const std::vector<double> x = detail::BandEnergy(probe_.axis[0], 64);
-    const std::vector<double> y = axes_ == 2 ? detail::BandEnergy(probe_.axis[1], 64) : std::vector<double>{1.0};
+    const double everywhere[2] = {1e300, 1e300};
+    f.evanescent = EvanescentWithin(everywhere);
     double phase2 = 0.0;
     double arriving = 0.0;
-    for (std::size_t i = 0; i < x.size(); ++i)
-        for (std::size_t j = 0; j < y.size(); ++j)
-        {
-            const double u = ((static_cast<double>(i) + 0.5) / static_cast<double>(x.size()) - 0.5) / pair_.source.p[0];
-            const double v =
-                axes_ == 1 ? 0.0
-                           : ((static_cast<double>(j) + 0.5) / static_cast<double>(y.size()) - 0.5) / pair_.source.p[1];
-            if (u * u + v * v > k * k)
-                f.evanescent += x[i] * y[j];
-        }
     if (truths_[0].known && (axes_ == 1 || truths_[1].known))
     {
         const std::vector<double>& bx = truths_[0].band;
@@ -356,8 +418,7 @@ void Look::Predict(AdviceMember& way) const
         error += std::min(2.0, figures_.roundedPhase * figures_.roundedPhase);
     if (Has(way, ADVISE_FOURIER_PROP) && !amplitudes)
         error = 2.0; // its phases are another field's
-    if (Has(way, ADVISE_RAW_ASM_PROP))
-        error += figures_.evanescent / arrives_;
+    error += EvanescentError(way);
     way.error = std::sqrt(error);
     way.fits = way.error <= options_.tolerance && (options_.maxBytes <= 0.0 || way.bytes <= options_.maxBytes);
     way.borderline =
@@ -431,7 +492,7 @@ void AddStepWays(Advice& advice, const PlanePair& pair, const Look& look)
     {
         const std::int32_t best = Choose(advice.ways);
         const AdviceMember* const taken = best < 0 ? nullptr : &advice.ways[static_cast<std::size_t>(best)];
-        if (taken != nullptr && !taken->borderline && way.seconds >= taken->seconds)
+        if (!look.Options().all && taken != nullptr && !taken->borderline && way.seconds >= taken->seconds)
             return;
         look.Predict(way);
         advice.ways.push_back(std::move(way));
