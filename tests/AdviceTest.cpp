@@ -122,7 +122,7 @@ class Reference
 public:
     Reference(const Lumora& source, const Lumora& destination) : source_(source), to_(destination)
     {
-        Lattice(source.GetNormalVector() == destination.GetNormalVector() ? 64 : 24);
+        Lattice(64);
         const double p = source.GetPx();
         const double steep = source.GetWavelength() / (2.0 * p); // the corner of the band has it on both axes
         double reach = source.GetWidth();
@@ -136,14 +136,14 @@ public:
         }
         // What wraps around lands beyond the period less the farthest that light goes.
         std::size_t m = 2 * static_cast<std::size_t>(source.GetNx());
-        while (static_cast<double>(m) * p < 2.0 * reach)
+        while (static_cast<double>(m) * p < (deep > 0.0 ? 2.5 : 1.0) * reach)
             m *= 2;
         if (m <= 1024 && (2.0 * steep * steep < 0.9 || deep == 0.0))
         {
             ByWaves(m);
             return;
         }
-        Lattice(12);
+        Lattice(16);
         ByPoints();
     }
 
@@ -154,8 +154,8 @@ public:
         for (std::size_t n = 0; n < places_.size(); ++n)
         {
             const Complex a = got.GetPixel(indices_[n].first, indices_[n].second);
-            difference += std::norm(Value(a.GetReal(), a.GetImag()) - truth_[n]);
-            all += std::norm(truth_[n]);
+            difference += weights_[n] * std::norm(Value(a.GetReal(), a.GetImag()) - truth_[n]);
+            all += weights_[n] * std::norm(truth_[n]);
         }
         return std::sqrt(difference / all);
     }
@@ -163,19 +163,36 @@ public:
 private:
     void Lattice(int side)
     {
+        const int n = to_.GetNx();
+        side = std::min(side, n);
         side_ = static_cast<std::size_t>(side);
         indices_.clear();
+        weights_.clear();
         places_.clear();
-        const int n = to_.GetNx();
         for (int b = 0; b < side; ++b)
             for (int a = 0; a < side; ++a)
             {
-                const int i = (2 * a + 1) * n / (2 * side);
-                const int j = (2 * b + 1) * n / (2 * side);
+                double weight = 1.0;
+                const int i = Place(a, side, n, weight);
+                const int j = Place(b, side, n, weight);
                 indices_.emplace_back(i, j);
+                weights_.push_back(weight);
                 places_.push_back(source_.GetLocalPosition(to_.GetGlobalPosition(Vector(to_.X(i), to_.Y(j), 0.0))));
             }
         truth_.assign(places_.size(), Value(0.0, 0.0));
+    }
+
+    /// Index a of `side` among n: half of them lie side by side in the middle, where a focus is, the rest spread.
+    static int Place(int a, int side, int n, double& weight)
+    {
+        const int middle = side / 2, outer = side / 4;
+        if (side >= n)
+            return a;
+        if (a >= outer && a < outer + middle)
+            return n / 2 - middle / 2 + a - outer;
+        const double step = double(n - middle) / (2 * outer);
+        weight *= step;
+        return int(a < outer ? (a + 0.5) * step : n - (side - a - 0.5) * step);
     }
 
     std::vector<Value> Padded(std::size_t m) const
@@ -236,10 +253,22 @@ private:
                     column[n] += Value(b.real() * t.real() - b.imag() * t.imag(),
                                        b.real() * t.imag() + b.imag() * t.real());
                 }
-                if (!flat && rest > 0.0)
-                    for (std::size_t n = 0; n < places_.size(); ++n)
-                        truth_[n] +=
-                            a * std::polar(1.0, kTwoPi * (u * places_[n].x + v * places_[n].y + w * places_[n].z));
+                const auto phase = [&](const Vector& at)
+                {
+                    return kTwoPi * (u * at.x + v * at.y + w * at.z);
+                };
+                // Row by row of the tilted plane: from sample to sample the phase grows by the same step.
+                const Value step = std::polar(1.0, phase(places_[1]) - phase(places_[0]));
+                for (std::size_t n = 0; !flat && rest > 0.0 && n < places_.size(); n += side_)
+                {
+                    Value t = a * std::polar(1.0, phase(places_[n]));
+                    for (std::size_t q = 0; q < side_; ++q)
+                    {
+                        truth_[n + q] += t;
+                        t = Value(t.real() * step.real() - t.imag() * step.imag(),
+                                  t.real() * step.imag() + t.imag() * step.real());
+                    }
+                }
             }
             for (std::size_t n = 0; flat && n < places_.size(); ++n)
                 truth_[n] += column[n % side_] * std::polar(1.0, kTwoPi * v * places_[n].y);
@@ -297,6 +326,7 @@ private:
     std::size_t side_ = 0;
     std::vector<Vector> places_;
     std::vector<std::pair<int, int>> indices_;
+    std::vector<double> weights_;
     std::vector<Value> truth_;
 };
 

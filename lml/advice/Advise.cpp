@@ -203,7 +203,11 @@ double Look::EvanescentError(const AdviceMember& way) const
             for (int a = 0; step.member != ADVISE_RAW_ASM_PROP && a < 2; ++a)
                 limit[a] = detail::AsmBand(1.0 / (grid.Width(a) * (step.member == ADVISE_EXACT_ASM_PROP ? 2.0 : 1.0)),
                                            step.distance, pair_.lambda);
-            error += EvanescentWithin(limit) / arrives_;
+            // It stays where it was on the source, and the destination sees its part of that.
+            double seen = 1.0;
+            for (int a = 0; a < axes_; ++a)
+                seen *= std::min(1.0, pair_.destination.Width(a) / std::max(LitWidth(a), pair_.source.p[a]));
+            error += EvanescentWithin(limit) * seen / arrives_;
         }
         grid = {{step.nx, step.ny}, {step.px, step.py}};
     }

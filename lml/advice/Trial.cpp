@@ -337,19 +337,30 @@ Truth TrueField(const RowSet& source, const AxisCase& at)
     truth.stride = StrideOf(at);
     truth.there = at.tilt == 0.0 ? OnParallel(spectra, padding.length, source.pitch, at)
                                  : OnTilted(spectra, padding.length, source.pitch, at, truth.stride);
-    // What arrives, and its band, on the padded grid: the destination may sample too coarsely to tell.
+    // What arrives, and its band, on the padded grid: the destination may sample too coarsely to tell. For the band the
+    // edges fade outside over half a width: sharp ones would have a band of their own.
     RowSet plane = spectra;
     const double scale = 1.0 / static_cast<double>(padding.length);
     const double edge = at.tilt == 0.0 ? halfWidth : halfWidth * std::cos(at.tilt);
+    double arrives = 0.0;
     for (Row& row : plane.rows)
     {
         Transform(row, 1, scale);
         for (std::size_t i = 0; i < row.size(); ++i)
-            if (const double x = Index(i, row.size()) * source.pitch; x < -edge || x >= edge)
-                row[i] = Complex(0.0, 0.0);
+        {
+            const double x = Index(i, row.size()) * source.pitch;
+            if (x >= -edge && x < edge)
+            {
+                arrives += row[i].Intensity();
+                continue;
+            }
+            const double over = std::min(1.0, (std::abs(x) - edge) / edge);
+            const double fade = 0.5 + 0.5 * std::cos(0.5 * kTwoPi * over);
+            row[i] = Complex(row[i].GetReal() * fade, row[i].GetImag() * fade);
+        }
     }
     const double all = source.Energy();
-    truth.arrives = all > 0.0 ? std::min(1.0, plane.Energy() / all) : 0.0;
+    truth.arrives = all > 0.0 ? std::min(1.0, arrives / all) : 0.0;
     truth.band = BandEnergy(plane, kBins);
     truth.known = true;
     return truth;
