@@ -29,9 +29,9 @@ struct Case
     Light light;
     double a;
     int n;
-    double p, lambda, z;     // pitch, wavelength and distance
+    double p, lambda, z;       // pitch, wavelength and distance
     double sx = 0.0, sy = 0.0; // shift of the destination in grids of the source
-    int nD = 0;              // 0: as the source
+    int nD = 0;                // 0: as the source
     double pD = 0.0;
     double tx = 0.0, ty = 0.0; // slopes of the destination's normal
     double gx = 0.0;           // slope of the source's normal, along which the distance is; both planes then follow
@@ -250,8 +250,8 @@ private:
                 for (std::size_t n = 0; flat && n < side_; ++n)
                 {
                     const Value& t = table[i * side_ + n];
-                    column[n] += Value(b.real() * t.real() - b.imag() * t.imag(),
-                                       b.real() * t.imag() + b.imag() * t.real());
+                    column[n] +=
+                        Value(b.real() * t.real() - b.imag() * t.imag(), b.real() * t.imag() + b.imag() * t.real());
                 }
                 const auto phase = [&](const Vector& at)
                 {
@@ -427,7 +427,8 @@ TEST_P(AdviceOf, AgreesWithTheErrorOfEveryWay)
         const double error = reference.Error(got);
         const bool right = way.borderline || way.fits == (error <= options.tolerance);
         if (getenv("SHOW"))
-            printf("   %s %-50s predicted %.5f is %.5f\n", right ? way.borderline ? " b" : "  " : "!!", way.name.c_str(), way.error, error);
+            printf("   %s %-50s predicted %.5f is %.5f\n", right ? way.borderline ? " b" : "  " : "!!",
+                   way.name.c_str(), way.error, error);
         EXPECT_TRUE(right) << way.name << ": predicted " << way.error << ", is " << error;
     }
 }

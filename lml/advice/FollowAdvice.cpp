@@ -89,8 +89,7 @@ void Resample(Lumora& field, const AdviceStep& step)
     const bool oneRow = field.GetNy() == 1;
     field.Fft(-1);
     // Conjugated, so that the transform's kernel exp(-) becomes the way back.
-    MultiplyEach(field,
-                 [&](std::int32_t i, std::int32_t j)
+    MultiplyEach(field, [&](std::int32_t i, std::int32_t j)
                  { return Polar(scale, field.X(i) * step.shiftX + (oneRow ? 0.0 : field.Y(j) * step.shiftY)); });
     field.ConvToConjugate();
     Fit(field, std::max(field.GetNx(), step.nx), std::max(field.GetNy(), step.ny));
@@ -271,8 +270,9 @@ AdviceResult PropagateTo(Lumora& destination, const Lumora& source, const Advice
             result.way = static_cast<std::int32_t>(n);
     if (result.way < 0)
     {
-        const std::string text = "no way is within the tolerance: " +
-                                 (result.advice.remedies.empty() ? std::string("see Advise") : result.advice.remedies[0]);
+        const std::string text =
+            "no way is within the tolerance: " +
+            (result.advice.remedies.empty() ? std::string("see Advise") : result.advice.remedies[0]);
         Error(ERR_PARAMETER, fn, text.c_str());
     }
     const auto start = std::chrono::steady_clock::now();

@@ -117,7 +117,8 @@ void Normalise(RowSet& set)
     float peak = 0.0f;
     for (const std::vector<Complex>& row : set.rows)
         for (const Complex& a : row)
-            peak = std::max({peak, std::abs(static_cast<float>(a.GetReal())), std::abs(static_cast<float>(a.GetImag()))});
+            peak =
+                std::max({peak, std::abs(static_cast<float>(a.GetReal())), std::abs(static_cast<float>(a.GetImag()))});
     if (!(peak > 0.0f))
         return;
     for (std::vector<Complex>& row : set.rows)
@@ -177,12 +178,12 @@ Probe TakeProbe(const Lumora& field, const RowSet (&along)[2])
         MakeCartesian(cartesian);
         return TakeProbe(cartesian, along);
     }
-    Probe probe{{Empty(static_cast<std::size_t>(nx), field.GetPx()), Empty(static_cast<std::size_t>(ny), field.GetPy())}};
+    Probe probe{
+        {Empty(static_cast<std::size_t>(nx), field.GetPx()), Empty(static_cast<std::size_t>(ny), field.GetPy())}};
     constexpr std::int32_t kBlock = 256; // columns, whose sums stay in the first cache
     ParallelRows(0, (nx + kBlock - 1) / kBlock,
-                 [&](std::int32_t block) {
-                     SumRows(field, along[1], block * kBlock, std::min(nx, (block + 1) * kBlock), probe.axis[0]);
-                 });
+                 [&](std::int32_t block)
+                 { SumRows(field, along[1], block * kBlock, std::min(nx, (block + 1) * kBlock), probe.axis[0]); });
     ParallelRows(0, ny, [&](std::int32_t j) { SumColumns(field, j, along[0], probe.axis[1]); });
     Normalise(probe.axis[0]);
     Normalise(probe.axis[1]);

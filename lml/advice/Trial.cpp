@@ -22,7 +22,7 @@ namespace
 using Row = std::vector<Complex>;
 
 // Longest row of a truth: beyond, a prediction would cost more than what it is for.
-constexpr std::size_t kLongestRow = std::size_t{1} << 19;
+constexpr std::size_t kLongestRow = std::size_t{1} << 20;
 // Points of a tilted destination that are looked at.
 constexpr std::size_t kTiltedPoints = 96;
 constexpr std::size_t kBins = 96;
@@ -144,8 +144,8 @@ struct Padding
 /// 1 inside `full`, 0 outside `faded`, a raised cosine between.
 double Fade(double s, const Padding& p)
 {
-    const double over = s > 0.0 ? (s - p.full.high) / (p.faded.high - p.full.high)
-                                : (p.full.low - s) / (p.full.low - p.faded.low);
+    const double over =
+        s > 0.0 ? (s - p.full.high) / (p.faded.high - p.full.high) : (p.full.low - s) / (p.full.low - p.faded.low);
     if (over <= 0.0)
         return 1.0;
     return over >= 1.0 ? 0.0 : 0.5 + 0.5 * std::cos(0.5 * kTwoPi * over);
@@ -161,7 +161,7 @@ Padding PaddingOf(std::size_t n, double pitch, double reach, const AxisCase& at)
     Padding p;
     // What lands up to `faded` beside the destination's centre must not come round into its reach.
     const double period = 4.0 * half / pitch;
-    if (!(period < static_cast<double>(kLongestRow)))
+    if (!(period < static_cast<double>(kLongestRow)) || at.n >= kLongestRow)
         return p;
     p.length = std::bit_ceil(static_cast<std::size_t>(period));
     p.full = {-half, half};
