@@ -56,7 +56,11 @@ Look::Look(const Lumora& source, const PlanePair& pair, const AdviceOptions& opt
     const double k = 1.0 / pair.lambda;
     double side[2] = {0.0, 0.0};
     const std::size_t n[2] = {static_cast<std::size_t>(pair.source.n[0]), static_cast<std::size_t>(pair.source.n[1])};
-    probe_ = TakeProbe(source, {RandomSigns(n[0], pair.source.p[0], 0), RandomSigns(n[1], pair.source.p[1], 1)});
+    const int count = ProbeRows(source);
+    constexpr std::size_t kPlaces = 512; // of an axis that are looked at for extents, bands and shares
+    const RowSet signs[2] = {RandomSigns(n[0], pair.source.p[0], 0, count),
+                             RandomSigns(n[1], pair.source.p[1], 1, count)};
+    probe_ = TakeProbe(source, signs, kPlaces);
     for (int a = 0; a < axes_; ++a)
     {
         lit_[a] = LitExtent(probe_.axis[a]);
@@ -79,9 +83,9 @@ Look::Look(const Lumora& source, const PlanePair& pair, const AdviceOptions& opt
         if (const Truth plain = TrueField(probe_.axis[a], at); plain.known)
             arrives_ *= plain.arrives;
     }
-    RowSet factors[2] = {RandomSigns(n[0], pair.source.p[0], 0), RandomSigns(n[1], pair.source.p[1], 1)};
+    RowSet factors[2] = {signs[0], signs[1]};
     for (int a = 0; a < axes_; ++a)
-        factors[a] = TrueFactors(n[a], pair.source.p[a], cases_[a]);
+        factors[a] = TrueFactors(n[a], pair.source.p[a], cases_[a], count);
     arriving_ = TakeProbe(source, factors);
     for (int a = 0; a < axes_; ++a)
     {

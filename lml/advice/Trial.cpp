@@ -210,6 +210,15 @@ RowSet OnParallel(const RowSet& spectra, std::size_t length, double pitch, const
     there.pitch = at.pitch;
     const double scale = 1.0 / static_cast<double>(length);
     const double du = scale / pitch;
+    if (at.pitch == pitch && at.n <= length)
+    {
+        for (Row row : spectra.rows)
+        {
+            Transform(row, 1, scale);
+            there.rows.push_back(Fitted(row, at.n));
+        }
+        return there;
+    }
     const Chirp chirp(length, at.n, du * at.pitch, 0.0);
     for (const Row& spectrum : spectra.rows)
     {
@@ -278,22 +287,23 @@ std::size_t StrideOf(const AxisCase& at)
 }
 } // namespace
 
-RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at)
+RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at, int count)
 {
     const Padding padding = PaddingFor(n, pitch, at);
     if (padding.length == 0)
-        return RandomSigns(n, pitch, at.axis);
+        return RandomSigns(n, pitch, at.axis, count);
     const std::size_t length = padding.length;
     const std::vector<ComplexDouble> factors = WayFactors(padding, pitch, at);
     const double du = 1.0 / (static_cast<double>(length) * pitch);
-    const RowSet signs = RandomSigns(at.n, at.pitch, at.axis);
+    const RowSet signs = RandomSigns(at.n, at.pitch, at.axis, count);
     RowSet weights;
     weights.pitch = pitch;
     const std::size_t stride = StrideOf(at);
     std::optional<Chirp> chirp;
-    if (at.tilt == 0.0)
+    const bool same = at.tilt == 0.0 && at.pitch == pitch && at.n <= length;
+    if (at.tilt == 0.0 && !same)
         chirp.emplace(at.n, length, du * at.pitch, 0.0);
-    else
+    else if (!same)
         weights.rows.assign(signs.rows.size(), Row(length, Complex(0.0, 0.0)));
     // Wave by wave for the points of a tilted destination, in the same way as OnTilted().
     for (std::size_t i = 0; at.tilt != 0.0 && i < length; ++i)
@@ -314,6 +324,11 @@ RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at)
     {
         if (chirp)
             weights.rows.push_back(chirp->Run(signs.rows[k]));
+        if (same)
+        {
+            weights.rows.push_back(Fitted(signs.rows[k], length));
+            Transform(weights.rows.back(), 1, 1.0);
+        }
         Row& row = weights.rows[k];
         for (std::size_t i = 0; i < length; ++i)
             row[i] = Times(row[i], factors[i]);
