@@ -182,8 +182,8 @@ LML_API std::string ToText(const Advice& advice);
 LML_API void FollowAdvice(Lumora& destination, const Lumora& source, const AdviceMember& way);
 
 /// Advise() and FollowAdvice() in one call, by the way advised. Returns what it did.
-/// @throws as both; "LumoraLib::PropagateTo": code 3, "no way is within the tolerance: " and the first remedy, with
-///         AdviceOptions::bestEffort only where there is no way at all.
+/// @throws as both; "LumoraLib::PropagateTo": code 3, "no way is within the tolerance: see Advise for what to change",
+///         with AdviceOptions::bestEffort only where no way was predicted.
 LML_API AdviceResult PropagateTo(Lumora& destination, const Lumora& source, const AdviceOptions& options = {});
 } // namespace LumoraLib
 
