@@ -415,8 +415,6 @@ TEST_P(AdviceOf, AgreesWithTheErrorOfEveryWay)
     options.all = true;
     const Advice advice = Advise(source, place, options);
     const Reference reference(source, place);
-    if (getenv("SHOW"))
-        printf("%s\n%s", c.name, ToText(advice).c_str());
     for (std::size_t n = 0; n < advice.ways.size(); ++n)
     {
         const AdviceMember& way = advice.ways[n];
@@ -426,13 +424,94 @@ TEST_P(AdviceOf, AgreesWithTheErrorOfEveryWay)
         FollowAdvice(got, source, way);
         const double error = reference.Error(got);
         const bool right = way.borderline || way.fits == (error <= options.tolerance);
-        if (getenv("SHOW"))
-            printf("   %s %-50s predicted %.5f is %.5f\n", right ? way.borderline ? " b" : "  " : "!!",
-                   way.name.c_str(), way.error, error);
         EXPECT_TRUE(right) << way.name << ": predicted " << way.error << ", is " << error;
     }
+    const std::string text = ToText(advice);
+    EXPECT_EQ(text.find("taken: none") != std::string::npos, advice.taken < 0) << text;
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, AdviceOf, ::testing::ValuesIn(kCases),
                          [](const auto& test) { return "Case" + std::to_string(test.index); });
+
+/// What the taken way gives, by the text of its steps, for a Gaussian beam of 20 um radius under many circumstances.
+TEST(Advice, IsFollowedWhereverTheFieldsStand)
+{
+    const auto beam = [](int ny)
+    {
+        Lumora f(64, ny, 4e-6, 4e-6, kGreen);
+        return f.SetGaussian(20e-6, 2.0, 1.0);
+    };
+    const auto goTo = [](const Lumora& source, Lumora destination, const AdviceOptions& options = {})
+    {
+        destination.SetWindow(1, 3, 0, 1);
+        const AdviceResult result = PropagateTo(destination, source, options);
+        EXPECT_EQ(destination.Form(), COMPLEX_AMPLITUDE);
+        EXPECT_EQ(destination.Window().right, 3);
+        EXPECT_EQ(result.done.size(), result.Way().steps.size());
+        EXPECT_GE(result.seconds, 0.0);
+        return destination;
+    };
+    const auto difference = [](const Lumora& a, const Lumora& b)
+    {
+        double d = 0.0, all = 0.0;
+        for (std::size_t n = 0; n < a.N(); ++n)
+        {
+            const Complex x = a.GetDataPointer()[n], y = b.GetDataPointer()[n];
+            d += std::norm(Value(x.GetReal(), x.GetImag()) - Value(y.GetReal(), y.GetImag()));
+            all += y.Intensity();
+        }
+        return std::sqrt(d / all);
+    };
+    Lumora there = beam(64);
+    there.SetOrigin(Vector(0.0, 0.0, 2e-3));
+    const Lumora want = goTo(beam(64), there);
+
+    // Polar samples, threads, a frame of one's own, the way back: the same field.
+    Lumora polar = beam(64);
+    polar.ConvToPolarForm();
+    EXPECT_LT(difference(goTo(polar, there), want), 1e-5);
+    SetNumThreads(3);
+    EXPECT_EQ(difference(goTo(beam(64), there), want), 0.0);
+    SetNumThreads(1);
+    Lumora turned = beam(64), turnedThere = there;
+    turned.SetNormalVector(Vector(0.3, -0.2, 1.0)).SetOrigin(Vector(1.0, 2.0, 3.0));
+    turnedThere.SetNormalVector(turned.GetNormalVector());
+    turnedThere.SetOrigin(turned.GetGlobalPosition(Vector(0.0, 0.0, 2e-3)));
+    EXPECT_LT(difference(goTo(turned, turnedThere), want), 1e-5);
+    Lumora start = beam(64);
+    EXPECT_LT(difference(goTo(want, start), start), 0.01);
+
+    // One row: every way that fits says the same.
+    Lumora row = beam(1), rowThere = row;
+    rowThere.SetOrigin(Vector(0.0, 0.0, 4e-3));
+    const Lumora rowWant = goTo(row, rowThere);
+    int fitting = 0;
+    for (const AdviceMember& way : Advise(row, rowThere, {.all = true}).ways)
+        if (way.fits)
+        {
+            FollowAdvice(rowThere, row, way);
+            EXPECT_LT(difference(rowThere, rowWant), 0.01) << way.name;
+            ++fitting;
+        }
+    EXPECT_GT(fitting, 3);
+
+    // No samples: diffuse light. The same plane; nothing to be seen; too little memory; too far in vain.
+    Lumora none = beam(64);
+    none.Dispose();
+    EXPECT_GT(Advise(none, there).figures.wraps, 0.2);
+    EXPECT_EQ(Advise(start, start).Taken()->name, "copy");
+    EXPECT_EQ(difference(goTo(start, start), start), 0.0);
+    Lumora beside = there;
+    beside.SetOrigin(Vector(1.0, 0.0, 2e-3));
+    EXPECT_EQ(Advise(start, beside).taken, -1);
+    EXPECT_EQ(Advise(start, there, {.maxBytes = 1.0}).taken, -1);
+    Lumora wide(64, 64, 90e-6, 90e-6, kGreen);
+    wide.Clear().SetOrigin(Vector(0.0, 0.0, 1e-3));
+    Lumora letter = MakeSource(kCases[0]);
+    const Advice refused = Advise(letter, wide, {.steps = false});
+    EXPECT_EQ(refused.taken, -1);
+    ASSERT_FALSE(refused.remedies.empty());
+    EXPECT_NE(refused.remedies[0].find("pitch at most"), std::string::npos) << refused.remedies[0];
+    goTo(letter, wide, {.steps = false, .bestEffort = true});
+}
 } // namespace

@@ -377,6 +377,24 @@ Truth TrueField(const RowSet& source, const AxisCase& at)
     const double all = source.Energy();
     truth.arrives = all > 0.0 ? std::min(1.0, arrives / all) : 0.0;
     truth.band = BandEnergy(plane, kBins);
+    // A small destination blurs its band. No ray from the source to it is steeper than the grids stand apart.
+    const double apart = 0.5 * static_cast<double>(source.Length()) * source.pitch + halfWidth;
+    double inside = 0.0;
+    for (std::size_t b = 0; at.tilt == 0.0 && b < kBins; ++b)
+    {
+        const double half = 0.5 / static_cast<double>(kBins) / source.pitch;
+        const double u = ((static_cast<double>(b) + 0.5) / static_cast<double>(kBins) - 0.5) / source.pitch;
+        double decay = 0.0;
+        const double low = AlongZ(u - half, at.rowLambda, decay);
+        const double high = AlongZ(u + half, at.rowLambda, decay);
+        const double first = low > 0.0 ? at.distance * (u - half) / low : -1e300;
+        const double last = high > 0.0 ? at.distance * (u + half) / high : 1e300;
+        if (std::max(first, last) < at.shift - apart || std::min(first, last) > at.shift + apart)
+            truth.band[b] = 0.0;
+        inside += truth.band[b];
+    }
+    for (double& e : truth.band)
+        e = inside > 0.0 ? e / inside : e;
     truth.known = true;
     return truth;
 }
