@@ -294,11 +294,11 @@ AdviceResult Propagate(Lumora& destination, const Lumora& source, const AdviceOp
             result.way = static_cast<std::int32_t>(n);
     if (result.way < 0)
         Error(ERR_PARAMETER, "LumoraLib::PropagateTo", "no way is within the tolerance: see Advise for what to change");
+    for (const AdviceStep& step : result.Way().steps)
+        result.done.push_back(step.text); // nothing may fail once the destination has its samples
     const auto start = std::chrono::steady_clock::now();
     FollowAdvice(destination, source, result.Way());
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    for (const AdviceStep& step : result.Way().steps)
-        result.done.push_back(step.text);
     return result;
 }
 } // namespace

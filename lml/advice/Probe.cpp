@@ -77,19 +77,18 @@ struct Parts
     }
 };
 
-/// The sums of a band of columns over all rows of the subset, in their order.
+/// The sums of a band of columns over all rows of the subset, in their order; four floats of `sums` a column.
 void SumRows(const Lumora& field, const std::vector<std::int32_t>& rows, const std::vector<Parts>& factors,
-             std::size_t begin, std::size_t end, RowSet& to)
+             std::size_t begin, std::size_t end, float* sums, RowSet& to)
 {
     const std::size_t nx = static_cast<std::size_t>(field.GetNx());
     const std::size_t width = 2 * (end - begin);
-    std::vector<float> sums(2 * width);
     constexpr std::size_t kTogether = 4; // rows, so that the sums are loaded and stored once for four
     for (std::size_t k = 0; k < to.rows.size(); ++k)
     {
-        std::fill(sums.begin(), sums.end(), 0.0f);
-        float* const re = sums.data();
-        float* const im = sums.data() + width;
+        std::fill(sums, sums + 2 * width, 0.0f);
+        float* const re = sums;
+        float* const im = sums + width;
         std::size_t r = 0;
         for (; r + kTogether <= rows.size(); r += kTogether)
         {
@@ -266,12 +265,14 @@ Probe TakeProbe(const Lumora& field, const RowSet (&along)[2], std::size_t parts
     const std::int32_t block = parts == 0 || nx <= static_cast<std::int32_t>(parts) ? nx : kLine;
     const std::vector<std::int32_t> rows = places(ny, 1);
     const std::vector<std::int32_t> columns = places(nx, block);
-    constexpr std::int32_t kBand = 1024; // columns, whose sums stay in the first cache
+    constexpr std::int32_t kBand = 1024;                                 // columns, whose sums stay in the first cache
+    std::vector<float> sums(4 * (static_cast<std::size_t>(nx) + kBand)); // nothing may fail inside the loops
     ParallelRows(0, (nx + kBand - 1) / kBand,
                  [&](std::int32_t band)
                  {
                      SumRows(field, rows, byRow, static_cast<std::size_t>(band) * kBand,
-                             static_cast<std::size_t>(std::min(nx, (band + 1) * kBand)), probe.axis[0]);
+                             static_cast<std::size_t>(std::min(nx, (band + 1) * kBand)),
+                             sums.data() + std::size_t{4} * kBand * static_cast<std::size_t>(band), probe.axis[0]);
                  });
     ParallelRows(0, ny,
                  [&](std::int32_t j)

@@ -71,6 +71,9 @@ void AddRemedies(Advice& advice, const PlanePair& pair, const Look& look)
         if (taken == nullptr && pair.Parallel() && d > 0.0 && needed < pair.source.p[a] && f.fresnelPhase < 0.3)
             to.push_back("pitch at most " + LengthText(needed) + " on " + kAxis[a] +
                          " of the source: ShiftedFresnelProp");
+        const double enough = 2.0 * std::abs(off) + 6.0 * look.Spread(a);
+        if (taken == nullptr && pair.Parallel() && f.leaves < 0.01 && enough < 0.7 * pair.destination.Width(a))
+            to.push_back("a destination " + LengthText(enough) + " wide on " + kAxis[a] + " holds the light");
         const double band = std::max(std::abs(look.Band(a).low), std::abs(look.Band(a).high));
         if (band * 2.0 * pair.source.p[a] > 0.98 && f.evanescent < 1e-3)
             to.push_back(std::string("the light fills the band of the sampling on ") + kAxis[a] +

@@ -262,6 +262,10 @@ void AddFresnel(const PlanePair& pair, double fresnelShare, std::vector<AdviceMe
     if (fresnelShare < 1.0 && fresnelShare > 1e-6 && pair.distance > 0.0)
     {
         const double rest = pair.distance * fresnelShare;
+        // The repetitions that the last part has stand wider apart than the destination is.
+        for (int a = 0; a < (pair.OneRow() ? 1 : 2); ++a)
+            if (pair.lambda * rest < pair.destination.Width(a) * pair.source.p[a])
+                return;
         Plan plan(pair);
         plan.Forward(ADVISE_EXACT_ASM_PROP, pair.distance - rest).Fresnel(rest, pair.shift, pair.destination);
         if (plan.Largest() <= LargestGrid(pair))
