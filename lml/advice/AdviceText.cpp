@@ -3,6 +3,7 @@
 
 #include "LmlAdvice.h"
 #include "base/TextLocale.h"
+#include "base/WithMemory.h"
 
 #include <cmath>
 #include <cstdarg>
@@ -89,9 +90,8 @@ void AddFigures(std::string& text, const AdviceFigures& f)
                             "FresnelProp %.2g rad, repetitions fill %.3g of their distance",
                             f.waves, f.fresnelPhase, f.roundedPhase, f.repetition));
 }
-} // namespace
 
-std::string ToText(const Advice& advice)
+std::string Written(const Advice& advice)
 {
     std::string text;
     AddFigures(text, advice.figures);
@@ -119,5 +119,12 @@ std::string ToText(const Advice& advice)
     for (const std::string& remedy : advice.remedies)
         AddLine(text, "  - " + remedy);
     return text;
+}
+} // namespace
+
+std::string ToText(const Advice& advice)
+{
+    return detail::WithMemory([&] { return Written(advice); },
+                              [] { Error(ERR_MEMORY, "LumoraLib::Malloc", "advice"); });
 }
 } // namespace LumoraLib
