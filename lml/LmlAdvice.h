@@ -66,6 +66,7 @@ struct AdviceOptions
     double maxBytes = 0.0;       ///< working memory that a way may take; 0: any
     /// PropagateTo() takes the way of the smallest predicted error where none is within the tolerance.
     bool bestEffort = false;
+    bool all = false; ///< lists also the ways of several steps that are slower than the one taken
 };
 
 /// One step of a way. Steps run in the frame of the source's plane: x and y along its axes, z along its normal.
@@ -181,8 +182,8 @@ LML_API std::string ToText(const Advice& advice);
 LML_API void FollowAdvice(Lumora& destination, const Lumora& source, const AdviceMember& way);
 
 /// Advise() and FollowAdvice() in one call, by the way advised. Returns what it did.
-/// @throws as both; "LumoraLib::PropagateTo": code 3, "no way is within the tolerance: " and the first remedy, with
-///         AdviceOptions::bestEffort only where there is no way at all.
+/// @throws as both; "LumoraLib::PropagateTo": code 3, "no way is within the tolerance: see Advise for what to change",
+///         with AdviceOptions::bestEffort only where no way was predicted.
 LML_API AdviceResult PropagateTo(Lumora& destination, const Lumora& source, const AdviceOptions& options = {});
 } // namespace LumoraLib
 

@@ -1,6 +1,7 @@
 // Every failure of the library in one table: code, operation, message, and a call that leads there.
 // tests/error_sites.py compares the rows with the Error sites of the sources. For each row the description ends in a
 // cure, and the field that was worked on stands unchanged, except where `changed` says why not.
+#include "LmlAdvice.h"
 #include "TestTools.h"
 #include "base/Texts.h"
 
@@ -486,6 +487,24 @@ const Row kRows[] = {
     {6, "Lumora::AddSphericalWaveSQR", kBadWindow, CALL(s.f.AddSphericalWaveSQR(0, 0, 1e-3, 1, 0, WindowFunc(-7)))},
     {3, "Lumora::AddSphericalWaveRF", "incorrect form", CALL(s.polar.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_RECT))},
     {6, "Lumora::AddSphericalWaveRF", kBadWindow, CALL(s.f.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_TRIANGLE))},
+    // ---- adviser
+    {8, "Advise", "the source is a spectrum", CALL(Advise(s.spectrum, s.f))},
+    {3, "Advise", "the destination is a spectrum", CALL(Advise(s.f, s.polarSpectrum))},
+    {3, "Advise", kWavelength, CALL(Advise(s.f, s.g.SetWavelength(6e-7))), kPrepared},
+    {3, "Advise", "sizes and pitches must be above zero", CALL(Advise(s.f, AdviceGeometry{8, 8, 2e-6, 0.0, {}, Vector(0, 0, 1)}))},
+    {3, "Advise", "sizes and pitches must be above zero", CALL(Advise(s.f, AdviceGeometry{8, 0, 2e-6, 2e-6, {}, Vector(0, 0, 1)}))},
+    {3, "Advise", "sizes and pitches must be above zero", CALL(Advise(s.f, AdviceGeometry{8, 8, 2e-6, 2e-6, Vector(0, NAN, 0), Vector(0, 0, 1)}))},
+    {3, "Advise", "options are out of range", CALL(Advise(s.f, s.g, {.tolerance = NAN}))},
+    {3, "Advise", "options are out of range", CALL(Advise(s.f, s.g, {.maxBytes = -1.0}))},
+    {6, "Advise", kNoSamples, CALL(Advise(s.wide.SetNx(64), s.g))},
+    {8, "FollowAdvice", "the source is a spectrum", CALL(FollowAdvice(s.f, s.spectrum, {}))},
+    {3, "FollowAdvice", "the destination is a spectrum", CALL(FollowAdvice(s.spectrum, s.f, {}))},
+    {3, "FollowAdvice", kWavelength, CALL(FollowAdvice(s.g.SetWavelength(6e-7), s.f, {})), kPrepared},
+    {6, "FollowAdvice", kNoSamples, CALL(FollowAdvice(s.f, OneRow(s).SetNy(8), {}))},
+    {6, "FollowAdvice", kNoSamples, CALL(FollowAdvice(OneRow(s).SetNy(8), s.f, {}))},
+    {3, "FollowAdvice", "the way has no steps", CALL(FollowAdvice(s.f, s.g, {}))},
+    {3, "FollowAdvice", "the way leads to another grid", CALL(FollowAdvice(s.wide, s.f, Advise(s.f, s.g, {.tolerance = 0.5}).ways[0]))},
+    {3, "PropagateTo", "no way is within the tolerance: see Advise for what to change", CALL(PropagateTo(s.g.SetNormalVector(Vector(1, 0, 0)), s.f)), kPrepared},
     // ---- point clouds
     {3, "Lumora::AddPointCloud", "incorrect form", CALL(s.spectrum.AddPointCloud(kCloud, 2))},
     {3, "Lumora::AddPointCloud", "incorrect form", CALL(s.polar.PlanPointCloud(kCloud, 2, {}))},

@@ -3,6 +3,7 @@
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
+#include "LmlAdvice.h"
 #include "LmlLumora.h"
 #if defined(LML_TEST_PICTURES)
 #include "LmlPictures.h"
@@ -317,6 +318,8 @@ inline const Operation kOperations[] = {
     LML_OPERATION("ShiftedAsmPropAdd", Same, t.a.ShiftedAsmPropAdd(t.b, t.Int(1, 0, 2))),
     LML_OPERATION("ShiftedAsmPropEx", Documented, t.a.ShiftedAsmPropEx(t.b)),
     LML_OPERATION("ShiftedAsmPropAddEx", Documented, Lumora c(4, 16, 1e-5, 1e-5, 633e-9); c.Clear(); t.a.ShiftedAsmPropAddEx(c)),
+    LML_OPERATION("Advise", Same, t.b.SetPx(t.Real(1e-5)).SetOrigin(t.Place(1e-5, 0.0, 0.02)); Advise(t.a, t.b, {.tolerance = t.Real(0.02)})),
+    LML_OPERATION("PropagateTo", Same, t.a.SetPx(t.Real(1e-5)).SetOrigin(t.Place(1e-5, 0.0, 0.02)).SetNormalVector(t.Place(0.0, 0.1, 1.0)); PropagateTo(t.a, t.b, {.bestEffort = true})),
     LML_OPERATION("ShiftedFresnelProp", Same, t.a.ShiftedFresnelProp(t.b)),
     LML_PREPARED("ShiftedFresnelProp by the split-radix engine", Same, SetFftLib(FFT_LIB_SPLIT_RADIX), t.a.ShiftedFresnelProp(t.b)),
     LML_OPERATION("ShiftedFresnelProp in place", Same, t.a.ShiftedFresnelProp(t.Place(1e-4, 0.0, 0.03), t.Real(2e-5), t.Real(2e-5))),

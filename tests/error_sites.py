@@ -20,6 +20,7 @@ UNREACHABLE = {
     (1, "LumoraLib::Malloc", "scratch"),  # a few bytes missing: the test of failing allocations has it
     (1, "LumoraLib::Malloc", "SphericalWaveDescriptor"),  # likewise
     (1, "LumoraLib::Malloc", "point cloud"),  # likewise
+    (1, "LumoraLib::Malloc", "advice"),  # likewise
     (1, "LumoraLib::Lumora::CreateRealHistogram", ""),  # likewise
 }
 # Failures that tests of their own show under every name: only the code and the message need a row here.

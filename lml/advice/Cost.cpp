@@ -10,13 +10,13 @@ namespace LumoraLib::detail
 namespace
 {
 /// Time of a transform of one thread, per sample and doubling of the sample count, by sizes; log-linear between them.
-/// Measured with Lumora::Fft on one core of a server processor with AVX2 at about 2.5 GHz, the fast engine bound.
+/// Measured with Lumora::Fft on one core of a server processor with AVX-512 (2.6 GHz) and the fast engine bound.
 struct Speed
 {
     double samples;
     double nanoseconds;
 };
-constexpr Speed kSpeeds[] = {{4096.0, 0.20}, {65536.0, 0.20}, {1048576.0, 0.30}, {16777216.0, 0.40}};
+constexpr Speed kSpeeds[] = {{4096.0, 0.10}, {65536.0, 0.07}, {1048576.0, 0.06}, {16777216.0, 0.07}};
 
 double TransformSeconds(double samples)
 {
@@ -37,6 +37,8 @@ Cost CostOf(const PlanePair& pair, const AdviceMember& way)
 {
     Cost cost;
     GridShape grid = pair.source;
+    // The copies in and out.
+    cost.seconds = 0.5 * (TransformSeconds(pair.source.Samples()) + TransformSeconds(pair.destination.Samples()));
     for (const AdviceStep& step : way.steps)
     {
         const GridShape next{{step.nx, step.ny}, {step.px, step.py}};
@@ -69,7 +71,7 @@ Cost CostOf(const PlanePair& pair, const AdviceMember& way)
             transforms = 1.3;
             break;
         case ADVISE_ROTATE:
-            transforms = 1.0 + 8.0 * after / before;
+            transforms = 1.0 + 11.0 * after / before;
             fields = after / before;
             break;
         case ADVISE_RESAMPLE:
@@ -81,7 +83,7 @@ Cost CostOf(const PlanePair& pair, const AdviceMember& way)
             break;
         }
         default:
-            transforms = 0.1 * std::max(1.0, after / before);
+            transforms = 0.3 * std::max(1.0, after / before);
             fields = after / before;
             break;
         }

@@ -4,6 +4,7 @@
 #include "base/Constants.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/WithMemory.h"
 #include "field/FieldTools.h"
 #include "simd/SinCos.h"
 #include "transform/CentredFft.h"
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cmath>
 #include <utility>
+#include <vector>
 
 namespace LumoraLib
 {
@@ -19,21 +21,9 @@ namespace
 {
 constexpr char fnFollow[] = "LumoraLib::FollowAdvice";
 
-/// sample(i, j) *= factor(i, j), in double, rounded once.
-template <class Factor>
-void MultiplyEach(Lumora& field, const Factor& factor)
+void ReportNoMemory()
 {
-    detail::ParallelRows(0, field.GetNy(),
-                         [&](std::int32_t j)
-                         {
-                             for (std::int32_t i = 0; i < field.GetNx(); ++i)
-                             {
-                                 Complex& a = field.Pixel(i, j);
-                                 const ComplexDouble b = factor(i, j);
-                                 a = Complex(a.GetReal() * b.GetReal() - a.GetImag() * b.GetImag(),
-                                             a.GetReal() * b.GetImag() + a.GetImag() * b.GetReal());
-                             }
-                         });
+    Error(ERR_MEMORY, "LumoraLib::Malloc", "advice");
 }
 
 /// magnitude * exp(2 pi i turns)
@@ -45,9 +35,32 @@ ComplexDouble Polar(double magnitude, double turns)
     return ComplexDouble(magnitude * cosine, magnitude * sine);
 }
 
-void Scale(Lumora& field, const ComplexDouble& factor)
+/// sample(i, j) *= magnitude * exp(2 pi i (byX(i) + byY(j))), a factor a column and a factor a row, in double and
+/// rounded once.
+template <class ByX, class ByY>
+void MultiplyPolar(Lumora& field, double magnitude, const ByX& byX, const ByY& byY)
 {
-    MultiplyEach(field, [&](std::int32_t, std::int32_t) { return factor; });
+    std::vector<ComplexDouble> columns;
+    for (std::int32_t i = 0; i < field.GetNx(); ++i)
+        columns.push_back(Polar(magnitude, byX(i)));
+    detail::ParallelRows(0, field.GetNy(),
+                         [&](std::int32_t j)
+                         {
+                             const ComplexDouble row = Polar(1.0, byY(j));
+                             for (std::int32_t i = 0; i < field.GetNx(); ++i)
+                             {
+                                 Complex& a = field.Pixel(i, j);
+                                 const ComplexDouble b = columns[static_cast<std::size_t>(i)] * row;
+                                 a = Complex(a.GetReal() * b.GetReal() - a.GetImag() * b.GetImag(),
+                                             a.GetReal() * b.GetImag() + a.GetImag() * b.GetReal());
+                             }
+                         });
+}
+
+void Scale(Lumora& field, double magnitude, double turns)
+{
+    MultiplyPolar(
+        field, magnitude, [turns](std::int32_t) { return turns; }, [](std::int32_t) { return 0.0; });
 }
 
 /// A cleared field of a step's grid and the wavenumber of `field`, in the plane of the coordinates.
@@ -88,10 +101,13 @@ void Resample(Lumora& field, const AdviceStep& step)
     const double scale = 1.0 / static_cast<double>(field.N());
     const bool oneRow = field.GetNy() == 1;
     field.Fft(-1);
+    if (step.shiftX == 0.0 && step.shiftY == 0.0)
+        detail::ScaleSamples(field.GetDataPointer(), field.N(), static_cast<float>(scale));
+    else
+        MultiplyPolar(
+            field, scale, [&](std::int32_t i) { return field.X(i) * step.shiftX; },
+            [&](std::int32_t j) { return oneRow ? 0.0 : field.Y(j) * step.shiftY; });
     // Conjugated, so that the transform's kernel exp(-) becomes the way back.
-    MultiplyEach(field,
-                 [&](std::int32_t i, std::int32_t j)
-                 { return Polar(scale, field.X(i) * step.shiftX + (oneRow ? 0.0 : field.Y(j) * step.shiftY)); });
     field.ConvToConjugate();
     Fit(field, std::max(field.GetNx(), step.nx), std::max(field.GetNy(), step.ny));
     if (oneRow)
@@ -144,8 +160,9 @@ void Turn(Lumora& field, const AdviceStep& step, const double (&turn)[3][3])
     const double scale = area * value.Amplitude() * jacobian / matched / static_cast<double>(there.N());
     there.Fft(1);
     there.SetPx(step.px).SetPy(step.py);
-    MultiplyEach(there, [&](std::int32_t a, std::int32_t b)
-                 { return Polar(scale, carrier.u * there.X(a) + carrier.v * there.Y(b)); });
+    MultiplyPolar(
+        there, scale, [&](std::int32_t n) { return carrier.u * there.X(n); },
+        [&](std::int32_t n) { return carrier.v * there.Y(n); });
     field = std::move(there);
 }
 
@@ -163,7 +180,7 @@ void GoShifted(Lumora& field, const AdviceStep& step)
         Fit(there, n, 1);
         there.SetOrigin(Vector(step.shiftX, step.shiftY, step.distance));
         there.ShiftedFresnelProp1d(field);
-        Scale(there, Polar(1.0, 0.125)); // -i in front where the root of 1 / (i lambda z) belongs
+        Scale(there, 1.0, 0.125); // -i in front where the root of 1 / (i lambda z) belongs
         Fit(there, step.nx, 1);
     }
     else if (field.GetNx() == step.nx && field.GetNy() == step.ny)
@@ -184,7 +201,7 @@ void GoFar(Lumora& field, const AdviceStep& step)
         field.FresnelProp(step.distance);
     else
         field.FourierProp(step.distance);
-    Scale(field, Polar(magnitude, (oneRow ? -0.125 : -0.25) * (far > 0.0 ? 1.0 : -1.0)));
+    Scale(field, magnitude, (oneRow ? -0.125 : -0.25) * (far > 0.0 ? 1.0 : -1.0));
 }
 
 void Go(Lumora& field, const AdviceStep& step, const detail::PlanePair& pair)
@@ -252,15 +269,21 @@ void FollowAdvice(Lumora& destination, const Lumora& source, const AdviceMember&
     detail::MakeCartesian(field);
     field.SetOrigin(Vector(0.0, 0.0, 0.0)).SetNormalVector(Vector(0.0, 0.0, 1.0));
     field.SetWindowMax();
-    for (const AdviceStep& step : way.steps)
-        Go(field, step, pair);
+    detail::WithMemory(
+        [&]
+        {
+            for (const AdviceStep& step : way.steps)
+                Go(field, step, pair);
+        },
+        ReportNoMemory);
     detail::CopySamples(destination.GetDataPointer(), destination.N(), field.GetDataPointer(), field.N());
     detail::FieldAccess::SetPolar(destination, false);
 }
 
-AdviceResult PropagateTo(Lumora& destination, const Lumora& source, const AdviceOptions& options)
+namespace
 {
-    static constexpr char fn[] = "LumoraLib::PropagateTo";
+AdviceResult Propagate(Lumora& destination, const Lumora& source, const AdviceOptions& options)
+{
     AdviceResult result;
     result.advice = Advise(source, destination, options);
     result.way = result.advice.taken;
@@ -270,16 +293,18 @@ AdviceResult PropagateTo(Lumora& destination, const Lumora& source, const Advice
             (result.way < 0 || ways[n].error < ways[static_cast<std::size_t>(result.way)].error))
             result.way = static_cast<std::int32_t>(n);
     if (result.way < 0)
-    {
-        const std::string text = "no way is within the tolerance: " +
-                                 (result.advice.remedies.empty() ? std::string("see Advise") : result.advice.remedies[0]);
-        Error(ERR_PARAMETER, fn, text.c_str());
-    }
+        Error(ERR_PARAMETER, "LumoraLib::PropagateTo", "no way is within the tolerance: see Advise for what to change");
     const auto start = std::chrono::steady_clock::now();
     FollowAdvice(destination, source, result.Way());
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     for (const AdviceStep& step : result.Way().steps)
         result.done.push_back(step.text);
     return result;
+}
+} // namespace
+
+AdviceResult PropagateTo(Lumora& destination, const Lumora& source, const AdviceOptions& options)
+{
+    return detail::WithMemory([&] { return Propagate(destination, source, options); }, ReportNoMemory);
 }
 } // namespace LumoraLib

@@ -26,18 +26,21 @@ struct RowSet
 /// with other factors.
 struct Probe
 {
-    static constexpr int kRows = 6;
     RowSet axis[2];
 };
 
+/// How many rows stand for a field: fewer for larger fields, whose rows have more light to average over themselves.
+int ProbeRows(const Lumora& field);
+
 /// Pseudo-random signs, the same on every machine: in the mean over them, the energy of a sum with such factors, in
 /// place and in frequency, is that of the field along the axis.
-RowSet RandomSigns(std::size_t n, double pitch, int axis);
+RowSet RandomSigns(std::size_t n, double pitch, int axis, int count);
 
-/// The sums with `along[a]` as factors of the samples of axis a. A field without samples stands for diffuse light on
-/// all of its grid, of which any sum is noise.
-/// Cost: one sweep over the samples for each axis. The same rows for every thread count.
-Probe TakeProbe(const Lumora& field, const RowSet (&along)[2]);
+/// The sums with `along[a]` as factors of the samples of axis a; with `parts` above 0 over so many places of the axis
+/// only, one at random in each of equal parts, which is right for independent factors alone. A field without samples
+/// stands for diffuse light on all of its grid, of which any sum is noise. The same rows for every thread count.
+/// Cost: one sweep over the samples for each axis.
+Probe TakeProbe(const Lumora& field, const RowSet (&along)[2], std::size_t parts = 0);
 
 /// A stretch of an axis, low and high end.
 struct Stretch

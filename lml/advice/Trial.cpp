@@ -22,7 +22,7 @@ namespace
 using Row = std::vector<Complex>;
 
 // Longest row of a truth: beyond, a prediction would cost more than what it is for.
-constexpr std::size_t kLongestRow = std::size_t{1} << 19;
+constexpr std::size_t kLongestRow = std::size_t{1} << 20;
 // Points of a tilted destination that are looked at.
 constexpr std::size_t kTiltedPoints = 96;
 constexpr std::size_t kBins = 96;
@@ -144,8 +144,8 @@ struct Padding
 /// 1 inside `full`, 0 outside `faded`, a raised cosine between.
 double Fade(double s, const Padding& p)
 {
-    const double over = s > 0.0 ? (s - p.full.high) / (p.faded.high - p.full.high)
-                                : (p.full.low - s) / (p.full.low - p.faded.low);
+    const double over =
+        s > 0.0 ? (s - p.full.high) / (p.faded.high - p.full.high) : (p.full.low - s) / (p.full.low - p.faded.low);
     if (over <= 0.0)
         return 1.0;
     return over >= 1.0 ? 0.0 : 0.5 + 0.5 * std::cos(0.5 * kTwoPi * over);
@@ -161,7 +161,7 @@ Padding PaddingOf(std::size_t n, double pitch, double reach, const AxisCase& at)
     Padding p;
     // What lands up to `faded` beside the destination's centre must not come round into its reach.
     const double period = 4.0 * half / pitch;
-    if (!(period < static_cast<double>(kLongestRow)))
+    if (!(period < static_cast<double>(kLongestRow)) || at.n >= kLongestRow)
         return p;
     p.length = std::bit_ceil(static_cast<std::size_t>(period));
     p.full = {-half, half};
@@ -210,6 +210,15 @@ RowSet OnParallel(const RowSet& spectra, std::size_t length, double pitch, const
     there.pitch = at.pitch;
     const double scale = 1.0 / static_cast<double>(length);
     const double du = scale / pitch;
+    if (at.pitch == pitch && at.n <= length)
+    {
+        for (Row row : spectra.rows)
+        {
+            Transform(row, 1, scale);
+            there.rows.push_back(Fitted(row, at.n));
+        }
+        return there;
+    }
     const Chirp chirp(length, at.n, du * at.pitch, 0.0);
     for (const Row& spectrum : spectra.rows)
     {
@@ -278,22 +287,23 @@ std::size_t StrideOf(const AxisCase& at)
 }
 } // namespace
 
-RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at)
+RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at, int count)
 {
     const Padding padding = PaddingFor(n, pitch, at);
     if (padding.length == 0)
-        return RandomSigns(n, pitch, at.axis);
+        return RandomSigns(n, pitch, at.axis, count);
     const std::size_t length = padding.length;
     const std::vector<ComplexDouble> factors = WayFactors(padding, pitch, at);
     const double du = 1.0 / (static_cast<double>(length) * pitch);
-    const RowSet signs = RandomSigns(at.n, at.pitch, at.axis);
+    const RowSet signs = RandomSigns(at.n, at.pitch, at.axis, count);
     RowSet weights;
     weights.pitch = pitch;
     const std::size_t stride = StrideOf(at);
     std::optional<Chirp> chirp;
-    if (at.tilt == 0.0)
+    const bool same = at.tilt == 0.0 && at.pitch == pitch && at.n <= length;
+    if (at.tilt == 0.0 && !same)
         chirp.emplace(at.n, length, du * at.pitch, 0.0);
-    else
+    else if (!same)
         weights.rows.assign(signs.rows.size(), Row(length, Complex(0.0, 0.0)));
     // Wave by wave for the points of a tilted destination, in the same way as OnTilted().
     for (std::size_t i = 0; at.tilt != 0.0 && i < length; ++i)
@@ -314,6 +324,11 @@ RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at)
     {
         if (chirp)
             weights.rows.push_back(chirp->Run(signs.rows[k]));
+        if (same)
+        {
+            weights.rows.push_back(Fitted(signs.rows[k], length));
+            Transform(weights.rows.back(), 1, 1.0);
+        }
         Row& row = weights.rows[k];
         for (std::size_t i = 0; i < length; ++i)
             row[i] = Times(row[i], factors[i]);
@@ -337,20 +352,49 @@ Truth TrueField(const RowSet& source, const AxisCase& at)
     truth.stride = StrideOf(at);
     truth.there = at.tilt == 0.0 ? OnParallel(spectra, padding.length, source.pitch, at)
                                  : OnTilted(spectra, padding.length, source.pitch, at, truth.stride);
-    // What arrives, and its band, on the padded grid: the destination may sample too coarsely to tell.
+    // What arrives, and its band, on the padded grid: the destination may sample too coarsely to tell. For the band the
+    // edges fade outside over half a width: sharp ones would have a band of their own.
     RowSet plane = spectra;
     const double scale = 1.0 / static_cast<double>(padding.length);
     const double edge = at.tilt == 0.0 ? halfWidth : halfWidth * std::cos(at.tilt);
+    double arrives = 0.0;
     for (Row& row : plane.rows)
     {
         Transform(row, 1, scale);
         for (std::size_t i = 0; i < row.size(); ++i)
-            if (const double x = Index(i, row.size()) * source.pitch; x < -edge || x >= edge)
-                row[i] = Complex(0.0, 0.0);
+        {
+            const double x = Index(i, row.size()) * source.pitch;
+            if (x >= -edge && x < edge)
+            {
+                arrives += row[i].Intensity();
+                continue;
+            }
+            const double over = std::min(1.0, (std::abs(x) - edge) / edge);
+            const double fade = 0.5 + 0.5 * std::cos(0.5 * kTwoPi * over);
+            row[i] = Complex(row[i].GetReal() * fade, row[i].GetImag() * fade);
+        }
     }
     const double all = source.Energy();
-    truth.arrives = all > 0.0 ? std::min(1.0, plane.Energy() / all) : 0.0;
+    truth.arrives = all > 0.0 ? std::min(1.0, arrives / all) : 0.0;
     truth.band = BandEnergy(plane, kBins);
+    // A small destination blurs its band. No ray from the source to it is steeper than the grids stand apart.
+    const double apart = 0.5 * static_cast<double>(source.Length()) * source.pitch + halfWidth;
+    double inside = 0.0;
+    for (std::size_t b = 0; at.tilt == 0.0 && b < kBins; ++b)
+    {
+        const double half = 0.5 / static_cast<double>(kBins) / source.pitch;
+        const double u = ((static_cast<double>(b) + 0.5) / static_cast<double>(kBins) - 0.5) / source.pitch;
+        double decay = 0.0;
+        const double low = AlongZ(u - half, at.rowLambda, decay);
+        const double high = AlongZ(u + half, at.rowLambda, decay);
+        const double first = low > 0.0 ? at.distance * (u - half) / low : -1e300;
+        const double last = high > 0.0 ? at.distance * (u + half) / high : 1e300;
+        if (std::max(first, last) < at.shift - apart || std::min(first, last) > at.shift + apart)
+            truth.band[b] = 0.0;
+        inside += truth.band[b];
+    }
+    for (double& e : truth.band)
+        e = inside > 0.0 ? e / inside : e;
     truth.known = true;
     return truth;
 }

@@ -45,7 +45,7 @@ Truth TrueField(const RowSet& source, const AxisCase& at);
 /// The transpose of TrueField(): factors for a sum over the source's samples that gives a pseudo-random sum over the
 /// destination's. Sums of a field's rows with the factors of the y axis are rows along x of light that does arrive in
 /// y: where propagation is separable, the error of a way on them is its error on the field.
-RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at);
+RowSet TrueFactors(std::size_t n, double pitch, const AxisCase& at, int count);
 
 /// The rows after the steps of a plan along one axis, on the grid of the last step. Steps are the members' own
 /// definitions, in one dimension.

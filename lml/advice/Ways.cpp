@@ -20,6 +20,17 @@ double LargestGrid(const PlanePair& pair)
 // more over the whole grid as the pitch of the Fresnel transform.
 constexpr double kSamePlace = 1e-3;
 
+constexpr std::int32_t kLongestAxis = 1 << 29; // of a transform
+
+/// A size doubled so often; beyond every grid where it passes the longest axis.
+std::int32_t Doubled(std::int32_t n, int doublings)
+{
+    if (n == 1)
+        return n;
+    const std::int64_t grown = std::int64_t{n} << doublings;
+    return static_cast<std::int32_t>(std::min<std::int64_t>(grown, std::int64_t{1} << 30));
+}
+
 struct Matrix
 {
     double m[3][3];
@@ -83,10 +94,10 @@ public:
         if (!pitch && shiftX == 0.0 && shiftY == 0.0 && grid_.n[0] == to.n[0] && grid_.n[1] == to.n[1])
             return *this;
         grid_ = to;
-        const std::string text = pitch || shiftX != 0.0 || shiftY != 0.0
-                                     ? "resampled in the spectrum to " + LengthText(to.p[0]) + " by " +
-                                           LengthText(to.p[1]) + " pitch"
-                                     : Formatted("the middle %d by %d samples", to.n[0], to.n[1]);
+        const std::string text =
+            pitch || shiftX != 0.0 || shiftY != 0.0
+                ? "resampled in the spectrum to " + LengthText(to.p[0]) + " by " + LengthText(to.p[1]) + " pitch"
+                : Formatted("the middle %d by %d samples", to.n[0], to.n[1]);
         return Add(ADVISE_RESAMPLE, 0.0, shiftX, shiftY, 0, text);
     }
     Plan& Rotate(const GridShape& to)
@@ -115,8 +126,8 @@ private:
     void Grow(int doublings)
     {
         for (int a = 0; a < 2; ++a)
-            if (grid_.n[a] != 1)
-                grid_.n[a] = doublings > 0 ? grid_.n[a] << doublings : grid_.n[a] >> -doublings;
+            grid_.n[a] =
+                doublings > 0 ? Doubled(grid_.n[a], doublings) : std::max<std::int32_t>(1, grid_.n[a] >> -doublings);
     }
     Plan& Add(AdvisedMember member, double distance, double shiftX, double shiftY, int doublings, std::string text)
     {
@@ -126,6 +137,10 @@ private:
                              : member == ADVISE_SHIFTED_ASM_PROP ? std::ldexp(1.0, 2 * doublings)
                                                                  : 1.0;
         largest_ = std::max(largest_, grid_.Samples() * inner);
+        // A transform of free pitch has twice the length, and its squares count to 32 bits: Lumora::RawScaledFft.
+        const std::int32_t longest = std::max(grid_.n[0], grid_.n[1]);
+        if (longest > kLongestAxis || (member == ADVISE_RESAMPLE && longest > 32768))
+            largest_ = 1e300;
         return *this;
     }
 
@@ -166,8 +181,7 @@ void AddTilted(const PlanePair& pair, std::vector<AdviceMember>& ways)
             Plan plan(pair);
             GridShape working = pair.destination;
             for (int a = 0; a < 2; ++a)
-                if (working.n[a] != 1)
-                    working.n[a] <<= behind;
+                working.n[a] = Doubled(working.n[a], behind);
             plan.Embed(before);
             if (!there && pair.Unshifted())
                 plan.Forward(ADVISE_ASM_PROP, pair.distance);
@@ -186,8 +200,8 @@ void AddEmbedded(const PlanePair& pair, std::vector<AdviceMember>& ways)
 {
     int least = 0;
     for (int a = 0; a < (pair.OneRow() ? 1 : 2); ++a)
-        least = std::max(least, Doublings(pair.source.Width(a),
-                                          pair.destination.Width(a) + 2.0 * std::abs(pair.shift[a])));
+        least =
+            std::max(least, Doublings(pair.source.Width(a), pair.destination.Width(a) + 2.0 * std::abs(pair.shift[a])));
     const double shiftX = pair.Unshifted() ? 0.0 : pair.shift[0];
     const double shiftY = pair.Unshifted() ? 0.0 : pair.shift[1];
     for (int m = std::max(least, pair.SameGrid() && pair.Unshifted() ? 2 : 0); m <= least + 3; ++m)
@@ -236,7 +250,7 @@ void AddFresnel(const PlanePair& pair, double fresnelShare, std::vector<AdviceMe
         GridShape fine = pair.source;
         for (int a = 0; a < (pair.OneRow() ? 1 : 2); ++a)
         {
-            fine.n[a] <<= finer;
+            fine.n[a] = Doubled(fine.n[a], finer);
             fine.p[a] = std::ldexp(fine.p[a], -finer);
         }
         plan.Onto(fine, 0.0, 0.0).Fresnel(std::abs(pair.distance), pair.shift, pair.destination);
@@ -297,9 +311,9 @@ PlanePair MakePair(const Lumora& source, const AdviceGeometry& destination)
     for (int a = 0; a < 2; ++a)
         pair.axisTilt[a] = pair.Parallel() ? 0.0 : std::atan2(pair.turn[a][2], pair.turn[a][a]);
     // Rounding of the way into the source's frame is no distance and no shift.
-    const double scale = 1e-12 * (std::abs(destination.origin.x) + std::abs(destination.origin.y) +
-                                  std::abs(destination.origin.z) + std::abs(source.GetOrigin().x) +
-                                  std::abs(source.GetOrigin().y) + std::abs(source.GetOrigin().z));
+    const double scale =
+        1e-12 * (std::abs(destination.origin.x) + std::abs(destination.origin.y) + std::abs(destination.origin.z) +
+                 std::abs(source.GetOrigin().x) + std::abs(source.GetOrigin().y) + std::abs(source.GetOrigin().z));
     for (double* value : {&pair.distance, &pair.shift[0], &pair.shift[1]})
         if (std::abs(*value) <= scale)
             *value = 0.0;
@@ -308,11 +322,9 @@ PlanePair MakePair(const Lumora& source, const AdviceGeometry& destination)
 
 const char* MemberName(AdvisedMember member)
 {
-    static constexpr const char* kNames[] = {"copy",        "RawAsmProp",     "AsmProp",
-                                             "ExactAsmProp", "ShiftedAsmProp", "ShiftedFresnelProp",
-                                             "FresnelProp", "FourierProp",    "Rotate",
-                                             "Embed",       "Extract",        "ScaledFft",
-                                             "ConvToConjugate", "steps"};
+    static constexpr const char* kNames[] = {
+        "copy",        "RawAsmProp", "AsmProp", "ExactAsmProp", "ShiftedAsmProp", "ShiftedFresnelProp", "FresnelProp",
+        "FourierProp", "Rotate",     "Embed",   "Extract",      "ScaledFft",      "ConvToConjugate",    "steps"};
     return kNames[member];
 }
 
@@ -330,7 +342,7 @@ std::vector<AdviceMember> SingleWays(const PlanePair& pair)
                              pair.source.p[1], "the source itself"});
         ways.push_back(way);
     }
-    const char* const shared = !parallel  ? "The planes are tilted against each other."
+    const char* const shared = !parallel ? "The planes are tilted against each other."
                                : onPlane ? "Source and destination lie on one plane."
                                          : nullptr;
     const auto add = [&](AdvisedMember member, const char* reason, auto&& make)
@@ -348,7 +360,8 @@ std::vector<AdviceMember> SingleWays(const PlanePair& pair)
                                                    : "It goes along the normal, and the destination stands aside.";
     for (const AdvisedMember member : {ADVISE_ASM_PROP, ADVISE_RAW_ASM_PROP, ADVISE_EXACT_ASM_PROP})
         add(member, aside, [&](Plan plan) { return plan.Forward(member, pair.distance); });
-    const char* const behind = pair.distance < 0.0 ? "It goes forward only, and the destination stands behind." : nullptr;
+    const char* const behind =
+        pair.distance < 0.0 ? "It goes forward only, and the destination stands behind." : nullptr;
     add(ADVISE_SHIFTED_ASM_PROP, otherGrid != nullptr ? otherGrid : behind,
         [&](Plan plan) { return plan.Shifted(pair.distance, pair.shift, 1); });
     add(ADVISE_SHIFTED_FRESNEL_PROP, behind,
@@ -360,8 +373,9 @@ std::vector<AdviceMember> SingleWays(const PlanePair& pair)
         fits = fits && pair.source.n[a] == pair.destination.n[a] &&
                std::abs(p - pair.destination.p[a]) * pair.source.n[a] < kSamePlace * p;
     }
-    const char* const other =
-        behind != nullptr ? behind : fits ? nullptr : "Its pitch is lambda d / W on the axis, and the destination's is not.";
+    const char* const other = behind != nullptr ? behind
+                              : fits            ? nullptr
+                                     : "Its pitch is lambda d / W on the axis, and the destination's is not.";
     for (const AdvisedMember member : {ADVISE_FRESNEL_PROP, ADVISE_FOURIER_PROP})
         add(member, other, [&](Plan plan) { return plan.Forward(member, pair.distance); });
     if (parallel)

@@ -29,9 +29,9 @@ struct PlanePair
     double shift[2] = {0.0, 0.0};
     /// The matrix that turns directions of the source's frame into the destination's, as Lumora::Rotate takes it.
     double turn[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-    double tilt = 0.0;                  ///< angle between the normals
-    double axisTilt[2] = {0.0, 0.0};    ///< how far the destination's x and y axes rise out of the source's plane
-    bool mirrored = false;              ///< one of the frames is a reflection: a normal of (0, 0, -1)
+    double tilt = 0.0;               ///< angle between the normals
+    double axisTilt[2] = {0.0, 0.0}; ///< how far the destination's x and y axes rise out of the source's plane
+    bool mirrored = false;           ///< one of the frames is a reflection: a normal of (0, 0, -1)
     bool OneRow() const { return source.n[1] == 1 && destination.n[1] == 1; }
     bool Parallel() const { return tilt < 1e-9; }
     bool SameGrid() const;
