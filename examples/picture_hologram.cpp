@@ -20,6 +20,9 @@ double Carry(Lumora& destination, const Lumora& source, const char* what)
     const AdviceMember& way = result.Way();
     PrintL("%s by %s in %.4f s, predicted to be off by %.2g %%\n", what, way.name.c_str(), result.seconds,
            100.0 * way.error);
+    const double leaves = result.advice.figures.leaves;
+    if (leaves > 0.01)
+        PrintL("%.1f %% of the light leaves the grid: a larger --room keeps it\n", 100.0 * leaves);
     return result.seconds;
 }
 } // namespace

@@ -5,6 +5,9 @@
 
 #include "LmlAdvice.h"
 #include "LmlLumora.h"
+#if defined(LML_TEST_PICTURES)
+#include "LmlPictures.h"
+#endif
 #include "field/FieldTools.h"
 
 #include <algorithm>
@@ -106,7 +109,8 @@ public:
     LumoraLib::Vector Place(double x, double y, double z) { return LumoraLib::Vector(Real(x), Real(y), Real(z)); }
     Complex Value() { return Complex(Real(0.5), Real(-0.25)); }
     /// Valid until the next call.
-    const char* Path(const char* name) { return path_.assign(folder_).append("/").append(name).c_str(); }
+    const char* Path(const char* name) { return PathText(name).c_str(); }
+    const std::string& PathText(const char* name) { return path_.assign(folder_).append("/").append(name); }
 
 private:
     std::string folder_;
@@ -130,6 +134,9 @@ inline void PrepareFiles(Bench& t)
     t.b.SaveAsBmp(t.Path("bmp"), ModeAmplitude, GradationGrey, 0, 8.0, 0.0);
     t.b.SaveAsHBI(t.Path("hbi"), ModeAmplitude, 0.0, 8.0, nullptr);
     t.b.SaveNpy(t.Path("npy"));
+#if defined(LML_TEST_PICTURES)
+    SavePicture(t.Path("field.png"), t.b);
+#endif
     if (std::FILE* mesh = std::fopen(t.Path("ply"), "w"))
     {
         std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
@@ -146,6 +153,15 @@ inline void PrepareFiles(Bench& t)
         std::fclose(list);
     }
 }
+
+#if defined(LML_TEST_PICTURES)
+/// Of the operation that plots; lists of one's own ask for memory too.
+inline std::vector<ProfileLine>& Lines()
+{
+    static std::vector<ProfileLine> lines;
+    return lines;
+}
+#endif
 
 /// What is wrong with a field after any operation, or null: its sizes and its samples agree, or samples are refused.
 inline const char* Inconsistency(const Lumora& field)
@@ -376,6 +392,12 @@ inline const Operation kOperations[] = {
     LML_OPERATION("LoadNpy", Documented, t.a.LoadNpy(t.Path("npy"))),
     LML_OPERATION("LoadBmp", Documented, t.a.LoadBmp(t.Path("bmp"), t.Choice(ModeAmplitude, 0, 6), t.Value())),
     LML_OPERATION("LoadHBI", Documented, t.a.LoadHBI(t.Path("hbi"), t.Choice(ModeReal, 0, 6))),
+#if defined(LML_TEST_PICTURES)
+    LML_OPERATION("SavePicture", Same, PictureStyle s; s.quantity = t.Choice(PICTURE_DECIBEL, 0, 6); s.low = t.Real(0.0); s.high = t.Real(0.0); s.minSize = t.Int(16, 0, 64); s.title = "\xC2\xB5"; s.axes = s.colourBar = s.scaleBar = s.window = true; SavePicture(t.PathText("shown.png"), t.a, s)),
+    LML_OPERATION("MakeProfileLine", Same, MakeProfileLine(t.a, t.Choice(X_AXIS, 0, 1), t.Int(3, -1, 8), t.Choice(PICTURE_REAL, 0, 6))),
+    LML_PREPARED("SaveProfilePlot", Same, Lines().resize(1); Lines()[0].y.assign(3, 1.0), ProfileStyle s; s.width = 200; s.height = 150; s.yHigh = t.Real(0.0); SaveProfilePlot(t.PathText("plot.png"), Lines(), s)),
+    LML_OPERATION("LoadPicture", Same, PictureLoadOptions how; how.width = t.Real(5e-5); how.phase = PICTURE_PHASE_RANDOM; LoadPicture(t.a, t.PathText("field.png"), how)),
+#endif
 };
 // clang-format on
 #undef LML_OPERATION

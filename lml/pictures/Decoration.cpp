@@ -10,8 +10,6 @@ namespace LumoraLib::pictures
 {
 namespace
 {
-constexpr double kPi = 3.141592653589793;
-
 double WidestMark(const Scale& scale, double capital)
 {
     double widest = 0.0;

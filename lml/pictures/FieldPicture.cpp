@@ -20,7 +20,7 @@ constexpr double kMaxSamples = 268435456.0; // 2^28, 2 GiB
 struct Told
 {
     const char* operation;
-    std::string path;
+    const std::string& path;
 
     void Insist(bool condition, const char* cure) const
     {
@@ -265,7 +265,8 @@ Lumora& LoadPicture(Lumora& field, const std::string& path, const PictureLoadOpt
 Lumora& PlacePicture(Lumora& field, const PictureImage& picture, const PictureLoadOptions& options)
 {
     using namespace pictures;
-    const Told told{kPlace, "picture"};
+    const std::string name = "picture";
+    const Told told{kPlace, name};
     told.Insist(HoldsTogether(picture), "sizes, channels, bits and samples do not fit together");
     RequireOptions(options, told);
     RequireField(field, kPlace);

@@ -4,15 +4,17 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
+#include <iterator>
+#include <utility>
 
 namespace LumoraLib::pictures
 {
 namespace
 {
 /// A letter: its strokes, separated by blanks, each a chain of points x y. Digits are whole units, 'a' to 'j' are 0.5
-/// to 9.5. '~' before a stroke rounds its corners; one that ends where it begins is closed; a single point is a dot.
-/// Small letters stand between y = 2 and y = 7, capitals begin at y = 0, descenders end at y = 9.
+/// to 9.5. Letters stand in the order of their codes. '~' before a stroke rounds its corners; one that ends where it
+/// begins is closed; a single point is a dot. Small letters stand between y = 2 and y = 7, capitals begin at y = 0,
+/// descenders end at y = 9.
 struct Letter
 {
     std::uint32_t code;
@@ -185,30 +187,17 @@ std::vector<Polyline> Strokes(const char* text)
     return strokes;
 }
 
-struct Glyph
+const Letter& LetterOf(std::uint32_t code)
 {
-    double width;
-    std::vector<Polyline> strokes;
-};
-
-const Glyph& GlyphOf(std::uint32_t code)
-{
-    static const std::map<std::uint32_t, Glyph> glyphs = []
-    {
-        std::map<std::uint32_t, Glyph> all;
-        for (const Letter& letter : kLetters)
-            all[letter.code] = {letter.width, Strokes(letter.strokes)};
-        return all;
-    }();
-    static const Glyph unknown = {kUnknown.width, Strokes(kUnknown.strokes)};
-    const auto found = glyphs.find(code);
-    return found == glyphs.end() ? unknown : found->second;
+    const Letter* const found = std::lower_bound(std::begin(kLetters), std::end(kLetters), code,
+                                                 [](const Letter& letter, std::uint32_t c) { return letter.code < c; });
+    return found == std::end(kLetters) || found->code != code ? kUnknown : *found;
 }
 
-/// Calls visit(glyph, x) for each letter and returns where the next one would begin. Bytes that are not UTF-8 count as
+/// Calls visit(letter, x) for each letter and returns where the next one would begin. Bytes that are not UTF-8 count as
 /// unknown letters.
 template <class Visit>
-double ForEachGlyph(const std::string& text, Visit&& visit)
+double ForEachLetter(const std::string& text, Visit&& visit)
 {
     double x = 0.0;
     for (std::size_t n = 0; n < text.size();)
@@ -218,9 +207,9 @@ double ForEachGlyph(const std::string& text, Visit&& visit)
         std::uint32_t code = more == 0 ? first : first & (0x3Fu >> more);
         for (int m = 0; m < more && n < text.size() && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80; ++m)
             code = code << 6 | (static_cast<unsigned char>(text[n++]) & 0x3Fu);
-        const Glyph& glyph = GlyphOf(code);
-        visit(glyph, x);
-        x += glyph.width + kGap;
+        const Letter& letter = LetterOf(code);
+        visit(letter, x);
+        x += letter.width + kGap;
     }
     return x;
 }
@@ -229,21 +218,21 @@ double ForEachGlyph(const std::string& text, Visit&& visit)
 std::vector<Polyline> TextStrokes(const std::string& text)
 {
     std::vector<Polyline> strokes;
-    ForEachGlyph(text,
-                 [&](const Glyph& glyph, double x)
-                 {
-                     for (Polyline line : glyph.strokes)
-                     {
-                         for (Point& point : line)
-                             point.x += x;
-                         strokes.push_back(std::move(line));
-                     }
-                 });
+    ForEachLetter(text,
+                  [&](const Letter& letter, double x)
+                  {
+                      for (Polyline& line : Strokes(letter.strokes))
+                      {
+                          for (Point& point : line)
+                              point.x += x;
+                          strokes.push_back(std::move(line));
+                      }
+                  });
     return strokes;
 }
 
 double TextWidth(const std::string& text)
 {
-    return std::max(ForEachGlyph(text, [](const Glyph&, double) {}) - kGap, 0.0);
+    return std::max(ForEachLetter(text, [](const Letter&, double) {}) - kGap, 0.0);
 }
 } // namespace LumoraLib::pictures

@@ -23,6 +23,8 @@ PictureImage DecodeJpeg(Bytes)
 
 #include <jpeglib.h>
 
+#include <jerror.h>
+
 namespace LumoraLib::pictures
 {
 namespace
@@ -45,6 +47,13 @@ struct Reader
     Reader& operator=(const Reader&) = delete;
     ~Reader() { jpeg_destroy_decompress(&jpeg); }
 };
+
+[[noreturn]] void Throw(const Reader& r)
+{
+    if (r.errors.msg_code == JERR_OUT_OF_MEMORY)
+        throw std::bad_alloc();
+    throw Damaged{r.reason};
+}
 
 [[noreturn]] void Leave(j_common_ptr jpeg)
 {
@@ -175,7 +184,7 @@ PictureImage DecodeJpeg(Bytes file)
 {
     const std::unique_ptr<Reader> r(new Reader);
     if (!ReadHead(*r, file))
-        throw Damaged{r->reason};
+        Throw(*r);
     RequireSizes(r->jpeg.image_width, r->jpeg.image_height);
     if (r->jpeg.jpeg_color_space == JCS_CMYK || r->jpeg.jpeg_color_space == JCS_YCCK)
         throw Damaged{"a JPEG in printing colours: convert it to RGB"};
@@ -189,7 +198,7 @@ PictureImage DecodeJpeg(Bytes file)
     std::vector<std::uint8_t> row(image.At(image.width, 0));
     const int orientation = OrientationOf(r->jpeg.marker_list);
     if (!ReadRows(*r, row.data(), image.samples.data()))
-        throw Damaged{r->reason};
+        Throw(*r);
     return Upright(std::move(image), orientation);
 }
 } // namespace LumoraLib::pictures

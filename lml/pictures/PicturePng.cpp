@@ -51,6 +51,14 @@ void ReadBytes(png_structp png, png_bytep to, std::size_t count)
     source->left -= count;
 }
 
+/// A refused file, or memory that libpng did not get.
+[[noreturn]] void Throw(const Reason& reason)
+{
+    if (std::strstr(reason.text, "emory") != nullptr)
+        throw std::bad_alloc();
+    throw Damaged{reason.text};
+}
+
 struct Reader
 {
     png_structp png = nullptr;
@@ -190,7 +198,7 @@ PictureImage DecodePng(Bytes file)
     r.source = {file.data(), file.size()};
     Shape shape;
     if (!ReadHead(r, shape))
-        throw Damaged{r.reason.text};
+        Throw(r.reason);
     RequireSizes(shape.width, shape.height);
     PictureImage image;
     image.width = static_cast<std::int32_t>(shape.width);
@@ -206,7 +214,7 @@ PictureImage DecodePng(Bytes file)
     for (std::int32_t j = 0; j < image.height; ++j)
         rows[static_cast<std::size_t>(j)] = reinterpret_cast<std::uint8_t*>(image.samples.data() + image.At(0, j));
     if (!ReadRows(r, rows.data()))
-        throw Damaged{r.reason.text};
+        Throw(r.reason);
     if (image.bits == 8)
         for (std::uint16_t& sample : image.samples)
             sample = static_cast<std::uint16_t>(sample >> 8); // a byte b was made b * 257

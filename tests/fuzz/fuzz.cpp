@@ -301,6 +301,9 @@ constexpr Target kTargets[] = {
     {"lm", LoadFile<[](Lumora& f, const char* path, int) { f.LoadLm(path); }>, "lm"},
     {"mp", LoadFile<LoadMultiPart>, "mp"},
     {"seg", LoadFile<LoadSegmented>, "seg"},
+#if defined(LML_TEST_PICTURES)
+    {"picture", LoadFile<[](Lumora& f, const char* path, int) { LoadPicture(f, path); }>, "bmp"},
+#endif
     {"roundtrip", RoundTrip, nullptr},
     {"sequence", Sequence, nullptr},
 };
@@ -330,6 +333,13 @@ void WriteSeeds(const std::string& folder)
             for (int n = 0; n < 64 * size; ++n)
                 seed += static_cast<std::uint8_t>(37 * n / size);
         WriteFile((folder + "/seed" + std::to_string(size)).c_str(), seed);
+        if (std::strcmp(target->name, "picture") != 0)
+            continue;
+        WriteFile((folder + "/png" + std::to_string(size)).c_str(), ReadFile(t.Path("field.png")));
+        const std::string map = "P" + std::to_string(size == 8 ? 6 : size) + " 3 2 " + (size == 4 ? "" : "9\n") +
+                                "1 0 1 1 1 1 0 1 01111111111";
+        WriteFile((folder + "/map" + std::to_string(size)).c_str(),
+                  Input(reinterpret_cast<const std::uint8_t*>(map.data()), map.size()));
     }
 }
 

@@ -27,7 +27,7 @@ if [ -z "${FUZZ:-}" ]; then
     FUZZ=$PWD/build/fuzz/tests/fuzz/fuzz
     KEEP=${KEEP:-$PWD/build/fuzz}
 fi
-[ $# -gt 0 ] || set -- bmp hbi raw lw de csv cloud lm mp seg roundtrip sequence
+[ $# -gt 0 ] || set -- bmp hbi raw lw de csv cloud lm mp seg picture roundtrip sequence
 status=0
 printf '%-10s %12s %8s %9s  %s\n' target executions seconds coverage result
 for target in "$@"; do
