@@ -78,6 +78,18 @@ void Facts::Add(const std::string& key, const std::string& label, const std::vec
     facts_.push_back({key, label, shown, json + "]", {}, false});
 }
 
+void Facts::AddList(const std::string& key, const std::string& label, const std::vector<std::string>& texts)
+{
+    std::string shown;
+    std::string json;
+    for (const std::string& text : texts)
+    {
+        shown += (shown.empty() ? "" : "\n") + text;
+        json += (json.empty() ? "" : ", ") + Quoted(text);
+    }
+    facts_.push_back({key, label, shown, "[" + json + "]", {}, false});
+}
+
 Facts& Facts::Section(const std::string& key, const std::string& heading)
 {
     facts_.push_back({key, heading, "", "", {}, false});
@@ -105,7 +117,7 @@ void Facts::PrintTable(const Fact& fact, std::FILE* to, int indent) const
                 width = std::max(width, Columns(row.facts_[n].shown));
         widths.push_back(width + 2);
     }
-    const auto line = [&](const Facts& row, std::string Fact::* what)
+    const auto line = [&](const Facts& row, std::string Fact::*what)
     {
         std::fprintf(to, "%*s", indent + 2, "");
         for (std::size_t n = 0; n < std::min(row.facts_.size(), widths.size()); ++n)
@@ -115,13 +127,15 @@ void Facts::PrintTable(const Fact& fact, std::FILE* to, int indent) const
     };
     if (!fact.label.empty())
         std::fprintf(to, "%*s%s\n", indent, "", fact.label.c_str());
-    line(first, &Fact::label);
+    if (std::any_of(first.facts_.begin(), first.facts_.end(), [](const Fact& f) { return !f.label.empty(); }))
+        line(first, &Fact::label);
     for (const Facts& row : fact.parts)
         line(row, &Fact::shown);
 }
 
 void Facts::PrintText(std::FILE* to, int indent) const
 {
+    std::fputs(block_.c_str(), to);
     int width = 0;
     for (const Fact& fact : facts_)
         if (fact.parts.empty())
@@ -137,9 +151,12 @@ void Facts::PrintText(std::FILE* to, int indent) const
         }
         else if (!fact.label.empty())
         {
+            std::string shown = fact.shown;
+            for (std::size_t at = 0; (at = shown.find('\n', at)) != std::string::npos; ++at)
+                shown.insert(at + 1, static_cast<std::size_t>(indent + width + 2), ' ');
             std::fprintf(to, "%*s", indent, "");
             Padded(to, fact.label, width + 2);
-            std::fprintf(to, "%s\n", fact.shown.c_str());
+            std::fprintf(to, "%s\n", shown.c_str());
         }
     }
     for (const std::string& note : notes_)

@@ -22,12 +22,17 @@ public:
     /// Two or more numbers that belong together: an array, and in the text `separator` between them.
     void Add(const std::string& key, const std::string& label, const std::vector<double>& values, Kind kind,
              const char* separator = " by ");
+    /// Sentences: an array of strings, and a line for each.
+    void AddList(const std::string& key, const std::string& label, const std::vector<std::string>& texts);
     /// An object inside this one, its lines under a heading.
     Facts& Section(const std::string& key, const std::string& heading);
     /// One more object of an array; in the text a row of a table whose heads are the labels.
     Facts& Row(const std::string& key, const std::string& heading);
     /// A remark for people, an element of the array "notes".
     void Note(const std::string& text) { notes_.push_back(text); }
+
+    /// Lines as they stand, for people only.
+    void Block(const std::string& text) { block_ += text; }
 
     void PrintText(std::FILE* to, int indent = 0) const;
     void PrintJson(std::FILE* to) const;
@@ -49,6 +54,7 @@ private:
 
     std::deque<Fact> facts_;
     std::vector<std::string> notes_;
+    std::string block_;
 };
 
 /// A text as a JSON string with its quotes.

@@ -19,12 +19,15 @@ struct Unit
     double factor;
 };
 constexpr Unit kUnits[] = {
-    {Kind::Length, "m", 1.0},      {Kind::Length, "km", 1e3},        {Kind::Length, "cm", 1e-2},
-    {Kind::Length, "mm", 1e-3},    {Kind::Length, "um", 1e-6},       {Kind::Length, "\u00b5m", 1e-6},
-    {Kind::Length, "\u03bcm", 1e-6}, {Kind::Length, "nm", 1e-9},     {Kind::Length, "pm", 1e-12},
-    {Kind::Angle, "deg", kDegree}, {Kind::Angle, "\u00b0", kDegree}, {Kind::Angle, "rad", 1.0},
-    {Kind::Angle, "mrad", 1e-3},   {Kind::Bytes, "B", 1.0},          {Kind::Bytes, "K", 1024.0},
-    {Kind::Bytes, "KiB", 1024.0},  {Kind::Bytes, "M", 1048576.0},    {Kind::Bytes, "MiB", 1048576.0},
+    {Kind::Length, "m", 1.0},         {Kind::Length, "km", 1e3},
+    {Kind::Length, "cm", 1e-2},       {Kind::Length, "mm", 1e-3},
+    {Kind::Length, "um", 1e-6},       {Kind::Length, "\u00b5m", 1e-6},
+    {Kind::Length, "\u03bcm", 1e-6},  {Kind::Length, "nm", 1e-9},
+    {Kind::Length, "pm", 1e-12},      {Kind::Angle, "deg", kDegree},
+    {Kind::Angle, "\u00b0", kDegree}, {Kind::Angle, "rad", 1.0},
+    {Kind::Angle, "mrad", 1e-3},      {Kind::Bytes, "B", 1.0},
+    {Kind::Bytes, "K", 1024.0},       {Kind::Bytes, "KiB", 1024.0},
+    {Kind::Bytes, "M", 1048576.0},    {Kind::Bytes, "MiB", 1048576.0},
     {Kind::Bytes, "G", 1073741824.0}, {Kind::Bytes, "GiB", 1073741824.0},
 };
 
@@ -69,7 +72,7 @@ std::string ShowLength(double value)
         double factor;
         const char* unit;
     };
-    constexpr Step kSteps[] = {{0.9999995e3, 1e3, "km"}, {0.9999995, 1.0, "m"},       {0.9999995e-2, 1e-2, "cm"},
+    constexpr Step kSteps[] = {{0.9999995e3, 1e3, "km"},   {0.9999995, 1.0, "m"},      {0.9999995e-2, 1e-2, "cm"},
                                {0.9999995e-3, 1e-3, "mm"}, {0.9999995e-6, 1e-6, "um"}, {0.9999995e-9, 1e-9, "nm"}};
     for (const Step& step : kSteps)
         if (size >= step.from)
@@ -120,9 +123,9 @@ double ParseQuantity(const std::string& name, const std::string& text, Kind kind
         throw CLI::ValidationError(name, "\"" + text + "\" is not " + UnitsOf(kind));
     if (value < range.low || value > range.high)
     {
-        std::string told = range.low == kPositive.low ? "must be above 0"
-                                                      : "must be between " + Show(range.low, kind) + " and " +
-                                                            Show(range.high, kind);
+        std::string told = range.low == kPositive.low
+                               ? "must be above 0"
+                               : "must be between " + Show(range.low, kind) + " and " + Show(range.high, kind);
         if (unit.empty() && kind == Kind::Length)
             told += " (a number without a unit counts as metres: " + text + "nm? " + text + "um?)";
         throw CLI::ValidationError(name, "\"" + text + "\" " + told);
@@ -229,6 +232,24 @@ CLI::Option* AddPair(CLI::App& app, const std::string& name, std::optional<Pair>
             },
             help)
         ->type_name(word + "[," + word + "]");
+}
+
+CLI::Option* AddPlacePair(CLI::App& app, const std::string& name, std::optional<Pair>& value, Kind kind,
+                          const std::string& help, Range range)
+{
+    const std::string word = WordOf(kind);
+    return app
+        .add_option_function<std::string>(
+            name,
+            [&value, name, kind, range](const std::string& text)
+            {
+                if (text.find(',') == std::string::npos)
+                    throw CLI::ValidationError(name, "\"" + text + "\" must be two values, x,y: " + text + ",0");
+                const std::vector<double> both = ParseQuantities(name, text, kind, 2, range);
+                value = Pair{both[0], both[1]};
+            },
+            help)
+        ->type_name(word + "," + word);
 }
 
 CLI::Option* AddWhole2(CLI::App& app, const std::string& name, std::optional<Whole2>& value, const std::string& help,

@@ -65,6 +65,9 @@ CLI::Option* AddQuantity(CLI::App& app, const std::string& name, std::optional<d
                          const std::string& help, Range range = kAny);
 CLI::Option* AddPair(CLI::App& app, const std::string& name, std::optional<Pair>& value, Kind kind,
                      const std::string& help, Range range = kAny);
+/// A pair of which one value does not stand for both.
+CLI::Option* AddPlacePair(CLI::App& app, const std::string& name, std::optional<Pair>& value, Kind kind,
+                          const std::string& help, Range range = kAny);
 CLI::Option* AddWhole2(CLI::App& app, const std::string& name, std::optional<Whole2>& value, const std::string& help,
                        Range range);
 

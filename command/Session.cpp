@@ -187,6 +187,10 @@ int Session::Run()
     {
         return Report(name_, misuse.what(), kUsage);
     }
+    catch (const Refused& refused)
+    {
+        return Report(name_, refused.what(), kNo);
+    }
     catch (const LumoraException& failure)
     {
         if (caughtSignal != 0)

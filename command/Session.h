@@ -16,7 +16,7 @@ namespace command
 inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1; // a file, memory, or what was asked for cannot be done
 inline constexpr int kUsage = 2;  // the words of the command line
-inline constexpr int kNo = 3;     // the answer to a question is no: compare --tolerance, advise, a method that is refused
+inline constexpr int kNo = 3; // the answer to a question is no: compare --tolerance, advise, a method that is refused
 
 /// A failure of the program itself, with its cure, for one line.
 class Failure : public std::runtime_error
@@ -26,6 +26,13 @@ public:
 };
 /// Values of options that do not go together, found after parsing: exit code 2.
 class Misuse : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What was asked for is refused with good reason: exit code 3.
+class Refused : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;

@@ -1,0 +1,88 @@
+// Fields from files and into files, by what stands in them and by the names that they are to have.
+#ifndef LMLCOMMAND_FILES_H
+#define LMLCOMMAND_FILES_H
+
+#include "Container.h"
+#include "Session.h"
+
+#include <LmlPictures.h>
+
+#include <optional>
+#include <string>
+
+namespace command
+{
+enum class Format
+{
+    Lm,
+    Lw,
+    De,
+    Npy,
+    Csv,
+    Bmp,
+    Hbi,
+    Raw,
+    Picture, // PNG, JPEG or a portable map
+    Unknown
+};
+const char* NameOf(Format format);
+
+/// What a file is, by its first bytes; text and RAW by the name.
+Format FormatOfFile(const std::string& path);
+
+/// Arguments that say what to read, and how where the file itself does not say.
+struct InputOptions
+{
+    std::string path;
+    std::optional<double> wavelength;
+    std::optional<Pair> pitch;
+    std::string value = "intensity"; // what grey values of pictures are
+    std::optional<Whole2> rawSize;
+    std::optional<Whole2> segment;
+    std::optional<int> part;
+
+    void AddTo(CLI::App& app, const char* name = "FILE", const char* help = "Field or picture to read");
+    /// The same without the positional argument, for subcommands of several files.
+    void AddReadingTo(CLI::App& app);
+};
+
+/// A field and what its file said about it.
+struct Input
+{
+    LumoraLib::Lumora field{1, 1};
+    Format format = Format::Unknown;
+    bool knowsPitch = true;
+    bool knowsWavelength = true;
+    std::string path;
+
+    /// Ends in Failure with the missing options. What carries light needs both.
+    void RequireScale(bool wavelength = true) const;
+};
+Input LoadInput(const InputOptions& options);
+
+/// Arguments of what is written.
+struct OutputOptions
+{
+    std::string path;
+    std::string quantity = "amplitude"; // what a picture shows
+    std::optional<Pair> range;          // values of black and white
+    std::optional<Whole2> segments;
+
+    void AddTo(CLI::App& app, const char* name = "OUT", bool required = true);
+    void AddPictureTo(CLI::App& app);
+};
+/// The format that a name asks for; Misuse when it is none that can be written.
+Format FormatOfName(const std::string& path);
+
+/// Saves whole or not at all; notes in `facts` what the format leaves out. The window is the whole grid, or the part of
+/// it that came from a file of other sizes.
+void SaveOutput(const LumoraLib::Lumora& field, const OutputOptions& options, Facts& facts);
+
+/// Runs save(name) beside `path`; failures name `path`.
+void SaveBeside(const std::string& path, const std::function<void(const char*)>& save);
+
+/// Sizes, pitches, wavelength, place and form of a field as facts.
+void AddParameters(Facts& facts, const LumoraLib::Lumora& field, bool knowsPitch = true, bool knowsWavelength = true);
+} // namespace command
+
+#endif
