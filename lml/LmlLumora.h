@@ -815,6 +815,9 @@ public:
     /// @throws code 3, "LumoraLib::Lumora::Fft", "FFT mode" for a sign that is neither 1 nor -1: the samples are then
     ///         already cartesian and bit 0 flipped; code 1, "LumoraLib::Malloc" for the engine's areas; code 6, "an
     ///         axis is longer than a transform takes (2^29 samples)". After the last two the field is as it was.
+    /// Asks the progress handler before the rows and before the columns (FftLib 0: before every row). Cancelled before
+    /// the first question is answered the field is as it was; later its samples are undefined and cartesian, sizes,
+    /// pitches, domain and window those of before.
     Lumora& Fft(int sign);
     /// The same.
     Lumora& FFT(int sign);
@@ -868,7 +871,9 @@ public:
     // Propagation to parallel planes on one axis.
 
     // Distances are metres, of either sign; origin moves by the distance along the normal. The window stays. Without
-    // memory (code 1) the real-space members leave the field as it was.
+    // memory (code 1) the real-space members leave the field as it was. They ask the progress handler between their
+    // passes: cancelled at the first question the field is as it was, at a later one its samples are undefined and all
+    // else is as it was.
 
     /// Angular spectrum propagation of a spectrum: each sample times exp(i 2 pi d sqrt(1/lambda^2 - u^2 - v^2)), one
     /// sine and cosine for up to four samples. Kept: evanescent components pass with factor 1. The result is a
@@ -1382,7 +1387,7 @@ public:
     /// array. Sizes are raised to powers of two: column x of the array comes to stand at (Nx - columns) / 2 + x,
     /// rounded down, rows likewise, zeros around them, and the window is set to the array, so that WinSaveNpy() writes
     /// it back. Samples are cartesian then; domain, pitches, wavelength, origin and normal stay as they are. Reports
-    /// progress in samples, every 64 KiB.
+    /// progress in samples.
     /// @throws "LumoraLib::Lumora::LoadNpy": code 2, path (cannot be opened, no NPY file); code 5, "the version of the
     ///         NPY file is unknown", "the head of the NPY file cannot be understood" (also above 4096 bytes), "the
     ///         array must be little-endian complex64, complex128, float32 or float64", "the array must have one or two
