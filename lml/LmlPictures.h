@@ -95,7 +95,7 @@ enum PictureColours : std::int32_t
     COLOURS_GREY = 1,      ///< black to white
     COLOURS_EMBER = 2,     ///< black, violet, red, orange, pale yellow
     COLOURS_LAGOON = 3,    ///< dark blue, teal, green, yellow; also for readers who see no red
-    COLOURS_CYCLE = 4,     ///< closed: 0 pale yellow, pi/2 rose, +-pi dark blue, -pi/2 green
+    COLOURS_CYCLE = 4,     ///< closed: 0 yellow, pi/2 rose, +-pi violet, -pi/2 teal
     COLOURS_HUE = 5,       ///< closed, one lightness: the hues of PICTURE_COMPLEX
     COLOURS_BALANCE = 6,   ///< blue for negative, near white for 0, red for positive values
     COLOURS_RAINBOW = 7    ///< the palette of the BMP writer, for pictures that must compare with its; not even

@@ -1,6 +1,6 @@
 // Axes: round places for numbers, numbers as text, units with prefixes.
 
-#include "Axis.h"
+#include "pictures/Axis.h"
 
 #include <algorithm>
 #include <cmath>

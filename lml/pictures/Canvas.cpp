@@ -1,6 +1,6 @@
 // A colour picture to draw on: areas, lines with smooth edges, text.
 
-#include "Canvas.h"
+#include "pictures/Canvas.h"
 
 #include <algorithm>
 #include <cmath>
@@ -107,7 +107,7 @@ void Canvas::Draw(const std::vector<Polyline>& lines, double width, PictureColou
         for (std::size_t n = 0; n + 1 < line.size(); ++n)
             segment(line[n], line[n + 1]);
         if (line.size() == 1) // a dot, as wide as it looks in print
-            segment({line[0].x, line[0].y - 0.15 * width}, {line[0].x, line[0].y + 0.15 * width});
+            segment({line[0].x, line[0].y - 0.3 * width}, {line[0].x, line[0].y + 0.1 * width});
     }
     for (std::int32_t y = top; y < bottom; ++y)
         for (std::int32_t x = left; x < right; ++x)

@@ -2,8 +2,8 @@
 #ifndef LML_PICTURES_CANVAS_H
 #define LML_PICTURES_CANVAS_H
 
-#include "Font.h"
 #include "LmlPictures.h"
+#include "pictures/Font.h"
 
 #include <string>
 #include <vector>

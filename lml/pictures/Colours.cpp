@@ -4,7 +4,7 @@
 // equally large. Its matrices are those published with it in 2020; the transfer function is that of sRGB (IEC
 // 61966-2-1).
 
-#include "Colours.h"
+#include "pictures/Colours.h"
 
 #include <algorithm>
 #include <array>
@@ -63,9 +63,21 @@ std::uint8_t Byte(double linear)
     return static_cast<std::uint8_t>(255.0 * coded + 0.5);
 }
 
+/// Lightness as it is seen beside a white: OKLab's own counts dark colours as lighter than they look. The constants are
+/// those published with the space, fitted to CIE lightness.
+double Seen(double l)
+{
+    constexpr double kA = 0.206;
+    constexpr double kB = 0.03;
+    constexpr double kC = (1.0 + kA) / (1.0 + kB);
+    const double x = kC * l - kA;
+    return 0.5 * (x + std::sqrt(x * x + 4.0 * kB * kC * l));
+}
+
 double Distance(Lab p, Lab q)
 {
-    return std::sqrt((p.l - q.l) * (p.l - q.l) + (p.a - q.a) * (p.a - q.a) + (p.b - q.b) * (p.b - q.b));
+    const double dl = Seen(p.l) - Seen(q.l);
+    return std::sqrt(dl * dl + (p.a - q.a) * (p.a - q.a) + (p.b - q.b) * (p.b - q.b));
 }
 
 /// A path given for t = 0 to 1, walked in steps of equal colour difference.

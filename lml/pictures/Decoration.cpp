@@ -1,7 +1,7 @@
 // What stands around a picture: title, axes, colour bar or disc of phases, scale bar.
 
-#include "Decoration.h"
-#include "Colours.h"
+#include "pictures/Decoration.h"
+#include "pictures/Colours.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,7 +26,7 @@ double BarColumns(const Decoration& d, double capital)
     if (!d.bar)
         return 0.0;
     if (d.disc)
-        return 11.0 * capital;
+        return std::max(12.0 * capital, TextPixels(d.barScale.label, capital) + 2.0 * capital);
     return 5.0 * capital + WidestMark(d.barScale, capital) + (d.barScale.label.empty() ? 0.0 : 2.4 * capital);
 }
 
@@ -57,7 +57,7 @@ void DrawBar(Canvas& canvas, Box picture, double left, const Decoration& d, doub
 void DrawDisc(Canvas& canvas, Box picture, double left, const Decoration& d, double capital)
 {
     const double radius = 3.0 * capital;
-    const double x = left + 5.2 * capital;
+    const double x = left + 0.5 * BarColumns(d, capital);
     const double y = picture.top + radius + 2.2 * capital;
     for (std::int32_t j = static_cast<std::int32_t>(y - radius); j <= static_cast<std::int32_t>(y + radius); ++j)
         for (std::int32_t i = static_cast<std::int32_t>(x - radius); i <= static_cast<std::int32_t>(x + radius); ++i)

@@ -2,8 +2,8 @@
 #ifndef LML_PICTURES_DECORATION_H
 #define LML_PICTURES_DECORATION_H
 
-#include "Axis.h"
-#include "Canvas.h"
+#include "pictures/Axis.h"
+#include "pictures/Canvas.h"
 
 #include <string>
 #include <vector>

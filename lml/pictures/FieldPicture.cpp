@@ -1,6 +1,6 @@
 // Pictures as fields: where a picture comes to stand, its pixels averaged or interpolated to samples, and their phases.
 
-#include "PictureFile.h"
+#include "pictures/PictureFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,7 +22,7 @@ struct Told
     const char* operation;
     std::string path;
 
-    void Require(bool condition, const char* cure) const
+    void Insist(bool condition, const char* cure) const
     {
         if (!condition)
             Refuse(ERR_PARAMETER, operation, path, cure);
@@ -31,16 +31,15 @@ struct Told
 
 void RequireOptions(const PictureLoadOptions& o, const Told& told)
 {
-    told.Require(o.width >= 0.0 && std::isfinite(o.width), "width must be 0 or a number of metres above");
-    told.Require(o.height >= 0.0 && std::isfinite(o.height), "height must be 0 or a number of metres above");
-    told.Require(o.value >= PICTURE_VALUE_INTENSITY && o.value <= PICTURE_VALUE_PHASE, "value: one of the list");
-    told.Require(o.phase == PICTURE_PHASE_CONSTANT || o.phase == PICTURE_PHASE_RANDOM, "phase: one of the list");
-    told.Require(o.gamma >= 0.01 && o.gamma <= 100.0, "gamma must be 0.01 to 100");
-    told.Require(std::isfinite(o.phaseValue), "phaseValue must be finite");
-    told.Require(o.pitch >= 0.0 && std::isfinite(o.pitch), "pitch must be 0 or a number of metres above");
-    told.Require(o.wavelength >= 0.0 && std::isfinite(o.wavelength),
-                 "wavelength must be 0 or a number of metres above");
-    told.Require(o.room >= 1.0 && o.room <= 64.0, "room must be 1 to 64");
+    told.Insist(o.width >= 0.0 && std::isfinite(o.width), "width must be 0 or a number of metres above");
+    told.Insist(o.height >= 0.0 && std::isfinite(o.height), "height must be 0 or a number of metres above");
+    told.Insist(o.value >= PICTURE_VALUE_INTENSITY && o.value <= PICTURE_VALUE_PHASE, "value: one of the list");
+    told.Insist(o.phase == PICTURE_PHASE_CONSTANT || o.phase == PICTURE_PHASE_RANDOM, "phase: one of the list");
+    told.Insist(o.gamma >= 0.01 && o.gamma <= 100.0, "gamma must be 0.01 to 100");
+    told.Insist(std::isfinite(o.phaseValue), "phaseValue must be finite");
+    told.Insist(o.pitch >= 0.0 && std::isfinite(o.pitch), "pitch must be 0 or a number of metres above");
+    told.Insist(o.wavelength >= 0.0 && std::isfinite(o.wavelength), "wavelength must be 0 or a number of metres above");
+    told.Insist(o.room >= 1.0 && o.room <= 64.0, "room must be 1 to 64");
 }
 
 struct Metres
@@ -78,8 +77,8 @@ Samples SamplesOf(const PictureImage& picture, const PictureLoadOptions& o, doub
         return {picture.width, picture.height};
     const double nx = std::floor(size.width / px + 0.5);
     const double ny = std::floor(size.height / py + 0.5);
-    told.Require(nx >= 1.0 && ny >= 1.0, "the picture is smaller than a sample: a larger width or a smaller pitch");
-    told.Require(nx <= 1e9 && ny <= 1e9, "the picture takes too many samples: a smaller width or a larger pitch");
+    told.Insist(nx >= 1.0 && ny >= 1.0, "the picture is smaller than a sample: a larger width or a smaller pitch");
+    told.Insist(nx <= 1e9 && ny <= 1e9, "the picture takes too many samples: a smaller width or a larger pitch");
     return {static_cast<std::int32_t>(nx), static_cast<std::int32_t>(ny)};
 }
 
@@ -159,8 +158,7 @@ Complex SampleOf(double value, const PictureLoadOptions& o, std::uint64_t number
 
 void RequireField(const Lumora& field, const char* operation)
 {
-    if (field.GetDataPointer() == nullptr || field.GetNx() < 1 || field.GetNy() < 1)
-        Error(ERR_SOMETHING, operation, "the grid is empty: give both Nx and Ny a size");
+    RequireGrid(field, operation);
     if (field.IsSpectrum())
         Error(ERR_SPECTRUM_OR_AMPLITUDE, operation, "a picture is no spectrum: transform the field back first");
 }
@@ -228,30 +226,30 @@ Lumora LoadPicture(const std::string& path, const PictureLoadOptions& options)
     using namespace pictures;
     const Told told{kLoad, path};
     RequireOptions(options, told);
-    return WithMemory(kLoad,
-                      [&]
-                      {
-                          const PictureImage picture = ReadPictureAs(path, kLoad);
-                          const Metres size = SizeOf(picture, options);
-                          const bool fitted = options.pitch == 0.0 && size.width > 0.0;
-                          const double px = options.pitch > 0.0 ? options.pitch
-                                            : fitted            ? size.width / picture.width
-                                                                : Lumora::GetDefaultPx();
-                          const double py = options.pitch > 0.0 ? options.pitch
-                                            : fitted            ? size.height / picture.height
-                                                                : Lumora::GetDefaultPy();
-                          const Samples n = SamplesOf(picture, options, px, py, told);
-                          const double nx = n.nx * options.room;
-                          const double ny = n.ny * options.room;
-                          told.Require(nx <= kMaxSamples && ny <= kMaxSamples &&
-                                           static_cast<double>(PowerOfTwo(nx)) * PowerOfTwo(ny) <= kMaxSamples,
-                                       "more than 2^28 samples: a smaller width or room, or a larger pitch");
-                          const double wavelength =
-                              options.wavelength > 0.0 ? options.wavelength : Lumora::GetDefaultWavelength();
-                          Lumora field(PowerOfTwo(nx), PowerOfTwo(ny), px, py, wavelength);
-                          Place(field, picture, options, told);
-                          return field;
-                      });
+    return Guarded(kLoad,
+                   [&]
+                   {
+                       const PictureImage picture = ReadPictureAs(path, kLoad);
+                       const Metres size = SizeOf(picture, options);
+                       const bool fitted = options.pitch == 0.0 && size.width > 0.0;
+                       const double px = options.pitch > 0.0 ? options.pitch
+                                         : fitted            ? size.width / picture.width
+                                                             : Lumora::GetDefaultPx();
+                       const double py = options.pitch > 0.0 ? options.pitch
+                                         : fitted            ? size.height / picture.height
+                                                             : Lumora::GetDefaultPy();
+                       const Samples n = SamplesOf(picture, options, px, py, told);
+                       const double nx = n.nx * options.room;
+                       const double ny = n.ny * options.room;
+                       told.Insist(nx <= kMaxSamples && ny <= kMaxSamples &&
+                                       static_cast<double>(PowerOfTwo(nx)) * PowerOfTwo(ny) <= kMaxSamples,
+                                   "more than 2^28 samples: a smaller width or room, or a larger pitch");
+                       const double wavelength =
+                           options.wavelength > 0.0 ? options.wavelength : Lumora::GetDefaultWavelength();
+                       Lumora field(PowerOfTwo(nx), PowerOfTwo(ny), px, py, wavelength);
+                       Place(field, picture, options, told);
+                       return field;
+                   });
 }
 
 Lumora& LoadPicture(Lumora& field, const std::string& path, const PictureLoadOptions& options)
@@ -260,7 +258,7 @@ Lumora& LoadPicture(Lumora& field, const std::string& path, const PictureLoadOpt
     const Told told{kLoad, path};
     RequireOptions(options, told);
     RequireField(field, kLoad);
-    WithMemory(kLoad, [&] { Place(field, ReadPictureAs(path, kLoad), options, told); });
+    Guarded(kLoad, [&] { Place(field, ReadPictureAs(path, kLoad), options, told); });
     return field;
 }
 
@@ -268,10 +266,10 @@ Lumora& PlacePicture(Lumora& field, const PictureImage& picture, const PictureLo
 {
     using namespace pictures;
     const Told told{kPlace, "picture"};
-    told.Require(HoldsTogether(picture), "sizes, channels, bits and samples do not fit together");
+    told.Insist(HoldsTogether(picture), "sizes, channels, bits and samples do not fit together");
     RequireOptions(options, told);
     RequireField(field, kPlace);
-    WithMemory(kPlace, [&] { Place(field, picture, options, told); });
+    Guarded(kPlace, [&] { Place(field, picture, options, told); });
     return field;
 }
 } // namespace LumoraLib

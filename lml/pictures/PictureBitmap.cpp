@@ -1,6 +1,6 @@
 // BMP pictures of 1 to 32 bits without compression, and portable bit, grey and pixel maps.
 
-#include "PictureBitmap.h"
+#include "pictures/PictureBitmap.h"
 
 #include <array>
 #include <bit>

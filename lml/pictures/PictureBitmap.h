@@ -2,7 +2,7 @@
 #ifndef LML_PICTURES_PICTUREBITMAP_H
 #define LML_PICTURES_PICTUREBITMAP_H
 
-#include "PictureFile.h"
+#include "pictures/PictureFile.h"
 
 namespace LumoraLib::pictures
 {

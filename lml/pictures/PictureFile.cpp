@@ -1,9 +1,9 @@
 // Picture files: what kind one is, the limits of sizes, and the failures of reading and writing them.
 
-#include "PictureFile.h"
-#include "PictureBitmap.h"
-#include "PictureJpeg.h"
-#include "PicturePng.h"
+#include "pictures/PictureFile.h"
+#include "pictures/PictureBitmap.h"
+#include "pictures/PictureJpeg.h"
+#include "pictures/PicturePng.h"
 
 #include <algorithm>
 #include <cctype>
@@ -102,6 +102,13 @@ bool HoldsTogether(const PictureImage& image)
            image.samples.size() == image.At(0, image.height);
 }
 
+void RequireGrid(const Lumora& field, const char* operation)
+{
+    if (field.GetDataPointer() == nullptr || field.GetNx() < 1 || field.GetNy() < 1)
+        Error(ERR_SOMETHING, operation, "the grid is empty: give both Nx and Ny a size");
+    field.NearestNeighbor(0.0, 0.0); // looks at what the buffer holds, which the interface does not tell
+}
+
 PictureImage InColour(const PictureImage& image)
 {
     PictureImage result;
@@ -125,23 +132,23 @@ PictureImage InColour(const PictureImage& image)
 
 PictureImage ReadPictureAs(const std::string& path, const char* operation)
 {
-    return WithMemory(operation,
-                      [&]
-                      {
-                          const std::vector<std::uint8_t> bytes = ReadAll(path, operation);
-                          try
-                          {
-                              for (const Kind& kind : kKinds)
-                                  if (bytes.size() >= kind.length &&
-                                      std::memcmp(bytes.data(), kind.magic, kind.length) == 0)
-                                      return kind.decode(bytes);
-                          }
-                          catch (const Damaged& damage)
-                          {
-                              Refuse(ERR_FILE_READ, operation, path, damage.reason);
-                          }
-                          Refuse(ERR_FILE_READ, operation, path, "no PNG, BMP, JPEG or portable map: convert it");
-                      });
+    return Guarded(operation,
+                   [&]
+                   {
+                       const std::vector<std::uint8_t> bytes = ReadAll(path, operation);
+                       try
+                       {
+                           for (const Kind& kind : kKinds)
+                               if (bytes.size() >= kind.length &&
+                                   std::memcmp(bytes.data(), kind.magic, kind.length) == 0)
+                                   return kind.decode(bytes);
+                       }
+                       catch (const Damaged& damage)
+                       {
+                           Refuse(ERR_FILE_READ, operation, path, damage.reason);
+                       }
+                       Refuse(ERR_FILE_READ, operation, path, "no PNG, BMP, JPEG or portable map: convert it");
+                   });
 }
 } // namespace pictures
 
@@ -165,21 +172,21 @@ void SavePng(const std::string& path, const PictureImage& image)
         Refuse(ERR_PARAMETER, kSavePng, path, "the name must end in .png");
     if (!HoldsTogether(image))
         Refuse(ERR_PARAMETER, kSavePng, path, "sizes, channels, bits and samples do not fit together");
-    WithMemory(kSavePng,
-               [&]
-               {
-                   const std::vector<std::uint8_t> bytes = EncodePng(image);
-                   SaveWhole(path.c_str(),
-                             [&](const char* name)
-                             {
-                                 std::unique_ptr<std::FILE, Closer> file(std::fopen(name, "wb"));
-                                 if (!file)
-                                     Refuse(ERR_FILE_OPEN, kSavePng, path, "cannot be opened");
-                                 const bool written =
-                                     std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
-                                 if (std::fclose(file.release()) != 0 || !written)
-                                     Refuse(ERR_FILE_WRITE, kSavePng, path, "the bytes did not reach the file");
-                             });
-               });
+    Guarded(kSavePng,
+            [&]
+            {
+                const std::vector<std::uint8_t> bytes = EncodePng(image);
+                SaveWhole(path.c_str(),
+                          [&](const char* name)
+                          {
+                              std::unique_ptr<std::FILE, Closer> file(std::fopen(name, "wb"));
+                              if (!file)
+                                  Refuse(ERR_FILE_OPEN, kSavePng, path, "cannot be opened");
+                              const bool written =
+                                  std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+                              if (std::fclose(file.release()) != 0 || !written)
+                                  Refuse(ERR_FILE_WRITE, kSavePng, path, "the bytes did not reach the file");
+                          });
+            });
 }
 } // namespace LumoraLib

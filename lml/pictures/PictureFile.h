@@ -37,12 +37,16 @@ PictureImage ReadPictureAs(const std::string& path, const char* operation);
 /// Whether sizes, channels, bits and the number of samples of a picture in memory fit together.
 bool HoldsTogether(const PictureImage& image);
 
+/// Fails, code 6, on a field without samples. Sizes that announce more samples than there are fail under the name of
+/// Lumora::NearestNeighbor.
+void RequireGrid(const Lumora& field, const char* operation);
+
 /// The picture with 8 bits and red, green and blue, its opacity laid on white.
 PictureImage InColour(const PictureImage& image);
 
 /// Runs an operation's body: memory that cannot be had takes the one road of failures.
 template <class Body>
-auto WithMemory(const char* operation, Body&& body) -> decltype(body())
+auto Guarded(const char* operation, Body&& body) -> decltype(body())
 {
     try
     {

@@ -2,7 +2,7 @@
 //
 // libjpeg leaves by longjmp: the functions that call it hold nothing with a destructor, their memory is the caller's.
 
-#include "PictureJpeg.h"
+#include "pictures/PictureJpeg.h"
 
 #ifndef LML_WITH_JPEG
 

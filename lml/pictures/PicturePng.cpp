@@ -2,7 +2,7 @@
 //
 // libpng leaves by longjmp: the functions that call it hold nothing with a destructor, their memory is the caller's.
 
-#include "PicturePng.h"
+#include "pictures/PicturePng.h"
 
 #include <csetjmp>
 #include <cstring>
@@ -219,18 +219,18 @@ std::vector<std::uint8_t> EncodePng(const PictureImage& image)
     using namespace pictures;
     if (!HoldsTogether(image))
         Error(ERR_PARAMETER, kEncode, "sizes, channels, bits and samples do not fit together");
-    return WithMemory(kEncode,
-                      [&]
-                      {
-                          std::vector<std::uint8_t> row(image.At(image.width, 0) * 2);
-                          Writer w;
-                          w.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &w.reason, Leave, Ignore);
-                          if (w.png != nullptr)
-                              w.info = png_create_info_struct(w.png);
-                          // Sizes and samples are in order: what libpng can lack is memory.
-                          if (w.info == nullptr || !Write(w, image, row.data()))
-                              throw std::bad_alloc();
-                          return std::move(w.bytes);
-                      });
+    return Guarded(kEncode,
+                   [&]
+                   {
+                       std::vector<std::uint8_t> row(image.At(image.width, 0) * 2);
+                       Writer w;
+                       w.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &w.reason, Leave, Ignore);
+                       if (w.png != nullptr)
+                           w.info = png_create_info_struct(w.png);
+                       // Sizes and samples are in order: what libpng can lack is memory.
+                       if (w.info == nullptr || !Write(w, image, row.data()))
+                           throw std::bad_alloc();
+                       return std::move(w.bytes);
+                   });
 }
 } // namespace LumoraLib

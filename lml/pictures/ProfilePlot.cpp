@@ -1,9 +1,9 @@
 // Line plots: profiles of fields with axes, grid and legend, the lines told apart by colour, lightness and dashes.
 
-#include "Colours.h"
-#include "Decoration.h"
-#include "PictureFile.h"
-#include "Sampling.h"
+#include "pictures/Colours.h"
+#include "pictures/Decoration.h"
+#include "pictures/PictureFile.h"
+#include "pictures/Sampling.h"
 
 #include <algorithm>
 #include <array>
@@ -21,25 +21,26 @@ constexpr char kProfile[] = "LumoraLib::MakeProfileLine";
 constexpr std::size_t kMaxLines = 12;
 constexpr double kPi = 3.141592653589793;
 
-void Require(bool condition, const char* cure)
+void RequireForPlot(bool condition, const char* cure)
 {
     if (!condition)
         Error(ERR_PARAMETER, kRender, cure);
 }
 
-void RequireStyle(const std::vector<ProfileLine>& lines, const ProfileStyle& s)
+void RequirePlotStyle(const std::vector<ProfileLine>& lines, const ProfileStyle& s)
 {
-    Require(!lines.empty() && lines.size() <= kMaxLines, "give 1 to 12 lines");
+    RequireForPlot(!lines.empty() && lines.size() <= kMaxLines, "give 1 to 12 lines");
     for (const ProfileLine& line : lines)
-        Require(line.x.empty() || line.x.size() == line.y.size(), "each line needs as many x as y, or no x");
-    Require(s.width >= 200 && s.width <= 8192, "width must be 200 to 8192");
-    Require(s.height >= 150 && s.height <= 8192, "height must be 150 to 8192");
-    Require(s.textSize >= 0.5 && s.textSize <= 4.0, "textSize must be 0.5 to 4");
-    Require(std::isfinite(s.xLow) && std::isfinite(s.xHigh) && s.xLow <= s.xHigh,
-            "xLow must be at most xHigh, both finite");
-    Require(std::isfinite(s.yLow) && std::isfinite(s.yHigh) && s.yLow <= s.yHigh,
-            "yLow must be at most yHigh, both finite");
-    Require(!s.logarithmic || s.yLow == s.yHigh || s.yLow > 0.0, "a logarithmic axis must begin above 0: set yLow");
+        RequireForPlot(line.x.empty() || line.x.size() == line.y.size(), "each line needs as many x as y, or no x");
+    RequireForPlot(s.width >= 200 && s.width <= 8192, "width must be 200 to 8192");
+    RequireForPlot(s.height >= 150 && s.height <= 8192, "height must be 150 to 8192");
+    RequireForPlot(s.textSize >= 0.5 && s.textSize <= 4.0, "textSize must be 0.5 to 4");
+    RequireForPlot(std::isfinite(s.xLow) && std::isfinite(s.xHigh) && s.xLow <= s.xHigh,
+                   "xLow must be at most xHigh, both finite");
+    RequireForPlot(std::isfinite(s.yLow) && std::isfinite(s.yHigh) && s.yLow <= s.yHigh,
+                   "yLow must be at most yHigh, both finite");
+    RequireForPlot(!s.logarithmic || s.yLow == s.yHigh || s.yLow > 0.0,
+                   "a logarithmic axis must begin above 0: set yLow");
 }
 
 double PlaceX(const ProfileLine& line, std::size_t n)
@@ -99,7 +100,7 @@ Ranges RangesOf(const std::vector<ProfileLine>& lines, const ProfileStyle& style
             r.y.Take(style.logarithmic ? std::log10(line.y[n]) : line.y[n]);
         }
     const bool yGiven = style.yLow < style.yHigh;
-    Require((r.x.low <= r.x.high) || (xGiven && yGiven), "nothing to be drawn: no finite points in the range");
+    RequireForPlot((r.x.low <= r.x.high) || (xGiven && yGiven), "nothing to be drawn: no finite points in the range");
     r.x = xGiven ? Range{style.xLow, style.xHigh} : Widened(r.x, r.x.low < r.x.high ? 0.0 : 1.0);
     if (yGiven)
         r.y =
@@ -277,7 +278,7 @@ Scales ScalesOf(const Ranges& r, const ProfileStyle& style, double capital)
 
 PictureImage Plot(const std::vector<ProfileLine>& lines, const ProfileStyle& style)
 {
-    RequireStyle(lines, style);
+    RequirePlotStyle(lines, style);
     const Ranges ranges = RangesOf(lines, style);
     const double capital = CapitalFor(std::max(style.width, style.height), style.textSize) * 0.85;
     const Scales scales = ScalesOf(ranges, style, capital);
@@ -286,8 +287,8 @@ PictureImage Plot(const std::vector<ProfileLine>& lines, const ProfileStyle& sty
     const Box frame = {
         std::ceil(pad + MarginLeft(scales.y, capital)), std::ceil(pad + (style.title.empty() ? 0.0 : 2.2 * capital)),
         std::floor(style.width - 2.5 * pad), std::floor(style.height - pad - MarginBelow(scales.x, capital))};
-    Require(frame.Width() >= 40.0 && frame.Height() >= 40.0,
-            "no room beside the texts: a larger plot or smaller texts");
+    RequireForPlot(frame.Width() >= 40.0 && frame.Height() >= 40.0,
+                   "no room beside the texts: a larger plot or smaller texts");
     for (const Mark& mark : scales.x.marks)
         canvas.Fill({frame.left + mark.place * frame.Width() - 0.5, frame.top,
                      frame.left + mark.place * frame.Width() + 0.5, frame.bottom},
@@ -315,32 +316,31 @@ ProfileLine MakeProfileLine(const Lumora& field, Axis axis, std::int32_t index, 
                             const std::string& name)
 {
     using namespace pictures;
-    if (field.GetDataPointer() == nullptr || field.GetNx() < 1 || field.GetNy() < 1)
-        Error(ERR_SOMETHING, kProfile, "the grid is empty: give both Nx and Ny a size");
+    RequireGrid(field, kProfile);
     const bool row = axis == X_AXIS;
     if ((!row && axis != Y_AXIS) || quantity < PICTURE_AMPLITUDE || quantity >= PICTURE_COMPLEX)
         Error(ERR_PARAMETER, kProfile, "axis: X_AXIS or Y_AXIS; quantity: any but PICTURE_COMPLEX");
     if (index < 0 || index >= (row ? field.GetNy() : field.GetNx()))
         Error(ERR_PARAMETER, kProfile, "the index lies outside the grid");
-    return WithMemory(kProfile,
-                      [&]
-                      {
-                          ProfileLine line;
-                          line.name = name;
-                          const std::int32_t count = row ? field.GetNx() : field.GetNy();
-                          for (std::int32_t n = 0; n < count; ++n)
-                          {
-                              const Parts p = PartsOf(field, row ? field.GetPixel(n, index) : field.GetPixel(index, n));
-                              line.x.push_back(row ? field.X(n) : field.Y(n));
-                              line.y.push_back(QuantityOf(quantity, p.re, p.im));
-                          }
-                          return line;
-                      });
+    return Guarded(kProfile,
+                   [&]
+                   {
+                       ProfileLine line;
+                       line.name = name;
+                       const std::int32_t count = row ? field.GetNx() : field.GetNy();
+                       for (std::int32_t n = 0; n < count; ++n)
+                       {
+                           const Parts p = PartsOf(field, row ? field.GetPixel(n, index) : field.GetPixel(index, n));
+                           line.x.push_back(row ? field.X(n) : field.Y(n));
+                           line.y.push_back(QuantityOf(quantity, p.re, p.im));
+                       }
+                       return line;
+                   });
 }
 
 PictureImage RenderProfilePlot(const std::vector<ProfileLine>& lines, const ProfileStyle& style)
 {
-    return pictures::WithMemory(pictures::kRender, [&] { return pictures::Plot(lines, style); });
+    return pictures::Guarded(pictures::kRender, [&] { return pictures::Plot(lines, style); });
 }
 
 void SaveProfilePlot(const std::string& path, const std::vector<ProfileLine>& lines, const ProfileStyle& style)

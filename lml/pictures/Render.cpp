@@ -1,9 +1,9 @@
 // Fields as pictures: the style checked, values turned into colours, scales for what stands around.
 
-#include "Colours.h"
-#include "Decoration.h"
-#include "PictureFile.h"
-#include "Sampling.h"
+#include "pictures/Colours.h"
+#include "pictures/Decoration.h"
+#include "pictures/PictureFile.h"
+#include "pictures/Sampling.h"
 
 #include <algorithm>
 #include <array>
@@ -22,7 +22,7 @@ constexpr std::int32_t kLongestSide = 32768;
 constexpr PictureColour kNoValue = {128, 128, 128};
 constexpr char kDegree[] = "\xC2\xB0";
 
-void Require(bool condition, const char* cure)
+void RequireForPicture(bool condition, const char* cure)
 {
     if (!condition)
         Error(ERR_PARAMETER, kRender, cure);
@@ -30,24 +30,25 @@ void Require(bool condition, const char* cure)
 
 void RequireStyle(const PictureStyle& s)
 {
-    Require(s.quantity >= PICTURE_AMPLITUDE && s.quantity <= PICTURE_COMPLEX, "quantity: one of the list");
-    Require(s.colours >= COLOURS_AUTOMATIC && s.colours <= COLOURS_RAINBOW, "colours: one of the list");
-    Require(s.frequencies == FREQUENCIES_PER_MM || s.frequencies == FREQUENCIES_DEGREES,
-            "frequencies: one of the list");
-    Require(std::isfinite(s.low) && std::isfinite(s.high) && s.low <= s.high, "low must be at most high, both finite");
-    Require(s.clip >= 1.0 && s.clip <= 100.0, "clip must be 1 to 100 percent");
-    Require(s.decibels > 0.0 && s.decibels <= 1000.0, "decibels must be above 0 and at most 1000");
-    Require(s.gamma >= 0.1 && s.gamma <= 10.0, "gamma must be 0.1 to 10");
-    Require(s.maxSize == 0 || (s.maxSize >= 16 && s.maxSize <= kLongestSide), "maxSize must be 0 or 16 to 32768");
-    Require(s.minSize >= 0 && s.minSize <= kLongestSide, "minSize must be 0 to 32768");
-    Require(s.textSize >= 0.5 && s.textSize <= 4.0, "textSize must be 0.5 to 4");
+    RequireForPicture(s.quantity >= PICTURE_AMPLITUDE && s.quantity <= PICTURE_COMPLEX, "quantity: one of the list");
+    RequireForPicture(s.colours >= COLOURS_AUTOMATIC && s.colours <= COLOURS_RAINBOW, "colours: one of the list");
+    RequireForPicture(s.frequencies == FREQUENCIES_PER_MM || s.frequencies == FREQUENCIES_DEGREES,
+                      "frequencies: one of the list");
+    RequireForPicture(std::isfinite(s.low) && std::isfinite(s.high) && s.low <= s.high,
+                      "low must be at most high, both finite");
+    RequireForPicture(s.clip >= 1.0 && s.clip <= 100.0, "clip must be 1 to 100 percent");
+    RequireForPicture(s.decibels > 0.0 && s.decibels <= 1000.0, "decibels must be above 0 and at most 1000");
+    RequireForPicture(s.gamma >= 0.1 && s.gamma <= 10.0, "gamma must be 0.1 to 10");
+    RequireForPicture(s.maxSize == 0 || (s.maxSize >= 16 && s.maxSize <= kLongestSide),
+                      "maxSize must be 0 or 16 to 32768");
+    RequireForPicture(s.minSize >= 0 && s.minSize <= kLongestSide, "minSize must be 0 to 32768");
+    RequireForPicture(s.textSize >= 0.5 && s.textSize <= 4.0, "textSize must be 0.5 to 4");
 }
 
 /// The part that is shown, cut to the grid, and its size in pixels.
 View ViewOf(const Lumora& field, const PictureStyle& style)
 {
-    if (field.GetDataPointer() == nullptr || field.GetNx() < 1 || field.GetNy() < 1)
-        Error(ERR_SOMETHING, kRender, "the grid is empty: give both Nx and Ny a size");
+    RequireGrid(field, kRender);
     View view;
     view.samples = LML_RECT(0, field.GetNy(), field.GetNx(), 0);
     if (style.window)
@@ -56,8 +57,8 @@ View ViewOf(const Lumora& field, const PictureStyle& style)
         const LML_RECT window = const_cast<Lumora&>(field).Window();
         view.samples = LML_RECT(std::max(window.left, 0), std::min(window.top, field.GetNy()),
                                 std::min(window.right, field.GetNx()), std::max(window.bottom, 0));
-        Require(view.samples.left < view.samples.right && view.samples.bottom < view.samples.top,
-                "the window is empty: set it, or show the whole grid");
+        RequireForPicture(view.samples.left < view.samples.right && view.samples.bottom < view.samples.top,
+                          "the window is empty: set it, or show the whole grid");
     }
     const double nx = view.samples.right - view.samples.left;
     const double ny = view.samples.top - view.samples.bottom;
@@ -82,7 +83,7 @@ View ViewOf(const Lumora& field, const PictureStyle& style)
         width *= times;
         height *= times;
     }
-    Require(std::max(width, height) <= kLongestSide, "more than 32768 pixels a side: set maxSize");
+    RequireForPicture(std::max(width, height) <= kLongestSide, "more than 32768 pixels a side: set maxSize");
     view.width = std::max(1, static_cast<std::int32_t>(std::lround(width)));
     view.height = std::max(1, static_cast<std::int32_t>(std::lround(height)));
     return view;
@@ -268,31 +269,31 @@ Decoration DecorationOf(const Lumora& field, const View& view, const PictureRang
 PictureRange GetPictureRange(const Lumora& field, const PictureStyle& style)
 {
     using namespace pictures;
-    return WithMemory(kRender,
-                      [&]
-                      {
-                          RequireStyle(style);
-                          return RangeOf(Sample(field, ViewOf(field, style), style.quantity), style);
-                      });
+    return Guarded(kRender,
+                   [&]
+                   {
+                       RequireStyle(style);
+                       return RangeOf(Sample(field, ViewOf(field, style), style.quantity), style);
+                   });
 }
 
 PictureImage RenderPicture(const Lumora& field, const PictureStyle& style)
 {
     using namespace pictures;
-    return WithMemory(kRender,
-                      [&]
-                      {
-                          RequireStyle(style);
-                          const View view = ViewOf(field, style);
-                          PictureImage image;
-                          PictureRange range;
-                          {
-                              const Raster raster = Sample(field, view, style.quantity);
-                              range = RangeOf(raster, style);
-                              image = Coloured(view, raster, range, style);
-                          }
-                          return Decorate(std::move(image), DecorationOf(field, view, range, style));
-                      });
+    return Guarded(kRender,
+                   [&]
+                   {
+                       RequireStyle(style);
+                       const View view = ViewOf(field, style);
+                       PictureImage image;
+                       PictureRange range;
+                       {
+                           const Raster raster = Sample(field, view, style.quantity);
+                           range = RangeOf(raster, style);
+                           image = Coloured(view, raster, range, style);
+                       }
+                       return Decorate(std::move(image), DecorationOf(field, view, range, style));
+                   });
 }
 
 void SavePicture(const std::string& path, const Lumora& field, const PictureStyle& style)
@@ -323,15 +324,15 @@ PictureImage JoinPictures(const std::vector<PictureImage>& parts, int columns, i
         tops[n] += tops[n - 1];
     if (lefts.back() - gap > kMaxSide || tops.back() - gap > kMaxSide)
         Error(ERR_PARAMETER, kJoin, "more than 65535 pixels a side: use other columns or smaller pictures");
-    return WithMemory(kJoin,
-                      [&]
-                      {
-                          Canvas canvas(static_cast<std::int32_t>(lefts.back() - gap),
-                                        static_cast<std::int32_t>(tops.back() - gap));
-                          for (std::size_t n = 0; n < parts.size(); ++n)
-                              canvas.Paste(static_cast<std::int32_t>(lefts[n % across]),
-                                           static_cast<std::int32_t>(tops[n / across]), InColour(parts[n]));
-                          return canvas.Take();
-                      });
+    return Guarded(kJoin,
+                   [&]
+                   {
+                       Canvas canvas(static_cast<std::int32_t>(lefts.back() - gap),
+                                     static_cast<std::int32_t>(tops.back() - gap));
+                       for (std::size_t n = 0; n < parts.size(); ++n)
+                           canvas.Paste(static_cast<std::int32_t>(lefts[n % across]),
+                                        static_cast<std::int32_t>(tops[n / across]), InColour(parts[n]));
+                       return canvas.Take();
+                   });
 }
 } // namespace LumoraLib

@@ -1,6 +1,6 @@
 // The values that the pixels of a field's picture show: samples averaged or repeated, and the range of their colours.
 
-#include "Sampling.h"
+#include "pictures/Sampling.h"
 
 #include <algorithm>
 #include <cmath>

@@ -16,30 +16,47 @@ if(NOT readme MATCHES "```cpp\n([^`]*)```")
 endif()
 file(MAKE_DIRECTORY ${WORK}/source)
 file(WRITE ${WORK}/source/main.cpp "${CMAKE_MATCH_1}")
+file(WRITE ${WORK}/source/pictures.cpp "#include <LmlPictures.h>
+int main()
+{
+    LumoraLib::SavePicture(\"slit.png\", LumoraLib::Lumora(64, 64), {});
+    return LumoraLib::ReadPicture(\"slit.png\").width == 256 ? 0 : 1;
+}
+")
 file(COPY ${SOURCE}/tests/consumer/CMakeLists.txt DESTINATION ${WORK}/source)
 file(GLOB_RECURSE pc ${WORK}/prefix/lml.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
 set(ENV{PKG_CONFIG_PATH} ${pc_dir})
 run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${WORK}/source -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix
     -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}"
-    -DCMAKE_BUILD_TYPE=Release)
+    -DCMAKE_BUILD_TYPE=Release -DPICTURES=${PICTURES})
 run(${CMAKE_COMMAND} --build ${WORK}/build)
-foreach(program by_cmake by_pkgconfig)
+set(programs by_cmake by_pkgconfig)
+if(PICTURES)
+  list(APPEND programs pictures_by_cmake pictures_by_pkgconfig)
+endif()
+foreach(program IN LISTS programs)
   execute_process(COMMAND ${WORK}/build/${program} WORKING_DIRECTORY ${WORK} RESULT_VARIABLE result OUTPUT_VARIABLE output
                   ERROR_VARIABLE output)
   if(NOT result EQUAL 0)
     message(FATAL_ERROR "${program} ended with ${result}\n${output}")
   endif()
 endforeach()
-# What is installed: the public headers, the library with its soname, and the package files; nothing else.
+# What is installed: the headers, the libraries with their sonames, and the package files; nothing else.
 file(GLOB_RECURSE installed RELATIVE ${WORK}/prefix ${WORK}/prefix/*)
 string(REGEX REPLACE "lib/[^;/]*linux-gnu" "lib" installed "${installed}")
-string(REGEX REPLACE "lmlTargets-[a-z]*" "lmlTargets-config" installed "${installed}")
+string(REGEX REPLACE "Targets-[a-z]*" "Targets-config" installed "${installed}")
 list(SORT installed)
 set(expected include/lml/Fftsg.h include/lml/LmlAdvice.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
     include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
     lib/cmake/lml/lmlTargets-config.cmake lib/cmake/lml/lmlTargets.cmake lib/liblml.so lib/liblml.so.2.81
     lib/liblml.so.2.81.3 lib/pkgconfig/lml.pc)
+if(PICTURES)
+  list(APPEND expected include/lml/LmlPictures.h lib/cmake/lml/lml_picturesTargets-config.cmake
+      lib/cmake/lml/lml_picturesTargets.cmake lib/liblmlpictures.so lib/liblmlpictures.so.2.81 lib/liblmlpictures.so.2.81.3
+      lib/pkgconfig/lmlpictures.pc)
+  list(SORT expected)
+endif()
 if(NOT installed STREQUAL "${expected}")
   message(FATAL_ERROR "installed: ${installed}\nexpected: ${expected}")
 endif()

@@ -1,0 +1,676 @@
+// The component of pictures: files against netpbm's tools, damaged files, what styles show, pictures as fields,
+// failures.
+#include "LmlPictures.h"
+#include "TestTools.h"
+
+#include <cmath>
+#include <numeric>
+
+using namespace lmltest;
+
+namespace
+{
+bool HasTool(const std::string& tool)
+{
+    return std::system(("command -v " + tool + " >/dev/null").c_str()) == 0;
+}
+
+/// A picture whose channels all differ: values of `maxval` + 1 levels.
+std::string Map(char kind, int width, int height, int maxval)
+{
+    std::string bytes = std::string("P") + kind + "\n# made by a test\n" + std::to_string(width) + " " +
+                        std::to_string(height) + "\n" + std::to_string(maxval) + "\n";
+    const int channels = kind == '6' ? 3 : 1;
+    for (int n = 0; n < width * height * channels; ++n)
+    {
+        const unsigned value = static_cast<unsigned>(n * 7919 + n / 5) % static_cast<unsigned>(maxval + 1);
+        if (maxval > 255)
+            bytes += static_cast<char>(value >> 8);
+        bytes += static_cast<char>(value & 255);
+    }
+    return bytes;
+}
+
+/// What a tool of netpbm makes of the bytes.
+std::string Through(const std::string& command, const std::string& bytes)
+{
+    const ScratchFile in("in");
+    const ScratchFile out("out");
+    in.Write(bytes);
+    EXPECT_EQ(std::system(("{ " + command + "; } <" + in.Path() + " >" + out.Path() + " 2>/dev/null").c_str()), 0)
+        << command;
+    return out.Read();
+}
+
+PictureImage Read(const std::string& bytes)
+{
+    const ScratchFile file("read");
+    file.Write(bytes);
+    return ReadPicture(file.Path());
+}
+
+/// A picture as red, green and blue of its own number of bits.
+std::vector<int> Colours(const PictureImage& p)
+{
+    std::vector<int> all;
+    for (int j = 0; j < p.height; ++j)
+        for (int i = 0; i < p.width; ++i)
+            for (std::size_t c = 0; c < 3; ++c)
+                all.push_back(p.samples[p.At(i, j) + (p.channels < 3 ? 0 : c)]);
+    return all;
+}
+
+std::vector<int> At(const PictureImage& p, int column, int row)
+{
+    const auto from = p.samples.begin() + static_cast<std::ptrdiff_t>(p.At(column, row));
+    return {from, from + p.channels};
+}
+
+std::string Tiny24() // 2 by 2, bottom row first: blue, green / red, white
+{
+    return "BM" + Le(70, 4) + Le(0, 4) + Le(54, 4) + Le(40, 4) + Le(2, 4) + Le(2, 4) + Le(1, 2) + Le(24, 2) + Le(0, 4) +
+           Le(16, 4) + Le(0, 16) + std::string("\xff\0\0\0\xff\0\0\0\0\0\xff\xff\xff\xff\0\0", 16);
+}
+
+Lumora Pattern(int nx, int ny)
+{
+    Lumora f(nx, ny, 4e-6, 4e-6, 500e-9);
+    FillRandom(f);
+    return f;
+}
+
+PictureStyle Plain(PictureQuantity quantity)
+{
+    PictureStyle style;
+    style.quantity = quantity;
+    style.maxSize = style.minSize = 0;
+    style.clip = 100.0;
+    return style;
+}
+} // namespace
+
+TEST(Pictures, FilesOfNetpbmAreReadAndItReadsOurs)
+{
+    if (!HasTool("pnmtopng") || !HasTool("pnmtojpeg"))
+        GTEST_SKIP() << "no netpbm";
+    const struct
+    {
+        const char* command;
+        char kind;
+        int maxval, width, tolerance;
+    } cases[] = {
+        {"pnmtopng", '5', 255, 37, 0},
+        {"pnmtopng -interlace", '6', 255, 37, 0},
+        {"pnmtopng", '5', 1, 19, 0},
+        {"pnmtopng", '5', 3, 19, 0},
+        {"pnmtopng -interlace", '5', 15, 19, 0},
+        {"pnmtopng", '6', 3, 23, 0}, // 64 colours: a palette
+        {"pnmtopng", '5', 65535, 21, 0},
+        {"pnmtopng -interlace", '6', 65535, 21, 0},
+        {"ppmtobmp -bpp=24", '6', 255, 13, 0},
+        {"ppmtobmp -bpp=8", '6', 3, 13, 0},
+        {"ppmtobmp -bpp=4", '5', 15, 11, 0},
+        {"ppmtobmp -bpp=1", '5', 1, 11, 0},
+        {"pamtopnm -plain", '6', 255, 5, 0},
+        {"pamtopnm -plain", '5', 65535, 5, 0},
+        {"pamditherbw -threshold | pamtopnm", '5', 1, 17, 0},
+        {"pnmtojpeg -quality=100", '5', 1, 16, 3},
+        {"pnmtojpeg -progressive -quality=100", '5', 1, 32, 3},
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(std::string(c.command) + " P" + c.kind + " " + std::to_string(c.maxval));
+        const std::string map = Map(c.kind, c.width, 9, c.maxval);
+        const PictureImage expected = Read(map);
+        const PictureImage read = Read(Through(c.command, map));
+        ASSERT_EQ(read.width, c.width);
+        ASSERT_EQ(read.height, 9);
+        EXPECT_EQ(read.bits, expected.bits);
+        const std::vector<int> a = Colours(read);
+        const std::vector<int> b = Colours(expected);
+        for (std::size_t n = 0; n < a.size(); ++n)
+            ASSERT_NEAR(a[n], b[n], c.tolerance) << n;
+        if (c.kind == '6' || c.maxval >= 255)
+        {
+            const std::vector<std::uint8_t> png = EncodePng(expected);
+            EXPECT_EQ(Colours(Read(Through("pngtopnm", {png.begin(), png.end()}))), b) << "written";
+        }
+    }
+    // Opacity there and back, in 8 and 16 bits, and the resolution.
+    for (const int channels : {2, 4})
+        for (const int bits : {8, 16})
+        {
+            PictureImage p;
+            p.width = 3;
+            p.height = 2;
+            p.channels = channels;
+            p.bits = bits;
+            p.perMetreX = p.perMetreY = 125000.0;
+            p.samples.resize(p.At(0, 2));
+            for (std::size_t n = 0; n < p.samples.size(); ++n)
+                p.samples[n] = static_cast<std::uint16_t>((n + 1) * (bits == 8 ? 10 : 2500));
+            const ScratchFile file("opacity.png");
+            SavePng(file.Path(), p);
+            const PictureImage q = ReadPicture(file.Path());
+            EXPECT_EQ(q.samples, p.samples);
+            EXPECT_EQ(q.channels, channels);
+            EXPECT_EQ(q.perMetreX, 125000.0);
+        }
+}
+
+TEST(Pictures, BitmapsByHandAndCamerasTurned)
+{
+    std::string bmp = Tiny24();
+    EXPECT_EQ(Colours(Read(bmp)), (std::vector<int>{255, 0, 0, 255, 255, 255, 0, 0, 255, 0, 255, 0}));
+    // 32 bits without masks: the fourth byte says nothing; with masks it is the opacity. Top row first.
+    const auto deep = [](int compression, const std::string& masks)
+    {
+        return "BM" + Le(0, 4) + Le(0, 4) + Le(14 + 40 + masks.size(), 4) + Le(40 + masks.size(), 4) + Le(1, 4) +
+               Le(0xFFFFFFFE, 4) + Le(1, 2) + Le(32, 2) + Le(static_cast<unsigned>(compression), 4) + Le(0, 20) +
+               masks + std::string("\x01\x02\x03\x04\x11\x12\x13\x14", 8);
+    };
+    const PictureImage plain = Read(deep(0, ""));
+    EXPECT_EQ(plain.channels, 3);
+    EXPECT_EQ(At(plain, 0, 0), (std::vector<int>{3, 2, 1}));
+    const PictureImage masked = Read(deep(3, Le(0xFF, 4) + Le(0xFF00, 4) + Le(0xFF0000, 4) + Le(0xFF000000, 4)));
+    EXPECT_EQ(At(masked, 0, 1), (std::vector<int>{0x11, 0x12, 0x13, 0x14}));
+
+    if (!HasTool("pnmtojpeg"))
+        GTEST_SKIP() << "no netpbm";
+    // Left half dark, right half bright; orientation 6 is turned a quarter clockwise to be upright: dark is on top.
+    std::string map = "P5 32 16 255 ";
+    for (int n = 0; n < 32 * 16; ++n)
+        map += static_cast<char>(n % 32 < 16 ? 10 : 240);
+    std::string jpeg = Through("pnmtojpeg", map);
+    const std::string tiff =
+        "II" + Le(42, 2) + Le(8, 4) + Le(1, 2) + Le(0x0112, 2) + Le(3, 2) + Le(1, 4) + Le(6, 4) + Le(0, 4);
+    jpeg.insert(2,
+                std::string("\xff\xe1\0", 3) + static_cast<char>(tiff.size() + 8) + std::string("Exif\0\0", 6) + tiff);
+    const PictureImage turned = Read(jpeg);
+    ASSERT_EQ(turned.width, 16);
+    EXPECT_LT(turned.Grey(8, 2), 0.1);
+    EXPECT_GT(turned.Grey(8, 29), 0.9);
+}
+
+TEST(Pictures, DamagedFilesEndInOneFailure)
+{
+    std::vector<std::pair<std::string, std::string>> files = {{"bmp", Tiny24()}, {"map", Map('6', 5, 4, 255)}};
+    const std::vector<std::uint8_t> png = EncodePng(Read(Map('6', 9, 7, 255)));
+    files.emplace_back("png", std::string(png.begin(), png.end()));
+    if (HasTool("pnmtojpeg"))
+        files.emplace_back("jpeg", Through("pnmtojpeg -progressive", Map('6', 40, 24, 255)));
+    for (const auto& [kind, bytes] : files)
+    {
+        for (std::size_t length = 0; length + 3 < bytes.size(); ++length)
+        {
+            const Failure failure = Catch([&, &b = bytes] { Read(b.substr(0, length)); });
+            EXPECT_EQ(failure.code, ERR_FILE_READ) << kind << " cut to " << length;
+            EXPECT_EQ(failure.function, "LumoraLib::ReadPicture");
+        }
+        for (std::size_t n = 0; n < bytes.size(); ++n)
+            for (const unsigned flip : {1u, 0x80u, 0xFFu})
+            {
+                std::string other = bytes;
+                other[n] = static_cast<char>(static_cast<unsigned char>(other[n]) ^ flip);
+                const Failure failure = Catch([&] { Read(other); }); // whatever it is, it is no crash and no other code
+                EXPECT_TRUE(failure.code == 0 || failure.code == ERR_FILE_READ) << kind << " byte " << n;
+            }
+    }
+    // Heads that announce more than their files hold: refused before memory is asked for.
+    std::string bomb(png.begin(), png.end());
+    bomb.replace(16, 8, std::string("\0\0\x40\0\0\0\x40\0", 8)); // 16384 a side; the head's checksum is made anew
+    std::uint32_t crc = 0xFFFFFFFFu;
+    for (std::size_t n = 12; n < 29; ++n)
+    {
+        crc ^= static_cast<unsigned char>(bomb[n]);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320u : 0u);
+    }
+    for (std::size_t n = 0; n < 4; ++n)
+        bomb[29 + n] = static_cast<char>(~crc >> (24 - 8 * n));
+    std::string wide = Tiny24();
+    wide.replace(18, 8, Le(60000, 4) + Le(4000, 4));
+    for (const std::string& text : {bomb, wide, std::string("P5 60000 4000 255 x"), std::string("P1 60000 4000 1"),
+                                    std::string("P6 70000 1 255 "), std::string("P5 4 4 0 ")})
+        EXPECT_EQ(Catch([&] { Read(text); }).code, ERR_FILE_READ) << text.substr(0, 12);
+}
+
+TEST(Pictures, WhatAStyleShows)
+{
+    // The whole of a speckle field is not darkened by one bright speckle.
+    Lumora f = Pattern(64, 64);
+    f.SetConstAmplitude(0.5).SetPixel(3, 60, Complex(400.0, 0.0));
+    PictureStyle style = Plain(PICTURE_AMPLITUDE);
+    style.clip = 99.0;
+    EXPECT_NEAR(GetPictureRange(f, style).high, 0.5, 1e-6);
+    const PictureColour last = GetPictureColour(COLOURS_EMBER, 1.0);
+    EXPECT_EQ(At(RenderPicture(f, style), 40, 40), (std::vector<int>{last.red, last.green, last.blue}));
+    style.clip = 100.0;
+    EXPECT_NEAR(GetPictureRange(f, style).high, 400.0, 1e-3);
+    // +y is up: row 60 of 64 is the fourth from the top.
+    style.colours = COLOURS_GREY;
+    EXPECT_EQ(At(RenderPicture(f, style), 3, 3), (std::vector<int>{255, 255, 255}));
+    style.window = true;
+    f.SetWindow(2, 10, 56, 64);
+    EXPECT_EQ(RenderPicture(f, style).width, 8);
+    EXPECT_EQ(At(RenderPicture(f, style), 1, 3), (std::vector<int>{255, 255, 255}));
+
+    // Downsizing averages intensities, whatever the phases; the sum of both quadratures here is 0.
+    Lumora g(64, 64, 4e-6, 4e-6, 500e-9);
+    for (int n = 0; n < 64 * 64; ++n)
+        g[static_cast<std::size_t>(n)] = Complex((n + n / 64) % 2 == 0 ? 1.0 : 0.0, 0.0);
+    PictureStyle small = Plain(PICTURE_AMPLITUDE);
+    small.maxSize = 16;
+    EXPECT_EQ(RenderPicture(g, small).width, 16);
+    EXPECT_NEAR(GetPictureRange(g, small).high, std::sqrt(0.5), 1e-6);
+    small.quantity = PICTURE_REAL;
+    EXPECT_NEAR(GetPictureRange(g, small).high, 0.5, 1e-6);
+    small.maxSize = 21; // no whole factor: the weights of partly covered samples
+    small.quantity = PICTURE_INTENSITY;
+    EXPECT_NEAR(GetPictureRange(Lumora(g).SetConst(Complex(3.0, 4.0)), small).high, 25.0, 1e-4);
+
+    // Decibels, a stated range, gamma, polar samples, pitches that differ, samples that are no numbers.
+    PictureStyle decibel = Plain(PICTURE_DECIBEL);
+    decibel.decibels = 30.0;
+    const PictureRange range = GetPictureRange(f, decibel);
+    EXPECT_NEAR(range.high, 20.0 * std::log10(400.0), 1e-4);
+    EXPECT_NEAR(range.high - range.low, 30.0, 1e-9);
+    PictureStyle phase = Plain(PICTURE_PHASE);
+    phase.colours = COLOURS_GREY;
+    Lumora h(32, 16, 2e-6, 4e-6, 500e-9);
+    h.SetConst(Complex(0.0, 1.0));
+    const PictureColour quarter = GetPictureColour(COLOURS_GREY, 0.75);
+    EXPECT_EQ(At(RenderPicture(h, phase), 0, 0)[0], quarter.red);
+    EXPECT_EQ(RenderPicture(h, phase).width, RenderPicture(h, phase).height);
+    h.SetPixel(0, 0, Complex(NAN, 0.0)).SetPixel(1, 0, Complex(0.0, 0.0));
+    EXPECT_EQ(At(RenderPicture(h, phase), 0, 31), (std::vector<int>{128, 128, 128}));
+    EXPECT_EQ(At(RenderPicture(h, phase), 1, 31), (std::vector<int>{128, 128, 128}));
+    Lumora polar = Pattern(64, 64);
+    const PictureImage cartesian = RenderPicture(polar, Plain(PICTURE_COMPLEX));
+    const PictureImage same = RenderPicture(polar.ConvToPolarForm(), Plain(PICTURE_COMPLEX));
+    for (std::size_t n = 0; n < same.samples.size(); ++n)
+        ASSERT_NEAR(same.samples[n], cartesian.samples[n], 6) << n;
+}
+
+TEST(Pictures, ColourMapsAreEven)
+{
+    // CIE lightness from sRGB, apart from the space in which the maps were made.
+    const auto lightness = [](PictureColour c)
+    {
+        const auto linear = [](int v)
+        {
+            return v <= 10 ? v / 255.0 / 12.92 : std::pow((v / 255.0 + 0.055) / 1.055, 2.4);
+        };
+        const double y = 0.2126 * linear(c.red) + 0.7152 * linear(c.green) + 0.0722 * linear(c.blue);
+        return y > 0.008856 ? 116.0 * std::cbrt(y) - 16.0 : 903.3 * y;
+    };
+    for (const PictureColours map : {COLOURS_GREY, COLOURS_EMBER, COLOURS_LAGOON})
+    {
+        double least = 1e9;
+        double most = 0.0;
+        for (int n = 16; n <= 240; n += 16)
+        {
+            const double step =
+                lightness(GetPictureColour(map, (n + 16) / 256.0)) - lightness(GetPictureColour(map, n / 256.0));
+            least = std::min(least, step);
+            most = std::max(most, step);
+        }
+        EXPECT_GT(least, 2.0) << map; // rises everywhere
+        EXPECT_LT(most, 3.0 * least) << map;
+    }
+    for (const PictureColours map : {COLOURS_CYCLE, COLOURS_HUE}) // closed: no step at the ends larger than inside
+        for (int n = 0; n < 256; ++n)
+        {
+            const PictureColour p = GetPictureColour(map, n / 256.0);
+            const PictureColour q = GetPictureColour(map, (n + 1) / 256.0);
+            EXPECT_LT(std::abs(p.red - q.red) + std::abs(p.green - q.green) + std::abs(p.blue - q.blue), 16)
+                << map << " " << n;
+        }
+    // The rainbow is that of the BMP writer.
+    Lumora ramp(256, 1, 1e-6, 1e-6, 500e-9);
+    for (int i = 0; i < 256; ++i)
+        ramp.SetPixel(i, 0, Complex(i / 255.0, 0.0));
+    const ScratchFile bmp("rainbow.bmp");
+    ramp.SaveAsBmp(bmp.Path(), ModeAmplitude, GradationRainbow, 0, 1.0, 0.0);
+    const PictureImage written = ReadPicture(bmp.Path());
+    for (int i = 0; i < 256; ++i)
+    {
+        const PictureColour c = GetPictureColour(COLOURS_RAINBOW, i / 255.0);
+        EXPECT_EQ(At(written, i, 0), (std::vector<int>{c.red, c.green, c.blue})) << i;
+    }
+}
+
+TEST(Pictures, DecorationsAndPlotsOfAnyNumbers)
+{
+    for (const double size : {1e-9, 4e-6, 1.0, 0.0, -1.0, 1e300, double(NAN)})
+        for (const PictureQuantity quantity : {PICTURE_AMPLITUDE, PICTURE_DECIBEL, PICTURE_COMPLEX, PICTURE_PHASE})
+            for (const double value : {0.0, 1e-30, 1e18, double(INFINITY)})
+                for (const bool spectrum : {false, true})
+                {
+                    Lumora f(16, 4, size, 4e-6, 500e-9);
+                    f.SetConst(Complex(value, 0.0));
+                    f.Form() = spectrum ? SPECTRUM : ComplexForm(0);
+                    PictureStyle style;
+                    style.quantity = quantity;
+                    style.axes = style.colourBar = style.scaleBar = true;
+                    style.frequencies = FREQUENCIES_DEGREES;
+                    style.title = "\xff\xc3 µ";
+                    const PictureImage picture = RenderPicture(f, style);
+                    EXPECT_GE(std::max(picture.width, picture.height), 256);
+                    EXPECT_EQ(picture.samples.size(), picture.At(0, picture.height));
+                }
+    const double numbers[] = {0.0, 1.0, -1e300, 1e300, 5e-324, NAN, INFINITY, 1e-9};
+    for (const double a : numbers)
+        for (const double b : numbers)
+            for (const bool logarithmic : {false, true})
+            {
+                ProfileStyle style;
+                style.logarithmic = logarithmic;
+                std::vector<ProfileLine> lines = {{"a", {0.0, b, 2.0}, {1.0, a, b}}, {"b", {}, {a, 1.0}, true}};
+                EXPECT_EQ(RenderProfilePlot(lines, style).width, 960);
+            }
+    // A line at a tenth of the height is drawn there and nowhere else.
+    ProfileStyle style;
+    style.yLow = 0.0;
+    style.yHigh = 1.0;
+    const PictureImage plot = RenderProfilePlot({{"", {0.0, 1.0}, {0.1, 0.1}}}, style);
+    const auto coloured = [&](int row)
+    {
+        return plot.samples[plot.At(500, row)] > plot.samples[plot.At(500, row) + 2] + 40;
+    };
+    int first = 0;
+    while (first < 539 && !coloured(first))
+        ++first;
+    int last = 539;
+    while (last > 0 && !coloured(last))
+        --last;
+    EXPECT_LE(last - first, 4);
+    int bottom = 539; // the frame is the lowest dark row
+    while (plot.samples[plot.At(500, bottom)] > 60 || plot.samples[plot.At(300, bottom)] > 60)
+        --bottom;
+    int top = 0;
+    while (plot.samples[plot.At(500, top)] > 60)
+        ++top;
+    EXPECT_NEAR((bottom - 0.5 * (first + last)) / (bottom - top), 0.1, 0.01);
+}
+
+TEST(Pictures, PicturesAsFields)
+{
+    const ScratchFile file("picture");
+    file.Write("P2 3 2 4  4 2 0  1 1 1 "); // the top row is the brighter one
+    PictureLoadOptions options;
+    options.pitch = 2e-6;
+    options.wavelength = 500e-9;
+    options.value = PICTURE_VALUE_AMPLITUDE;
+    Lumora f = LoadPicture(file.Path(), options);
+    EXPECT_EQ(f.GetNx(), 4);
+    EXPECT_EQ(f.GetNy(), 2);
+    EXPECT_EQ(f.Window().left, 1);
+    EXPECT_EQ(f.Window().right, 4);
+    EXPECT_DOUBLE_EQ(f.GetWavelength(), 500e-9);
+    EXPECT_NEAR(f.GetReal(1, 1), 1.0, 2e-3);
+    EXPECT_NEAR(f.GetReal(3, 0), 0.25, 2e-3);
+    EXPECT_EQ(f.GetReal(0, 0), 0.0);
+    // By width: twice as many samples as pixels on each axis, room around, intensities.
+    options.value = PICTURE_VALUE_INTENSITY;
+    options.width = 12e-6;
+    options.room = 2.0;
+    f = LoadPicture(file.Path(), options);
+    EXPECT_EQ(f.GetNx(), 16);
+    EXPECT_EQ(f.Window().right - f.Window().left, 6);
+    EXPECT_EQ(f.Window().top - f.Window().bottom, 4);
+    EXPECT_NEAR(f.GetIntensity(f.Window().left, f.Window().top - 1), 1.0, 2e-3);
+    // Into a field of its own, smaller than the picture: averages of intensities, random phases of a seed.
+    Lumora g(8, 8, 6e-6, 2e-6, 500e-9);
+    options.keepAspect = false;
+    options.width = 6e-6;
+    options.height = 4e-6;
+    options.phase = PICTURE_PHASE_RANDOM;
+    LoadPicture(g, file.Path(), options);
+    EXPECT_NEAR(g.GetIntensity(4, 4), 0.5, 2e-3);
+    const Lumora once(g);
+    EXPECT_TRUE(SameBits(LoadPicture(g, file.Path(), options), once));
+    options.seed = 2;
+    EXPECT_FALSE(SameBits(LoadPicture(g, file.Path(), options), once));
+    // Phases of many samples: uniform.
+    Lumora many(64, 64, 1e-6, 1e-6, 500e-9);
+    options.width = options.height = 64e-6;
+    ComplexDouble sum(0.0, 0.0);
+    LoadPicture(many, file.Path(), options);
+    for (std::size_t n = 0; n < many.N(); ++n)
+        sum += ComplexDouble(std::cos(many[n].Phase()), std::sin(many[n].Phase()));
+    EXPECT_LT(sum.Amplitude() / 4096.0, 0.05);
+    // Cut at the edge of the grid, centre on centre; a refused file leaves the field.
+    options = {};
+    options.width = options.height = 200e-6;
+    options.keepAspect = false;
+    LoadPicture(many, file.Path(), options);
+    EXPECT_EQ(many.Window().right, 64);
+    EXPECT_NEAR(many.GetIntensity(32, 63), 0.4525, 2e-3); // 31 um above the middle of rows at 50 um
+    const Lumora before(many);
+    file.Write("P2 3 2 4  4 2 0 1 1");
+    EXPECT_EQ(Catch([&] { LoadPicture(many, file.Path(), options); }).function, "LumoraLib::LoadPicture");
+    EXPECT_TRUE(SameBits(many, before));
+}
+
+namespace
+{
+struct Row
+{
+    int code;
+    const char* operation;
+    const char* message;
+    std::function<void()> call;
+};
+
+struct PathRow
+{
+    const char* operation;
+    int code;
+    const char* message;
+    std::function<void()> call;
+};
+
+void Style(const std::function<void(PictureStyle&)>& change)
+{
+    PictureStyle style;
+    change(style);
+    RenderPicture(Pattern(4, 4), style);
+}
+void Plot(const std::function<void(ProfileStyle&)>& change)
+{
+    ProfileStyle style;
+    change(style);
+    RenderProfilePlot({{"", {}, {1.0, 2.0}}}, style);
+}
+void Load(const std::function<void(PictureLoadOptions&)>& change)
+{
+    PictureLoadOptions options;
+    change(options);
+    Lumora f = Pattern(4, 4);
+    PictureImage image;
+    image.width = image.height = 1;
+    image.channels = 1;
+    image.samples = {200};
+    PlacePicture(f, image, options);
+}
+} // namespace
+
+#define STYLE(...)                                                                                                     \
+    []                                                                                                                 \
+    {                                                                                                                  \
+        Style([](PictureStyle& s) { __VA_ARGS__; });                                                                   \
+    }
+#define PLOT(...)                                                                                                      \
+    []                                                                                                                 \
+    {                                                                                                                  \
+        Plot([](ProfileStyle& s) { __VA_ARGS__; });                                                                    \
+    }
+#define LOAD(...)                                                                                                      \
+    []                                                                                                                 \
+    {                                                                                                                  \
+        Load([](PictureLoadOptions& o) { __VA_ARGS__; });                                                              \
+    }
+
+TEST(Pictures, EveryFailure)
+{
+    // tests/error_sites.py compares these rows with the sources.
+    const Row rows[] = {
+        {3, "RenderPicture", "quantity: one of the list", STYLE(s.quantity = PictureQuantity(7))},
+        {3, "RenderPicture", "colours: one of the list", STYLE(s.colours = PictureColours(-1))},
+        {3, "RenderPicture", "frequencies: one of the list", STYLE(s.frequencies = PictureFrequencies(2))},
+        {3, "RenderPicture", "low must be at most high, both finite", STYLE(s.low = 1.0)},
+        {3, "RenderPicture", "clip must be 1 to 100 percent", STYLE(s.clip = NAN)},
+        {3, "RenderPicture", "decibels must be above 0 and at most 1000", STYLE(s.decibels = 0.0)},
+        {3, "RenderPicture", "gamma must be 0.1 to 10", STYLE(s.gamma = 0.0)},
+        {3, "RenderPicture", "maxSize must be 0 or 16 to 32768", STYLE(s.maxSize = 15)},
+        {3, "RenderPicture", "minSize must be 0 to 32768", STYLE(s.minSize = -1)},
+        {3, "RenderPicture", "textSize must be 0.5 to 4", STYLE(s.textSize = 5.0)},
+        {3, "RenderPicture", "the window is empty: set it, or show the whole grid",
+         []
+         {
+             Lumora f = Pattern(4, 4);
+             f.SetWindow(3, 1, 0, 4);
+             PictureStyle s;
+             s.window = true;
+             RenderPicture(f, s);
+         }},
+        {3, "RenderPicture", "more than 32768 pixels a side: set maxSize",
+         []
+         {
+             PictureStyle s;
+             s.maxSize = 0;
+             RenderPicture(Lumora(65536, 1, 1e-6, 1e-6, 5e-7), s);
+         }},
+        {6, "RenderPicture", "the grid is empty: give both Nx and Ny a size",
+         []
+         {
+             RenderPicture(Lumora(0, 0));
+         }},
+        {3, "EncodePng", "sizes, channels, bits and samples do not fit together",
+         []
+         {
+             EncodePng({});
+         }},
+        {3, "JoinPictures", "give pictures, at least one column and a gap of 0 to 1000",
+         []
+         {
+             JoinPictures({}, 1);
+         }},
+        {3, "JoinPictures", "sizes, channels, bits and samples do not fit together",
+         []
+         {
+             JoinPictures({{}}, 1);
+         }},
+        {3, "JoinPictures", "more than 65535 pixels a side: use other columns or smaller pictures",
+         []
+         {
+             JoinPictures(std::vector<PictureImage>(300, RenderPicture(Pattern(4, 4))), 300);
+         }},
+        {3, "RenderProfilePlot", "give 1 to 12 lines",
+         []
+         {
+             RenderProfilePlot({});
+         }},
+        {3, "RenderProfilePlot", "each line needs as many x as y, or no x",
+         []
+         {
+             RenderProfilePlot({{"", {1.0}, {}}});
+         }},
+        {3, "RenderProfilePlot", "width must be 200 to 8192", PLOT(s.width = 1)},
+        {3, "RenderProfilePlot", "height must be 150 to 8192", PLOT(s.height = 1)},
+        {3, "RenderProfilePlot", "textSize must be 0.5 to 4", PLOT(s.textSize = 0.0)},
+        {3, "RenderProfilePlot", "xLow must be at most xHigh, both finite", PLOT(s.xLow = 1.0)},
+        {3, "RenderProfilePlot", "yLow must be at most yHigh, both finite", PLOT(s.yHigh = INFINITY)},
+        {3, "RenderProfilePlot", "a logarithmic axis must begin above 0: set yLow",
+         PLOT(s.logarithmic = true; s.yHigh = 1.0)},
+        {3, "RenderProfilePlot", "nothing to be drawn: no finite points in the range",
+         PLOT(s.xLow = 5.0; s.xHigh = 6.0)},
+        {3, "RenderProfilePlot", "no room beside the texts: a larger plot or smaller texts",
+         PLOT(s.width = 200; s.height = 150; s.textSize = 4.0)},
+        {3, "MakeProfileLine", "axis: X_AXIS or Y_AXIS; quantity: any but PICTURE_COMPLEX",
+         []
+         {
+             MakeProfileLine(Pattern(4, 4), X_AXIS, 0, PICTURE_COMPLEX);
+         }},
+        {3, "MakeProfileLine", "the index lies outside the grid",
+         []
+         {
+             MakeProfileLine(Pattern(4, 4), Y_AXIS, 4, PICTURE_REAL);
+         }},
+        {6, "MakeProfileLine", "the grid is empty: give both Nx and Ny a size",
+         []
+         {
+             MakeProfileLine(Lumora(0, 0), X_AXIS, 0, PICTURE_REAL);
+         }},
+        {8, "PlacePicture", "a picture is no spectrum: transform the field back first",
+         []
+         {
+             Lumora f = Pattern(4, 4);
+             PictureImage image = RenderPicture(f);
+             f.Form() = SPECTRUM;
+             PlacePicture(f, image);
+         }},
+        {8, "LoadPicture", "a picture is no spectrum: transform the field back first",
+         []
+         {
+             Lumora f = Pattern(4, 4);
+             f.Form() = SPECTRUM;
+             LoadPicture(f, "none");
+         }},
+        {6, "LoadPicture", "the grid is empty: give both Nx and Ny a size",
+         []
+         {
+             Lumora f(0, 0);
+             LoadPicture(f, "none");
+         }},
+        {6, "PlacePicture", "the grid is empty: give both Nx and Ny a size",
+         []
+         {
+             Lumora f(0, 0);
+             PlacePicture(f, RenderPicture(Pattern(4, 4)));
+         }},
+    };
+    // Those that name a path, which is theirs alone.
+    const PathRow pathRows[] = {
+        {"PlacePicture", 3, "picture: width must be 0 or a number of metres above", LOAD(o.width = -1.0)},
+        {"PlacePicture", 3, "picture: height must be 0 or a number of metres above", LOAD(o.height = INFINITY)},
+        {"PlacePicture", 3, "picture: value: one of the list", LOAD(o.value = PictureValue(3))},
+        {"PlacePicture", 3, "picture: phase: one of the list", LOAD(o.phase = PicturePhase(2))},
+        {"PlacePicture", 3, "picture: gamma must be 0.01 to 100", LOAD(o.gamma = NAN)},
+        {"PlacePicture", 3, "picture: phaseValue must be finite", LOAD(o.phaseValue = NAN)},
+        {"PlacePicture", 3, "picture: room must be 1 to 64", LOAD(o.room = 0.0)},
+        {"PlacePicture", 3, "picture: the picture is smaller than a sample: a larger width or a smaller pitch",
+         LOAD(o.width = 1e-9)},
+        {"PlacePicture", 3, "picture: the picture takes too many samples: a smaller width or a larger pitch",
+         LOAD(o.width = 1e9)},
+        {"SavePng", 3, "picture.jpg: the name must end in .png",
+         []
+         {
+             SavePng("picture.jpg", RenderPicture(Pattern(4, 4)));
+         }},
+        {"ReadPicture", 2, "no/such: cannot be opened",
+         []
+         {
+             ReadPicture("no/such");
+         }},
+        {"LoadPicture", 2, "/: cannot be opened",
+         []
+         {
+             LoadPicture("/");
+         }},
+        {"WholeFile", 2, "no/such/folder.png",
+         []
+         {
+             SavePicture("no/such/folder.png", Pattern(4, 4));
+         }},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(Catch(row.call), (Failure{row.code, std::string("LumoraLib::") + row.operation, row.message}));
+    for (const PathRow& row : pathRows)
+        EXPECT_EQ(Catch(row.call), (Failure{row.code, std::string("LumoraLib::") + row.operation, row.message}));
+    // The end of a long path stays, and with it the reason.
+    const std::string message = Catch([] { ReadPicture(std::string(300, 'x')); }).message;
+    EXPECT_EQ(message.size(), 126u);
+    EXPECT_EQ(message.substr(message.size() - 20), "xx: cannot be opened");
+}
