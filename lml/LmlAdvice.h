@@ -66,6 +66,7 @@ struct AdviceOptions
     double maxBytes = 0.0;       ///< working memory that a way may take; 0: any
     /// PropagateTo() takes the way of the smallest predicted error where none is within the tolerance.
     bool bestEffort = false;
+    bool all = false; ///< lists also the ways of several steps that are slower than the one taken
 };
 
 /// One step of a way. Steps run in the frame of the source's plane: x and y along its axes, z along its normal.
