@@ -40,10 +40,12 @@ void AddConvert(CLI::App& app, Session& session)
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     options->output.AddTo(sub);
-    sub.add_option("--domain", options->domain, "Transform on the way: keep, field or spectrum")
+    sub.add_option("--domain", options->domain, "Transform on the way")
         ->check(CLI::IsMember({"keep", "field", "spectrum"}))
         ->capture_default_str()
         ->type_name("DOMAIN");
+    sub.footer("Examples:\n  lml convert hologram.lm hologram.npy\n  lml convert hologram.npy copy.lm --pitch 8um "
+               "--wavelength 532nm\n  lml convert large.lm parts.lm --segments 4x4");
     session.OnCall(sub, [options, &session] { return Convert(*options, session.facts); });
 }
 } // namespace command

@@ -111,7 +111,7 @@ void AddEncode(CLI::App& app, Session& session)
                    "bmp, png, raw: grey values for the device; others: the field of phases")
         ->required()
         ->type_name("");
-    sub.add_option("--method", options->method, "double-phase, error-diffusion, or phase: the amplitudes left out")
+    sub.add_option("--method", options->method, "How; phase leaves the amplitudes out")
         ->check(CLI::IsMember({"double-phase", "error-diffusion", "phase"}))
         ->capture_default_str()
         ->type_name("METHOD");
@@ -129,6 +129,7 @@ void AddEncode(CLI::App& app, Session& session)
         ->check(CLI::Range(2, 256))
         ->capture_default_str()
         ->type_name("N");
+    sub.footer("Examples:\n  lml encode hologram.lm device.png --device 1920x1080 --reference-rms 1.5");
     session.OnCall(sub, [options, &session] { return Encode(*options, session.facts); });
 }
 } // namespace command

@@ -268,7 +268,7 @@ void InputOptions::AddReadingTo(CLI::App& app)
         ->group(group);
     AddPair(app, "--pitch", pitch, Kind::Length, "Pitch of the samples, in place of what the file says", kPitch)
         ->group(group);
-    app.add_option("--as", value, "What the grey values of a picture are: intensity, amplitude or phase")
+    app.add_option("--as", value, "What the grey values of a picture are")
         ->check(CLI::IsMember({"intensity", "amplitude", "phase"}))
         ->capture_default_str()
         ->type_name("QUANTITY")
@@ -356,7 +356,7 @@ void OutputOptions::AddPictureTo(CLI::App& app)
     std::vector<std::string> names;
     for (const auto& item : kQuantities)
         names.push_back(item.first);
-    app.add_option("--quantity", quantity, "What a picture holds: amplitude, intensity, phase, real or imaginary")
+    app.add_option("--quantity", quantity, "What a picture holds")
         ->check(CLI::IsMember(names))
         ->capture_default_str()
         ->type_name("QUANTITY")

@@ -211,6 +211,8 @@ void AddFocus(CLI::App& app, Session& session)
     sub.add_option("--plot", options->plot, "Save the curves as a PNG")->type_name("FILE");
     sub.add_option("--stack", options->stack, "Save every plane as a PNG: stack.png becomes stack000.png ...")
         ->type_name("FILE");
+    sub.footer("Examples:\n  lml focus hologram.lm --from 5cm --to 25cm --steps 81 --measure gradient,variance --plot "
+               "curve.png");
     session.OnCall(sub, [options, &session] { return Focus(*options, session.facts); });
 }
 } // namespace command

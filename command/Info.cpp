@@ -119,6 +119,7 @@ void AddInfo(CLI::App& app, Session& session)
     options->input.AddTo(sub);
     sub.add_flag("--statistics,-s", options->statistics,
                  "Read the samples too: energy, largest amplitude, centroid, widths");
+    sub.footer("Examples:\n  lml info hologram.lm --statistics");
     session.OnCall(sub, [options, &session] { return Info(*options, session.facts); });
 }
 } // namespace command

@@ -26,7 +26,7 @@ struct Options
     bool randomPhase = false;
     unsigned seed = 1;
     // Of the shapes; each uses some.
-    double width = 1e-3;
+    double width = 0.0;
     std::optional<double> height;
     double order = 2.0;
     std::optional<Pair> at;
@@ -195,11 +195,21 @@ void MakePicture(Lumora& field, const Options& options, Facts&)
 
 using Maker = void (*)(Lumora&, const Options&, Facts&);
 
+/// A bare "--diameter 1" is a metre.
+void CheckExtent(const Lumora& field, const Options& options, Facts& facts)
+{
+    const double wide = std::max(options.width, options.height.value_or(0.0));
+    if (wide > std::max(field.GetWidth(), field.GetHeight()))
+        facts.Note("the shape, " + Show(wide, Kind::Length) + " wide, reaches beyond the grid of " +
+                   Show(field.GetWidth(), Kind::Length) + " by " + Show(field.GetHeight(), Kind::Length));
+}
+
 int Make(const Options& options, Maker maker, Facts& facts)
 {
     FormatOfName(options.output.path);
     Lumora field = options.grid.Make(facts);
     maker(field, options, facts);
+    CheckExtent(field, options, facts);
     field.SetWindowMax();
     if (options.amplitude != 1.0)
         field *= options.amplitude;
@@ -224,6 +234,7 @@ std::shared_ptr<Options> AddShape(CLI::App& make, Session& session, const char* 
     sub.add_flag("--random-phase", options->randomPhase, "Random phases in place of its own: a surface that scatters");
     sub.add_option("--seed", options->seed, "Of the random phases")->capture_default_str()->type_name("N");
     options->grid.AddTo(sub);
+    sub.footer("");
     session.OnCall(sub, [options, maker, &session] { return Make(*options, maker, session.facts); });
     return options;
 }
@@ -240,9 +251,13 @@ void AddMake(CLI::App& app, Session& session)
         *app.add_subcommand("make", "Make a field: rectangle, circle, gaussian, plane, spherical, grating, "
                                     "zoneplate, picture");
     make.require_subcommand(1);
+    make.footer("Examples:\n  lml make circle pinhole.lm --diameter 0.5mm --size 1024 --pitch 4um\n  lml make picture "
+                "photo.png "
+                "object.lm --width 6mm --random-phase");
     AddShape(make, session, "rectangle", "A bright rectangle", MakeRectangle,
              [](CLI::App& sub, Options& options)
              {
+                 options.width = 1e-3;
                  AddQuantity(sub, "--width", options.width, Kind::Length, "Width", kPositive);
                  AddQuantity(sub, "--height", options.height, Kind::Length, "Height (default: the width)", kPositive);
                  AddPlace(sub, options);
@@ -250,12 +265,14 @@ void AddMake(CLI::App& app, Session& session)
     AddShape(make, session, "circle", "A bright disc", MakeCircle,
              [](CLI::App& sub, Options& options)
              {
+                 options.width = 1e-3;
                  AddQuantity(sub, "--diameter", options.width, Kind::Length, "Diameter", kPositive);
                  AddPlace(sub, options);
              });
     AddShape(make, session, "gaussian", "A Gaussian beam at its waist", MakeGaussian,
              [](CLI::App& sub, Options& options)
              {
+                 options.width = 1e-3;
                  AddQuantity(sub, "--radius", options.width, Kind::Length, "Radius at 1/e of the amplitude", kPositive);
                  AddQuantity(sub, "--order", options.order, Kind::Number, "Above 2 the top is flat", {0.1, 1000});
                  AddPlace(sub, options);
@@ -290,6 +307,7 @@ void AddMake(CLI::App& app, Session& session)
              {
                  options.profile = "binary";
                  AddQuantity(sub, "--focal", options.focal, Kind::Length, "Focal length; below 0 it diverges");
+                 options.width = 1e-3;
                  AddQuantity(sub, "--diameter", options.width, Kind::Length, "Diameter", kPositive);
                  sub.add_option("--profile", options.profile, "Profile")
                      ->check(CLI::IsMember({"binary", "binary-phase", "lens"}))
@@ -302,6 +320,7 @@ void AddMake(CLI::App& app, Session& session)
              [](CLI::App& sub, Options& options)
              {
                  sub.add_option("PICTURE", options.picture, "Picture to read")->required()->type_name("");
+                 options.width = 1e-3;
                  AddQuantity(sub, "--width", options.width, Kind::Length, "Width on the field", kPositive);
                  AddQuantity(sub, "--height", options.height, Kind::Length,
                              "With the width: the largest size that fits both", kPositive);

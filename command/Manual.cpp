@@ -1,4 +1,5 @@
 // The manual pages and the shell completion, written from the options that the program really takes.
+#include "Help.h"
 #include "Session.h"
 #include "Subcommands.h"
 
@@ -33,28 +34,6 @@ std::string Troff(const std::string& text)
     return out;
 }
 
-/// What stands behind an option's name, without the list of values that the check adds.
-std::string WordOf(const CLI::Option& option)
-{
-    const std::string word = option.get_type_name();
-    return word.substr(0, word.find(':'));
-}
-
-/// The values of an option that takes one of a list.
-std::vector<std::string> ValuesOf(const CLI::Option& option)
-{
-    const std::string type = option.get_type_name();
-    const std::size_t from = type.find('{');
-    const std::size_t to = type.find('}');
-    std::vector<std::string> values;
-    if (from == std::string::npos || to == std::string::npos)
-        return values;
-    std::istringstream list(type.substr(from + 1, to - from - 1));
-    for (std::string value; std::getline(list, value, ',');)
-        values.push_back(value);
-    return values;
-}
-
 std::vector<const CLI::App*> SubcommandsOf(const CLI::App& app)
 {
     std::vector<const CLI::App*> shown;
@@ -73,33 +52,12 @@ std::vector<const CLI::Option*> OptionsOf(const CLI::App& app)
     return shown;
 }
 
-/// Names on the command line: "-d, --distance".
-std::string NamesOf(const CLI::Option& option)
-{
-    std::string names;
-    for (const std::string& name : option.get_snames())
-        names += (names.empty() ? "-" : ", -") + name;
-    for (const std::string& name : option.get_lnames())
-        names += (names.empty() ? "--" : ", --") + name;
-    return names;
-}
-
 void WriteOption(std::ostream& page, const CLI::Option& option)
 {
     page << ".TP\n.B " << Troff(NamesOf(option));
-    if (option.get_items_expected_max() > 0 && !WordOf(option).empty())
+    if (!WordOf(option).empty())
         page << " \\fI" << Troff(WordOf(option)) << "\\fR";
-    page << "\n" << Troff(option.get_description());
-    if (!option.get_default_str().empty())
-        page << " (default " << Troff(option.get_default_str()) << ")";
-    const std::vector<std::string> values = ValuesOf(option);
-    if (!values.empty())
-    {
-        page << ".\nOne of";
-        for (std::size_t n = 0; n < values.size(); ++n)
-            page << (n == 0 ? " " : ", ") << Troff(values[n]);
-    }
-    page << ".\n";
+    page << "\n" << Troff(MeaningOf(option)) << ".\n";
 }
 
 void WriteOptions(std::ostream& page, const CLI::App& app)

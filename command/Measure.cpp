@@ -175,6 +175,7 @@ void AddMeasure(CLI::App& app, Session& session)
     options->input.AddTo(sub);
     sub.add_option("--reference", options->reference, "Field to measure against, of the same size")->type_name("FILE");
     AddWindow(sub, options->window);
+    sub.footer("Examples:\n  lml measure back.lm --reference original.lm");
     session.OnCall(sub, [options, &session] { return MeasureField(*options, session.facts); });
 }
 
@@ -187,6 +188,7 @@ void AddCompare(CLI::App& app, Session& session)
     options->first.AddReadingTo(sub);
     AddQuantity(sub, "--tolerance", options->tolerance, Kind::Number,
                 "Exit code 3 when the relative difference is above it", {0, 1e300});
+    sub.footer("Examples:\n  lml compare one.lm other.lm --tolerance 1e-6");
     session.OnCall(sub, [options, &session] { return Compare(*options, session.facts); });
 }
 } // namespace command

@@ -107,6 +107,8 @@ void AddPoints(CLI::App& app, Session& session)
                 {0, 1e15})
         ->group(work);
     sub.add_flag("--plan", options->planOnly, "Say what it would take, and do nothing")->group(work);
+    sub.footer("Examples:\n  lml points bunny.ply bunny.lm --unit 1mm --centre --position 0,0,-10cm --density 2000 "
+               "--random-phase");
     session.OnCall(sub, [options, &session] { return Points(*options, session.facts); });
 }
 } // namespace command

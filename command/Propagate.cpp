@@ -261,6 +261,8 @@ void AddPropagate(CLI::App& app, Session& session)
         ->group("Choice");
     sub.add_flag("--best-effort", options->advice.bestEffort, "Go the best way even where none is good enough")
         ->group("Choice");
+    sub.footer("Examples:\n  lml propagate slit.lm far.lm --distance 15cm\n  lml propagate slit.lm zoom.lm --distance "
+               "15cm --to-pitch 2um --shift 1mm,0");
     session.OnCall(sub, [options, &session] { return Propagate(*options, session.facts); });
 }
 
@@ -270,6 +272,7 @@ void AddAdvise(CLI::App& app, Session& session)
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     options->AddTo(sub);
+    sub.footer("Examples:\n  lml advise slit.lm --distance 15cm --to-pitch 2um");
     session.OnCall(sub, [options, &session] { return AdviseOn(*options, session.Json(), session.facts); });
 }
 } // namespace command

@@ -419,6 +419,7 @@ void AddReport(CLI::App& app, Session& session)
         ->check(CLI::Range(64, 8192))
         ->capture_default_str()
         ->type_name("N");
+    sub.footer("Examples:\n  lml report hologram.lm hologram.html --distance 5cm,15cm");
     session.OnCall(sub, [options, &session] { return Report(*options, session.facts); });
 }
 } // namespace command

@@ -120,7 +120,7 @@ CLI::App& Session::Add(CLI::App& parent, const std::string& name, const std::str
         ->capture_default_str()
         ->type_name("N")
         ->group(group);
-    app.add_option("--isa", isa_, "Limit the instruction set: sse2, avx2 or avx512; the samples are the same")
+    app.add_option("--isa", isa_, "Limit the instruction set")
         ->check(CLI::IsMember({"sse2", "avx2", "avx512"}))
         ->type_name("SET")
         ->group(group);

@@ -30,12 +30,12 @@ CLI::Validator OneOf(const Map& map)
 void StyleOptions::AddTo(CLI::App& app)
 {
     const std::string group = "Look";
-    app.add_option("--quantity", quantity, "amplitude, intensity, db, phase, real, imaginary or complex")
+    app.add_option("--quantity", quantity, "What is shown")
         ->check(OneOf(kQuantities))
         ->capture_default_str()
         ->type_name("QUANTITY")
         ->group(group);
-    app.add_option("--colours", colours, "auto, grey, ember, lagoon, cycle, hue, balance or rainbow")
+    app.add_option("--colours", colours, "Colour map")
         ->check(OneOf(kColours))
         ->capture_default_str()
         ->type_name("MAP")

@@ -106,6 +106,8 @@ void AddView(CLI::App& app, Session& session)
     AddQuantity(sub, "--row", options->rowAt, Kind::Length, "Plot the profile along x at this y in place of a picture");
     AddQuantity(sub, "--column", options->columnAt, Kind::Length, "Plot the profile along y at this x");
     options->style.AddTo(sub);
+    sub.footer("Examples:\n  lml view hologram.lm phase.png --quantity phase\n  lml view hologram.lm spectrum.png "
+               "--spectrum --quantity db\n  lml view hologram.lm profile.png --row 0 --quantity intensity");
     session.OnCall(sub, [options, &session] { return View(*options, session.facts); });
 }
 } // namespace command

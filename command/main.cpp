@@ -1,4 +1,5 @@
 // The command lml: computer holography and scalar wave optics from the shell.
+#include "Help.h"
 #include "Subcommands.h"
 
 #include <LmlLumora.h>
@@ -17,7 +18,7 @@ std::string VersionText()
 }
 
 /// One line for a wrong command line, with the way to the help of the subcommand that it was for.
-int Refuse(const CLI::App& app, const CLI::ParseError& error)
+int Refuse(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
 {
     std::string name = app.get_name();
     const CLI::App* last = &app;
@@ -27,6 +28,8 @@ int Refuse(const CLI::App& app, const CLI::ParseError& error)
         name += " " + last->get_name();
     }
     std::string text = error.what();
+    if (last == &app && argc > 1 && argv[1][0] != '-')
+        text = std::string("there is no subcommand \"") + argv[1] + "\"";
     for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n'))
         text.replace(at, 1, text.size() == at + 1 ? "" : " ");
     std::fprintf(stderr, "%s: %s (see %s --help)\n", name.c_str(), text.c_str(), name.c_str());
@@ -37,7 +40,8 @@ int Refuse(const CLI::App& app, const CLI::ParseError& error)
 int main(int argc, char** argv)
 {
     using namespace command;
-    CLI::App app("Computer holography and scalar wave optics from the shell.", "lml");
+    CLI::App app("Computer holography and scalar wave optics from the shell", "lml");
+    app.formatter(MakeFormatter());
     app.require_subcommand(1);
     app.set_version_flag("--version", VersionText(), "Version, processors and instruction set");
     app.footer("Lengths take units (532nm, 8um, 15cm; a bare number is metres), angles too (0.3deg, 5mrad).\n"
@@ -67,7 +71,7 @@ int main(int argc, char** argv)
     }
     catch (const CLI::ParseError& error)
     {
-        return Refuse(app, error);
+        return Refuse(app, error, argc, argv);
     }
     return session.Run();
 }
