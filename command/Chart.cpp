@@ -146,23 +146,34 @@ void DrawLine(std::string& svg, const ChartLine& line, std::size_t number, const
     const std::size_t size = line.y.size();
     const std::size_t step = std::max<std::size_t>(1, size / kBins);
     std::string points;
-    const auto add = [&](std::size_t n)
+    const auto flush = [&]
     {
-        if (std::isfinite(line.y[n]))
-            points += At(x.Place(line.x[n])) + "," + At(y.Place(line.y[n])) + " ";
+        if (!points.empty())
+            svg += "<polyline class=\"line s" + std::to_string(number) + "\" points=\"" + points + "\"/>\n";
+        points.clear();
     };
     for (std::size_t from = 0; from < size; from += step)
     {
-        const auto begin = line.y.begin() + static_cast<std::ptrdiff_t>(from);
-        const auto end = line.y.begin() + static_cast<std::ptrdiff_t>(std::min(size, from + step));
-        const auto [least, most] = std::minmax_element(begin, end);
-        const auto first = static_cast<std::size_t>(std::min(least, most) - line.y.begin());
-        const auto second = static_cast<std::size_t>(std::max(least, most) - line.y.begin());
-        add(first);
-        if (second != first)
-            add(second);
+        std::size_t least = size;
+        std::size_t most = size;
+        for (std::size_t n = from; n < std::min(size, from + step); ++n)
+        {
+            if (!std::isfinite(line.y[n]))
+                continue;
+            least = least == size || line.y[n] < line.y[least] ? n : least;
+            most = most == size || line.y[n] > line.y[most] ? n : most;
+        }
+        if (least == size)
+        {
+            flush(); // nothing here: a gap
+            continue;
+        }
+        points += At(x.Place(line.x[std::min(least, most)])) + "," + At(y.Place(line.y[std::min(least, most)])) + " ";
+        if (least != most)
+            points +=
+                At(x.Place(line.x[std::max(least, most)])) + "," + At(y.Place(line.y[std::max(least, most)])) + " ";
     }
-    svg += "<polyline class=\"line s" + std::to_string(number) + "\" points=\"" + points + "\"/>\n";
+    flush();
 }
 } // namespace
 
@@ -199,7 +210,7 @@ std::string Svg(const Chart& chart)
                       At(kLeft) + "\" y=\"18\">" + Escaped(chart.title) + "</text>\n";
     DrawAxes(svg, chart, x, y);
     double legend = kWidth - kRight;
-    for (std::size_t n = 0; n < chart.lines.size(); ++n)
+    for (std::size_t n = chart.lines.size(); n-- > 0;)
     {
         const ChartLine& line = chart.lines[n];
         if (chart.bars)

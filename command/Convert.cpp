@@ -36,7 +36,7 @@ int Convert(const Options& options, Facts& facts)
 
 void AddConvert(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "convert", "Convert between LM, LW, DE, NPY, CSV, BMP, HBI, RAW and PNG");
+    CLI::App& sub = *app.add_subcommand("convert", "Convert between LM, LW, DE, NPY, CSV, BMP, HBI, RAW and PNG");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     options->output.AddTo(sub);

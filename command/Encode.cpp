@@ -104,7 +104,7 @@ int Encode(Options options, Facts& facts)
 
 void AddEncode(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "encode", "A complex field as phases alone, for a device");
+    CLI::App& sub = *app.add_subcommand("encode", "A complex field as phases alone, for a device");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     sub.add_option("OUT", options->output.path,

@@ -185,7 +185,7 @@ int Focus(const Options& options, Facts& facts)
 
 void AddFocus(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "focus", "The distance at which a hologram is sharp");
+    CLI::App& sub = *app.add_subcommand("focus", "The distance at which a hologram is sharp");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     AddQuantity(sub, "--from", options->from, Kind::Length, "First distance")->required();

@@ -114,7 +114,7 @@ int Info(const Options& options, Facts& facts)
 
 void AddInfo(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "info", "Sizes, pitches, wavelength, place, form and segments of a file");
+    CLI::App& sub = *app.add_subcommand("info", "Sizes, pitches, wavelength, place, form and segments of a file");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     sub.add_flag("--statistics,-s", options->statistics,

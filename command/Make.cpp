@@ -226,7 +226,7 @@ int Make(const Options& options, Maker maker, Facts& facts)
 std::shared_ptr<Options> AddShape(CLI::App& make, Session& session, const char* name, const char* purpose, Maker maker,
                                   const std::function<void(CLI::App&, Options&)>& own)
 {
-    CLI::App& sub = session.Add(make, name, purpose);
+    CLI::App& sub = *make.add_subcommand(name, purpose);
     const auto options = std::make_shared<Options>();
     own(sub, *options);
     options->output.AddTo(sub);

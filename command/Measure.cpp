@@ -170,7 +170,7 @@ int Compare(const CompareOptions& options, Facts& facts)
 void AddMeasure(CLI::App& app, Session& session)
 {
     CLI::App& sub =
-        session.Add(app, "measure", "Energy, peak, centroid and widths; signal-to-noise against a reference");
+        *app.add_subcommand("measure", "Energy, peak, centroid and widths; signal-to-noise against a reference");
     const auto options = std::make_shared<MeasureOptions>();
     options->input.AddTo(sub);
     sub.add_option("--reference", options->reference, "Field to measure against, of the same size")->type_name("FILE");
@@ -181,7 +181,7 @@ void AddMeasure(CLI::App& app, Session& session)
 
 void AddCompare(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "compare", "Two fields against each other, sample by sample");
+    CLI::App& sub = *app.add_subcommand("compare", "Two fields against each other, sample by sample");
     const auto options = std::make_shared<CompareOptions>();
     sub.add_option("FILE", options->first.path, "Field to compare")->required()->type_name("");
     sub.add_option("WITH", options->second, "Field to compare it with")->required()->type_name("");

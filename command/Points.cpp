@@ -72,7 +72,7 @@ int Points(Options options, Facts& facts)
 
 void AddPoints(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "points", "The hologram of a cloud of points or a mesh (text, CSV, PLY)");
+    CLI::App& sub = *app.add_subcommand("points", "The hologram of a cloud of points or a mesh (text, CSV, PLY)");
     const auto options = std::make_shared<Options>();
     sub.add_option("CLOUD", options->cloud, "Points: x y z [amplitude [phase]] a line, or PLY")
         ->required()

@@ -60,6 +60,8 @@ void Options::AddTo(CLI::App& app)
 /// The plane and grid that the options ask for.
 AdviceGeometry Destination(const Lumora& source, const Options& options)
 {
+    if (options.distance == 0.0 && !options.toPitch && !options.toSize && !options.shift && !options.tilt)
+        throw Misuse("say where to, such as --distance 15cm");
     AdviceGeometry to;
     to.nx = options.toSize ? options.toSize->x : source.GetNx();
     to.ny = options.toSize ? options.toSize->y : source.GetNy();
@@ -246,7 +248,8 @@ int Propagate(const Options& options, Facts& facts)
 
 void AddPropagate(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "propagate", "Carry a field to another plane, by the way that the adviser finds");
+    CLI::App& sub =
+        *app.add_subcommand("propagate", "Carry a field to another plane, by the way that the adviser finds");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     options->output.AddTo(sub);
@@ -268,7 +271,7 @@ void AddPropagate(CLI::App& app, Session& session)
 
 void AddAdvise(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "advise", "Which ways lead to a plane, how good they are, and what to change");
+    CLI::App& sub = *app.add_subcommand("advise", "Which ways lead to a plane, how good they are, and what to change");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     options->AddTo(sub);

@@ -48,17 +48,21 @@ const char* UnitsOf(Kind kind)
     }
 }
 
-std::string Number(double value)
+std::string Number(double value, int digits = 6)
 {
     // The shortest of six digits, whatever the locale.
     std::array<char, 32> text;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, 6).ptr;
+    const auto end =
+        std::to_chars(text.data(), text.data() + text.size(), value + 0.0, std::chars_format::general, digits).ptr;
     return std::string(text.data(), end);
 }
 
-std::string Scaled(double value, double factor, const char* unit)
+/// Measured and predicted things deserve no more than four digits, lengths are shown as they were given.
+constexpr int kFew = 4;
+
+std::string Scaled(double value, double factor, const char* unit, int digits = 6)
 {
-    return Number(value / factor) + " " + unit;
+    return Number(value / factor, digits) + " " + unit;
 }
 
 std::string ShowLength(double value)
@@ -85,15 +89,15 @@ std::string ShowBytes(double value)
     if (value < 1024.0)
         return Scaled(value, 1.0, "B");
     if (value < 1048576.0)
-        return Scaled(value, 1024.0, "KiB");
-    return value < 1073741824.0 ? Scaled(value, 1048576.0, "MiB") : Scaled(value, 1073741824.0, "GiB");
+        return Scaled(value, 1024.0, "KiB", kFew);
+    return value < 1073741824.0 ? Scaled(value, 1048576.0, "MiB", kFew) : Scaled(value, 1073741824.0, "GiB", kFew);
 }
 
 std::string ShowSeconds(double value)
 {
     if (value < 1e-3)
-        return Scaled(value, 1e-6, "us");
-    return value < 1.0 ? Scaled(value, 1e-3, "ms") : Scaled(value, 1.0, "s");
+        return Scaled(value, 1e-6, "us", kFew);
+    return value < 1.0 ? Scaled(value, 1e-3, "ms", kFew) : Scaled(value, 1.0, "s", kFew);
 }
 } // namespace
 
@@ -165,13 +169,13 @@ std::string Show(double value, Kind kind)
     case Kind::Bytes:
         return ShowBytes(value);
     case Kind::Frequency:
-        return Scaled(value, 1e3, "/mm");
+        return Scaled(value, 1e3, "/mm", kFew);
     case Kind::Seconds:
         return ShowSeconds(value);
     case Kind::Decibel:
-        return Scaled(value, 1.0, "dB");
+        return Scaled(value, 1.0, "dB", kFew);
     case Kind::Share:
-        return Scaled(value, 1e-2, "%");
+        return Scaled(value, 1e-2, "%", kFew);
     case Kind::Integer:
         return std::to_string(static_cast<std::int64_t>(value));
     default:

@@ -161,7 +161,7 @@ Viewer MakeViewer(const Shown& shown, const Options& options)
     constexpr Tab kField[] = {{"amplitude", "Amplitude", PICTURE_AMPLITUDE, false},
                               {"intensity", "Intensity (dB)", PICTURE_DECIBEL, false},
                               {"phase", "Phase", PICTURE_PHASE, false},
-                              {"complex", "Amplitude and phase", PICTURE_COMPLEX, false}};
+                              {"complex", "Complex", PICTURE_COMPLEX, false}};
     Viewer viewer;
     int number = 0;
     for (const Tab& tab : kField)
@@ -183,12 +183,13 @@ std::string Profiles(const Input& input)
 {
     const Lumora& field = input.field;
     const double unit = !input.knowsPitch ? field.GetPx() : field.IsSpectrum() ? 1e3 : 1e-3;
+    const double largest = field.GetAmplitudeMax();
     std::string out;
     for (const PictureQuantity quantity : {PICTURE_AMPLITUDE, PICTURE_PHASE})
     {
         const bool phase = quantity == PICTURE_PHASE;
         Chart chart;
-        chart.title = phase ? "Phase through the centre" : "Amplitude through the centre";
+        chart.title = phase ? "Phase through the centre, where there is light" : "Amplitude through the centre";
         chart.xLabel = !input.knowsPitch ? "samples" : field.IsSpectrum() ? "cycles/mm" : "mm";
         chart.yLabel = phase ? "phase / rad" : "amplitude";
         if (phase)
@@ -204,6 +205,15 @@ std::string Profiles(const Input& input)
             ProfileLine line = MakeProfileLine(field, axis, (along ? field.GetNy() : field.GetNx()) / 2, quantity);
             for (double& x : line.x)
                 x /= unit;
+            if (phase) // where there is no light to speak of it is noise
+                for (std::size_t n = 0; n < line.y.size(); ++n)
+                {
+                    const auto i = static_cast<int>(n);
+                    const double amplitude =
+                        along ? field.GetAmplitude(i, field.GetNy() / 2) : field.GetAmplitude(field.GetNx() / 2, i);
+                    if (!(amplitude > 0.01 * largest))
+                        line.y[n] = std::nan("");
+                }
             chart.lines.push_back({along ? "along x" : "along y", line.x, line.y});
         }
         out += Svg(chart);
@@ -404,7 +414,7 @@ int Report(const Options& options, Facts& facts)
 
 void AddReport(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "report", "One HTML page of a field: pictures, profiles, parameters, advice");
+    CLI::App& sub = *app.add_subcommand("report", "One HTML page of a field: pictures, profiles, parameters, advice");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     sub.add_option("OUT", options->out, "HTML page to write; it needs no other file and no network")

@@ -111,9 +111,8 @@ void SetProgressTitle(const std::string& title)
     bar.title = title;
 }
 
-CLI::App& Session::Add(CLI::App& parent, const std::string& name, const std::string& purpose)
+void Session::OnCall(CLI::App& app, std::function<int()> work)
 {
-    CLI::App& app = *parent.add_subcommand(name, purpose);
     const std::string group = "Common";
     app.add_option("--threads", threads_, "Threads of the library; 0 for all processors")
         ->check(CLI::Range(0, 1024))
@@ -126,11 +125,6 @@ CLI::App& Session::Add(CLI::App& parent, const std::string& name, const std::str
         ->group(group);
     app.add_flag("--json", json_, "Results as one JSON object in SI units (radians, bytes)")->group(group);
     app.add_flag("--quiet,-q", quiet_, "No progress bar and no results, only failures")->group(group);
-    return app;
-}
-
-void Session::OnCall(CLI::App& app, std::function<int()> work)
-{
     std::string name = app.get_name();
     for (const CLI::App* parent = app.get_parent(); parent != nullptr; parent = parent->get_parent())
         name = parent->get_name() + " " + name;
@@ -181,7 +175,7 @@ int Session::Run()
     }
     catch (const Interrupted&)
     {
-        return Report(name_, "cancelled; nothing was written", 128 + caughtSignal);
+        return Report(name_, "cancelled", 128 + caughtSignal);
     }
     catch (const Misuse& misuse)
     {
@@ -194,7 +188,7 @@ int Session::Run()
     catch (const LumoraException& failure)
     {
         if (caughtSignal != 0)
-            return Report(name_, "cancelled; nothing was written", 128 + caughtSignal);
+            return Report(name_, "cancelled", 128 + caughtSignal);
         return Report(name_, DescribeError(failure), kFailed);
     }
     catch (const std::bad_alloc&)

@@ -41,9 +41,8 @@ public:
 class Session
 {
 public:
-    /// A subcommand with what all share (--threads, --isa, --json, --quiet); `work` runs when it was named.
-    CLI::App& Add(CLI::App& parent, const std::string& name, const std::string& purpose);
-    /// What a subcommand does, after the common options are in force. Returns the exit code.
+    /// Gives a subcommand, behind its own options, those that all share (--threads, --isa, --json, --quiet). When it is
+    /// named, `work` runs with these in force and returns the exit code.
     void OnCall(CLI::App& app, std::function<int()> work);
 
     /// Runs what the command line named and prints its facts. Everything that goes wrong becomes one line and a code.

@@ -46,6 +46,8 @@ void SaveProfiles(const Input& input, const Options& options, const PictureStyle
     plot.title = style.title;
     plot.yLabel = options.style.quantity;
     plot.yUnit = style.quantity == PICTURE_DECIBEL ? "dB" : style.quantity == PICTURE_PHASE ? "rad" : "";
+    if (options.columnAt)
+        plot.xLabel = options.rowAt ? "place" : "y";
     if (input.field.IsSpectrum())
     {
         plot.xLabel = "frequency";
@@ -98,7 +100,7 @@ int View(const Options& options, Facts& facts)
 
 void AddView(CLI::App& app, Session& session)
 {
-    CLI::App& sub = session.Add(app, "view", "A field or its spectrum as a PNG to look at");
+    CLI::App& sub = *app.add_subcommand("view", "A field or its spectrum as a PNG to look at");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     sub.add_option("OUT", options->out, "PNG to write")->required()->type_name("");

@@ -34,7 +34,7 @@ def call(*words, code=0, out=(), err=(), env=None):
         check(re.search(text, done.stdout), "%s: no %r in\n%s" % (name, text, done.stdout))
     for text in err:
         check(re.search(text, done.stderr), "%s: no %r in\n%s" % (name, text, done.stderr))
-    check(code == 0 or len(done.stderr.splitlines()) == 1, "%s: a failure is one line, not\n%s" % (name, done.stderr))
+    check(code == 0 or len(done.stderr.splitlines()) == 1 or (code == 3 and done.stdout), "%s: a failure is one line, not\n%s" % (name, done.stderr))
     check(code != 0 or not done.stderr, "%s: writes to a pipe: %s" % (name, done.stderr))
     return done.stdout
 
@@ -53,10 +53,12 @@ def shapes():
         "plane": ["--angle", "1deg,0deg"], "spherical": ["--distance", "5cm", "--at", "10um,0"],
         "grating": ["--period", "64um", "--profile", "blazed"], "zoneplate": ["--focal", "10cm", "--profile", "lens"],
         "picture": [PICTURE, "--width", "0.8mm", "--random-phase", "--seed", "7"],
+        "target": [PICTURE, "--width", "0.8mm"],
     }
     for shape, options in makers.items():
-        call("make", shape, *options[:1 if shape == "picture" else 0], shape + ".lm", *GRID, "--wavelength", "633nm",
-             *options[1 if shape == "picture" else 0:], out=["256 by 256", "633 nm", "4 um by 4 um"])
+        own = 1 if options[:1] == [PICTURE] else 0
+        call("make", "picture" if own else shape, *options[:own], shape + ".lm", *GRID, "--wavelength", "633nm",
+             *options[own:], out=["256 by 256", "633 nm", "4 um by 4 um"])
         check(facts("measure", shape + ".lm")["energy"] > 100, shape + ": no light")
     # A Gaussian exp(-r^2/w^2) is 2 w wide; a wave of 1 degree has its light at sin(1 deg) / lambda.
     for width in facts("measure", "gaussian.lm")["widths"]:
@@ -99,22 +101,24 @@ def containers():
 
 
 def optics():
-    there = call("propagate", "circle.lm", "there.lm", "-d", "5mm", out=["way +", "expected error"])
+    there = call("propagate", "target.lm", "there.lm", "-d", "5mm", out=["way +", "expected error"])
     check("note: against" not in there, "advice is not followed")
     call("propagate", "there.lm", "back.lm", "--distance", "-5mm")
-    check(facts("measure", "back.lm", "--reference", "circle.lm")["against_reference"]["snr_db"] > 20, "there and back")
+    check(facts("measure", "back.lm", "--reference", "target.lm")["against_reference"]["snr_db"] > 20, "there and back")
     call("propagate", "gaussian.lm", "zoom.lm", "-d", "10cm", "--to-pitch", "8um", "--to-size", "128", out=["8 um by 8 um"])
     # A beam of waist w at a distance z: w sqrt(1 + (z lambda / (pi w^2))^2).
     spread = math.sqrt(1 + (0.1 * 633e-9 / (math.pi * 1e-8)) ** 2)
     near(facts("measure", "zoom.lm")["widths"][0], 2e-4 * spread, 0.02, "a beam that widens")
-    call("propagate", "circle.lm", "x.lm", "-d", "3m", code=3, err=["no way is within", "lml advise"])
-    call("propagate", "circle.lm", "x.lm", "-d", "3m", "--best-effort", out=["note: against the adviser"])
-    advice = facts("advise", "circle.lm", "-d", "3m", code=3)
+    hard = ["picture.lm", "-d", "1cm", "--max-memory", "1KiB"]
+    call("propagate", *hard, "x.lm", code=3, err=["no way is within", "lml advise"])
+    call("propagate", *hard, "x.lm", "--best-effort", out=["note: against the adviser"])
+    call("propagate", *hard, "x.lm", "--method", "fresnel", "--to-pitch", "1um", code=3, err=["pitch"])
+    advice = facts("advise", *hard, code=3)
     check(not advice["fits"] and advice["remedies"] and len(advice["ways"]) > 3, "advice: " + str(advice.keys()))
     call("advise", "circle.lm", "-d", "5mm", out=["AsmProp"])
     found = facts("focus", "there.lm", "--from", "-9mm", "--to", "-1mm", "--steps", "17", "--measure", "all",
                   "--best", "best.lm", "--plot", "curve.png")
-    near(found["distance"], -5e-3, 0.05, "focus")
+    near(found["distance"], -5e-3, 0.01, "focus")
     check(len(found["curve"]) == 17 and len(found["measures"]) == 6 and os.path.exists("curve.png"), "curves of focus")
     with open("cloud.csv", "w") as file:
         file.write("x,y,z\n0,0,0\n" + "".join("%g,0.1,%g\n" % (n / 10, n / 20) for n in range(-2, 3)))
@@ -140,7 +144,7 @@ def refusals():
             (["info", "no.lm"], 1, "No such file"), (["info", "."], 1, "folder"), (["info", LML], 1, "no file of a known kind"),
             (["convert", "short.lm", "keep.lm"], 1, "short.lm"), (["convert", "circle.lm", "no/such.lm"], 1, "no/such.lm"),
             (["propagate", "wave.lm", "keep.lm", "-d", "1cm"], 1, "--domain field"),
-            (["compare", "circle.lm", "zoom.lm"], 1, "one size"), (["view", "circle.lm", "keep.lm"], 1, ".png"),
+            (["advise", "circle.lm"], 2, "--distance 15cm"), (["compare", "circle.lm", "zoom.lm"], 1, "one size"), (["view", "circle.lm", "keep.lm"], 1, ".png"),
             (["measure", "circle.lm", "--window", "0,1m,0,1m"], 2, "-512 um to 512 um")):
         call(*words, code=code, err=[re.escape(text)])
     with open("keep.lm", "rb") as file:
