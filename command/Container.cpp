@@ -35,14 +35,6 @@ public:
     Vector Displacement(int ix, int iy, int nx, int ny) const { return GetDispSegLm(ix, iy, nx, ny); }
 };
 
-Vector DisplacementOf(const Lumora& segment, const LmHead& head, int ix, int iy)
-{
-    Reader reader;
-    reader.CopyParam(segment);
-    reader.SetNx(segment.GetNx()).SetNy(segment.GetNy());
-    return reader.Displacement(ix, iy, head.segmentsX, head.segmentsY);
-}
-
 std::int32_t Raised(std::int64_t size)
 {
     constexpr std::int64_t kMost = std::int64_t{1} << 30;
@@ -76,7 +68,7 @@ LmHead ReadLmHead(const std::string& path)
         GetSizeSegLm(path.c_str(), head.segmentsX, head.segmentsY);
         head.kind = LmKind::Segments;
         head.parameters.LoadParamSegLm(path.c_str(), 0, 0, nullptr);
-        const Vector moved = DisplacementOf(head.parameters, head, 0, 0);
+        const Vector moved = SegmentDisplacement(head.parameters, 0, 0, head.segmentsX, head.segmentsY);
         head.parameters.SetOrigin(head.parameters.GetOrigin() - moved);
         return head;
     }
@@ -101,6 +93,14 @@ LmHead ReadLmHead(const std::string& path)
     head.parameters.SetNx(reader.GetNx()).SetNy(reader.GetNy());
     head.segmentsX = head.segmentsY = 1;
     return head;
+}
+
+Vector SegmentDisplacement(const Lumora& segment, int ix, int iy, int nx, int ny)
+{
+    Reader reader;
+    reader.CopyParam(segment);
+    reader.SetNx(segment.GetNx()).SetNy(segment.GetNy());
+    return reader.Displacement(ix, iy, nx, ny);
 }
 
 Lumora LoadPart(const std::string& path, int index)

@@ -49,6 +49,9 @@ LumoraLib::Lumora LoadWhole(const std::string& path, const LmHead& head);
 /// block with the phase of its mean amplitude. Memory: a segment and the preview.
 LumoraLib::Lumora LoadPreview(const std::string& path, const LmHead& head, int maxSide);
 
+/// From the centre of the whole grid to that of segment (ix, iy) of nx by ny, each of this field's size.
+LumoraLib::Vector SegmentDisplacement(const LumoraLib::Lumora& segment, int ix, int iy, int nx, int ny);
+
 /// The field as a segmented file of nx by ny segments at `path`, which is emptied.
 void SaveSegments(const LumoraLib::Lumora& field, const std::string& path, int nx, int ny);
 } // namespace command

@@ -27,26 +27,34 @@ struct Options
     bool planOnly = false;
 };
 
-int Points(Options options, Facts& facts)
+/// The field, or one of the segments that it is cut into.
+Lumora MakeSegment(GridOptions grid, const Whole2& cuts, Facts& facts)
 {
-    if (!options.planOnly && options.output.path.empty())
-        throw Misuse("say where the hologram is to go, or --plan to see only what it would take");
-    if (!options.output.path.empty())
-        FormatOfName(options.output.path);
-    options.load.unit = options.unit;
-    options.load.density = options.density * 1e6; // points per square millimetre to square metre
-    if (options.turn)
-        options.load.turn = Vector((*options.turn)[0], (*options.turn)[1], (*options.turn)[2]);
-    if (options.position)
-        options.load.position = Vector((*options.position)[0], (*options.position)[1], (*options.position)[2]);
-    options.how.method = options.method == "slabs"    ? CLOUD_SLABS
-                         : options.method == "direct" ? CLOUD_DIRECT
-                                                      : CLOUD_AUTOMATIC;
-    options.how.memory = static_cast<std::uint64_t>(options.memory);
-    const std::vector<CloudPoint> points = LoadPointCloud(options.cloud.c_str(), options.load);
-    Lumora field = options.grid.Make(facts);
-    const auto count = static_cast<std::int64_t>(points.size());
-    const CloudPlan plan = field.PlanPointCloud(points.data(), count, options.how);
+    const Whole2 whole = grid.size.value_or(Whole2{1024, 1024});
+    if (whole.x % cuts.x != 0 || whole.y % cuts.y != 0)
+        throw Misuse("--segments must divide the --size of " + std::to_string(whole.x) + " by " +
+                     std::to_string(whole.y));
+    grid.size = Whole2{whole.x / cuts.x, whole.y / cuts.y};
+    return grid.Make(facts);
+}
+
+CloudPlan PlanOf(const Lumora& field, const std::vector<CloudPoint>& points, const Options& options)
+{
+    try
+    {
+        return field.PlanPointCloud(points.data(), static_cast<std::int64_t>(points.size()), options.how);
+    }
+    catch (const LumoraException& failure)
+    {
+        const std::string text = failure.GetUserMessage();
+        if (text.find("in the plane of the field") == std::string::npos)
+            throw;
+        throw Failure(text + ": move the cloud off it, such as --position 0,0,-10cm, or the field with --origin");
+    }
+}
+
+void Describe(Facts& facts, const CloudPlan& plan, std::int64_t count)
+{
     facts.Add("points", "points", static_cast<double>(count), Kind::Integer);
     facts.Add("points_seen", "whose light reaches the field", static_cast<double>(plan.points), Kind::Integer);
     facts.Add("method", "method",
@@ -59,12 +67,65 @@ int Points(Options options, Facts& facts)
     facts.Add("expected_seconds", "expected time of one core", plan.seconds, Kind::Seconds);
     facts.Add("error_bound", "bound of the error", plan.error, Kind::Share);
     if (plan.points == 0)
-        facts.Note("no light reaches the field: points stand at z below 0 behind it or above 0 in front of it; move "
-                   "them with --position, or choose --unit");
+        facts.Note(
+            "no light reaches the field: the points' angles are beyond what its pitch carries; lessen --pitch, or "
+            "move the cloud with --position");
+}
+
+/// Segment after segment of a whole that need not fit into memory.
+void AddBySegments(Lumora& field, const std::vector<CloudPoint>& points, const Options& options, const Whole2& cuts,
+                   const char* name)
+{
+    CreateFileSegLm(name, static_cast<std::uint16_t>(cuts.x), static_cast<std::uint16_t>(cuts.y));
+    const Vector centre = field.GetOrigin();
+    for (int iy = 0; iy < cuts.y; ++iy)
+        for (int ix = 0; ix < cuts.x; ++ix)
+        {
+            CheckForSignal();
+            SetProgressTitle("segment " + std::to_string(iy * cuts.x + ix + 1) + " of " +
+                             std::to_string(cuts.x * cuts.y));
+            field.Clear().SetOrigin(centre + SegmentDisplacement(field, ix, iy, cuts.x, cuts.y));
+            field.AddPointCloud(points.data(), static_cast<std::int64_t>(points.size()), options.how);
+            field.SetOrigin(centre); // the file's common place, whichever segment is saved
+            field.SaveAsSegLm(name, static_cast<std::uint16_t>(ix), static_cast<std::uint16_t>(iy));
+        }
+    SetProgressTitle("");
+}
+
+int Points(Options options, Facts& facts)
+{
+    if (!options.planOnly && options.output.path.empty())
+        throw Misuse("say where the hologram is to go, or --plan to see only what it would take");
+    if (!options.output.path.empty())
+    {
+        const Format format = FormatOfName(options.output.path);
+        if (options.output.segments && format != Format::Lm)
+            throw Misuse("--segments is for LM files: name the output .lm");
+    }
+    options.load.unit = options.unit;
+    options.load.density = options.density * 1e6; // points per square millimetre to square metre
+    if (options.turn)
+        options.load.turn = Vector((*options.turn)[0], (*options.turn)[1], (*options.turn)[2]);
+    if (options.position)
+        options.load.position = Vector((*options.position)[0], (*options.position)[1], (*options.position)[2]);
+    options.how.method = options.method == "slabs"    ? CLOUD_SLABS
+                         : options.method == "direct" ? CLOUD_DIRECT
+                                                      : CLOUD_AUTOMATIC;
+    options.how.memory = static_cast<std::uint64_t>(options.memory);
+    const std::vector<CloudPoint> points = LoadPointCloud(options.cloud.c_str(), options.load);
+    const Whole2 cuts = options.output.segments.value_or(Whole2{1, 1});
+    Lumora field = MakeSegment(options.grid, cuts, facts);
+    const auto count = static_cast<std::int64_t>(points.size());
+    Describe(facts, PlanOf(field, points, options), count);
     if (options.planOnly)
         return kDone;
-    field.AddPointCloud(points.data(), count, options.how).SetWindowMax();
-    SaveOutput(field, options.output, facts);
+    if (options.output.segments)
+        SaveBeside(options.output.path, [&](const char* name) { AddBySegments(field, points, options, cuts, name); });
+    else
+    {
+        field.AddPointCloud(points.data(), count, options.how).SetWindowMax();
+        SaveOutput(field, options.output, facts);
+    }
     AddParameters(facts, field);
     return kDone;
 }

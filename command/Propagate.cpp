@@ -1,6 +1,7 @@
 // lml propagate and lml advise: a field carried to another plane, and what the adviser says of it.
 #include "Files.h"
 #include "Grid.h"
+#include "Large.h"
 #include "Subcommands.h"
 
 #include <LmlAdvice.h>
@@ -34,6 +35,7 @@ struct Options
     std::optional<Pair> tilt;
     std::string method = "auto";
     AdviceOptions advice;
+    LargeArguments large;
 
     void AddTo(CLI::App& app);
 };
@@ -149,6 +151,15 @@ int AdviseOn(const Options& options, bool json, Facts& facts)
     return advice.taken < 0 ? kNo : kDone;
 }
 
+/// What of the options an operation from file to file takes; a tilt, and the adviser's choice, are not among them.
+LargeDestination LargeDestinationOf(const Options& options)
+{
+    if (options.tilt)
+        throw Misuse("--tilt needs the field in memory: leave out --memory, --scratch and --resume");
+    return {options.input.path, options.output.path, options.method, options.distance,
+            options.shift,      options.toPitch,     options.toSize, options.output.segments};
+}
+
 /// The way to go: the adviser's, or the named member, which is gone against advice too where it can be gone at all.
 const AdviceMember* Choose(const Advice& advice, const Options& options)
 {
@@ -216,6 +227,8 @@ void Warn(Facts& facts, const Advice& advice, const AdviceMember& way)
 int Propagate(const Options& options, Facts& facts)
 {
     FormatOfName(options.output.path);
+    if (options.large.IsAsked())
+        return PropagateLarge(options.large, LargeDestinationOf(options), facts);
     Input input = LoadSource(options);
     input.field.SetWindowMax();
     const AdviceGeometry to = Destination(input.field, options);
@@ -264,6 +277,7 @@ void AddPropagate(CLI::App& app, Session& session)
         ->group("Choice");
     sub.add_flag("--best-effort", options->advice.bestEffort, "Go the best way even where none is good enough")
         ->group("Choice");
+    options->large.AddTo(sub);
     sub.footer("Examples:\n  lml propagate slit.lm far.lm --distance 15cm\n  lml propagate slit.lm zoom.lm --distance "
                "15cm --to-pitch 2um --shift 1mm,0");
     session.OnCall(sub, [options, &session] { return Propagate(*options, session.facts); });

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 
 namespace command
 {
@@ -27,6 +28,9 @@ struct Options
     std::string title;
     int maxSize = 1024;
 };
+
+/// Below this share of the largest amplitude phases are noise.
+constexpr double kDark = 0.01;
 
 struct Shown
 {
@@ -211,7 +215,7 @@ std::string Profiles(const Input& input)
                     const auto i = static_cast<int>(n);
                     const double amplitude =
                         along ? field.GetAmplitude(i, field.GetNy() / 2) : field.GetAmplitude(field.GetNx() / 2, i);
-                    if (!(amplitude > 0.01 * largest))
+                    if (!(amplitude > kDark * largest))
                         line.y[n] = std::nan("");
                 }
             chart.lines.push_back({along ? "along x" : "along y", line.x, line.y});
@@ -235,7 +239,6 @@ std::string Histograms(const Lumora& field)
         amplitude.x.push_back(most * n / kBins);
         phase.x.push_back(kPi * (2.0 * n / kBins - 1.0));
     }
-    double count = 0.0;
     for (std::int32_t j = w.bottom; j < w.top; ++j)
         for (std::int32_t i = w.left; i < w.right; ++i)
         {
@@ -248,14 +251,16 @@ std::string Histograms(const Lumora& field)
             {
                 return static_cast<std::size_t>(std::clamp(share, 0.0, kBins - 1.0));
             };
-            count += 1.0;
             amplitude.y[bin(a / most * kBins)] += 1.0;
-            if (a > 0.0)
+            if (a > kDark * most)
                 phase.y[bin((std::atan2(im, re) / kPi + 1.0) * 0.5 * kBins)] += 1.0;
         }
     for (ChartLine* const line : {&amplitude, &phase})
+    {
+        const double all = std::accumulate(line->y.begin(), line->y.end(), 0.0);
         for (double& y : line->y)
-            y *= 100.0 / std::max(count, 1.0);
+            y *= 100.0 / std::max(all, 1.0);
+    }
     Chart chart;
     chart.bars = true;
     chart.title = "Histogram of amplitudes";

@@ -104,7 +104,7 @@ def optics():
     there = call("propagate", "target.lm", "there.lm", "-d", "5mm", out=["way +", "expected error"])
     check("note: against" not in there, "advice is not followed")
     call("propagate", "there.lm", "back.lm", "--distance", "-5mm")
-    check(facts("measure", "back.lm", "--reference", "target.lm")["against_reference"]["snr_db"] > 20, "there and back")
+    check(facts("measure", "back.lm", "--reference", "target.lm")["against_reference"]["snr_db"] > 15, "there and back")
     call("propagate", "gaussian.lm", "zoom.lm", "-d", "10cm", "--to-pitch", "8um", "--to-size", "128", out=["8 um by 8 um"])
     # A beam of waist w at a distance z: w sqrt(1 + (z lambda / (pi w^2))^2).
     spread = math.sqrt(1 + (0.1 * 633e-9 / (math.pi * 1e-8)) ** 2)
