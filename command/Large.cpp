@@ -27,7 +27,7 @@ ByDistance AlongTheNormal(const std::string& method)
 }
 
 /// The file whose place, pitches and sizes the shifted members go to.
-void CreateDestination(const SegmentedField& source, const LargeDestination& there)
+void CreateDestination(const SegmentedField& source, const LargeDestination& there, const char* name)
 {
     const Whole2 cuts = there.segments.value_or(Whole2{source.GetSegmentsX(), source.GetSegmentsY()});
     const std::int64_t nx = there.size ? there.size->x : source.GetNx();
@@ -40,9 +40,8 @@ void CreateDestination(const SegmentedField& source, const LargeDestination& the
     like.SetOrigin(source.GetOrigin()).SetNormalVector(source.GetNormalVector());
     const Pair aside = there.shift.value_or(Pair{0.0, 0.0});
     like.SetOrigin(like.GetGlobalPosition(Vector(aside.x, aside.y, there.distance)));
-    SegmentedField::Create(there.to.c_str(), like, static_cast<std::uint16_t>(cuts.x),
-                           static_cast<std::uint16_t>(cuts.y), static_cast<std::int32_t>(nx / cuts.x),
-                           static_cast<std::int32_t>(ny / cuts.y));
+    SegmentedField::Create(name, like, static_cast<std::uint16_t>(cuts.x), static_cast<std::uint16_t>(cuts.y),
+                           static_cast<std::int32_t>(nx / cuts.x), static_cast<std::int32_t>(ny / cuts.y));
 }
 } // namespace
 
@@ -85,10 +84,18 @@ int PropagateLarge(const LargeArguments& arguments, const LargeDestination& ther
     }
     else
     {
-        CreateDestination(SegmentedField(there.from.c_str(), SEGMENTED_READ, options.missing), there);
-        report = there.method == "shifted-asm"
-                     ? LargeShiftedAsmProp(there.from.c_str(), there.to.c_str(), 1, options)
-                     : LargeShiftedFresnelProp(there.from.c_str(), there.to.c_str(), there.distance < 0.0, options);
+        const auto carry = [&](const char* name)
+        {
+            CreateDestination(SegmentedField(there.from.c_str(), SEGMENTED_READ, options.missing), there, name);
+            report = there.method == "shifted-asm"
+                         ? LargeShiftedAsmProp(there.from.c_str(), name, 1, options)
+                         : LargeShiftedFresnelProp(there.from.c_str(), name, there.distance < 0.0, options);
+        };
+        // A journal is found again by the destination's own name only.
+        if (arguments.resume)
+            carry(there.to.c_str());
+        else
+            SaveBeside(there.to, carry);
     }
     facts.Add("way", "way", there.method);
     facts.Add("written", "written", there.to);

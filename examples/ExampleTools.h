@@ -1,17 +1,19 @@
-// What the examples share: command lines that are checked, slides from pictures and pictures of fields, progress lines
-// with the time left, and time in seconds.
+// What the examples share: command lines that are checked, slides from pictures and the look of their pictures,
+// progress lines with the time left, and time in seconds.
 //
 // A wrong command line ends as every failure of the library does: one clear message through Error, exit code 1.
 #ifndef LML_EXAMPLETOOLS_H
 #define LML_EXAMPLETOOLS_H
 
-#include <LmlLumora.h>
+#include <LmlPictures.h>
 
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <variant>
 #include <vector>
 
@@ -35,13 +37,19 @@ public:
     /// The picture that LoadSlide() reads.
     void AddPicture(std::string& picture)
     {
-        AddPositional("PICTURE.bmp", picture, "8-bit or 4-bit BMP picture (default: a resolution target)");
+        AddPositional("PICTURE", picture, "PNG, JPEG, BMP or portable map (default: a resolution target)");
     }
     /// What nearly every example takes, last in its help.
     void AddCommon(int& threads, std::string& out, const char* folder = "folder for the pictures")
     {
         Add("--threads", threads, "threads of the library");
+        AddOut(out, folder);
+    }
+    /// The folder for what the program writes; Read() makes it where it is missing.
+    void AddOut(std::string& out, const char* folder)
+    {
         Add("--out", out, folder);
+        out_ = &out;
     }
 
     /// False when the program has nothing more to do (--help); wrong words end the program through Error.
@@ -69,6 +77,11 @@ public:
                 Refuse("a value is missing behind " + word);
             Store(*item, argv[++n]);
         }
+        // Now rather than behind a long computation.
+        std::error_code failure;
+        if (out_ != nullptr && !std::filesystem::is_directory(*out_, failure) &&
+            !std::filesystem::create_directories(*out_, failure))
+            Refuse("--out is no folder and cannot be made one: " + *out_);
         return true;
     }
     int ExitCode() const { return 0; }
@@ -158,24 +171,28 @@ private:
     std::vector<Item> items_;
     Item positional_;
     bool hasPositional_ = false;
+    std::string* out_ = nullptr;
 };
 
-/// The picture as amplitudes, a sample for each pixel.
-inline LumoraLib::Lumora LoadSlide(const std::string& picture, double pitch, double wavelength)
+/// How a picture is read: grey values as amplitudes, a sample for each pixel.
+inline LumoraLib::PictureLoadOptions SlideOptions(double pitch, double wavelength, double room = 1.0)
 {
-    LumoraLib::Lumora slide(1, 1, pitch, pitch, wavelength);
-    slide.LoadBmp(picture.c_str(), LumoraLib::ModeAmplitude, LumoraLib::Complex(0.0, 0.0));
-    return slide;
+    LumoraLib::PictureLoadOptions options;
+    options.value = LumoraLib::PICTURE_VALUE_AMPLITUDE;
+    options.pitch = pitch;
+    options.wavelength = wavelength;
+    options.room = room;
+    return options;
 }
 
-/// The picture in the middle of the field, `width` by `height` metres, its sharp edges smoothed to details of `finest`
-/// metres.
+/// The picture in the middle of the field, at most `width` by `height` metres, its sharp edges smoothed to details of
+/// `finest` metres.
 inline void PlaceSlide(LumoraLib::Lumora& field, const std::string& picture, double width, double height, double finest)
 {
-    LumoraLib::Lumora slide = LoadSlide(picture, 1.0, field.GetWavelength());
-    slide.SetPx(width / slide.GetNx()).SetPy(height / slide.GetNy());
-    // Amplitude and phase 0, read as the pair that they are: a real slide.
-    field.Clear().ResamplingCopy(slide, LumoraLib::LINEAR_INTERPOL);
+    LumoraLib::PictureLoadOptions options = SlideOptions(0.0, 0.0);
+    options.width = width;
+    options.height = height;
+    LumoraLib::LoadPicture(field, picture, options);
     field.Fft(-1);
     const double scale = 1.0 / static_cast<double>(field.N());
     for (int j = 0; j < field.GetNy(); ++j)
@@ -185,21 +202,35 @@ inline void PlaceSlide(LumoraLib::Lumora& field, const std::string& picture, dou
             field.SetPixel(i, j, field.GetPixel(i, j) * (std::exp(-2.0 * f * f) * scale));
         }
     field.Fft(1);
+    field.SetWindowMax();
 }
 
-/// The whole grid as a picture in the mode's own range, or from 0 to `max`; a stopped program leaves the old one.
-inline void SavePicture(const LumoraLib::Lumora& field, const std::string& path, LumoraLib::Mode mode,
-                        LumoraLib::Gradation gradation = LumoraLib::GradationGrey, double max = 0.0)
+/// The look of pictures that stand side by side: some 500 pixels, a bar that tells the size.
+inline LumoraLib::PictureStyle Look(LumoraLib::PictureQuantity quantity = LumoraLib::PICTURE_AMPLITUDE,
+                                    LumoraLib::PictureColours colours = LumoraLib::COLOURS_AUTOMATIC)
 {
-    LumoraLib::SaveWhole(path.c_str(), [&](const char* name) { field.SaveAsBmp(name, mode, gradation, 0, max, 0.0); });
+    LumoraLib::PictureStyle style;
+    style.quantity = quantity;
+    style.colours = colours;
+    style.maxSize = 640;
+    style.minSize = 512;
+    style.scaleBar = true;
+    style.textSize = 1.7;
+    return style;
 }
 
-/// The whole field as a grey picture, its largest amplitude white.
-inline void SaveAmplitude(const LumoraLib::Lumora& field, const std::string& path)
+/// The look of a picture that stands alone: axes, the colours with their values, a title.
+inline LumoraLib::PictureStyle LookAlone(const std::string& title,
+                                         LumoraLib::PictureQuantity quantity = LumoraLib::PICTURE_AMPLITUDE,
+                                         LumoraLib::PictureColours colours = LumoraLib::COLOURS_AUTOMATIC)
 {
-    LumoraLib::Lumora shown(field);
-    shown.SetWindowMax().Normalize(1.0);
-    SavePicture(shown, path, LumoraLib::ModeAmplitude);
+    LumoraLib::PictureStyle style = Look(quantity, colours);
+    style.title = title;
+    style.axes = true;
+    style.colourBar = true;
+    style.scaleBar = false;
+    style.textSize = 1.2;
+    return style;
 }
 
 /// Wall-clock seconds since construction.

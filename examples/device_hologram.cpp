@@ -39,6 +39,17 @@ struct Result
     double share; ///< of the light that is the picture's
 };
 
+/// The window's amplitude in grey, the object's brightest parts white.
+void SaveSeen(const Lumora& field, const std::string& path)
+{
+    PictureStyle style = example::Look(PICTURE_AMPLITUDE, COLOURS_GREY);
+    style.window = true;
+    style.low = 0.0;
+    style.high = 1.0;
+    style.scaleBar = false;
+    SavePicture(path, field, style);
+}
+
 /// Carries the device's field back and judges it: by the whole plane for the share of light, inside the window of
 /// `object` for the picture. Saves what is seen there.
 Result Reconstruct(Lumora device, double distance, const Lumora& object, const LML_RECT& picture,
@@ -54,10 +65,8 @@ Result Reconstruct(Lumora device, double distance, const Lumora& object, const L
     reference.SetWindow(picture);
     const ComplexDouble scale = device.GetScaleFactor(reference);
     result.snr = device.GetSnr(reference, scale);
-    // In units of the object: its brightest parts come out as intensity 1, speckles beyond 2 are cut.
-    device *= 1.0 / scale.Amplitude();
-    SaveWhole(path.c_str(),
-              [&](const char* name) { device.WinSaveAsBmp(name, ModeIntensity, GradationGrey, 0, 2.0, 0.0); });
+    device *= 1.0 / scale.Amplitude(); // in units of the object
+    SaveSeen(device, path);
     return result;
 }
 } // namespace
@@ -89,10 +98,10 @@ int main(int argc, char** argv)
     options.Require(reduce >= 0 && reduce <= 10, "--reduce must be 0 to 10");
     SetNumThreads(threads);
 
-    Lumora object = example::LoadSlide(picture, pitch, wavelength);
+    Lumora object = LoadPicture(picture, example::SlideOptions(pitch, wavelength));
     object.ReduceByAverage(reduce).SetPx(pitch).SetPy(pitch);
-    SaveWhole((out + "/device_object.bmp").c_str(),
-              [&](const char* name) { object.WinSaveAsBmp(name, ModeIntensity, GradationGrey, 0, 1.0, 0.0); });
+    object.SetWindowMax();
+    SaveSeen(object, out + "/device_object.png");
     std::srand(static_cast<unsigned>(seed));
     object.ModRandomPhase();
     object.Embed(1); // the picture lies in the middle half of the device
@@ -113,7 +122,7 @@ int main(int argc, char** argv)
 
     Lumora phaseOnly(field);
     phaseOnly.SetConstAmplitude(1.0);
-    const Result exact = Reconstruct(phaseOnly, distance, object, window, out + "/device_exact.bmp");
+    const Result exact = Reconstruct(phaseOnly, distance, object, window, out + "/device_exact.png");
 
     std::printf("levels   picture S/N      light in the picture   of exact phase   theory\n");
     std::printf("exact    %6.3f %5.1f dB   %6.4f                 1\n", exact.snr, Decibel(exact.snr), exact.share);
@@ -124,8 +133,12 @@ int main(int argc, char** argv)
         Lumora device(phaseOnly);
         device.HardClipPhase(levels);
         const std::string name = out + "/device_" + std::to_string(levels);
-        example::SavePicture(device, name + "_phase.bmp", ModePhase);
-        const Result result = Reconstruct(device, distance, object, window, name + ".bmp");
+        Lumora pixels(device); // so few that each can be seen
+        pixels.SetWindow(-32.0 * pitch, 32.0 * pitch, -32.0 * pitch, 32.0 * pitch);
+        PictureStyle style = example::Look(PICTURE_PHASE);
+        style.window = true;
+        SavePicture(name + "_phase.png", pixels, style);
+        const Result result = Reconstruct(device, distance, object, window, name + ".png");
         const double angle = kPi / levels;
         const double theory = std::sin(angle) / angle * std::sin(angle) / angle;
         const double kept = result.share / exact.share;
@@ -135,7 +148,7 @@ int main(int argc, char** argv)
         good = good && std::fabs(kept - theory) < 0.02 * theory && result.snr > before * (levels > 16 ? 0.999 : 1.05);
         before = result.snr;
     }
-    std::printf("pictures: %s/device_*.bmp\n", out.c_str());
+    std::printf("pictures: %s/device_*.png\n", out.c_str());
     std::printf("check against theory: %s\n", good ? "passed" : "FAILED");
     return good ? 0 : 1;
 }

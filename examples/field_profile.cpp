@@ -1,5 +1,5 @@
-// A double slit seen far away: FresnelProp and FourierProp beside the closed form, as CSV profiles and a plotted
-// picture.
+// A double slit seen far away: FresnelProp and FourierProp beside the closed form, as CSV profiles and as a
+// plot.
 //
 // Two slits of width a, centres b apart, in the far field: I(x) = (sin(alpha)/alpha)^2 cos^2(beta) with
 // alpha = pi a x / (lambda d), beta = pi b x / (lambda d) (Born and Wolf, Principles of Optics, section 8.5).
@@ -31,30 +31,15 @@ std::vector<double> Profile(const Lumora& field)
     return row;
 }
 
-/// Draws the profiles over each other as lines: one grey for each, on a black ground.
-void Plot(const std::string& path, const std::vector<std::vector<double>>& profiles)
+/// The middle of the screen, where the fringes are, as a line over the places of `field`.
+ProfileLine Middle(const char* name, const Lumora& field, const std::vector<double>& profile)
 {
-    Lumora picture(1024, 512);
-    picture.Clear();
-    const int n = static_cast<int>(profiles.front().size());
-    const int shown = std::min(n, 256); // the middle of the row
-    for (std::size_t p = 0; p < profiles.size(); ++p)
-    {
-        const Complex shade(0.35 + 0.65 * static_cast<double>(p) / static_cast<double>(profiles.size()), 0.0);
-        int lastX = 0;
-        int lastY = 0;
-        for (int t = 0; t < shown; ++t)
-        {
-            const double value = profiles[p][static_cast<std::size_t>(n / 2 - shown / 2 + t)];
-            const int x = t * 1023 / (shown - 1);
-            const int y = 16 + static_cast<int>(value * 470.0);
-            if (t > 0)
-                picture.DrawLine(lastX, lastY, x, y, shade);
-            lastX = x;
-            lastY = y;
-        }
-    }
-    example::SavePicture(picture, path, ModeAmplitude, GradationRainbow);
+    ProfileLine line = MakeProfileLine(field, X_AXIS, field.GetNy() / 2, PICTURE_INTENSITY, name);
+    line.y = profile;
+    const std::ptrdiff_t cut = static_cast<std::ptrdiff_t>(profile.size()) * 3 / 8;
+    line.x = {line.x.begin() + cut, line.x.end() - cut};
+    line.y = {line.y.begin() + cut, line.y.end() - cut};
+    return line;
 }
 } // namespace
 
@@ -124,14 +109,35 @@ int main(int argc, char** argv)
     };
     profile(fresnel, "/profile_fresnel.csv");
     profile(fourier, "/profile_fourier.csv");
-    Plot(out + "/field_profile.bmp", {theory, byFresnel, byFourier});
+    ProfileStyle style;
+    char title[80];
+    std::snprintf(title, sizeof title, "Double slit at %g m: propagated and in closed form", distance);
+    style.title = title;
+    style.xLabel = "x on the screen";
+    style.yLabel = "intensity of the maximum";
+    style.yLow = -0.03;
+    style.yHigh = 1.05;
+    std::vector<ProfileLine> lines = {Middle("closed form", fourier, theory), Middle("FresnelProp", fresnel, byFresnel),
+                                      Middle("FourierProp, every fourth sample", fourier, byFourier)};
+    // The three lie on each other: the last one as marks.
+    ProfileLine& marks = lines.back();
+    marks.markers = true;
+    const std::size_t kept = marks.y.size() / 4;
+    for (std::size_t mark = 0; mark < kept; ++mark)
+    {
+        marks.x[mark] = marks.x[4 * mark];
+        marks.y[mark] = marks.y[4 * mark];
+    }
+    marks.x.resize(kept);
+    marks.y.resize(kept);
+    SaveProfilePlot(out + "/field_profile.png", lines, style);
 
     std::printf("screen pitch          %.4g m (wavelength * distance / (Nx * pitch))\n", fourier.GetPx());
     std::printf("fringe spacing        %.4g m (wavelength * distance / separation)\n",
                 wavelength * distance / separation);
     std::printf("FourierProp - theory  %.2e of the maximum\n", worstFourier);
     std::printf("FresnelProp - theory  %.2e of the maximum\n", worstFresnel);
-    std::printf("profiles and picture  %s/profile_fresnel.csv profile_fourier.csv field_profile.bmp\n", out.c_str());
+    std::printf("profiles and picture  %s/profile_fresnel.csv profile_fourier.csv field_profile.png\n", out.c_str());
     const bool good = worstFourier < 0.02 && worstFresnel < 0.02;
     std::printf(good ? "the profiles agree with the closed form\n"
                      : "the profiles do NOT agree with the closed form\n");

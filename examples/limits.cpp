@@ -176,22 +176,19 @@ double Difference(const Answer& answer, bool amplitudes)
     return std::sqrt(difference / norm);
 }
 
-/// Truth and answer side by side on one scale of grey.
-void Save(const Answer& answer, const std::string& path)
+/// Truth and answer side by side on one scale.
+void Save(const Answer& answer, const Case& c, double difference, const std::string& path)
 {
-    Lumora truth(answer.first);
-    truth.SetWindowMax();
-    const double top = truth.GetAmplitudeMax();
-    Lumora shown(2 * kSize, kSize);
-    shown.Clear();
-    for (int j = 0; j < kSize; ++j)
-        for (int i = 0; i < kSize; ++i)
-        {
-            const bool line = i == kSize - 1;
-            shown.SetPixel(i, j, Complex(line ? 1.0 : answer.first.GetAmplitude(i, j) / top, 0.0));
-            shown.SetPixel(kSize + i, j, Complex(answer.second.GetAmplitude(i, j) / top, 0.0));
-        }
-    example::SavePicture(shown, path, ModeAmplitude);
+    PictureStyle style = example::LookAlone("right");
+    style.textSize = 1.4;
+    style.colourBar = false;
+    const double top = GetPictureRange(answer.first, style).high;
+    style.high = std::fmin(1.3 * top, std::fmax(top, GetPictureRange(answer.second, style).high));
+    const PictureImage right = RenderPicture(answer.first, style);
+    char title[80];
+    std::snprintf(title, sizeof title, "wrong: %s, %.0f %% off", c.name, 100.0 * difference);
+    style.title = title;
+    SavePng(path, JoinPictures({right, RenderPicture(answer.second, style)}, 2, 24));
 }
 } // namespace
 
@@ -223,11 +220,11 @@ int main(int argc, char** argv)
         const double inside = Difference(c.run(c.inside), c.amplitudes);
         const Answer answer = c.run(c.outside);
         const double outside = Difference(answer, c.amplitudes);
-        Save(answer, out + "/choosing_" + c.name + ".bmp");
+        Save(answer, c, outside, out + "/choosing_" + c.name + ".png");
         std::printf("%-20s %10.4g m %10.4g m %14.4f %14.4f\n", c.name, c.inside, c.outside, inside, outside);
         good = good && inside < 0.05 && outside > 0.1 && outside > 4.0 * inside;
     }
-    std::printf("pictures %s/choosing_*.bmp\n", out.c_str());
+    std::printf("pictures %s/choosing_*.png\n", out.c_str());
     std::printf(good ? "the limits hold\n" : "the limits do NOT tell good from bad\n");
     return good ? 0 : 1;
 }

@@ -50,7 +50,7 @@ struct Plate
     }
 };
 
-/// Adds a segment to the preview: each pixel the mean of a block of real parts, brought from -1 ... 1 to 0 ... 1.
+/// Adds a segment to the preview: each sample the mean of a block of real parts.
 void AddToPreview(Lumora& preview, const Lumora& segment, int ix, int iy, int block)
 {
     const int width = segment.GetNx() / block;
@@ -62,7 +62,7 @@ void AddToPreview(Lumora& preview, const Lumora& segment, int ix, int iy, int bl
             for (int j = 0; j < block; ++j)
                 for (int i = 0; i < block; ++i)
                     sum += segment.GetReal(u * block + i, v * block + j);
-            preview.SetPixel(ix * width + u, iy * height + v, Complex(0.5 + 0.5 * sum / (block * block), 0.0));
+            preview.SetPixel(ix * width + u, iy * height + v, Complex(sum / (block * block), 0.0));
         }
 }
 } // namespace
@@ -88,7 +88,7 @@ int main(int argc, char** argv)
     options.Add("--wavelength", wavelength, "metres");
     options.Add("--resume", resume, "1: go on with the file of a run that was stopped");
     options.Add("--keep", keep, "0: remove the file at the end");
-    options.Add("--out", out, "folder for the file and the picture");
+    options.AddOut(out, "folder for the file and the picture");
     if (!options.Read(argc, argv))
         return options.ExitCode();
     options.Require(size >= 2 && size <= 32768 && (size & (size - 1)) == 0,
@@ -102,9 +102,9 @@ int main(int argc, char** argv)
     const std::string path = out + "/segmented_field.lm";
     const double width = nx * size * pitch;
     const double height = ny * size * pitch;
-    // The farthest point of the plate meets a quarter of the sampling limit, sin(angle) = wavelength / (8 pitch), so
+    // The farthest point of the plate meets an eighth of the sampling limit, sin(angle) = wavelength / (16 pitch), so
     // that the picture shows all its rings.
-    const Plate plate = {0.1 * width, (0.6 * width + 0.5 * height) * 8.0 * pitch / wavelength};
+    const Plate plate = {0.1 * width, (0.6 * width + 0.5 * height) * 16.0 * pitch / wavelength};
     const double before = PeakMiB();
     std::printf("field    %d x %d samples, %.1f MiB, in %d x %d segments\n", nx * size, ny * size, fieldMiB, nx, ny);
     std::printf("limit    %d MiB, a segment takes %.2f MiB\n", limit, segmentMiB);
@@ -150,7 +150,7 @@ int main(int argc, char** argv)
 
     // Reading back and checking, bit by bit and place by place.
     const int block = std::max(1, std::max(nx, ny) * size / 512);
-    Lumora preview(std::max(1, nx * size / block), std::max(1, ny * size / block));
+    Lumora preview(std::max(1, nx * size / block), std::max(1, ny * size / block), block * pitch);
     preview.Clear();
     preview.SetWindow(0, std::max(1, nx * (size / block)), 0, std::max(1, ny * (size / block)));
     Lumora stored(size, size, pitch, pitch, wavelength);
@@ -175,8 +175,14 @@ int main(int argc, char** argv)
         reading.Report(n + 1);
     }
     if (size >= block)
-        SaveWhole((out + "/segmented_field.bmp").c_str(),
-                  [&](const char* name) { preview.WinSaveAsBmp(name, ModeAmplitude, GradationGrey); });
+    {
+        PictureStyle style =
+            example::LookAlone("Off-axis zone plate of " + std::to_string(count) + " segments", PICTURE_REAL);
+        style.window = true;
+        style.low = -1.0;
+        style.high = 1.0;
+        SavePicture(out + "/segmented_field.png", preview, style);
+    }
     const double used = PeakMiB() - before;
     std::printf("checked  %d segments, %d wrong; places within %.1e of a pitch\n", count, wrong, largest / pitch);
     std::printf("memory   %.1f MiB used at most\n", used);

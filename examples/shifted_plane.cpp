@@ -65,6 +65,18 @@ Vector Centroid(const Lumora& field)
         }
     return field.GetOrigin() + moment * (1.0 / sum);
 }
+
+/// The middle of the field, which the light fills; faint parts are lifted.
+void SaveMiddle(const Lumora& field, const std::string& path)
+{
+    Lumora shown(field);
+    const double half = 0.3125 * field.GetWidth();
+    shown.SetWindow(-half, half, -half, half);
+    PictureStyle style = example::Look();
+    style.window = true;
+    style.gamma = 1.5;
+    SavePicture(path, shown, style);
+}
 } // namespace
 
 int main(int argc, char** argv)
@@ -109,7 +121,7 @@ int main(int argc, char** argv)
     Lumora source(size, size, pitch, pitch, wavelength);
     example::PlaceSlide(source, picture, 0.5 * source.GetWidth(), 0.5 * source.GetHeight(), finest);
     const Vector start = Centroid(source);
-    example::SaveAmplitude(source, out + "/shifted_source.bmp");
+    SaveMiddle(source, out + "/shifted_source.png");
     source.MultiplyPlaneWave(shiftX / way, shiftY / way, Phase(0.0));
     PrintL("1/4 slide of %.3g mm, light inclined by %.3g degrees\n", 0.5 * source.GetWidth() * 1e3,
            std::asin(std::hypot(shiftX, shiftY) / way) / Deg);
@@ -123,8 +135,8 @@ int main(int argc, char** argv)
     const double first = clock.Read();
     fresnel.ShiftedFresnelProp(source);
     PrintL("2/4 shifted angular spectrum in %.4f s, shifted Fresnel in %.4f s\n", first, clock.Read() - first);
-    example::SaveAmplitude(spectrum, out + "/shifted_asm.bmp");
-    example::SaveAmplitude(fresnel, out + "/shifted_fresnel.bmp");
+    SaveMiddle(spectrum, out + "/shifted_asm.png");
+    SaveMiddle(fresnel, out + "/shifted_fresnel.png");
 
     // A plane larger than the source's grid, one tile after the other: ShiftedAsmPropEx with a look at the clock
     // between.
@@ -142,7 +154,9 @@ int main(int argc, char** argv)
             mosaic.Add(tile);
             progress.Report(static_cast<long>(row) * tiles + column + 1);
         }
-    example::SaveAmplitude(mosaic, out + "/shifted_mosaic.bmp");
+    PictureStyle wide = example::Look(PICTURE_DECIBEL);
+    wide.decibels = 90.0;
+    SavePicture(out + "/shifted_mosaic.png", mosaic, wide);
     Lumora atOnce(mosaic);
     atOnce.ShiftedAsmPropEx(source);
     const Complex* const mine = mosaic.GetDataPointer();
@@ -161,8 +175,8 @@ int main(int argc, char** argv)
     std::printf("shifted Fresnel, difference from the sum           %.2e\n", errorFresnel);
     std::printf("centroid arrived at                                %.4f, %.4f mm (%.4f, %.4f), %.2f samples beside\n",
                 arrived.x * 1e3, arrived.y * 1e3, shiftX * 1e3, shiftY * 1e3, missed / pitch);
-    std::printf("pictures                                           %s/shifted_source.bmp shifted_asm.bmp "
-                "shifted_fresnel.bmp shifted_mosaic.bmp\n",
+    std::printf("pictures                                           %s/shifted_source.png shifted_asm.png "
+                "shifted_fresnel.png shifted_mosaic.png\n",
                 out.c_str());
     // What the paraxial phase leaves out is k z theta^4 / 8 at the angle theta; twice that covers the slide's own
     // spread.

@@ -42,6 +42,17 @@ std::complex<double> WaveSum(const Lumora& plane, const RMatrix& toGlobal, const
         }
     return sum;
 }
+
+/// The middle of the field, one and a half slides wide.
+void SaveMiddle(const Lumora& field, double extent, const std::string& path)
+{
+    Lumora shown(field);
+    shown.SetWindow(-0.75 * extent, 0.75 * extent, -0.75 * extent, 0.75 * extent);
+    PictureStyle style = example::Look();
+    style.window = true;
+    style.gamma = 1.5;
+    SavePicture(path, shown, style);
+}
 } // namespace
 
 int main(int argc, char** argv)
@@ -76,7 +87,7 @@ int main(int argc, char** argv)
     const double extent = 0.25 * slide.GetWidth();
     // The edges are smoothed to the band that the grid carries beside the inclination of the light.
     example::PlaceSlide(slide, picture, extent, extent, 16.0 * pitch);
-    example::SaveAmplitude(slide, out + "/tilted_slide.bmp");
+    SaveMiddle(slide, extent, out + "/tilted_slide.png");
 
     slide.SetNormalVector(Vector(std::sin(angle), 0.0, std::cos(angle)));
     const Vector light = slide.GetCRMatrixGL() * Vector(0.0, 0.0, 1.0); // the z axis in the slide's coordinates
@@ -91,18 +102,18 @@ int main(int argc, char** argv)
     parallel.Rotate(slide, rotation, &carrier, CUBIC8_INTERPOL, true);
     parallel.MultiplyPlaneWave(carrier.u * wavelength, carrier.v * wavelength, Phase(0.0));
     PrintL("2/4 rotated in %.4f s\n", clock.Read());
-    example::SaveAmplitude(parallel, out + "/tilted_parallel.bmp");
+    SaveMiddle(parallel, extent, out + "/tilted_parallel.png");
 
     // Planes before and behind show the columns of the slide that cross them sharp, the others blurred.
     const double depth = 0.4 * extent * std::sin(std::fabs(angle));
-    for (const auto& [name, z] : {std::pair{"/tilted_before.bmp", -depth}, {"/tilted_behind.bmp", depth}})
+    for (const auto& [name, z] : {std::pair{"/tilted_before.png", -depth}, {"/tilted_behind.png", depth}})
     {
         Lumora focus(parallel);
-        example::SaveAmplitude(focus.AsmProp(z), out + name);
+        SaveMiddle(focus.AsmProp(z), extent, out + name);
     }
     Lumora last(parallel);
     last.AsmProp(distance);
-    example::SaveAmplitude(last, out + "/tilted_last.bmp");
+    SaveMiddle(last, extent, out + "/tilted_last.png");
     PrintL("3/4 carried on over %g m\n", distance);
 
     // Theory: the sum of the waves of all samples, at points across the last plane. Rotate() keeps the sum of the
@@ -140,8 +151,8 @@ int main(int argc, char** argv)
     std::printf("difference from the direct sum %.2e of its size\n", error);
     std::printf("amplitude against the sum      %.4f (1 / sqrt(cos(tilt)) = %.4f), phase %.2e rad\n", std::abs(factor),
                 theory, std::arg(factor));
-    std::printf("pictures                       %s/tilted_slide.bmp tilted_parallel.bmp tilted_before.bmp "
-                "tilted_behind.bmp tilted_last.bmp\n",
+    std::printf("pictures                       %s/tilted_slide.png tilted_parallel.png tilted_before.png "
+                "tilted_behind.png tilted_last.png\n",
                 out.c_str());
     const bool good = carrierError < 1e-9 && error < 0.02 && std::fabs(std::abs(factor) / theory - 1.0) < 0.01 &&
                       std::fabs(std::arg(factor)) < 0.01;

@@ -58,9 +58,10 @@ double DifferenceFromTheory(const Lumora& field, const Beams& beams)
 
 void Save(const Lumora& field, const std::string& path)
 {
-    Lumora shown(field);
-    shown.SetWindowMax().Normalize(1.0);
-    example::SavePicture(shown, path, ModeIntensity, GradationRainbow);
+    PictureStyle style = example::Look(PICTURE_AMPLITUDE, COLOURS_LAGOON);
+    style.gamma = 1.3;
+    style.clip = 100.0;
+    SavePicture(path, field, style);
 }
 } // namespace
 
@@ -97,7 +98,7 @@ int main(int argc, char** argv)
     for (int j = 0; j < size; ++j)
         for (int i = 0; i < size; ++i)
             source.SetPixel(i, j, Complex(beams.At(source.X(i), source.Y(j), 0.0).real(), 0.0));
-    Save(source, out + "/zoom_source.bmp");
+    Save(source, out + "/zoom_source.png");
     PrintL("1/3 five beams of %.3g um on a ring of %.3g mm\n", beams.w0 * 1e6, 2e3 * beams.ring);
 
     double worst = 0.0;
@@ -120,7 +121,7 @@ int main(int argc, char** argv)
         if (!kernel.IsCompatibleWith(distance * scale, field.GetPx(), field.GetPy(), source))
             Error(ERR_INTERNAL, "zoom", "the kernel does not serve all planes");
         field.ShiftedFresnelProp(source, kernel);
-        Save(field, out + "/zoom_plane" + std::to_string(n) + ".bmp");
+        Save(field, out + "/zoom_plane" + std::to_string(n) + ".png");
         report("plane", field);
     }
     PrintL("2/3 %d planes with one descriptor in %.4f s\n", planes, clock.Read());
@@ -133,11 +134,11 @@ int main(int argc, char** argv)
         Lumora field(size, size, pitch * scale / zoom, pitch * scale / zoom, wavelength);
         field.SetOrigin(detail);
         field.ShiftedFresnelProp(source);
-        Save(field, out + "/zoom_close" + std::to_string(zoom) + ".bmp");
+        Save(field, out + "/zoom_close" + std::to_string(zoom) + ".png");
         report("close-up", field);
     }
     PrintL("3/3 close-ups saved\n");
-    std::printf("pictures  %s/zoom_source.bmp zoom_plane*.bmp zoom_close*.bmp\n", out.c_str());
+    std::printf("pictures  %s/zoom_source.png zoom_plane*.png zoom_close*.png\n", out.c_str());
     const bool good = worst < 1e-4;
     std::printf(good ? "the fields agree with theory\n" : "the fields do NOT agree with theory\n");
     return good ? 0 : 1;

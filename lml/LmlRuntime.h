@@ -283,17 +283,19 @@ LML_API void SetInstructionSet(InstructionSet limit);
 // Threads. One count for all parallel loops of the library; 1 at load and after Start().             (Threads.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
-// The loops run on teams of an OpenMP runtime. Three things are that runtime's and not the library's:
-// - When the system refuses a thread (limits of threads, no address space for its stack), the runtime prints a line of
-//   its own and ends the process; no Error() is called. A team is started when the first parallel loop after a larger
-//   count runs, and kept. A program that must survive sets the count and runs one operation while memory is plenty.
-// - A thread of a program's own parallel region may use the library, one at a time (inside `single` or `master`):
-//   with nested regions off, as is usual, the library's loops then run on that thread alone, with the same samples.
+// The loops run on a team: the calling thread and workers of the library's own, started when a loop first needs them,
+// one less than the count and no more than there are other processors, and kept. A worker that waits sleeps after some
+// microseconds. What a worker has not begun when the caller is through with its own share, the caller does: with a
+// processor taken by another program two threads are about as fast as one.
+// - Where the system refuses a thread, loops run on those that are there; no Error() is called.
+// - A thread of a program's own parallel region may use the library, one at a time (inside `single` or `master`): the
+//   loops then run on that thread alone, with the same samples. So do those of a thread while another has the team.
+// - A child of fork() has workers of its own. Workers block all signals. Where the OpenMP runtime binds threads to
+//   places (OMP_PROC_BIND), the workers are bound to the places that follow the caller's.
 // - Floating-point modes. All arithmetic assumes the modes that a process starts with: rounding to nearest, subnormal
-//   numbers neither flushed to zero nor read as zero. The library does not set or check them, and the runtime's
-//   threads keep those of the moment at which they were started: under any other mode the last bits of samples depend
-//   on the thread count. Who needs another mode, or loads a library that sets one (builds with fast-math do that at
-//   load), restores the default around calls of this one.
+//   numbers neither flushed to zero nor read as zero. The library does not set or check them; workers take those of
+//   the caller. Who needs another mode, or loads a library that sets one (builds with fast-math do that at load),
+//   restores the default around calls of this one.
 
 /// Sets the number of threads of every parallel loop that starts from now on; not for use during an operation. At most
 /// 1024: a larger n counts as that, and GetNumThreads() says so.
@@ -316,7 +318,8 @@ LML_API void PushNumThreads();
 LML_API int PopNumThreads();
 /// PopNumThreads() under another name, also in its error: "LumoraLib::PullNumThreads".
 LML_API int PullNumThreads();
-/// Passes the flag on to the OpenMP runtime (and to a vendor FFT library, if one is in use).
+/// Passes the flag on to the OpenMP runtime (and to a vendor FFT library, if one is in use). The library's own loops
+/// are not changed by it.
 LML_API void SetDynamicThreads(bool dynamic);
 /// The flag set last; true at load, whatever the OpenMP runtime's own setting is.
 LML_API bool GetDynamicThreads();

@@ -64,6 +64,12 @@ constexpr char kUnusable[] = "unable to use in current version";
 constexpr char kOneRow[] = "this object must be 1 dimensional";
 constexpr char kScaledDescriptor[] = "ScaledFftDescriptor is not compatible";
 
+constexpr double kOne = 1.0;
+bool kAnyPlane(const Lumora&, std::size_t)
+{
+    return true;
+}
+
 // Files: relative names, so that messages are not cut. What is only known at run time fits any site.
 const char* const kNowhere = "/nowhere/x";
 const char* const kFull = "/dev/full";
@@ -399,6 +405,13 @@ const Row kRows[] = {
     {8, "Lumora::AsmProp", ": AsmProp", CALL(s.polarSpectrum.SPWProp(1))},
     {8, "Lumora::RawAsmProp", ": RawAsmProp", CALL(s.spectrum.RawAsmProp(1))},
     {8, "Lumora::ExactAsmProp", ": ExactAsmProp", CALL(s.polarSpectrum.ExactAsmProp(1))},
+    {8, "Lumora::PropagateStack", ": PropagateStack", CALL(s.spectrum.PropagateStack(&kOne, 1, kAnyPlane))},
+    {3, "Lumora::PropagateStack", "no distances, or no function for the planes", CALL(s.f.PropagateStack(nullptr, 1, kAnyPlane))},
+    {3, "Lumora::PropagateStack", "no distances, or no function for the planes", CALL(s.f.PropagateStack(&kOne, 1, nullptr))},
+    {3, "Lumora::PropagateStack", "no such propagator", CALL(s.f.MeasureStack(&kOne, 1, FOCUS_TAMURA, StackPropagator(2)))},
+    {3, "Lumora::PropagateStack", "no such measure", CALL(s.f.MeasureStack(&kOne, 1, FocusMeasure(6)))},
+    {1, "Lumora::PropagateStack", "not enough memory for the measures", CALL(s.f.MeasureStack(&kOne, SIZE_MAX, FOCUS_TAMURA))},
+    {3, "Lumora::GetFocusMeasure", "no such measure", CALL(s.f.GetFocusMeasure(FocusMeasure(-1)))},
     {8, "Lumora::AsmPropFs", "", CALL(s.f.AsmPropFs(1))},
     {8, "Lumora::AsmPropFs", "", CALL(s.polar.AsmPropFs(1)), kCartesian},
     {8, "Lumora::RawAsmPropFs", "", CALL(s.polar.RawAsmPropFs(1)), kCartesian},
@@ -660,6 +673,7 @@ const Row kWithoutSamples[] = {
     BARE("SetSphericalWave", s.none.SetSphericalWave(0, 0, 1e-3, 1, WINDOW_RECT)),
     BARE("AddSphericalWaveSQR", s.none.AddSphericalWaveSQR(0, 0, 1e-3, 1, 0, WINDOW_RECT)),
     BARE("AddSphericalWaveRF", s.none.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_RECT)), BARE("SaveAsLw", s.none.SaveAsLw(kNowhere, nullptr)),
+    BARE("PropagateStack", s.none.PropagateStack(&kOne, 1, kAnyPlane)), BARE("GetFocusMeasure", s.none.GetFocusMeasure(FOCUS_TAMURA)),
     BARE("SaveNpy", s.none.SaveNpy(kNowhere)), BARE("WinSaveNpy", s.none.WinSaveNpy(kNowhere)),
     BARE("WinSaveAsLw", s.none.WinSaveAsLw(kNowhere, nullptr)), BARE("SaveAsDE", s.none.SaveAsDE(kNowhere)),
     BARE("MultiplyFileLW", s.none.MultiplyFileLW(kNowhere, nullptr)), BARE("SuperimposeFileLW", s.none.SuperimposeFileLW(kNowhere, nullptr)),

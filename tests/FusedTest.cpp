@@ -221,6 +221,7 @@ std::vector<std::pair<Operation, double>> MemoryCases()
         {OPERATION(f.RawAsmProp(0.01)), 0.054},
         {OPERATION(f.Fft(-1)), 0.05},
         {OPERATION(f.ExactAsmProp(0.01)), 2.2},
+        {OPERATION(f.MeasureStack(std::data({0.01, 0.02}), 2, FOCUS_TAMURA)), 2.2},
         {OPERATION(f.ShiftedAsmProp(s, 1)), 2.2},
         {OPERATION(f.ScaledFft(-0.7, 1.3)), 0.1},
         {OPERATION(f.ShiftedFresnelProp(s)), 0.1},

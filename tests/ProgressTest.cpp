@@ -106,6 +106,11 @@ TEST(ProgressTest, OperationsAskAndAreTheSameWhenWatched)
         {"FresnelProp", source, [](Lumora& f) { f.FresnelProp(0.01); }, true},
         {"FourierProp", source, [](Lumora& f) { f.FourierProp(0.01); }, true},
         {"_Old_SPWProp", source, [](Lumora& f) { f._Old_SPWProp(0.01); }, true},
+        {"PropagateStack", source,
+         [&](Lumora& f) {
+             f.MeasureStack(std::data({0.01, 0.02}), 2, FOCUS_TAMURA);
+         },
+         true},
         {"AsmProp", source, [](Lumora& f) { f.AsmProp(0.01); }, true},
         {"ShiftedAsmProp", placed, [&](Lumora& f) { f.ShiftedAsmProp(source, 1); }, true},
         {"ShiftedAsmPropEx", plain, [&](Lumora& f) { f.ShiftedAsmPropEx(source); }, true},

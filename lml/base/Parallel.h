@@ -1,21 +1,22 @@
 // The loop forms of the library: every parallel region stands here, so that no operation writes its own.
 //
-// Each form asks the OpenMP runtime for a team of the library's thread count, read when the region starts, and gives
-// each thread one contiguous block (static scheduling without a chunk). A declined fork runs the same body as a team of
-// one.
+// Each form divides its work in as many parts as the library's thread count, read when the region starts: one
+// contiguous block each. The team (Team.h) runs every part once; one thread may run several, one after the other, so
+// that a body waits for no other part. What must be done before something else begins is a region, or a pass, of its
+// own.
 // A body must not throw: checks and allocations stand before the region.
 #ifndef LML_PARALLEL_H
 #define LML_PARALLEL_H
 
 #include "LmlRuntime.h"
+#include "base/Team.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <omp.h>
 
 namespace LumoraLib::detail
 {
-/// The contiguous block [begin, end) of thread `index` in a team of `size` over `count` items.
+/// The contiguous block [begin, end) of part `index` of `size` over `count` items.
 struct Block
 {
     std::size_t begin;
@@ -32,35 +33,29 @@ inline Block BlockOf(std::size_t count, int index, int size)
     return {begin, begin + share + (me < rest ? 1 : 0)};
 }
 
-/// One region: body(threadIndex, teamSize) on each thread of a team of at most `threads`.
+/// One region: body(index, size) for each of `threads` parts. Index 0 is the calling thread's; indices are for memory
+/// of a part's own.
 template <class Body>
 void ParallelTeam(int threads, const Body& body)
 {
     if (threads <= 1)
-    {
-        body(0, 1);
-        return;
-    }
-#pragma omp parallel num_threads(threads) default(none) shared(body)
-    body(omp_get_thread_num(), omp_get_num_threads());
+        return body(0, 1);
+    RunTeam(
+        threads, [](const void* part, int index, int size) { (*static_cast<const Body*>(part))(index, size); },
+        static_cast<const void*>(&body));
 }
 
-/// Waits until every thread of a team of `size` has come here. Alone there is nobody to wait for: a barrier would then
-/// belong to a team that the caller stands in, whose other threads wait for the caller and never come.
-inline void TeamBarrier(int size)
-{
-    if (size > 1)
-    {
-#pragma omp barrier
-    }
-}
+/// Samples of an element-wise loop, a few cycles each, below which a team costs more than it gains.
+inline constexpr std::size_t kTeamSamples = 32768;
 
-/// Blocks: body(begin, end, threadIndex) for the contiguous block of each thread.
+/// Blocks: body(begin, end, index) for the contiguous block of each part; below `fewest` items they are one block.
 template <class Body>
-void ParallelBlocks(std::size_t count, const Body& body)
+void ParallelBlocks(std::size_t count, const Body& body, std::size_t fewest = 0)
 {
     if (count == 0)
         return;
+    if (count < fewest)
+        return body(std::size_t{0}, count, 0);
     ParallelTeam(GetNumThreads(),
                  [&](int index, int size)
                  {

@@ -99,18 +99,8 @@ template <class... Pass>
 void ParallelPasses(int threads, const Pass&... pass)
 {
     Progress progress("LumoraLib", sizeof...(Pass)); // its name shows when nothing stands around it
-    if (progress.IsWatched())
-    {
-        std::int64_t done = 0;
-        ((progress.Step(done++), ParallelTeam(threads, pass)), ...);
-        return;
-    }
-    ParallelTeam(threads,
-                 [&](int index, int size)
-                 {
-                     bool first = true;
-                     ((first ? void() : TeamBarrier(size), first = false, pass(index, size)), ...);
-                 });
+    std::int64_t done = 0;
+    ((progress.Step(done++), ParallelTeam(threads, pass)), ...);
 }
 } // namespace LumoraLib::detail
 

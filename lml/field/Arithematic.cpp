@@ -115,15 +115,17 @@ void ScaleDoubleBlock(Complex* a, std::size_t count, double factor)
 template <class Kernel>
 void OverBlocks(Complex* a, std::size_t count, const Kernel& kernel)
 {
-    detail::ParallelBlocks(count, [&](std::size_t begin, std::size_t end, int) { kernel(a + begin, end - begin); });
+    detail::ParallelBlocks(
+        count, [&](std::size_t begin, std::size_t end, int) { kernel(a + begin, end - begin); }, detail::kTeamSamples);
 }
 
 /// The same with the samples of a second field of the same size.
 template <class Kernel>
 void OverBlocks(Complex* a, const Complex* b, std::size_t count, const Kernel& kernel)
 {
-    detail::ParallelBlocks(count,
-                           [&](std::size_t begin, std::size_t end, int) { kernel(a + begin, b + begin, end - begin); });
+    detail::ParallelBlocks(
+        count, [&](std::size_t begin, std::size_t end, int) { kernel(a + begin, b + begin, end - begin); },
+        detail::kTeamSamples);
 }
 
 void CheckSizes(const Lumora& a, const Lumora& b, const char* fn)

@@ -142,8 +142,9 @@ void SamplesToCartesian(Complex* samples, std::size_t count)
 
 void ScaleSamples(Complex* samples, std::size_t count, float factor)
 {
-    ParallelBlocks(count,
-                   [=](std::size_t begin, std::size_t end, int) { ScaleBlock(samples + begin, end - begin, factor); });
+    ParallelBlocks(
+        count, [=](std::size_t begin, std::size_t end, int) { ScaleBlock(samples + begin, end - begin, factor); },
+        kTeamSamples);
 }
 
 void MultiplySamples(Complex* a, const Complex* b, std::size_t count)
@@ -161,8 +162,9 @@ void MultiplySamples(Complex* a, const Complex* b, std::size_t count)
 
 void FillSamples(Complex* samples, std::size_t count, Complex value)
 {
-    ParallelBlocks(count,
-                   [=](std::size_t begin, std::size_t end, int) { std::fill(samples + begin, samples + end, value); });
+    ParallelBlocks(
+        count, [=](std::size_t begin, std::size_t end, int) { std::fill(samples + begin, samples + end, value); },
+        kTeamSamples);
 }
 
 void ShiftWindow(LML_RECT& window, std::int32_t dx, std::int32_t dy)

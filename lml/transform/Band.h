@@ -3,6 +3,7 @@
 #define LML_BAND_H
 
 #include "transform/wide/WideFft.h"
+#include "transform/wide/WideTables.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -30,6 +31,16 @@ inline WideRange TransformRange(std::int32_t first, std::int32_t last, std::int3
         return static_cast<std::size_t>((i + n - n / 2) % n);
     };
     return {turned(from), turned(to)};
+}
+
+/// A range of an axis of n indices, grown to whole strips: a strip does all of its columns anyway, and moves them many
+/// times as fast where it has not to look at each.
+inline WideRange WholeStrips(const WideRange& range, std::size_t n)
+{
+    const std::size_t begin = range.begin / kWideStrip * kWideStrip;
+    const std::size_t end = std::min((range.end + kWideStrip - 1) / kWideStrip * kWideStrip, n);
+    const bool meet = range.begin > range.end && end >= begin;
+    return meet ? WideRange{0, n} : WideRange{begin, end};
 }
 
 /// What a range leaves out of an axis of n indices.

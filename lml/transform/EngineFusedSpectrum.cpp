@@ -75,11 +75,12 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
     const WideRange ownRows{y0, y0 + static_cast<std::size_t>(ny)};
 
     const std::size_t rows = static_cast<std::size_t>(ny);
+    const WideRange visited = WholeStrips(columns, width); // of these the band's are read in the end
     const WideRows forward = {.source = {.samples = from.GetDataPointer(),
                                          .stride = static_cast<std::size_t>(nx),
                                          .origin = x0,
                                          .range = ownColumns},
-                              .target = {.samples = spectrum, .stride = width, .range = columns},
+                              .target = {.samples = spectrum, .stride = width, .range = visited},
                               .rows = rows,
                               .n = width,
                               .sign = -1};
@@ -87,7 +88,7 @@ void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) 
         .strips = {.source = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
                    .target = {.samples = spectrum, .stride = width, .origin = y0, .range = ownRows},
                    .columns = width,
-                   .which = columns,
+                   .which = visited,
                    .n = height},
         .factor = EvenFactor,
         .context = &factors,

@@ -11,9 +11,6 @@
 #include "field/FieldTools.h"
 #include "transform/CentredFft.h"
 #include "transform/SpectrumFactors.h"
-#include "transform/wide/WideTables.h"
-
-#include <utility>
 
 namespace LumoraLib::detail
 {
@@ -24,14 +21,6 @@ WideRange OwnRange(std::int32_t n, std::int32_t count)
 {
     const std::size_t first = static_cast<std::size_t>((n - count) / 2);
     return {first, first + static_cast<std::size_t>(count)};
-}
-
-/// A range with a gap inside one strip would have that strip twice.
-WideRange WithoutGap(WideRange range, std::size_t columns)
-{
-    const bool gap =
-        range.begin > range.end && range.end > 0 && (range.end - 1) / kWideStrip == range.begin / kWideStrip;
-    return gap ? WideRange{0, columns} : range;
 }
 
 void NoSpectrum(std::size_t bytes)
@@ -67,7 +56,7 @@ void KeptSpectrum::MakeFused(const Lumora& from, const IndexBox& band)
     const std::size_t width = static_cast<std::size_t>(nx_);
     const std::size_t height = static_cast<std::size_t>(ny_);
     const std::size_t rows = static_cast<std::size_t>(plane_.GetNy());
-    columns_ = WithoutGap(TransformRange(band.i0, band.i1, nx_), width);
+    columns_ = WholeStrips(TransformRange(band.i0, band.i1, nx_), width);
     if (columns_.Count(width) == 0)
         return;
     spectrum_.emplace(1, WideKeepPass::Floats(columns_, width, height) * sizeof(float), NoSpectrum);
@@ -113,7 +102,7 @@ void KeptSpectrum::RunFused(const SpectralPass& pass) const
         .strips = {.source = {.samples = middle, .stride = width, .origin = ownRows.begin, .range = ownRows},
                    .target = {.samples = middle, .stride = width, .origin = ownRows.begin, .range = ownRows},
                    .columns = width,
-                   .which = columns,
+                   .which = WholeStrips(columns, width),
                    .n = height},
         .factor = EvenFactor,
         .context = &factors,

@@ -42,7 +42,7 @@ foreach(program IN LISTS programs)
     message(FATAL_ERROR "${program} ended with ${result}\n${output}")
   endif()
 endforeach()
-# What is installed: the headers, the libraries with their sonames, and the package files; nothing else.
+# What is installed: the public headers, the libraries with their sonames, and the package files; nothing else.
 file(GLOB_RECURSE installed RELATIVE ${WORK}/prefix ${WORK}/prefix/*)
 string(REGEX REPLACE "lib/[^;/]*linux-gnu" "lib" installed "${installed}")
 string(REGEX REPLACE "Targets-[a-z]*" "Targets-config" installed "${installed}")

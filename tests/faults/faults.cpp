@@ -18,7 +18,6 @@
 #include <set>
 #include <vector>
 
-#include <omp.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -233,9 +232,6 @@ void Run(const Operation& operation, faults::Kind kind, faults::Way way, int n, 
     const State a(t.a);
     const State b(t.b);
     const int streams = faults::OpenStreams();
-#pragma omp parallel num_threads(setting.threads)
-    static_cast<void>(
-        omp_get_thread_num()); // a team has its memory before the faults come: its runtime knows no failure
     int code = 0;
     const char* foreign = nullptr;
     faults::Arm(kind, way, n);

@@ -50,7 +50,9 @@ void WideReadyRow::Run(std::size_t offset) const noexcept
         .kernels = kernels_,
         .length = length_,
         .line = {.x = x, .y = x, .sign = sign_, .shiftInput = halfShift_, .shiftOutput = halfShift_, .scale = scale_}};
-    ParallelTeam(team_, [&](int index, int size) { WideLongPart(job, index, size, scratch_->As<float>(index)); });
+    for (int sweep = 0; sweep < kWideLongSweeps; ++sweep)
+        ParallelTeam(team_,
+                     [&](int index, int size) { WideLongPart(job, sweep, index, size, scratch_->As<float>(index)); });
 }
 
 void WideFft1d(Complex* x, std::size_t n, int sign, bool halfShift, float scale, int threads)
@@ -107,16 +109,9 @@ void WideReadyGrid::Run() const noexcept
         lines_->Run(r * nx_);
     if (!stripPass_)
         return;
-    ParallelTeam(team_,
-                 [&](int index, int size)
-                 {
-                     if (rowPass_)
-                     {
-                         rowPass_->Part(index, size);
-                         TeamBarrier(size);
-                     }
-                     stripPass_->Part(index, size);
-                 });
+    if (rowPass_)
+        ParallelTeam(team_, [&](int index, int size) { rowPass_->Part(index, size); });
+    ParallelTeam(team_, [&](int index, int size) { stripPass_->Part(index, size); });
 }
 
 void WideReadyGrid::RunWatched() const

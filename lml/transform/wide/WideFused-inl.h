@@ -8,6 +8,22 @@ LML_INLINE std::ptrdiff_t KeptAt(const StripLayout& at, std::size_t k1, int g)
     return (std::ptrdiff_t(k1) * kGroups + g) * std::ptrdiff_t(at.b) * kPair;
 }
 
+/// The kept spectrum of one k1 and g times its factors. The next k1 in the same direction is fetched meanwhile: loads
+/// that wait for memory would stop the arithmetic.
+LML_INLINE void TimesKept(const StripLayout& at, float* mid, const float* from, const float* factor,
+                          std::ptrdiff_t factorStep)
+{
+    const std::ptrdiff_t ahead = (factorStep < 0 ? -kGroups : kGroups) * std::ptrdiff_t(at.b) * kPair;
+    for (std::ptrdiff_t k2 = 0; k2 < std::ptrdiff_t(at.b); ++k2, from += kPair, factor += factorStep)
+    {
+#pragma GCC unroll 2
+        for (std::ptrdiff_t line = 0; line < kPair; line += 16)
+            _mm_prefetch(reinterpret_cast<const char*>(from) + (ahead + line) * std::ptrdiff_t(sizeof(float)),
+                         _MM_HINT_T1);
+        StorePair(mid + k2 * kPair, Times(LoadPair(from), VF::Load(factor), VF::Load(factor + W)));
+    }
+}
+
 /// Forward, factor, inverse for one k1 of a strip: buffer[g][k1][.] in place, exchanged on return. factor: [k2][g]
 /// pairs with a step per k2 that may be negative, or per-row scalars. With the strip's spectrum kept, which takes
 /// vectors of factors, only what comes after it.
@@ -22,12 +38,7 @@ LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float
     {
         float* line = at.buffer + g * at.group + std::ptrdiff_t(k1) * at.line;
         if (kept != nullptr)
-        {
-            const float* from = kept + KeptAt(at, k1, g);
-            const float* by = factor + g * kPair;
-            for (std::ptrdiff_t k2 = 0; k2 < std::ptrdiff_t(at.b); ++k2, by += factorStep)
-                StorePair(mid + k2 * kPair, Times(LoadPair(from + k2 * kPair), VF::Load(by), VF::Load(by + W)));
-        }
+            TimesKept(at, mid, kept + KeptAt(at, k1, g), factor + g * kPair, factorStep);
         else
             Lane<Form::Split, Form::Split, kPost>(
                 rows,
@@ -51,16 +62,24 @@ LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float
     }
 }
 
-/// Inverse transforms over k1 and the way out.
-LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWriter& writer)
+/// Inverse transforms over k1 and the way out. With `far`, the rows that are written next, which no reader has brought
+/// near, are fetched meanwhile.
+LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWriter& writer, bool far = false)
 {
     NoSide none;
+    RowAhead ahead;
     for (std::size_t b = 0; b < at.b; ++b)
     {
         const float* in = at.buffer + std::ptrdiff_t(b) * kPair;
-        Lane<Form::Split, Form::Split, Post::None>(
-            *length.lengthA,
-            {.in = PairsAt(in, at.line, at.group), .out = PairsAt(at.tile, kPair, at.tileA), .tile = at.inner}, none);
+        const LaneArgs args = {
+            .in = PairsAt(in, at.line, at.group), .out = PairsAt(at.tile, kPair, at.tileA), .tile = at.inner};
+        if (far)
+        {
+            ahead.Set(writer.place, b + 1 < at.b ? b + 1 : 0, at.b, b + 1 < at.b ? at.a : 0);
+            Lane<Form::Split, Form::Split, Post::None>(*length.lengthA, args, ahead);
+        }
+        else
+            Lane<Form::Split, Form::Split, Post::None>(*length.lengthA, args, none);
         writer.Write(at.tile, at.tileA, b, at.b, at.a);
     }
 }
@@ -167,7 +186,7 @@ struct FusedStrips
             }
             Line(strip.column, k1, false);
         }
-        FusedLast(length, at, writer);
+        FusedLast(length, at, writer, spectrum != nullptr && p.bytes > kWideNext && !p.stream);
     }
 
     enum class Source
@@ -216,7 +235,7 @@ struct FusedStrips
             if (other != at.a)
                 Line(strip.column, other, true);
         }
-        FusedLast(length, at, writer);
+        FusedLast(length, at, writer, spectrum != nullptr && p.bytes > kWideNext && !p.stream);
     }
 
     LML_MEMBER void Pair(std::size_t s)

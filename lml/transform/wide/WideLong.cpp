@@ -21,7 +21,8 @@ void TimesPair(float* v, float re, float im)
 /// One row on the calling thread.
 void LongSerial(const WideLong& job, float* scratch)
 {
-    WideLongPart(job, 0, 1, scratch);
+    for (int sweep = 0; sweep < kWideLongSweeps; ++sweep)
+        WideLongPart(job, sweep, 0, 1, scratch);
 }
 
 /// The transforms over the first index, with the roots.
@@ -87,19 +88,19 @@ void LongLines(const WideLong& job, int index, int size, float* scratch)
 
 /// Index j = (a, c, b) with a, b < A and c < R: columns over a, roots, rows over (c, b), then a and b change places.
 /// Row results k_c + R k_b are dealt to (k_c, k_b) on the way, so that the exchange is one of squares, in place.
-void WideLongPart(const WideLong& job, int index, int size, float* scratch)
+void WideLongPart(const WideLong& job, int sweep, int index, int size, float* scratch)
 {
     const WideLength& length = *job.length;
     if (IsDirectRow(length))
     {
-        if (index == 0)
+        if (sweep == 0 && index == 0)
             job.kernels->row(length, job.line, scratch);
         return;
     }
-    LongColumns(job, index, size, scratch);
-    TeamBarrier(size);
-    LongLines(job, index, size, scratch);
-    TeamBarrier(size);
+    if (sweep == 0)
+        return LongColumns(job, index, size, scratch);
+    if (sweep == 1)
+        return LongLines(job, index, size, scratch);
     for (std::size_t c = 0; c < length.middle; ++c)
         job.kernels->transpose(reinterpret_cast<float*>(job.line.y + c * length.side), length.middle * length.side,
                                length.side, static_cast<std::size_t>(index), static_cast<std::size_t>(size));

@@ -16,8 +16,10 @@ struct WideLong
     WideLine line = {};
 };
 
-/// What thread `index` of a team of `size` does of a row; all of the team must come.
-void WideLongPart(const WideLong& job, int index, int size, float* scratch);
+/// Sweeps that a row takes, each over all of it.
+inline constexpr int kWideLongSweeps = 3;
+/// Part `index` of `size` of one sweep of a row; all parts of the one before must have ended.
+void WideLongPart(const WideLong& job, int sweep, int index, int size, float* scratch);
 
 /// Rows, strips (or strips fused) and rows convolved as the entries of WideKernels do them, for longer lengths.
 void WideLongRows(const WideRowArgs& p, const WideKernels& kernels, std::size_t first, std::size_t last,

@@ -1,14 +1,12 @@
 // Passes of the wide transform engine: transforms along all rows or columns of a grid, one sweep each.
 //
-// For several sweeps in one parallel region make the pass objects first (they take tables and scratch and may fail with
-// ERR_MEMORY), then
+// For several sweeps make the pass objects first (they take tables and scratch and may fail with ERR_MEMORY), then
 //
-//   ParallelTeam(threads, [&](int index, int size) {
-//       rows.Part(index, size);  TeamBarrier(size);  columns.Part(index, size);  TeamBarrier(size);
-//       back.Part(index, size);
-//       });
+//   ParallelPasses(threads, [&](int index, int size) { rows.Part(index, size); },
+//                  [&](int index, int size) { columns.Part(index, size); },
+//                  [&](int index, int size) { back.Part(index, size); });
 //
-// Part() never fails and never allocates. Every pass of one region must have been made for at least the team's size.
+// Part() never fails and never allocates. Every pass must have been made for at least so many threads.
 #ifndef LML_WIDEPASSES_H
 #define LML_WIDEPASSES_H
 
