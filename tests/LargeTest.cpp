@@ -1,0 +1,226 @@
+// Fields larger than memory: segmented files as one grid, and operations from file to file with the members' bits.
+#include "TestTools.h"
+
+#include "LmlLarge.h"
+#include "Operations.h"
+#include "field/Embed.h"
+
+using namespace lmltest;
+
+namespace
+{
+/// Sizes of a file: segments along x and y of nx by ny samples.
+struct Sizes
+{
+    int sx, sy, nx, ny;
+    int Width() const { return sx * nx; }
+    int Height() const { return sy * ny; }
+};
+
+class Large : public testing::Test
+{
+protected:
+    std::string Path(const char* name) const { return folder_.Path() + "/" + name; }
+
+    /// A file with random samples and what stands in it.
+    std::vector<Complex> Make(const char* name, const Sizes& s, unsigned seed = 1, double pitch = 2e-6) const
+    {
+        Lumora like(0, 0);
+        like.SetPx(pitch).SetPy(pitch * 1.25).SetWavelength(633e-9);
+        like.SetOrigin(Vector(1e-4, -2e-4, 3e-4));
+        SegmentedField file = SegmentedField::Create(Path(name).c_str(), like, static_cast<std::uint16_t>(s.sx),
+                                                     static_cast<std::uint16_t>(s.sy), s.nx, s.ny);
+        std::vector<Complex> samples(static_cast<std::size_t>(s.Width()) * static_cast<std::size_t>(s.Height()));
+        std::mt19937 random(seed);
+        for (Complex& c : samples)
+            c = Complex(static_cast<double>(random() % 2001) / 1000.0 - 1.0,
+                        static_cast<double>(random() % 2001) / 1000.0 - 1.0);
+        file.Write(0, 0, s.Width(), s.Height(), samples.data(), static_cast<std::size_t>(s.Width()));
+        return samples;
+    }
+    std::vector<Complex> ReadAll(const char* name) const
+    {
+        const SegmentedField file(Path(name).c_str());
+        const std::int32_t nx = static_cast<std::int32_t>(file.GetNx());
+        const std::int32_t ny = static_cast<std::int32_t>(file.GetNy());
+        std::vector<Complex> samples(static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny));
+        file.Read(0, 0, nx, ny, samples.data(), static_cast<std::size_t>(nx));
+        return samples;
+    }
+    /// The file's field in memory, its samples in the middle of the raised grid.
+    Lumora Inside(const char* name) const
+    {
+        const SegmentedField file(Path(name).c_str());
+        Lumora field(1, 1);
+        file.Get(0, 0, static_cast<std::int32_t>(file.GetNx()), static_cast<std::int32_t>(file.GetNy()), field);
+        return field;
+    }
+    static bool SameBits(const std::vector<Complex>& a, const std::vector<Complex>& b)
+    {
+        return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(Complex)) == 0;
+    }
+    int FilesLeft() const
+    {
+        int count = 0;
+        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder_.Path()))
+            ++count;
+        return count;
+    }
+
+    MemoryFolder folder_;
+};
+
+// ------------------------------------------------------------------------------------------------------ segments
+
+TEST_F(Large, SegmentsAreOneGridInTheRightPlaces)
+{
+    const Sizes s = {3, 5, 16, 8};
+    const std::vector<Complex> all = Make("a", s);
+    const SegmentedField file(Path("a").c_str());
+    EXPECT_EQ(file.GetNx(), 48);
+    EXPECT_EQ(file.GetNy(), 40);
+    EXPECT_EQ(file.CountMissing(), 0);
+    // A segment is what LoadSegLm makes of it, place and all.
+    Lumora own(1, 1), theirs(1, 1);
+    for (int iy = 0; iy < 5; ++iy)
+        for (int ix = 0; ix < 3; ++ix)
+        {
+            file.GetSegment(ix, iy, own);
+            theirs.LoadSegLm(Path("a").c_str(), static_cast<std::uint16_t>(ix), static_cast<std::uint16_t>(iy),
+                             nullptr);
+            ASSERT_EQ(own.N(), theirs.N());
+            EXPECT_EQ(std::memcmp(own.GetDataPointer(), theirs.GetDataPointer(), own.N() * sizeof(Complex)), 0);
+            EXPECT_TRUE(own.GetOrigin() == theirs.GetOrigin());
+            EXPECT_EQ(own.GetPy(), theirs.GetPy());
+            EXPECT_EQ(own.GetWavelength(), theirs.GetWavelength());
+        }
+    // Rectangles across segments: the sample at (x, y) of the whole stands at the same point of space in each.
+    for (const auto& [x, y, nx, ny] : {std::array{0, 0, 48, 40}, std::array{13, 5, 8, 16}, std::array{31, 7, 5, 9},
+                                       std::array{47, 39, 1, 1}, std::array{2, 0, 32, 4}})
+    {
+        Lumora part(1, 1);
+        file.Get(x, y, nx, ny, part);
+        const int left = (part.GetNx() - nx) / 2, below = (part.GetNy() - ny) / 2;
+        for (int j = 0; j < part.GetNy(); ++j)
+            for (int i = 0; i < part.GetNx(); ++i)
+            {
+                const bool inside = i >= left && i < left + nx && j >= below && j < below + ny;
+                const Complex expected =
+                    inside ? all[static_cast<std::size_t>((y + j - below) * 48 + x + i - left)] : Complex();
+                ASSERT_TRUE(part.GetPixel(i, j) == expected);
+            }
+        const double px = part.X(left) + part.GetOrigin().x, py = part.Y(below) + part.GetOrigin().y;
+        EXPECT_NEAR(px, (x - 24) * 2e-6 + 1e-4, 1e-12);
+        EXPECT_NEAR(py, (y - 20) * 2.5e-6 - 2e-4, 1e-12);
+    }
+}
+
+TEST_F(Large, PutReachesEverySegmentAndMissingOnesAreZerosOrRefused)
+{
+    Lumora like(8, 8, 1e-5, 1e-5, 500e-9);
+    FillRandom(like);
+    like.SetOrigin(Vector(1.0, 2.0, 3.0)); // counts for nothing when it is put
+    {
+        SegmentedField file = SegmentedField::Create(
+            Path("p").c_str(), Lumora(0, 0).SetPx(1e-5).SetPy(1e-5).SetWavelength(500e-9), 4, 3, 8, 4);
+        EXPECT_EQ(file.CountMissing(), 12);
+        file.Put(12, 2, like); // touches (1..2, 0..2)
+        EXPECT_EQ(file.CountMissing(), 6);
+    }
+    const SegmentedField zeros(Path("p").c_str(), SEGMENTED_READ, MISSING_ZERO);
+    Lumora all(1, 1);
+    zeros.Get(0, 0, 32, 12, all);
+    for (int j = 0; j < 12; ++j)
+        for (int i = 0; i < 32; ++i)
+        {
+            const bool inside = i >= 12 && i < 20 && j >= 2 && j < 10;
+            ASSERT_TRUE(all.GetPixel(i, j + 2) == (inside ? like.GetPixel(i - 12, j - 2) : Complex()));
+        }
+    SegmentedField file(Path("p").c_str(), SEGMENTED_UPDATE);
+    Lumora part(1, 1);
+    EXPECT_EQ(Catch([&] { file.Get(0, 0, 32, 12, part); }),
+              (Failure{ERR_PARAMETER, "LumoraLib::SegmentedField", "a segment is missing"}));
+    file.GetSegment(1, 1, part); // one that is there
+    Lumora other(part);
+    other.SetPx(2e-5);
+    EXPECT_EQ(Catch([&] { file.PutSegment(0, 0, other); }).message, "the field does not fit the file");
+    EXPECT_EQ(Catch([&] { file.PutSegment(0, 0, like); }).message, "the field has not the size of a segment");
+    EXPECT_EQ(Catch([&] { file.Put(30, 0, part); }).message, "the rectangle does not lie in the field");
+    file.PutSegment(0, 0, part);
+    EXPECT_TRUE(file.Has(0, 0));
+}
+
+// ----------------------------------------------------------------------------------------------------- propagation
+
+struct Row
+{
+    const char* name;
+    std::function<LargeReport(const char* from, const char* to, const LargeOptions&)> large;
+    std::function<void(Lumora&)> member;
+};
+
+std::vector<Row> Rows()
+{
+    std::vector<Row> rows;
+    for (const double d : {2e-3, -0.05})
+    {
+        rows.push_back({"RawAsmProp", [d](auto a, auto b, auto& o) { return LargeRawAsmProp(a, b, d, o); },
+                        [d](Lumora& f)
+                        {
+                            f.RawAsmProp(d);
+                        }});
+        rows.push_back({"AsmProp", [d](auto a, auto b, auto& o) { return LargeAsmProp(a, b, d, o); },
+                        [d](Lumora& f)
+                        {
+                            f.AsmProp(d);
+                        }});
+        rows.push_back({"ExactAsmProp", [d](auto a, auto b, auto& o) { return LargeExactAsmProp(a, b, d, o); },
+                        [d](Lumora& f)
+                        {
+                            f.ExactAsmProp(d);
+                        }});
+    }
+    return rows;
+}
+
+/// The middle of a raised field that a file's samples have come to.
+std::vector<Complex> Middle(const Lumora& field, const Sizes& s)
+{
+    std::vector<Complex> middle(static_cast<std::size_t>(s.Width()) * static_cast<std::size_t>(s.Height()));
+    detail::CutCentre(middle.data(), s.Width(), s.Height(), field.GetDataPointer(), field.GetNx(), field.GetNy());
+    return middle;
+}
+
+TEST_F(Large, OperationsHaveTheMembersBits)
+{
+    int sweeps = 0;
+    for (const Sizes& s : {Sizes{2, 2, 256, 256}, Sizes{3, 5, 128, 64}, Sizes{1, 4, 64, 128}})
+    {
+        Make("from", s);
+        for (const Row& row : Rows())
+        {
+            SCOPED_TRACE(std::string(row.name) + " of " + std::to_string(s.Width()));
+            Lumora field = Inside("from");
+            row.member(field);
+            const std::vector<Complex> expected = Middle(field, s);
+            const std::uint64_t bytes = expected.size() * sizeof(Complex);
+            int threads = 0;
+            for (const std::uint64_t memory : {bytes * 64, bytes / 4, bytes / 16, bytes / 64})
+            {
+                LargeOptions how;
+                how.memory = memory;
+                how.threads = threads = threads % 3 + 1;
+                const LargeReport report = row.large(Path("from").c_str(), Path("to").c_str(), how);
+                EXPECT_EQ(report.inMemory, memory > bytes);
+                sweeps += report.inMemory ? 0 : 1;
+                ASSERT_TRUE(SameBits(ReadAll("to"), expected)) << "memory " << memory << ", threads " << threads;
+                const SegmentedField to(Path("to").c_str());
+                EXPECT_TRUE(to.GetOrigin() == field.GetOrigin());
+                EXPECT_EQ(to.GetPx(), field.GetPx());
+                EXPECT_EQ(FilesLeft(), 2);
+            }
+        }
+    }
+    EXPECT_GT(sweeps, 0);
+}
+} // namespace
