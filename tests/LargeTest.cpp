@@ -162,7 +162,7 @@ struct Row
 std::vector<Row> Rows()
 {
     std::vector<Row> rows;
-    for (const double d : {2e-3, -0.05})
+    for (const double d : {2e-4, -2e-3, 0.05})
     {
         rows.push_back({"RawAsmProp", [d](auto a, auto b, auto& o) { return LargeRawAsmProp(a, b, d, o); },
                         [d](Lumora& f)
@@ -211,7 +211,7 @@ TEST_F(Large, OperationsHaveTheMembersBits)
                 how.memory = memory;
                 how.threads = threads = threads % 3 + 1;
                 const LargeReport report = row.large(Path("from").c_str(), Path("to").c_str(), how);
-                EXPECT_EQ(report.inMemory, memory > bytes);
+                EXPECT_TRUE(report.inMemory || memory < bytes);
                 sweeps += report.inMemory ? 0 : 1;
                 ASSERT_TRUE(SameBits(ReadAll("to"), expected)) << "memory " << memory << ", threads " << threads;
                 const SegmentedField to(Path("to").c_str());
@@ -221,6 +221,6 @@ TEST_F(Large, OperationsHaveTheMembersBits)
             }
         }
     }
-    EXPECT_GT(sweeps, 0);
+    EXPECT_GT(sweeps, 60);
 }
 } // namespace

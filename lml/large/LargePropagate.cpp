@@ -36,6 +36,13 @@ public:
     {
         return std::make_unique<SpectralSteps>(pass_, from, own_, layout, threads);
     }
+    bool IsZero() const override
+    {
+        const std::size_t nx = static_cast<std::size_t>(from.nx);
+        const std::size_t ny = static_cast<std::size_t>(from.ny);
+        return TransformRange(pass_.band.i0, pass_.band.i1, from.nx).Count(nx) == 0 ||
+               TransformRange(pass_.band.j0, pass_.band.j1, from.ny).Count(ny) == 0;
+    }
     void Identify(Identity& identity) const override { identity.AddNumber(d_); }
 
 private:

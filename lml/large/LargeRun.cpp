@@ -144,13 +144,15 @@ LargeReport LargeCall::Run(const LargeWork& work, const Lumora& common, const Se
         sizeof(Complex) * static_cast<std::uint64_t>(place.raisedX) * static_cast<std::uint64_t>(place.raisedY);
     const std::uint64_t whole = field + work.InsideBytes(threads_);
     const bool sweeps = WideEngineBound() && place.raisedX > 1 && place.raisedY > 1;
-    if (whole <= memory_)
+    if (whole <= memory_ || work.IsZero())
     {
         report_.inMemory = true;
-        report_.memory = whole;
+        report_.memory = work.IsZero() ? 0 : whole;
         TemporaryFile part(std::string(destination_) + ".part");
         SegmentedFile result(part.Path().c_str(), grid, common, function_);
-        RunInside(work, result);
+        result.Prepare(0, 0, grid.Nx(), grid.Ny()); // zeros so far
+        if (!work.IsZero())
+            RunInside(work, result);
         Finish(result, part);
         return report_;
     }
@@ -193,7 +195,6 @@ void LargeCall::RunInside(const LargeWork& work, SegmentedFile& result)
         work.Inside(field);
     }
     const SegmentGrid& grid = result.Grid();
-    result.Prepare(0, 0, grid.Nx(), grid.Ny());
     if (!MoveInside(progress, 2, grid,
                     [&](std::int64_t y, std::int64_t rows)
                     { return result.WriteSamples(0, y, grid.Nx(), rows, rowAt(work.to, y), stride); }))

@@ -45,6 +45,8 @@ public:
     /// What a layout must know, but for the rows, which are the caller's.
     virtual TileNeeds Needs(int threads) const = 0;
     virtual std::unique_ptr<SweepSteps> Steps(const TileLayout& layout, int threads) const = 0;
+    /// Whether nothing is left of any field: all samples become zero.
+    virtual bool IsZero() const { return false; }
     /// Whether a unit is transformed over all rows of the grid, zeros around those of the layout.
     virtual bool WholeColumns() const { return false; }
     /// Adds the parameters that the two files do not hold.
