@@ -125,7 +125,7 @@ private:
 // on the disk: a process that is killed leaves the old destination, or none. The source is never written; it may be the
 // destination. Failures and cancellation by the progress handler remove the scratch and the unfinished destination.
 //
-// Progress is reported in samples of the field, three times their number in all.
+// Progress is reported in units of its own, a third of the total for each sweep.
 //
 // Errors name the operation ("LumoraLib::LargeAsmProp"): code 2, 4, 5 and a path; code 3 for options that make no
 // sense, missing segments, and what the member refuses with code 3; code 6 for an engine that needs the whole field in
@@ -171,6 +171,21 @@ LML_API LargeReport LargeAsmProp(const char* source, const char* destination, do
 /// As Lumora::ExactAsmProp: on a grid of twice the width and height.
 LML_API LargeReport LargeExactAsmProp(const char* source, const char* destination, double d,
                                       const LargeOptions& options = {});
+/// As Lumora::FresnelProp: pitches wavelength times d over (samples times pitch) on the destination. Sizes that are no
+/// powers of two: the samples of the raised grid's, whose centre is kept.
+LML_API LargeReport LargeFresnelProp(const char* source, const char* destination, double d,
+                                     const LargeOptions& options = {});
+/// As Lumora::ShiftedAsmProp: to the place that the destination's file has. That file is there (SegmentedField::Create
+/// makes it) with the source's whole sizes, pitches, wavelength and normal (code 3); its samples are replaced.
+/// @param precision  doublings of the grid, 1 to 4 (code 3)
+LML_API LargeReport LargeShiftedAsmProp(const char* source, const char* destination, int precision = 1,
+                                        const LargeOptions& options = {});
+/// As Lumora::ShiftedFresnelProp: to the place, pitches and sizes that the destination's file has, which is there, with
+/// the source's wavelength and normal. Where the sizes differ, both stand in the centre of the smallest grid that holds
+/// either. The distance is that of the planes, without a sign, as the member takes it.
+/// @param backward  light that runs from the destination to the source: the conjugate of every phase
+LML_API LargeReport LargeShiftedFresnelProp(const char* source, const char* destination, bool backward = false,
+                                            const LargeOptions& options = {});
 } // namespace LumoraLib
 
 #endif
