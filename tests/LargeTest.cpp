@@ -5,6 +5,12 @@
 #include "Operations.h"
 #include "field/Embed.h"
 
+#include <csignal>
+#include <set>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+
 using namespace lmltest;
 
 namespace
@@ -253,6 +259,7 @@ TEST_F(Large, OperationsHaveTheMembersBits)
     int sweeps = 0;
     for (const Sizes& s : {Sizes{2, 2, 256, 256}, Sizes{3, 5, 128, 64}, Sizes{1, 4, 64, 128}})
     {
+        const bool all = s.sx == 2;
         Make("from", s);
         for (const Row& row : Rows())
         {
@@ -267,6 +274,8 @@ TEST_F(Large, OperationsHaveTheMembersBits)
             int threads = 0;
             for (const std::uint64_t memory : {bytes * 64, bytes / 4, bytes / 16, bytes / 64})
             {
+                if (!all && memory != bytes / 16)
+                    continue;
                 LargeOptions how;
                 how.memory = memory;
                 how.threads = threads = threads % 3 + 1;
@@ -283,6 +292,172 @@ TEST_F(Large, OperationsHaveTheMembersBits)
             }
         }
     }
-    EXPECT_GT(sweeps, 60);
+    EXPECT_GT(sweeps, 50);
+}
+TEST_F(Large, SplitRadixTransformsInMemoryOnly)
+{
+    const Engine engine(FFT_LIB_SPLIT_RADIX);
+    const Sizes s = {2, 2, 16, 16};
+    Make("from", s);
+    Lumora field = Inside("from");
+    field.AsmProp(1e-4);
+    LargeAsmProp(Path("from").c_str(), Path("to").c_str(), 1e-4);
+    EXPECT_TRUE(SameBits(ReadAll("to"), Middle(field, s)));
+    LargeOptions how;
+    how.memory = 100;
+    EXPECT_EQ(Catch([&] { LargeAsmProp(Path("from").c_str(), Path("to").c_str(), 1e-4, how); }),
+              (Failure{ERR_SOMETHING, "LumoraLib::LargeAsmProp", "this engine takes the whole field in memory"}));
+}
+
+// ---------------------------------------------------------------------------------------------------------- faults
+
+TEST_F(Large, KilledAnywhereItGoesOnWhereItWas)
+{
+    const Sizes s = {2, 2, 256, 256};
+    const std::vector<Complex> samples = Make("from", s);
+    const std::vector<Complex> old = Make("to", s, 7);
+    const auto run = [&](bool resume)
+    {
+        LargeOptions how;
+        how.memory = 1;
+        how.threads = 1; // a team does not live through fork()
+        how.resume = resume;
+        return LargeRawAsmProp(Path("from").c_str(), Path("to").c_str(), 2e-4, how);
+    };
+    const LargeReport whole = run(false);
+    const std::vector<Complex> expected = ReadAll("to");
+    const std::int64_t rounds = 2 * whole.bands + whole.units;
+    const auto journaled = [&]
+    {
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path()))
+            if (entry.path().extension() == ".journal")
+            {
+                std::uint64_t state[5] = {};
+                std::ifstream(entry.path(), std::ios::binary).read(reinterpret_cast<char*>(state), sizeof state);
+                const std::int64_t before[] = {0, whole.bands, whole.bands + whole.units};
+                return before[std::min<std::uint64_t>(state[2], 2)] + static_cast<std::int64_t>(state[3]);
+            }
+        return std::int64_t{-1};
+    };
+    std::set<std::int64_t> places;
+    for (int n = 0; n < 20; ++n)
+    {
+        Make("to", s, 7);
+        const std::int64_t target = n * rounds / 20;
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            run(true);
+            _exit(0);
+        }
+        while (journaled() < target && waitpid(child, nullptr, WNOHANG) == 0)
+            ;
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        const std::int64_t done = journaled();
+        if (done < 0) // it was through before it could be killed
+            continue;
+        places.insert(done);
+        ASSERT_TRUE(SameBits(ReadAll("from"), samples));
+        ASSERT_TRUE(SameBits(ReadAll("to"), old));
+        const LargeReport report = run(true);
+        EXPECT_EQ(report.resumed, done);
+        ASSERT_TRUE(SameBits(ReadAll("to"), expected)) << "killed behind " << done << " of " << rounds;
+        EXPECT_EQ(FilesLeft(), 2);
+    }
+    EXPECT_GT(places.size(), 5u); // the kill comes a moment after the journal says where it is
+    // What another work has left counts for nothing.
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        run(true);
+        _exit(0);
+    }
+    while (journaled() < rounds / 2 && waitpid(child, nullptr, WNOHANG) == 0)
+        ;
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    Make("from", s, 3);
+    EXPECT_EQ(run(true).resumed, 0);
+    EXPECT_EQ(FilesLeft(), 2);
+}
+
+TEST_F(Large, FailuresLeaveTheOldDestinationAndNothingElse)
+{
+    const Sizes s = {2, 2, 256, 256};
+    Make("from", s);
+    const std::vector<Complex> old = Make("to", s, 7);
+    const std::string from = Path("from"), to = Path("to");
+    LargeOptions how;
+    how.memory = 1;
+    const auto run = [&]
+    {
+        LargeAsmProp(from.c_str(), to.c_str(), 2e-4, how);
+    };
+    const auto check = [&](const Failure& expected, const std::function<void()>& call)
+    {
+        for (const bool resume : {false, true})
+        {
+            how.resume = resume;
+            const Failure failure = Catch(call);
+            EXPECT_EQ(failure.code, expected.code);
+            EXPECT_NE(failure.message.find(expected.message), std::string::npos) << failure.message;
+            EXPECT_EQ(failure.function, expected.function);
+            EXPECT_TRUE(SameBits(ReadAll("to"), old));
+            EXPECT_EQ(FilesLeft(), 2);
+        }
+    };
+    const char* const fn = "LumoraLib::LargeAsmProp";
+    {
+        SCOPED_TRACE("disk full");
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, SIG_IGN);
+        for (const rlim_t bytes : {rlim_t{1} << 20, rlim_t{2200000}}) // for the destination, for the scratch alone
+        {
+            const rlimit small = {bytes, before.rlim_max};
+            check({ERR_FILE_WRITE, fn, folder_.Path()},
+                  [&]
+                  {
+                      setrlimit(RLIMIT_FSIZE, &small);
+                      struct Restore
+                      {
+                          const rlimit& limit;
+                          ~Restore() { setrlimit(RLIMIT_FSIZE, &limit); }
+                      } restore{before};
+                      run();
+                  });
+        }
+    }
+    {
+        SCOPED_TRACE("cancelled");
+        check({ERR_SOMETHING, fn, "cancelled"},
+              [&]
+              {
+                  struct Unset
+                  {
+                      ~Unset() { SetProgressHandler(nullptr, nullptr); }
+                  } unset;
+                  // Somewhere behind the beginning: the handler is asked at most 20 times a second.
+                  SetProgressHandler([](void*, const char*, std::int64_t done, std::int64_t) { return done == 0; },
+                                     nullptr);
+                  for (int n = 0; n < 1000; ++n)
+                  {
+                      LargeAsmProp(from.c_str(), Path("other").c_str(), 2e-4, how);
+                      std::filesystem::remove(Path("other"));
+                  }
+              });
+    }
+    {
+        SCOPED_TRACE("no folder");
+        how.scratch = "/nowhere/at/all";
+        check({ERR_FILE_OPEN, fn, "/nowhere/at/all/to"}, run);
+        how.scratch = nullptr;
+    }
+    {
+        SCOPED_TRACE("cut short");
+        std::filesystem::resize_file(from, std::filesystem::file_size(from) - 8);
+        check({ERR_FILE_READ, fn, "from"}, run);
+    }
 }
 } // namespace
