@@ -57,6 +57,7 @@ if(LML_BUILD_EXAMPLES AND TARGET lml_pictures)
   if(NOT LML_SANITIZED)
     lml_example(segmented_field --size 512) # it measures its own memory
   endif()
+  lml_example(large_field --size 128 --segments 3 --memory 1)
   lml_example(point_cloud_hologram --size 512)
   lml_example(device_hologram --reduce 1)
   lml_example(shifted_plane)
