@@ -2,6 +2,8 @@
 #include "Container.h"
 #include "Session.h"
 
+#include <LmlLarge.h>
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -67,9 +69,12 @@ LmHead ReadLmHead(const std::string& path)
     {
         GetSizeSegLm(path.c_str(), head.segmentsX, head.segmentsY);
         head.kind = LmKind::Segments;
-        head.parameters.LoadParamSegLm(path.c_str(), 0, 0, nullptr);
-        const Vector moved = SegmentDisplacement(head.parameters, 0, 0, head.segmentsX, head.segmentsY);
-        head.parameters.SetOrigin(head.parameters.GetOrigin() - moved);
+        const SegmentedField file(path.c_str(), SEGMENTED_READ, MISSING_ZERO);
+        head.missing = file.CountMissing();
+        head.parameters = Lumora(1, 1, file.GetPx(), file.GetPy(), file.GetWavelength());
+        head.parameters.Form() = file.IsSpectrum() ? SPECTRUM : COMPLEX_AMPLITUDE;
+        head.parameters.SetOrigin(file.GetOrigin()).SetNormalVector(file.GetNormalVector());
+        head.parameters.SetNx(file.GetSegmentNx()).SetNy(file.GetSegmentNy());
         return head;
     }
     catch (const LumoraException&)
@@ -118,68 +123,68 @@ Lumora LoadSegment(const std::string& path, const LmHead& head, int ix, int iy)
     if (ix < 0 || iy < 0 || ix >= head.segmentsX || iy >= head.segmentsY)
         throw Failure(path + ": there is no segment " + std::to_string(ix) + "," + std::to_string(iy) + "; it has " +
                       std::to_string(head.segmentsX) + " by " + std::to_string(head.segmentsY) + ", counted from 0");
-    Lumora field(1, 1);
-    bool exists = false;
-    field.LoadSegLm(path.c_str(), static_cast<std::uint16_t>(ix), static_cast<std::uint16_t>(iy), &exists);
-    if (!exists)
+    const SegmentedField file(path.c_str());
+    if (!file.Has(ix, iy))
         throw Failure(path + ": segment " + std::to_string(ix) + "," + std::to_string(iy) + " was never written");
-    field.SetWindowMax();
+    Lumora field(1, 1);
+    file.GetSegment(ix, iy, field);
     return field;
 }
 
-int ForEachSegment(const std::string& path, const LmHead& head,
-                   const std::function<void(const Lumora&, std::int64_t, std::int64_t)>& use)
+void ForEachSegment(const std::string& path, const LmHead& head,
+                    const std::function<void(const Lumora&, std::int64_t, std::int64_t)>& use)
 {
-    int found = 0;
+    const SegmentedField file(path.c_str(), SEGMENTED_READ, MISSING_ZERO);
+    const std::int32_t nx = file.GetSegmentNx();
+    const std::int32_t ny = file.GetSegmentNy();
     Lumora segment(1, 1);
     for (int iy = 0; iy < head.segmentsY; ++iy)
         for (int ix = 0; ix < head.segmentsX; ++ix)
         {
             CheckForSignal();
-            SetProgressTitle("segment " + std::to_string(iy * head.segmentsX + ix + 1) + " of " +
-                             std::to_string(head.segmentsX * head.segmentsY));
-            bool exists = false;
-            segment.LoadSegLm(path.c_str(), static_cast<std::uint16_t>(ix), static_cast<std::uint16_t>(iy), &exists);
-            if (!exists)
+            if (!file.Has(ix, iy))
                 continue;
-            ++found;
-            use(segment.SetWindowMax(), std::int64_t{ix} * segment.GetNx(), std::int64_t{iy} * segment.GetNy());
+            file.GetSegment(ix, iy, segment);
+            const int left = (segment.GetNx() - nx) / 2;
+            const int bottom = (segment.GetNy() - ny) / 2;
+            segment.SetWindow(left, left + nx, bottom, bottom + ny);
+            use(segment, std::int64_t{ix} * nx - left, std::int64_t{iy} * ny - bottom);
         }
-    SetProgressTitle("");
-    return found;
 }
 
 Lumora LoadWhole(const std::string& path, const LmHead& head)
 {
     Lumora whole = WholeGrid(head, head.WholeX(), head.WholeY(), 1);
     const LML_RECT window = whole.Window();
-    ForEachSegment(path, head,
-                   [&](const Lumora& segment, std::int64_t column, std::int64_t row)
-                   {
-                       const auto width = static_cast<std::size_t>(segment.GetNx());
-                       for (std::int32_t j = 0; j < segment.GetNy(); ++j)
-                       {
-                           const auto from = segment.IJ(0, static_cast<std::size_t>(j));
-                           const auto to = whole.IJ(static_cast<std::size_t>(window.left + column),
-                                                    static_cast<std::size_t>(window.bottom + row + j));
-                           std::copy_n(segment.GetDataPointer() + from, width, whole.GetDataPointer() + to);
-                       }
-                   });
+    ForEachSegment(
+        path, head,
+        [&](const Lumora& segment, std::int64_t column, std::int64_t row)
+        {
+            const LML_RECT part = const_cast<Lumora&>(segment).Window();
+            for (std::int32_t j = part.bottom; j < part.top; ++j)
+            {
+                const auto from = segment.IJ(static_cast<std::size_t>(part.left), static_cast<std::size_t>(j));
+                const auto to = whole.IJ(static_cast<std::size_t>(window.left + column + part.left),
+                                         static_cast<std::size_t>(window.bottom + row + j));
+                std::copy_n(segment.GetDataPointer() + from, part.right - part.left, whole.GetDataPointer() + to);
+            }
+        });
     return whole;
 }
 
 Lumora LoadPreview(const std::string& path, const LmHead& head, int maxSide)
 {
     int block = 1;
-    while (std::max(head.WholeX(), head.WholeY()) / block > maxSide &&
-           block < std::min(head.parameters.GetNx(), head.parameters.GetNy()))
+    while (std::max(head.WholeX(), head.WholeY()) / block > maxSide && head.parameters.GetNx() % (2 * block) == 0 &&
+           head.parameters.GetNy() % (2 * block) == 0)
         block *= 2;
     Lumora preview = WholeGrid(head, head.WholeX() / block, head.WholeY() / block, block);
     const LML_RECT window = preview.Window();
     const auto fill = [&](const Lumora& segment, std::int64_t column, std::int64_t row)
     {
-        for (std::int32_t j = 0; j + block <= segment.GetNy(); j += block)
-            for (std::int32_t i = 0; i + block <= segment.GetNx(); i += block)
+        const LML_RECT part = const_cast<Lumora&>(segment).Window();
+        for (std::int32_t j = part.bottom; j < part.top; j += block)
+            for (std::int32_t i = part.left; i < part.right; i += block)
             {
                 double re = 0.0;
                 double im = 0.0;

@@ -24,6 +24,7 @@ struct LmHead
     int parts = 0;
     int segmentsX = 0;
     int segmentsY = 0;
+    int missing = 0; // segments that were never written
     /// Parameters of the single field, or of one segment with the whole grid's origin. Of parts: not set.
     LumoraLib::Lumora parameters{1, 1};
 
@@ -36,10 +37,10 @@ LmHead ReadLmHead(const std::string& path);
 LumoraLib::Lumora LoadPart(const std::string& path, int index);
 LumoraLib::Lumora LoadSegment(const std::string& path, const LmHead& head, int ix, int iy);
 
-/// Calls use(segment, first column, first row) for every segment that was written, one in memory at a time; places are
-/// those of the whole grid. Returns how many there were.
-int ForEachSegment(const std::string& path, const LmHead& head,
-                   const std::function<void(const LumoraLib::Lumora&, std::int64_t, std::int64_t)>& use);
+/// Calls use(segment, column, row) for every segment that was written, one in memory at a time; its window is what the
+/// file holds of it, and sample (0, 0) stands in this column and row of the whole grid.
+void ForEachSegment(const std::string& path, const LmHead& head,
+                    const std::function<void(const LumoraLib::Lumora&, std::int64_t, std::int64_t)>& use);
 
 /// The whole of a segmented file as one field, zeros where segments are missing and where the grid was raised to powers
 /// of two; the window is the whole of the file.

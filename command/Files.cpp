@@ -317,7 +317,9 @@ Input LoadInput(const InputOptions& options)
         input.knowsPitch = input.knowsWavelength = false;
         break;
     case Format::Csv:
-        input.field.LoadCSV(path).SetWindowMax();
+        // A list that ends early leaves what was there: once for the sizes, and once onto zeros.
+        input.field.LoadCSV(path);
+        input.field.Clear().LoadCSV(path).SetWindowMax();
         input.knowsPitch = input.knowsWavelength = false;
         break;
     case Format::Hbi:

@@ -55,7 +55,9 @@ void DescribeContainer(const Options& options, Facts& facts)
         facts.Add("segment_samples", "samples of one",
                   {static_cast<double>(head.parameters.GetNx()), static_cast<double>(head.parameters.GetNy())},
                   Kind::Integer);
-        Lumora whole(head.parameters);
+        facts.Add("segments_missing", "never written", head.missing, Kind::Integer);
+        Lumora whole(1, 1); // a copy would bring the samples that the head announces
+        whole.CopyParam(head.parameters);
         whole.SetNx(static_cast<std::int32_t>(head.WholeX())).SetNy(static_cast<std::int32_t>(head.WholeY()));
         AddParameters(facts, whole);
         facts.Add("sample_bytes", "memory as a field",
@@ -63,14 +65,13 @@ void DescribeContainer(const Options& options, Facts& facts)
         if (options.statistics)
         {
             Statistics statistics;
-            const int found = ForEachSegment(
-                path, head,
-                [&](const Lumora& segment, std::int64_t column, std::int64_t row)
-                {
-                    statistics.Add(segment, static_cast<double>(column) - static_cast<double>(head.WholeX()) / 2.0,
-                                   static_cast<double>(row) - static_cast<double>(head.WholeY()) / 2.0);
-                });
-            facts.Add("segments_written", "segments written", found, Kind::Integer);
+            ForEachSegment(path, head,
+                           [&](const Lumora& segment, std::int64_t column, std::int64_t row)
+                           {
+                               statistics.Add(segment,
+                                              static_cast<double>(column) - static_cast<double>(head.WholeX()) / 2.0,
+                                              static_cast<double>(row) - static_cast<double>(head.WholeY()) / 2.0);
+                           });
             statistics.Describe(facts, whole);
         }
         return;

@@ -48,7 +48,7 @@ string(REGEX REPLACE "lib/[^;/]*linux-gnu" "lib" installed "${installed}")
 string(REGEX REPLACE "Targets-[a-z]*" "Targets-config" installed "${installed}")
 list(SORT installed)
 set(expected include/lml/Fftsg.h include/lml/LmlAdvice.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
-    include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
+    include/lml/LmlLarge.h include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
     lib/cmake/lml/lmlTargets-config.cmake lib/cmake/lml/lmlTargets.cmake lib/liblml.so lib/liblml.so.2.81
     lib/liblml.so.2.81.3 lib/pkgconfig/lml.pc)
 if(PICTURES)
