@@ -64,15 +64,7 @@ void DescribeContainer(const Options& options, Facts& facts)
                   8.0 * static_cast<double>(head.WholeX()) * static_cast<double>(head.WholeY()), Kind::Bytes);
         if (options.statistics)
         {
-            Statistics statistics;
-            ForEachSegment(path, head,
-                           [&](const Lumora& segment, std::int64_t column, std::int64_t row)
-                           {
-                               statistics.Add(segment,
-                                              static_cast<double>(column) - static_cast<double>(head.WholeX()) / 2.0,
-                                              static_cast<double>(row) - static_cast<double>(head.WholeY()) / 2.0);
-                           });
-            statistics.Describe(facts, whole);
+            StatisticsOf(path, head).Describe(facts, whole);
         }
         return;
     }

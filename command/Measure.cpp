@@ -84,16 +84,7 @@ int MeasureField(const MeasureOptions& options, Facts& facts)
         const LmHead head = ReadLmHead(path);
         if (head.kind == LmKind::Segments)
         {
-            // One segment in memory at a time.
-            Statistics statistics;
-            ForEachSegment(path, head,
-                           [&](const Lumora& segment, std::int64_t column, std::int64_t row)
-                           {
-                               statistics.Add(segment,
-                                              static_cast<double>(column) - static_cast<double>(head.WholeX()) / 2.0,
-                                              static_cast<double>(row) - static_cast<double>(head.WholeY()) / 2.0);
-                           });
-            statistics.Describe(facts, head.parameters);
+            StatisticsOf(path, head).Describe(facts, head.parameters);
             return kDone;
         }
     }

@@ -72,15 +72,7 @@ Shown Load(const Options& options)
             shown.preview = std::max(head.WholeX(), head.WholeY()) > options.maxSize;
             shown.input.path = path;
             shown.input.field = LoadPreview(path, head, options.maxSize);
-            Statistics statistics;
-            ForEachSegment(path, head,
-                           [&](const Lumora& segment, std::int64_t column, std::int64_t row)
-                           {
-                               statistics.Add(segment,
-                                              static_cast<double>(column) - static_cast<double>(head.WholeX()) / 2.0,
-                                              static_cast<double>(row) - static_cast<double>(head.WholeY()) / 2.0);
-                           });
-            statistics.Describe(shown.statistics, head.parameters);
+            StatisticsOf(path, head).Describe(shown.statistics, head.parameters);
             return shown;
         }
     }

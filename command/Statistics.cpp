@@ -88,4 +88,15 @@ Statistics StatisticsOf(const Lumora& field)
     statistics.Add(field, -field.GetNx() / 2, -field.GetNy() / 2);
     return statistics;
 }
+
+Statistics StatisticsOf(const std::string& path, const LmHead& head)
+{
+    Statistics statistics;
+    const double left = -static_cast<double>(head.WholeX()) / 2.0;
+    const double bottom = -static_cast<double>(head.WholeY()) / 2.0;
+    ForEachSegment(path, head,
+                   [&](const Lumora& segment, std::int64_t column, std::int64_t row)
+                   { statistics.Add(segment, left + static_cast<double>(column), bottom + static_cast<double>(row)); });
+    return statistics;
+}
 } // namespace command

@@ -2,6 +2,7 @@
 #ifndef LMLCOMMAND_STATISTICS_H
 #define LMLCOMMAND_STATISTICS_H
 
+#include "Container.h"
 #include "Facts.h"
 
 #include <LmlLumora.h>
@@ -39,6 +40,8 @@ private:
 
 /// Of a field's window.
 Statistics StatisticsOf(const LumoraLib::Lumora& field);
+/// Of a whole segmented file, one segment in memory at a time.
+Statistics StatisticsOf(const std::string& path, const LmHead& head);
 } // namespace command
 
 #endif
