@@ -1,5 +1,5 @@
 // lml convert: a file as one of another kind.
-#include "Files.h"
+#include "Output.h"
 #include "Subcommands.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 // lml encode: a complex field as phases for a device.
-#include "Files.h"
 #include "Grid.h"
+#include "Output.h"
 #include "Subcommands.h"
 
 #include <algorithm>

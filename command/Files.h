@@ -1,4 +1,4 @@
-// Fields from files and into files, by what stands in them and by the names that they are to have.
+// Fields from files: what a file is, how it is read, and what it says.
 #ifndef LMLCOMMAND_FILES_H
 #define LMLCOMMAND_FILES_H
 
@@ -30,6 +30,9 @@ const char* NameOf(Format format);
 /// What a file is, by its first bytes; text and RAW by the name.
 Format FormatOfFile(const std::string& path);
 
+/// The format that a name asks for; Misuse when it is none that can be written.
+Format FormatOfName(const std::string& path);
+
 /// Arguments that say what to read, and how where the file itself does not say.
 struct InputOptions
 {
@@ -59,27 +62,6 @@ struct Input
     void RequireScale(bool wavelength = true) const;
 };
 Input LoadInput(const InputOptions& options);
-
-/// Arguments of what is written.
-struct OutputOptions
-{
-    std::string path;
-    std::string quantity = "amplitude"; // what a picture shows
-    std::optional<Pair> range;          // values of black and white
-    std::optional<Whole2> segments;
-
-    void AddTo(CLI::App& app, const char* name = "OUT", bool required = true);
-    void AddPictureTo(CLI::App& app);
-};
-/// The format that a name asks for; Misuse when it is none that can be written.
-Format FormatOfName(const std::string& path);
-
-/// Saves whole or not at all; notes in `facts` what the format leaves out. The window is the whole grid, or the part of
-/// it that came from a file of other sizes.
-void SaveOutput(const LumoraLib::Lumora& field, const OutputOptions& options, Facts& facts);
-
-/// Runs save(name) beside `path`; failures name `path`.
-void SaveBeside(const std::string& path, const std::function<void(const char*)>& save);
 
 /// Sizes, pitches, wavelength, place and form of a field as facts.
 void AddParameters(Facts& facts, const LumoraLib::Lumora& field, bool knowsPitch = true, bool knowsWavelength = true);

@@ -1,6 +1,6 @@
 // lml focus: the distance at which a hologram is sharp.
-#include "Files.h"
 #include "Grid.h"
+#include "Output.h"
 #include "Style.h"
 #include "Subcommands.h"
 

@@ -1,6 +1,6 @@
 // Propagation of segmented files that do not fit into memory: lml propagate --memory.
 #include "Large.h"
-#include "Files.h"
+#include "Output.h"
 
 #include <LmlLarge.h>
 

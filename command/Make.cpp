@@ -1,6 +1,6 @@
 // lml make: fields of simple shapes and waves.
-#include "Files.h"
 #include "Grid.h"
+#include "Output.h"
 #include "Subcommands.h"
 
 #include <algorithm>

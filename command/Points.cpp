@@ -1,6 +1,6 @@
 // lml points: a cloud of points as a hologram.
-#include "Files.h"
 #include "Grid.h"
+#include "Output.h"
 #include "Subcommands.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 // lml propagate and lml advise: a field carried to another plane, and what the adviser says of it.
-#include "Files.h"
 #include "Grid.h"
 #include "Large.h"
+#include "Output.h"
 #include "Subcommands.h"
 
 #include <LmlAdvice.h>
