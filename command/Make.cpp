@@ -243,17 +243,9 @@ void AddPlace(CLI::App& app, Options& options)
 {
     AddPlacePair(app, "--at", options.at, Kind::Length, "Place of its centre");
 }
-} // namespace
 
-void AddMake(CLI::App& app, Session& session)
+void AddApertures(CLI::App& make, Session& session)
 {
-    CLI::App& make =
-        *app.add_subcommand("make", "Make a field: rectangle, circle, gaussian, plane, spherical, grating, "
-                                    "zoneplate, picture");
-    make.require_subcommand(1);
-    make.footer("Examples:\n  lml make circle pinhole.lm --diameter 0.5mm --size 1024 --pitch 4um\n  lml make picture "
-                "photo.png "
-                "object.lm --width 6mm --random-phase");
     AddShape(make, session, "rectangle", "A bright rectangle", MakeRectangle,
              [](CLI::App& sub, Options& options)
              {
@@ -277,6 +269,10 @@ void AddMake(CLI::App& app, Session& session)
                  AddQuantity(sub, "--order", options.order, Kind::Number, "Above 2 the top is flat", {0.1, 1000});
                  AddPlace(sub, options);
              });
+}
+
+void AddWaves(CLI::App& make, Session& session)
+{
     AddShape(make, session, "plane", "A plane wave", MakePlane,
              [](CLI::App& sub, Options& options)
              {
@@ -290,6 +286,20 @@ void AddMake(CLI::App& app, Session& session)
                              "From its source; below 0 it converges to a point behind the plane");
                  AddPlace(sub, options);
              });
+}
+} // namespace
+
+void AddMake(CLI::App& app, Session& session)
+{
+    CLI::App& make =
+        *app.add_subcommand("make", "Make a field: rectangle, circle, gaussian, plane, spherical, grating, "
+                                    "zoneplate, picture");
+    make.require_subcommand(1);
+    make.footer("Examples:\n  lml make circle pinhole.lm --diameter 0.5mm --size 1024 --pitch 4um\n  lml make picture "
+                "photo.png "
+                "object.lm --width 6mm --random-phase");
+    AddApertures(make, session);
+    AddWaves(make, session);
     AddShape(make, session, "grating", "A grating over the whole grid", MakeGrating,
              [](CLI::App& sub, Options& options)
              {
