@@ -1,4 +1,5 @@
-# Installation in three parts: `runtime` (the shared library), `development` (headers, package files for CMake and pkg-config) and
+# Installation in parts: `runtime` (the shared libraries), `development` (headers, package files for CMake and pkg-config), `tools`
+# (the command lml) and
 # `documentation` (licence, pages, examples). cmake --install BUILD [--component PART]
 include(CMakePackageConfigHelpers)
 set(LML_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/lml)

@@ -257,6 +257,30 @@ LML_API const char* GetPlatformString();   ///< "X64"
 LML_API Platform GetPlatform();            ///< PLATFORM_X64
 
 // ---------------------------------------------------------------------------------------------------------------
+// Instruction set of the wide loops                                                                      (Isa.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+/// The builds of the wide loops, in rising width: 4, 8 and 16 samples of single precision at a time.
+enum InstructionSet : std::int32_t
+{
+    INSTRUCTION_SET_SSE2 = 0,  ///< what every 64-bit x86 has
+    INSTRUCTION_SET_AVX2 = 1,  ///< AVX2
+    INSTRUCTION_SET_AVX512 = 2 ///< AVX-512 F, DQ, BW and VL
+};
+
+/// What the wide loops run with: the lower of the processor's and the limit. It changes speed; samples are the same,
+/// but for the last place of sines, cosines and transforms before the rounding to float.
+LML_API InstructionSet GetInstructionSet();
+/// "SSE2", "AVX2" or "AVX-512", for GetInstructionSet().
+LML_API const char* GetInstructionSetString();
+/// What the processor and the operating system allow, whatever the limit.
+LML_API InstructionSet GetProcessorInstructionSet();
+/// Limits the wide loops from the next operation on, for the whole process; not for use during an operation. Values
+/// below the list count as its first, values above it, and above the processor's, lift the limit. Until the first call
+/// the environment variable LML_ISA says it: "sse2", "avx2" or "avx512"; any other text limits nothing.
+LML_API void SetInstructionSet(InstructionSet limit);
+
+// ---------------------------------------------------------------------------------------------------------------
 // Threads. One count for all parallel loops of the library; 1 at load and after Start().             (Threads.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 

@@ -3,6 +3,10 @@
 #include "base/Isa.h"
 #include "TestTools.h"
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 using namespace lmltest;
 using LumoraLib::detail::CapIsa;
 using LumoraLib::detail::CurrentIsa;
@@ -24,6 +28,14 @@ TEST(Isa, CapHoldsAndLifts)
     EXPECT_EQ(CurrentIsa(), Isa::Sse2);
     CapIsa(Isa::Avx512);
     EXPECT_EQ(CurrentIsa(), ProcessorIsa());
+    // The public pair, values outside its list too; a limit above the processor's shows the processor's.
+    for (const auto& [limit, expected] : {std::pair{-1, 0}, {0, 0}, {1, 1}, {2, 2}, {99, 2}})
+    {
+        SetInstructionSet(static_cast<InstructionSet>(limit));
+        const int now = std::min<int>(expected, GetProcessorInstructionSet());
+        EXPECT_EQ(GetInstructionSet(), now) << limit;
+        EXPECT_STREQ(GetInstructionSetString(), (std::array{"SSE2", "AVX2", "AVX-512"})[static_cast<std::size_t>(now)]);
+    }
 }
 
 // (1 + 2^-12)^2 = 1 + 2^-11 + 2^-24: the product rounded to float loses the last term, a fused multiply-add would keep

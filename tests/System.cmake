@@ -6,7 +6,8 @@ if(NOT LML_SANITIZED)
   if(PkgConfig_FOUND)
     add_test(NAME Consumer COMMAND ${CMAKE_COMMAND} -DBUILD=${CMAKE_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}
              -DWORK=${CMAKE_CURRENT_BINARY_DIR}/consumer -DGENERATOR=${CMAKE_GENERATOR} -DCXX=${CMAKE_CXX_COMPILER} "-DFLAGS=${CMAKE_CXX_FLAGS}"
-             "-DLINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}" -DPICTURES=$<TARGET_EXISTS:lml_pictures> -P ${CMAKE_CURRENT_SOURCE_DIR}/consumer/run.cmake)
+             "-DLINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}" -DPICTURES=$<TARGET_EXISTS:lml_pictures>
+             -DCOMMAND_BUILT=$<TARGET_EXISTS:lml_command> -P ${CMAKE_CURRENT_SOURCE_DIR}/consumer/run.cmake)
     set_tests_properties(Consumer PROPERTIES TIMEOUT 300)
   endif()
 
@@ -48,6 +49,14 @@ if(Python3_FOUND AND NOT LML_SANITIZED)
   set_tests_properties(Pages ErrorsAreFresh PROPERTIES TIMEOUT 300)
 endif()
 
+# The command as a user sees it; its page too where a browser (chromium) is installed.
+if(TARGET lml_command AND Python3_FOUND AND NOT LML_SANITIZED)
+  add_test(NAME CommandTest COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/command/run.py
+           $<TARGET_FILE:lml_command> ${CMAKE_BINARY_DIR}/command/manual ${PROJECT_SOURCE_DIR}/examples/data/target.bmp
+           ${PROJECT_SOURCE_DIR}/docs/command.md)
+  set_tests_properties(CommandTest PROPERTIES TIMEOUT 300 ENVIRONMENT OMP_WAIT_POLICY=passive)
+endif()
+
 # The examples run with small settings; each checks its own result and tells by its exit code.
 if(LML_BUILD_EXAMPLES AND TARGET lml_pictures)
   set(example_out ${CMAKE_CURRENT_BINARY_DIR}/examples)
@@ -62,6 +71,7 @@ if(LML_BUILD_EXAMPLES AND TARGET lml_pictures)
   if(NOT LML_SANITIZED)
     lml_example(segmented_field --size 512) # it measures its own memory
   endif()
+  lml_example(large_field --size 128 --segments 3 --memory 1)
   lml_example(point_cloud_hologram --size 512)
   lml_example(device_hologram --reduce 1)
   lml_example(shifted_plane)

@@ -65,7 +65,7 @@ string(REGEX REPLACE "lib/[^;/]*linux-gnu" "lib" installed "${installed}")
 string(REGEX REPLACE "Targets-[a-z]*" "Targets-config" installed "${installed}")
 list(SORT installed)
 set(expected include/lml/Fftsg.h include/lml/LmlAdvice.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
-    include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
+    include/lml/LmlLarge.h include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
     lib/cmake/lml/lmlTargets-config.cmake lib/cmake/lml/lmlTargets.cmake lib/liblml.so lib/liblml.so.2.81
     lib/liblml.so.2.81.3 lib/pkgconfig/lml.pc share/doc/lml/CHANGELOG.md share/doc/lml/CONTRIBUTING.md share/doc/lml/LICENSE
     share/doc/lml/README.md share/doc/lml/SECURITY.md)
@@ -74,6 +74,14 @@ if(PICTURES)
       lib/cmake/lml/lml_picturesTargets.cmake lib/liblmlpictures.so lib/liblmlpictures.so.2.81 lib/liblmlpictures.so.2.81.3
       lib/pkgconfig/lmlpictures.pc)
   list(SORT expected)
+endif()
+if(COMMAND_BUILT)
+  list(APPEND expected bin/lml share/bash-completion/completions/lml share/man/man1/lml.1)
+  foreach(page advise compare convert encode focus info make measure points propagate report view)
+    list(APPEND expected share/man/man1/lml-${page}.1)
+  endforeach()
+  list(SORT expected)
+  run(${WORK}/prefix/bin/lml --version) # finds the libraries beside it
 endif()
 if(NOT installed STREQUAL "${expected}")
   message(FATAL_ERROR "installed: ${installed}\nexpected: ${expected}")
