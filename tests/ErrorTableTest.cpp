@@ -640,6 +640,7 @@ const Row kRows[] = {
     {3, "LargeAdd", "sizes, domains, pitches or wavelengths of the files differ", CALL(LargeAdd(kSegmented, SegmentFile(s.f, 1, 1, 8, 8), kPatched, kZeros))},
     {3, "LargePreview", "a preview has 1 to as many pixels as the field has samples", CALL(LargePreview(kSegmented, s.g, 17, 2, kZeros))},
     {3, "LargeAddPointCloud", "points must be given in global coordinates: each segment has its own axes", CALL(CloudOptions o; o.frame = CLOUD_LOCAL; LargeAddPointCloud(kSegmented, kPatched, kCloud, 1, o, kZeros))},
+    {3, "LargeResample", "the files lie on different planes", CALL(LargeResample(kSegmented, SegmentFile(s.g, 2, 2, 8, 8), LINEAR_INTERPOL, kZeros))},
     {2, "LargeSaveAsBmp", "", CALL(LargeSaveAsBmp(kSegmented, "", ModeReal, 0, 1, GradationGrey, kZeros))},
     {2, "LargeSaveAsBmp", kNowhere, CALL(LargeSaveAsBmp(kSegmented, kNowhere, ModeReal, 0, 1, GradationGrey, kZeros))},
     {3, "LargeSaveAsBmp", "max is below min", CALL(LargeSaveAsBmp(kSegmented, kPatched, ModeReal, 1, 0, GradationGrey, kZeros))},

@@ -361,6 +361,32 @@ TEST_F(Large, SamplesOfFilesAsTheMembersTakeThem)
     EXPECT_NEAR(preview.GetPx(), 2e-6 * 96 / 7, 1e-12);
 }
 
+TEST_F(Large, ResamplesInTiles)
+{
+    Make("from", {2, 2, 128, 256});
+    Place("to", Target{1.5e-6, 1e-5, -3e-5, 0.0, {3, 2, 100, 128}});
+    LargeOptions how;
+    how.memory = 1;
+    Lumora expected = Inside("from");
+    const Lumora source(expected);
+    {
+        const SegmentedField to(Path("to").c_str(), SEGMENTED_READ, MISSING_ZERO);
+        to.Get(0, 0, 300, 256, expected);
+    }
+    expected.ResamplingCopy(source, BICUBIC_INTERPOL);
+    EXPECT_GT(LargeResample(Path("from").c_str(), Path("to").c_str(), BICUBIC_INTERPOL, how).bands, 12);
+    const std::vector<Complex> inside = Middle(expected, {3, 2, 100, 128}), found = ReadAll("to");
+    double largest = 0.0, energy = 0.0;
+    for (std::size_t n = 0; n < found.size(); ++n)
+    {
+        largest = std::max({largest, std::fabs(inside[n].GetReal() - found[n].GetReal()),
+                            std::fabs(inside[n].GetImag() - found[n].GetImag())});
+        energy += inside[n].GetReal() * inside[n].GetReal();
+    }
+    EXPECT_LT(largest, 1e-5);
+    EXPECT_GT(energy, 1000.0);
+}
+
 TEST_F(Large, PointsReachTheirSegments)
 {
     const Sizes s = {2, 2, 64, 64};

@@ -350,6 +350,7 @@ inline const Operation kOperations[] = {
     LML_OPERATION("LargeMeasure", Same, LargeOptions how; how.missing = MISSING_ZERO; LargeMeasure(t.Path("seg"), nullptr, how)),
     LML_OPERATION("LargePreview", Same, LargeOptions how; how.missing = MISSING_ZERO; LargePreview(t.Path("seg"), t.a, t.Int(3, 0, 16), t.Int(4, 0, 16), how)),
     LML_OPERATION("LargeSaveAsBmp", Same, LargeOptions how; how.missing = MISSING_ZERO; char from[512]; std::snprintf(from, sizeof from, "%s", t.Path("seg")); LargeSaveAsBmp(from, t.Path("far"), ModeIntensity, 0.0, t.Real(1.0), GradationGrey, how)),
+    LML_OPERATION("LargeResample", Same, LargeOptions how; how.missing = MISSING_ZERO; char from[512]; std::snprintf(from, sizeof from, "%s", t.Path("seg")); { Lumora like(0, 0); like.SetPx(2e-5).SetPy(2e-5); like.SetOrigin(t.b.GetOrigin()); SegmentedField::Create(t.Path("far"), like, 1, 1, 8, 8); } LargeResample(from, t.Path("far"), LINEAR_INTERPOL, how)),
     LML_OPERATION("LargeAddPointCloud", Same, CloudPoint p = {}; p.x = t.Real(1e-5); p.z = t.Real(-0.01); p.amplitude = 1.0; LargeOptions how; how.missing = MISSING_ZERO; char from[512]; std::snprintf(from, sizeof from, "%s", t.Path("seg")); LargeAddPointCloud(from, t.Path("far"), &p, 1, CloudOptions(), how)),
     LML_OPERATION("SaveAsSegLm", Same, t.a.SaveAsSegLm(t.Path("seg"), static_cast<std::uint16_t>(t.Int(1, 0, 2)), static_cast<std::uint16_t>(t.Int(0, 0, 2)))),
     LML_OPERATION("SaveParamSegLm", Same, t.a.SaveParamSegLm(t.Path("seg"))),

@@ -26,6 +26,7 @@ UNREACHABLE = {
     (5, "LumoraLib::SegmentedField", None),  # a file that becomes shorter while it is open
     (4, "LumoraLib::SegmentedField", None),  # a full disk: the test of failing file calls has it
     (4, "LumoraLib::LargeAddPointCloud", None),  # likewise
+    (4, "LumoraLib::LargeResample", None),  # likewise
     (4, "LumoraLib::LargeSaveAsBmp", None),  # likewise
     (5, "LumoraLib::LargeSaveAsBmp", None),  # likewise
 }

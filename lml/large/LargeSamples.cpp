@@ -4,9 +4,8 @@
 #include "base/Describe.h"
 #include "base/WithMemory.h"
 #include "field/FieldTools.h"
-#include "large/LargeRun.h"
+#include "large/NewFile.h"
 #include "large/RowPass.h"
-#include "large/TemporaryFile.h"
 
 #include <cmath>
 #include <limits>
@@ -21,24 +20,6 @@ namespace
 {
 using namespace detail;
 
-constexpr std::uint64_t kDefaultMemory = std::uint64_t{1} << 30;
-
-/// A source, opened and checked.
-SegmentedFile OpenSource(const char* function, const char* path, const LargeOptions& options)
-{
-    SegmentedFile file(path, BlockFile::Read, function);
-    if (options.missing == MISSING_REFUSED && file.CountMissing() > 0)
-        Error(ERR_PARAMETER, function,
-              Explained("the source lacks segments", "%d of its segments were never written.", file.CountMissing()));
-    file.File().Sequential();
-    return file;
-}
-
-std::uint64_t MemoryOf(const LargeOptions& options)
-{
-    return options.memory == 0 ? kDefaultMemory : options.memory;
-}
-
 /// What two fields that are combined or compared sample by sample must share.
 void RequireSameGrid(const char* function, const SegmentedFile& a, const SegmentedFile& b)
 {
@@ -50,38 +31,6 @@ void RequireSameGrid(const char* function, const SegmentedFile& a, const Segment
               Differing("sizes, domains, pitches or wavelengths of the files differ", x, y,
                         COMPARED_PITCHES | COMPARED_WAVELENGTHS));
 }
-
-/// The file that an operation makes: under another name until it is complete.
-class NewFile
-{
-public:
-    NewFile(const char* function, const char* destination, const SegmentedFile& like)
-        : function_(function), destination_(RequirePath(function, destination)), part_(destination_ + ".part"),
-          file_(part_.Path().c_str(), like.Grid(), like.Common(), function)
-    {
-        file_.Prepare(0, 0, like.Grid().Nx(), like.Grid().Ny());
-    }
-    SegmentedFile& File() { return file_; }
-    void Finish()
-    {
-        file_.Show();
-        if (!file_.File().Sync() || !file_.File().Close() || !part_.MoveTo(destination_))
-            Error(ERR_FILE_WRITE, function_, destination_.c_str());
-    }
-
-private:
-    static const char* RequirePath(const char* function, const char* path)
-    {
-        if (path == nullptr || *path == '\0')
-            Error(ERR_FILE_OPEN, function, "");
-        return path;
-    }
-
-    const char* function_;
-    std::string destination_;
-    TemporaryFile part_;
-    SegmentedFile file_;
-};
 
 LargeReport ReportOf(const RowPass& pass, SegmentedFile& first, SegmentedFile* second, SegmentedFile* result)
 {
