@@ -1,6 +1,6 @@
 # Installation: headers, shared library, package files for CMake and pkg-config.
 include(CMakePackageConfigHelpers)
-install(TARGETS lml EXPORT lmlTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS lml lml_large EXPORT lmlTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 foreach(header IN LISTS LML_PUBLIC_HEADERS)
   install(FILES lml/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lml)
 endforeach()
