@@ -1,6 +1,5 @@
-# Installation in parts: `runtime` (the shared libraries), `development` (headers, package files for CMake and pkg-config), `tools`
-# (the command lml) and
-# `documentation` (licence, pages, examples). cmake --install BUILD [--component PART]
+# Installation in parts: `runtime` (the shared libraries), `development` (headers, package files for CMake and pkg-config),
+# `tools` (the command lml), `python` and `documentation` (licence, pages, examples). cmake --install BUILD [--component PART]
 include(CMakePackageConfigHelpers)
 set(LML_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/lml)
 
@@ -23,6 +22,7 @@ function(lml_install_component target header pc)
 endfunction()
 
 lml_install(lml ${LML_PUBLIC_HEADERS})
+install(TARGETS lml_large EXPORT lmlTargets) # a name for a part of lml
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/lmlConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 configure_package_config_file(cmake/lmlConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/lmlConfig.cmake
                               INSTALL_DESTINATION ${LML_CMAKE_DIR})

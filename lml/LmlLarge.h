@@ -30,8 +30,9 @@ enum MissingSegments : std::int32_t
 /// How a SegmentedField opens its file.
 enum SegmentedAccess : std::int32_t
 {
-    SEGMENTED_READ = 0,  ///< writing is refused
-    SEGMENTED_UPDATE = 1 ///< Put(), PutSegment() and Write() overwrite samples in place and add segments that were not there
+    SEGMENTED_READ = 0, ///< writing is refused
+    SEGMENTED_UPDATE =
+        1 ///< Put(), PutSegment() and Write() overwrite samples in place and add segments that were not there
 };
 
 /// One field in a segmented LM file, seen as a whole: its columns and rows count from 0 over all segments, and what is
@@ -186,6 +187,65 @@ LML_API LargeReport LargeShiftedAsmProp(const char* source, const char* destinat
 /// @param backward  light that runs from the destination to the source: the conjugate of every phase
 LML_API LargeReport LargeShiftedFresnelProp(const char* source, const char* destination, bool backward = false,
                                             const LargeOptions& options = {});
+
+// ---------------------------------------------------------------------------------------------------------------
+// Samples of files, pictures, points                                       (LargeSamples.cpp, LargePicture.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+//
+// One pass over rows or segments, without a scratch file: `scratch`, `threads` and `resume` do not count. The
+// destination as above; errors too.
+
+/// first + second, sample by sample, with the first one's segments, place and parameters. Whole sizes, domains, pitches
+/// and wavelengths must be the same (code 3); the segments need not.
+LML_API LargeReport LargeAdd(const char* first, const char* second, const char* destination,
+                             const LargeOptions& options = {});
+/// first - second.
+LML_API LargeReport LargeSubtract(const char* first, const char* second, const char* destination,
+                                  const LargeOptions& options = {});
+/// first times second, as Lumora::operator*= multiplies.
+LML_API LargeReport LargeMultiply(const char* first, const char* second, const char* destination,
+                                  const LargeOptions& options = {});
+
+/// What one pass over a field, and over a reference beside it, measures.
+struct LargeMeasures
+{
+    double squareSum = 0.0;     ///< as Lumora::GetSquareSum on one thread, bit by bit
+    double squareAverage = 0.0; ///< the same over the number of samples
+    double amplitudeMax = 0.0;  ///< largest amplitude
+    std::int64_t xMax = 0;      ///< column of the first sample that has it
+    std::int64_t yMax = 0;      ///< its row
+    ComplexDouble scale;        ///< factor of the reference that comes closest, as Lumora::GetScaleFactor
+    double snr = 0.0;           ///< squareSum over what that multiple leaves, as Lumora::GetSnr up to rounding: one
+                                ///< pass cannot tell ratios above about 1e12 apart
+};
+/// @param reference  a file of the same whole sizes, domain, pitches and wavelength (code 3), or null for none
+LML_API LargeMeasures LargeMeasure(const char* path, const char* reference = nullptr, const LargeOptions& options = {});
+
+/// A small picture of a field: amplitudes, the root of the mean intensity of the block of samples that each of nx by ny
+/// pixels stands for, in a field whose window is the picture (sizes that are no powers of two lie in the middle), with
+/// the pitches of the pixels. Memory: the picture, 16 bytes a pixel, and two bands of rows.
+LML_API void LargePreview(const char* path, Lumora& to, std::int32_t nx, std::int32_t ny,
+                          const LargeOptions& options = {});
+
+/// A field of any size as an 8-bit BMP, a pixel for each sample, as Lumora::SaveAsBMPEx without a scale bar: row by
+/// row. `mode` is any but ModeMaskedPhase (code 3), whose threshold is the whole picture's.
+LML_API void LargeSaveAsBmp(const char* path, const char* picture, Mode mode, double min, double max,
+                            Gradation gradation, const LargeOptions& options = {});
+
+/// As Lumora::ResamplingCopy: reads the source at the samples that the destination's file has, which is there, on the
+/// source's plane (code 3); the rest of it becomes zero. In tiles: an offset's rounding, and with it the last bit of a
+/// sample, may differ from the member's. Sources whose sizes are no powers of two and that are smaller than a tile needs
+/// are read as if zeros stood around them.
+/// @throws what GetInterpolFunc() throws
+LML_API LargeReport LargeResample(const char* source, const char* destination, Interpol interpol,
+                                  const LargeOptions& options = {});
+
+/// Adds points to a field, segment by segment: each as Lumora::AddPointCloud computes it there, where points whose
+/// light does not reach it are left out. Points in global coordinates (code 3 otherwise). Memory: a segment, and what
+/// `cloud.memory` allows beside it.
+LML_API LargeReport LargeAddPointCloud(const char* source, const char* destination, const CloudPoint* points,
+                                       std::int64_t count, const CloudOptions& cloud = {},
+                                       const LargeOptions& options = {});
 } // namespace LumoraLib
 
 #endif

@@ -2,6 +2,7 @@
 // tests/error_sites.py compares the rows with the Error sites of the sources. For each row the description ends in a
 // cure, and the field that was worked on stands unchanged, except where `changed` says why not.
 #include "LmlAdvice.h"
+#include "LmlLarge.h"
 #include "TestTools.h"
 #include "base/Texts.h"
 
@@ -104,6 +105,19 @@ const char* Patched(const char* path, std::size_t at, char value)
     bytes.at(at) = value;
     return WriteAll(kPatched, bytes);
 }
+
+/// A segmented file without segments, with the parameters of a field.
+const char* SegmentFile(const Lumora& like, int sx, int sy, int nx, int ny)
+{
+    SegmentedField::Create(kPatched, like, static_cast<std::uint16_t>(sx), static_cast<std::uint16_t>(sy), nx, ny);
+    return kPatched;
+}
+const LargeOptions kZeros = []
+{
+    LargeOptions zeros;
+    zeros.missing = MISSING_ZERO;
+    return zeros;
+}();
 
 /// Runs an operation under a handler that cancels at once.
 void Cancelled(const std::function<void()>& operation)
@@ -644,6 +658,41 @@ const Row kRows[] = {
     {4, "Lumora::SaveAsLm", kFull, CALL(s.f.SaveAsLm(kFull))},
     {5, "Lumora::Own", "tell error", CALL(s.f.SaveHeadIntoAPipe())},
     {5, "Lumora::LoadLm", kPatched, CALL(s.f.LoadLm(WriteAll(kPatched, "LM")))},
+    // ---- fields larger than memory
+    {2, "SegmentedField", kAbsent, CALL(SegmentedField f(kAbsent))},
+    {2, "SegmentedField", kMulti, CALL(SegmentedField f(kMulti))},
+    {2, "LargeAsmProp", kOther, CALL(LargeAsmProp(kOther, kPatched, 1e-3))},
+    {3, "LargeAsmProp", "no segment has been saved into the file yet: its sizes are unknown", CALL(LargeAsmProp(kFresh, kPatched, 1e-3))},
+    {3, "SegmentedField", "no such sizes of segments", CALL(SegmentFile(s.f, 0, 2, 8, 8))},
+    {3, "SegmentedField", "a segment is missing", CALL(SegmentedField(kSegmented).GetSegment(1, 0, s.g))},
+    {3, "SegmentedField", "there is no such segment", CALL(SegmentedField(kSegmented).GetSegment(2, 0, s.g))},
+    {3, "SegmentedField", "the rectangle does not lie in the field", CALL(SegmentedField(kSegmented).Get(0, 9, 8, 8, s.g))},
+    {3, "SegmentedField", "the field does not fit the file", CALL(SegmentedField(kSegmented).PutSegment(0, 0, s.spectrum))},
+    {3, "SegmentedField", "the field has not the size of a segment", CALL(SegmentedField(kSegmented).PutSegment(0, 0, s.wide))},
+    {4, "SegmentedField", "the file was opened for reading", CALL(SegmentedField(kSegmented).PutSegment(0, 0, s.f))},
+    {6, "SegmentedField", kNoSamples, CALL(Open larger(s.f); larger.SetNx(64); SegmentedField(kSegmented).Put(0, 0, larger))},
+    {7, "SegmentedField", "the samples are polar", CALL(SegmentedField(kSegmented).PutSegment(0, 0, s.polar))},
+    {3, "LargeAsmProp", "the source lacks segments", CALL(LargeAsmProp(kSegmented, kPatched, 1e-3))},
+    {3, "LargeAsmProp", "no such number of threads", CALL(LargeOptions o; o.threads = -1; LargeAsmProp(kSegmented, kPatched, 1e-3, o))},
+    {2, "LargeAsmProp", "", CALL(LargeAsmProp(kSegmented, nullptr, 1e-3, kZeros))},
+    {8, "LargeAsmProp", "the source is a spectrum", CALL(LargeAsmProp(SegmentFile(s.spectrum, 2, 2, 8, 8), kPatched, 1e-3, kZeros))},
+    {6, "LargeAsmProp", "this engine takes the whole field in memory", CALL(LargeOptions o = kZeros; o.memory = 1; LargeAsmProp(SegmentFile(s.f, 1, 1, 8, 1), kPatched, 0.0, o))},
+    {3, "LargeFft", "FFT mode", CALL(LargeFft(kSegmented, kPatched, 0))},
+    {3, "LargeFft", "the whole sizes must be powers of two", CALL(LargeFft(SegmentFile(s.f, 3, 1, 8, 8), kPatched, 1, kZeros))},
+    {8, "LargeShiftedAsmProp", "both files must be in real space", CALL(LargeShiftedAsmProp(kSegmented, SegmentFile(s.spectrum, 2, 2, 8, 8), 1, kZeros))},
+    {3, "LargeShiftedAsmProp", "wavelengths or normals of the files differ", CALL(LargeShiftedAsmProp(kSegmented, SegmentFile(s.f.SetWavelength(1e-6), 2, 2, 8, 8), 1, kZeros)), "the row sets it"},
+    {3, "LargeShiftedAsmProp", "sizes or pitches of the files differ", CALL(LargeShiftedAsmProp(kSegmented, SegmentFile(s.f, 2, 2, 8, 4), 1, kZeros))},
+    {3, "LargeShiftedAsmProp", "the precision must be 1 to 4", CALL(LargeShiftedAsmProp(kSegmented, kPatched, 5))},
+    {3, "LargeShiftedFresnelProp", "a field of one row or one column fits into memory: use the member", CALL(LargeShiftedFresnelProp(SegmentFile(s.f, 1, 1, 8, 1), kPatched, false, kZeros))},
+    {3, "LargeAdd", "sizes, domains, pitches or wavelengths of the files differ", CALL(LargeAdd(kSegmented, SegmentFile(s.f, 1, 1, 8, 8), kPatched, kZeros))},
+    {3, "LargePreview", "a preview has 1 to as many pixels as the field has samples", CALL(LargePreview(kSegmented, s.g, 17, 2, kZeros))},
+    {3, "LargeAddPointCloud", "points must be given in global coordinates: each segment has its own axes", CALL(CloudOptions o; o.frame = CLOUD_LOCAL; LargeAddPointCloud(kSegmented, kPatched, kCloud, 1, o, kZeros))},
+    {3, "LargeResample", "the files lie on different planes", CALL(LargeResample(kSegmented, SegmentFile(s.g, 2, 2, 8, 8), LINEAR_INTERPOL, kZeros))},
+    {2, "LargeSaveAsBmp", "", CALL(LargeSaveAsBmp(kSegmented, "", ModeReal, 0, 1, GradationGrey, kZeros))},
+    {2, "LargeSaveAsBmp", kNowhere, CALL(LargeSaveAsBmp(kSegmented, kNowhere, ModeReal, 0, 1, GradationGrey, kZeros))},
+    {3, "LargeSaveAsBmp", "max is below min", CALL(LargeSaveAsBmp(kSegmented, kPatched, ModeReal, 1, 0, GradationGrey, kZeros))},
+    {3, "LargeSaveAsBmp", "the masked phase needs the largest amplitude of all rows", CALL(LargeSaveAsBmp(kSegmented, kPatched, ModeMaskedPhase, 0, 1, GradationGrey, kZeros))},
+    {6, "LargeSaveAsBmp", "a picture has at most 2^30 columns and rows", CALL(LargeSaveAsBmp(SegmentFile(s.f, 2, 1, 1 << 30, 1), kPatched, ModeReal, 0, 1, GradationGrey, kZeros))},
 };
 
 // Operations on a field that has no samples for its sizes.

@@ -309,6 +309,101 @@ TEST_F(Large, SplitRadixTransformsInMemoryOnly)
               (Failure{ERR_SOMETHING, "LumoraLib::LargeAsmProp", "this engine takes the whole field in memory"}));
 }
 
+// --------------------------------------------------------------------------------------------------------- samples
+
+TEST_F(Large, SamplesOfFilesAsTheMembersTakeThem)
+{
+    const Sizes s = {3, 5, 32, 16};
+    Make("a", s);
+    Make("b", {1, 1, 96, 80}, 2); // other segments
+    const Lumora a = Inside("a"), b = Inside("b");
+    const std::string first = Path("a"), second = Path("b"), out = Path("out");
+    LargeOptions how;
+    how.memory = 20000;
+    const auto check = [&](const Lumora& expected)
+    {
+        EXPECT_TRUE(SameBits(ReadAll("out"), Middle(expected, s)));
+        EXPECT_EQ(SegmentedField(out.c_str()).GetSegmentsX(), 3);
+    };
+    LargeAdd(first.c_str(), second.c_str(), out.c_str(), how);
+    check(Lumora(a) += b);
+    LargeSubtract(first.c_str(), second.c_str(), out.c_str(), how);
+    check(Lumora(a) -= b);
+    EXPECT_GT(LargeMultiply(first.c_str(), second.c_str(), out.c_str(), how).bands, 1);
+    check(Lumora(a) *= b);
+
+    const LargeMeasures m = LargeMeasure(first.c_str(), second.c_str(), how);
+    EXPECT_EQ(m.squareSum, a.GetSquareSum());
+    EXPECT_EQ(m.amplitudeMax, Lumora(a).GetAmplitudeMaxWhole());
+    EXPECT_NEAR(m.snr, a.GetSnr(b, a.GetScaleFactor(b)), 1e-9);
+    EXPECT_EQ(m.scale.Imag(), a.GetScaleFactor(b).Imag());
+    const Complex largest = a.GetPixel(static_cast<int>(m.xMax) + 16, static_cast<int>(m.yMax) + 24);
+    EXPECT_EQ(std::hypot(largest.GetReal(), largest.GetImag()), m.amplitudeMax);
+
+    // Pictures: the window's bytes of the same field in memory.
+    Lumora shown(a);
+    shown.SetWindow(16, 112, 24, 104);
+    for (const Mode mode : {ModeIntensity, ModePhase})
+        for (const double max : {0.0, 1.5})
+        {
+            LargeSaveAsBmp(first.c_str(), out.c_str(), mode, 0.0, max, GradationRainbow, how);
+            shown.WinSaveAsBMPEx(Path("bmp").c_str(), mode, 0.0, max, GradationRainbow, 0);
+            std::ifstream x(out, std::ios::binary), y(Path("bmp"), std::ios::binary);
+            EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(x), {}) ==
+                        std::string(std::istreambuf_iterator<char>(y), {}));
+        }
+    Lumora preview(1, 1);
+    LargePreview(first.c_str(), preview, 7, 80, how); // blocks of 13 or 14 columns
+    double energy = 0.0;
+    for (int i = 0; i < 14; ++i)
+        energy += std::norm(std::complex<double>(a.GetReal(16 + i, 24), a.GetImag(16 + i, 24)));
+    EXPECT_NEAR(preview.GetReal(0, (128 - 80) / 2), std::sqrt(energy / 14), 1e-6);
+    EXPECT_NEAR(preview.GetPx(), 2e-6 * 96 / 7, 1e-12);
+}
+
+TEST_F(Large, ResamplesInTiles)
+{
+    Make("from", {2, 2, 128, 256});
+    Place("to", Target{1.5e-6, 1e-5, -3e-5, 0.0, {3, 2, 100, 128}});
+    LargeOptions how;
+    how.memory = 1;
+    Lumora expected = Inside("from");
+    const Lumora source(expected);
+    {
+        const SegmentedField to(Path("to").c_str(), SEGMENTED_READ, MISSING_ZERO);
+        to.Get(0, 0, 300, 256, expected);
+    }
+    expected.ResamplingCopy(source, BICUBIC_INTERPOL);
+    EXPECT_GT(LargeResample(Path("from").c_str(), Path("to").c_str(), BICUBIC_INTERPOL, how).bands, 12);
+    const std::vector<Complex> inside = Middle(expected, {3, 2, 100, 128}), found = ReadAll("to");
+    double largest = 0.0, energy = 0.0;
+    for (std::size_t n = 0; n < found.size(); ++n)
+    {
+        largest = std::max({largest, std::fabs(inside[n].GetReal() - found[n].GetReal()),
+                            std::fabs(inside[n].GetImag() - found[n].GetImag())});
+        energy += inside[n].GetReal() * inside[n].GetReal();
+    }
+    EXPECT_LT(largest, 1e-5);
+    EXPECT_GT(energy, 1000.0);
+}
+
+TEST_F(Large, PointsReachTheirSegments)
+{
+    const Sizes s = {2, 2, 64, 64};
+    Make("from", s, 1, 4e-6);
+    const CloudPoint points[] = {{1.5e-4, -1e-4, -5e-3, 1.0, 0.3}, {-1e-4, -3e-4, -4e-3, 2.0, 0.0}};
+    LargeAddPointCloud(Path("from").c_str(), Path("to").c_str(), points, 2);
+    const SegmentedField from(Path("from").c_str()), to(Path("to").c_str());
+    Lumora expected(1, 1), found(1, 1);
+    for (int n = 0; n < 4; ++n)
+    {
+        from.GetSegment(n % 2, n / 2, expected);
+        to.GetSegment(n % 2, n / 2, found);
+        expected.AddPointCloud(points, 2);
+        EXPECT_EQ(std::memcmp(expected.GetDataPointer(), found.GetDataPointer(), expected.N() * sizeof(Complex)), 0);
+    }
+}
+
 // ---------------------------------------------------------------------------------------------------------- faults
 
 TEST_F(Large, KilledAnywhereItGoesOnWhereItWas)

@@ -1,5 +1,6 @@
 // BMP pictures: the 8-bit indexed writer with its two palettes, and the reader of 8-bit and 4-bit pictures.
 
+#include "files/Bmp.h"
 #include "base/IntMath.h"
 #include "base/Texts.h"
 #include "field/FieldTools.h"
@@ -113,6 +114,31 @@ constexpr Palette MakeRainbow()
 constexpr Palette kGrey = MakeGrey();
 constexpr Palette kRainbow = MakeRainbow();
 
+} // namespace
+
+namespace detail
+{
+void WriteBmpStart(File& file, const char* path, const PictureSize& size, double px, double py, std::int32_t gradation)
+{
+    const std::uint64_t pixelBytes =
+        static_cast<std::uint64_t>(size.rowBytes) * static_cast<std::uint64_t>(size.height);
+    FileHead head;
+    head.size = static_cast<std::uint32_t>(kPixelsAt + pixelBytes); // beyond 4 GiB the lowest 32 bits
+    head.pixelsAt = kPixelsAt;
+    InfoHead info;
+    info.width = size.width;
+    info.height = size.height;
+    info.pixelBytes = static_cast<std::uint32_t>(pixelBytes);
+    info.perMeterX = TruncI32(1.0 / px);
+    info.perMeterY = TruncI32(1.0 / py);
+    ewrite(file, kFileHead, head, path);
+    ewrite(file, kInfoHead, info, path);
+    ewrite(file, (gradation == GradationGrey ? kGrey : kRainbow).data(), kPaletteBytes, path);
+}
+} // namespace detail
+
+namespace
+{
 /// Every saver: writes `window` of the field, which stays unchanged.
 void Save(const Lumora& field, const LML_RECT& window, const char* path, Mode mode, double min, double max,
           std::int32_t gradation, std::int32_t bar)
@@ -125,20 +151,7 @@ void Save(const Lumora& field, const LML_RECT& window, const char* path, Mode mo
         Error(ERR_PARAMETER, kSaver, detail::kTextMaxBelowMin);
 
     const detail::PictureSize size = detail::SizeOf(window, detail::kBmpPicture);
-    const std::uint64_t pixelBytes =
-        static_cast<std::uint64_t>(size.rowBytes) * static_cast<std::uint64_t>(size.height);
-    FileHead head;
-    head.size = static_cast<std::uint32_t>(kPixelsAt + pixelBytes); // beyond 4 GiB the lowest 32 bits
-    head.pixelsAt = kPixelsAt;
-    InfoHead info;
-    info.width = size.width;
-    info.height = size.height;
-    info.pixelBytes = static_cast<std::uint32_t>(pixelBytes);
-    info.perMeterX = detail::TruncI32(1.0 / field.GetPx());
-    info.perMeterY = detail::TruncI32(1.0 / field.GetPy());
-    ewrite(file, kFileHead, head, path);
-    ewrite(file, kInfoHead, info, path);
-    ewrite(file, (gradation == GradationGrey ? kGrey : kRainbow).data(), kPaletteBytes, path);
+    detail::WriteBmpStart(file, path, size, field.GetPx(), field.GetPy(), gradation);
     detail::WritePixels(file, path, kSaver, field, window, mode, detail::kBmpPicture, {min, max}, bar);
     file.Close(path);
 }

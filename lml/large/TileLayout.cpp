@@ -10,7 +10,7 @@ namespace
 constexpr std::uint64_t kSample = sizeof(Complex);
 constexpr std::uint64_t kTileSamples = (std::uint64_t{4} << 20) / kSample;
 /// Columns of a unit where memory is plenty: tiles of kTileSamples are about square.
-constexpr std::size_t kWideUnit = 768;
+constexpr std::size_t kWideUnit = 1024;
 /// A sweep has at least so many bands, so that reading and writing find something to go on beside.
 constexpr std::size_t kLeastBands = 8;
 
@@ -57,6 +57,17 @@ bool PairsServe(const TileNeeds& needs)
     return 2 * kWideStrip * PairedStrips(needs.columns, needs.gridColumns) <= single + 2 * kWideStrip;
 }
 
+/// How many of `count` pieces a unit has, at most `most`: units of one width, where that costs no more than half of
+/// them, for what the widest leaves empty in the slots of the others is read and written too.
+std::size_t EvenShare(std::size_t count, std::size_t most)
+{
+    for (std::size_t share = std::min(most, count); 2 * share >= most && share > 0; --share)
+        if (count % share == 0)
+            return share;
+    const std::size_t units = (count + most - 1) / most;
+    return (count + units - 1) / units;
+}
+
 /// The units of at most `width` columns each.
 void CutColumns(TileLayout& layout, const TileNeeds& needs, std::size_t width)
 {
@@ -64,7 +75,7 @@ void CutColumns(TileLayout& layout, const TileNeeds& needs, std::size_t width)
     if (layout.pairs)
     {
         const std::size_t pairs = PairedStrips(needs.columns, needs.gridColumns);
-        const std::size_t each = std::max<std::size_t>(1, width / (2 * kWideStrip));
+        const std::size_t each = EvenShare(pairs, std::max<std::size_t>(1, width / (2 * kWideStrip)));
         for (std::size_t first = 0; first < pairs; first += each)
         {
             const std::size_t last = std::min(first + each, pairs);
@@ -74,8 +85,12 @@ void CutColumns(TileLayout& layout, const TileNeeds& needs, std::size_t width)
     }
     else
     {
-        const std::size_t each = std::max(kWideStrip, DownToStrip(width));
-        for (const ColumnRun& run : StripRuns(needs.columns, needs.gridColumns))
+        const std::vector<ColumnRun> runs = StripRuns(needs.columns, needs.gridColumns);
+        std::size_t strips = 1;
+        for (const ColumnRun& run : runs)
+            strips = std::max(strips, (run.count + kWideStrip - 1) / kWideStrip);
+        const std::size_t each = kWideStrip * EvenShare(strips, std::max<std::size_t>(1, width / kWideStrip));
+        for (const ColumnRun& run : runs)
             for (std::size_t at = 0; at < run.count; at += each)
                 layout.units.push_back({{run.first + at, std::min(each, run.count - at)}, {}});
     }
