@@ -120,6 +120,12 @@ class Binding:
     def key(self):
         return (self.row.python, tuple(python_type(t) for _, t, _ in self.parameters))
 
+    def covers(self, other):
+        mine, theirs = self.parameters, other.parameters
+        return (self.row.python == other.row.python and len(mine) > len(theirs) and
+                [t for _, t, _ in mine[:len(theirs)]] == [t for _, t, _ in theirs] and
+                all(d is not None for _, _, d in mine[len(theirs):]))
+
     def python_default(self, value):
         value = re.sub(r"^(?:LumoraLib::)?\w+\(([-\d.]+)\)$", r"\1", value)
         return {"true": "True", "false": "False"}.get(value, value if re.match(r"-?[\d.]+$", value) else "...")
@@ -169,7 +175,8 @@ def bindings(rows, functions):
             continue
         seen.add((f.owner, binding.key()))
         found.setdefault(f.owner, []).append(binding)
-    return found
+    # An overload that another one covers with its defaults says nothing new.
+    return {owner: [b for b in items if not any(a.covers(b) for a in items)] for owner, items in found.items()}
 
 
 # ------------------------------------------------------------------------------------------------------ docstrings
@@ -342,16 +349,30 @@ def sources(found, rows, docs, functions):
 def stub_lines(owner, items, indent):
     out = []
     for name, group in grouped(items).items():
-        for binding in group:
+        for at, binding in enumerate(group):
             f = binding.function
             static = bool(f.owner) and f.static
             first = [] if static or not f.owner else ["self"]
             if len(group) > 1:
-                out.append(f"{indent}@overload")
+                # The descriptor of a propagation is asked other questions than its base.
+                other = (owner, name, at) == ("ShiftedFresnelPropDescriptor", "is_compatible_with", 0)
+                out.append(f"{indent}@overload" + ("  # type: ignore[override]" if other else ""))
             if static:
                 out.append(f"{indent}@staticmethod")
             result = "None" if name == "__init__" else binding.result
             out.append(f"{indent}def {name}({', '.join(first + binding.signature(stub=True))}) -> {result}: ...")
+    return [re.sub(r"\bcomplex\b", "Number", line) for line in out]
+
+
+def enum_stubs():
+    """The enumerations of src/Errors.cpp."""
+    text = (HERE / "src" / "Errors.cpp").read_text(encoding="utf-8")
+    lists = dict(re.findall(r"constexpr Named<\w+> (\w+)\[\] = (.*?);", text, flags=re.S))
+    out = []
+    for name, values in re.findall(r'DefineEnum\(m, "(\w+)", ".*?", (\w+)\);', text):
+        out.append(f"class {name}(_Enum):")
+        out += [f"    {value}: ClassVar[{name}]" for value in re.findall(r'\{"(\w+)"', lists[values])]
+        out.append("    __members__: ClassVar[dict[str, Any]]")
     return out
 
 
@@ -361,10 +382,15 @@ def stubs(found):
     for line in (HERE / "src" / "core.pyi.in").read_text(encoding="utf-8").splitlines():
         match = re.match(r"(\s*)@(\w+)@$", line)
         if match:
+            if match.group(2) == "enums":
+                out += enum_stubs()
+                continue
             owner = "" if match.group(2) == "free" else match.group(2)
             out += stub_lines(owner, found.get(owner, []), match.group(1))
         else:
             out.append(line)
+        if out[-1].startswith("class ") and not line.strip():
+            out.insert(-1, "    ...")
     return "\n".join(out) + "\n"
 
 

@@ -3,7 +3,7 @@ import dataclasses
 import pathlib
 import re
 
-HEADERS = ["LmlTypes.h", "LmlRuntime.h", "LmlCloud.h", "Fftsg.h", "LmlLumora.h"]
+APART = {"LmlApi.h"}  # no functions
 
 
 @dataclasses.dataclass
@@ -121,13 +121,13 @@ def _function(owner, statement, inline, doc, public):
                     match["result"].strip(), parameters, "const" in tail, bool(match["static"]), inline, doc, public)
 
 
-def read(folder):
-    """All functions of the public headers in `folder`, in their order."""
+def read(folder, everything=False):
+    """The public functions of the public headers in `folder`, in their order; or all, protected and private too."""
     found = []
-    for header in HEADERS:
+    for path in sorted(pathlib.Path(folder).glob("*.h"), key=lambda p: (p.name != "LmlTypes.h", p.name)):
         scopes = []  # (kind, name, access)
         doc = ""
-        for kind, text in _tokens((pathlib.Path(folder) / header).read_text(encoding="utf-8")):
+        for kind, text in _tokens(path.read_text(encoding="utf-8") if path.name not in APART else ""):
             inside = scopes[-1] if scopes else ("namespace", "", "public")
             if kind == "doc":
                 doc = text
@@ -148,7 +148,7 @@ def read(folder):
                     if inside[0] in ("namespace", "class", "struct"):
                         owner = inside[1] if inside[0] != "namespace" else ""
                         function = _function(owner, text, True, doc, inside[2] == "public")
-                        if function and (function.public or True):
+                        if function:
                             found.append(function)
                     scopes.append(("body", "", ""))
             elif kind == "close":
@@ -161,5 +161,4 @@ def read(folder):
                     function = _function(owner, text, False, doc, inside[2] == "public")
                     if function and "std::function" not in text:
                         found.append(function)
-    # Declarations under one comment share it.
-    return [f for f in found if f.public]
+    return [f for f in found if f.public or everything]

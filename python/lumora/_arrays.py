@@ -70,6 +70,6 @@ def prepare(given, copy):
     if grid != array.shape:
         warnings.warn(f"{ny} by {nx} samples stand in the middle of a grid of {grid[0]} by {grid[1]}, zeros around "
                       "them; the window is set to them: field.samples[field.window.slices]", LumoraWarning, stacklevel=2)
-    # Centre on centre: index n // 2 of the array comes to stand at x = 0.
-    bottom, left = grid[0] // 2 - ny // 2, grid[1] // 2 - nx // 2
+    # As load_npy and the other loaders centre what they raise.
+    bottom, left = (grid[0] - ny) // 2, (grid[1] - nx) // 2
     return None, grid, array, (left, bottom + ny, left + nx, bottom)

