@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace LumoraLib
 {
@@ -71,6 +72,41 @@ struct PhaseRetrieval
     /// Called once an iteration; false ends the work there, without an error.
     std::function<bool(const PhaseRetrievalStep& step)> each;
 };
+
+/// How sharp a picture is, Lumora::GetFocusMeasure(). I is the intensity |u|^2, <> the mean over the window; all are
+/// larger for sharper pictures, have no unit, and do not change with the brightness of the field.
+enum FocusMeasure : std::int32_t
+{
+    /// <(I - <I>)^2> / <I>^2, the normalised variance: for sparse bright things, particles and spots.
+    /// Source: Cytometry 6 (1985) 81.
+    FOCUS_VARIANCE = 0,
+    /// <Gx^2 + Gy^2> / <I>^2, G by the two 3 by 3 Sobel kernels on I (Tenengrad): edges, least upset by noise.
+    /// Source: Int. J. Comput. Vis. 1 (1988) 223.
+    FOCUS_GRADIENT = 1,
+    /// <L^2> / <I>^2, L the sum of the second differences of I along x and y: finest details, and noise with them.
+    /// Source: Opt. Eng. 32 (1993) 2824.
+    FOCUS_LAPLACIAN = 2,
+    /// sqrt(s / <I>), s the standard deviation of I (Tamura coefficient): has its peak where FOCUS_VARIANCE has it, and
+    /// a flatter one. Source: Opt. Lett. 36 (2011) 1945.
+    FOCUS_TAMURA = 3,
+    /// The Tamura coefficient of sqrt(gx^2 + gy^2), g the central differences of |u|: how few edges hold the picture;
+    /// for amplitude and for phase objects. Source: Opt. Lett. 42 (2017) 3824.
+    FOCUS_EDGE_SPARSITY = 4,
+    /// sqrt(<|u|^2>) / <|u|>: the sum of the amplitudes is least where an amplitude object is sharp, and this is
+    /// largest there; with a phase object it is smallest. Source: Opt. Express 14 (2006) 5895.
+    FOCUS_AMPLITUDE = 5
+};
+
+/// Which propagation takes a field to the planes of a stack.
+enum StackPropagator : std::int32_t
+{
+    STACK_ASM = 0,      ///< Lumora::AsmProp()
+    STACK_EXACT_ASM = 1 ///< Lumora::ExactAsmProp()
+};
+
+/// What Lumora::PropagateStack() calls for each plane: the plane, which is the library's and changes after the call,
+/// and its index in the list of distances. false ends the stack, without an error.
+using StackPlane = std::function<bool(const Lumora& plane, std::size_t index)>;
 
 /// A sampled monochromatic scalar field (or its spectrum) on a plane in space.
 ///
@@ -570,6 +606,16 @@ public:
     /// @throws code 1 when the memory is not there.
     Lumora& CreateRealHistogram(int bins) const;
 
+    // ------------------------------------------------------------------------------------------------------- Focus
+    /// How sharp the picture in the window is (its part inside the grid), for finding a distance: see FocusMeasure. Any
+    /// domain; cartesian or polar samples. Edges count inside the window only: sums of differences leave out the
+    /// outermost samples. 0 without light or without samples enough (3 by 3; one row is measured along x). Sums run in
+    /// double, row by row, the rows' sums joined in order: the same value for every thread count. Cost: one parallel
+    /// pass over the window. Memory: 16 bytes a row.
+    /// @throws "LumoraLib::Lumora::GetFocusMeasure": code 3, "no such measure"; code 6 without samples; code 1 of
+    ///         "LumoraLib::Malloc".
+    double GetFocusMeasure(FocusMeasure measure) const;
+
     // ------------------------------------------------------------------------------------------------------ Modify
     // Synthesis from shapes, changes of size, shifts, drawing, embedding and extraction. All work on the stored pair
     // of members whatever the form says. A refused call changes nothing. Size changes hold a copy of the field while
@@ -769,6 +815,9 @@ public:
     /// @throws code 3, "LumoraLib::Lumora::Fft", "FFT mode" for a sign that is neither 1 nor -1: the samples are then
     ///         already cartesian and bit 0 flipped; code 1, "LumoraLib::Malloc" for the engine's areas; code 6, "an
     ///         axis is longer than a transform takes (2^29 samples)". After the last two the field is as it was.
+    /// Asks the progress handler before the rows and before the columns (FftLib 0: before every row). Cancelled before
+    /// the first question is answered the field is as it was; later its samples are undefined and cartesian, sizes,
+    /// pitches, domain and window those of before.
     Lumora& Fft(int sign);
     /// The same.
     Lumora& FFT(int sign);
@@ -822,7 +871,9 @@ public:
     // Propagation to parallel planes on one axis.
 
     // Distances are metres, of either sign; origin moves by the distance along the normal. The window stays. Without
-    // memory (code 1) the real-space members leave the field as it was.
+    // memory (code 1) the real-space members leave the field as it was. They ask the progress handler between their
+    // passes: cancelled at the first question the field is as it was, at a later one its samples are undefined and all
+    // else is as it was.
 
     /// Angular spectrum propagation of a spectrum: each sample times exp(i 2 pi d sqrt(1/lambda^2 - u^2 - v^2)), one
     /// sine and cosine for up to four samples. Kept: evanescent components pass with factor 1. The result is a
@@ -1037,6 +1088,33 @@ public:
     double uu(double u, double v, double angle) const;
     double uh(double u, double angle) const;
     double uu(double u, double angle) const;
+
+    // ------------------------------------------------------------------------------------------------------- Stack
+    // One field at many distances.
+
+    /// The field at `count` distances (metres, of either sign, in any order) along its normal, one after the other: one
+    /// transform to the spectrum, and for each plane one back. `each` sees every plane as a field of this one's sizes,
+    /// pitches, form, window and normal, its origin moved by the distance; this field does not change.
+    ///
+    /// Samples are those of `count` calls of AsmProp() or ExactAsmProp() on copies, bit for bit; on the fast engine
+    /// columns above 16384 samples (doubled for STACK_EXACT_ASM) are transformed in other steps, which differ in the
+    /// rounding of the transforms. Valid where these members are. Kept: a plane at distance 0 has been to the spectrum
+    /// and back too.
+    ///
+    /// Cost: half to two thirds of the single calls. Memory beside this field: the plane and its spectrum, 8 bytes a
+    /// sample each, for STACK_EXACT_ASM the plane and six fields more; where the band limit cuts the spectrum at every
+    /// distance, only what it leaves. Reports progress in planes, and is cancelled between and inside them.
+    /// @returns how many planes `each` has seen
+    /// @throws "LumoraLib::Lumora::PropagateStack": code 3, "no distances, or no function for the planes" (with a count
+    ///         above 0), "no such propagator"; code 8, ": PropagateStack" on a spectrum; code 6 without samples; code 1
+    ///         without memory, before the first plane; code 6, "cancelled", by the progress handler. What `each`
+    ///         throws passes.
+    std::size_t PropagateStack(const double* distances, std::size_t count, const StackPlane& each,
+                               StackPropagator propagator = STACK_ASM) const;
+    /// GetFocusMeasure() of each of these planes, in this field's window, for finding the distance at which something
+    /// is sharp. No plane is kept. Errors as PropagateStack, and in its name, "no such measure" with them.
+    std::vector<double> MeasureStack(const double* distances, std::size_t count, FocusMeasure measure,
+                                     StackPropagator propagator = STACK_ASM) const;
 
     // ------------------------------------------------------------------------------------------------- PointSource
     // Fields of point sources, at four trade-offs of speed and exactness. Each call adds the wave of one source, in
@@ -1288,6 +1366,38 @@ public:
     /// Overwrites the common parameters of a segmented file by this field's, sizes included, with no comparison, in
     /// place: a save that fails or is killed can leave half of them.
     void SaveParamSegLm(const char* path) const;
+
+    // ----------------------------------------------------------------------------------------------------- FileNpy
+    // NPY files: arrays as NumPy keeps them. A file holds sizes and samples alone: no pitches, no wavelength, no place,
+    // no form. Row 0 of the array is row j = 0 of the field, the one with the smallest y, and the second index runs
+    // along x; a viewer that shows row 0 on top shows +y downward.
+
+    /// The whole field as an array of shape (Ny, Nx) and dtype complex64: format version 1.0, little-endian, C order.
+    /// A spectrum is written as it stands, frequency zero at [Ny/2, Nx/2]. How the file is written, and its errors, are
+    /// those of the savers above.
+    /// @throws code 7, "LumoraLib::Lumora::SaveNpy", path on polar samples; code 2, path when the file cannot be
+    ///         created; code 6 without samples; code 4, "ewrite", path.
+    void SaveNpy(const char* path) const;
+    /// The same with the window's samples (its part inside the grid) and sizes. Errors name
+    /// "LumoraLib::Lumora::WinSaveNpy".
+    void WinSaveNpy(const char* path) const;
+    /// Replaces sizes, samples and window by an array of one axis (a row) or two, (rows, columns), of dtype complex64,
+    /// complex128, float32 or float64, little-endian: complex numbers rounded once to single precision, real ones as
+    /// amplitudes with imaginary part 0. Versions 1.0, 2.0 and 3.0, C or Fortran order, whatever stands behind the
+    /// array. Sizes are raised to powers of two: column x of the array comes to stand at (Nx - columns) / 2 + x,
+    /// rounded down, rows likewise, zeros around them, and the window is set to the array, so that WinSaveNpy() writes
+    /// it back. Samples are cartesian then; domain, pitches, wavelength, origin and normal stay as they are. Reports
+    /// progress in samples.
+    /// @throws "LumoraLib::Lumora::LoadNpy": code 2, path (cannot be opened, no NPY file); code 5, "the version of the
+    ///         NPY file is unknown", "the head of the NPY file cannot be understood" (also above 4096 bytes), "the
+    ///         array must be little-endian complex64, complex128, float32 or float64", "the array must have one or two
+    ///         axes". Code 5, "eread", path when the file is shorter than its head says, or a size is above 2^30: found
+    ///         before memory is asked for. A refused file, and one that there is no memory for, leave the field as it
+    ///         was. When the device itself fails while samples are read, or the load is cancelled, the missing ones are
+    ///         zero.
+    /// Memory: at most 4 bytes for each byte of a complex64 file, 8 of a float32 one, and 64 KiB. Source: NumPy
+    /// Enhancement Proposal 1.
+    Lumora& LoadNpy(const char* path);
 
     // --------------------------------------------------------------------------------------------------------- Bmp
     // 8-bit pictures: BMP, and the HBI and RAW formats. A Mode says which quantity of a sample a picture shows.

@@ -321,10 +321,10 @@ using ProgressHandler = bool (*)(void* context, const char* operation, std::int6
 
 /// Sets the handler of all long operations that start from now on; null, the value at load, for none. The first call
 /// comes at the first occasion. Not for use while an operation runs on another thread. Operations that call it, between
-/// tiles, passes over the samples, rows or pieces of files: AsmProp(), RawAsmProp(), ExactAsmProp(), ShiftedAsmProp(),
-/// ShiftedFresnelProp(), ScaledFft() and RawScaledFft() with the fast engine, the extended shifted propagations, the
-/// rotations, AddPointCloud(), EncodeErrorDiffusion(), RetrievePhase(), loading of LM, LW and DE files, saving of LM
-/// files above 16 MiB, LoadPointCloud() and SavePointCloud().
+/// tiles, planes, passes over the samples, rows or pieces of files: Fft(), all propagations of fields of both axes,
+/// PropagateStack() and MeasureStack(), ScaledFft() and RawScaledFft(), the rotations, AddPointCloud(),
+/// EncodeErrorDiffusion(), RetrievePhase(), loading of LM, LW, DE and NPY files, saving of LM files above 16 MiB,
+/// LoadPointCloud() and SavePointCloud().
 LML_API void SetProgressHandler(ProgressHandler handler, void* context);
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -26,6 +26,7 @@ const Format kFormats[] = {
     {"lm", {"LoadLm"}},
     {"mp", {"LoadMpLm", "LoadParamMpLm", "SaveAsMpLm"}},
     {"seg", {"LoadSegLm", "LoadParamSegLm", "SaveAsSegLm", "SaveParamSegLm"}},
+    {"npy", {"LoadNpy"}, true, true},
     {"bmp", {"LoadBmp"}, true, true},
     {"hbi", {"LoadHBI"}, true, true},
 };

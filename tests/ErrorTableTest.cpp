@@ -77,6 +77,7 @@ const char* const kLw = "error_table.lw";
 const char* const kDe = "error_table.de";
 const char* const kBmp = "error_table.bmp";
 const char* const kHbi = "error_table.hbi";
+const char* const kNpy = "error_table.npy";
 const char* const kPatched = "error_table.patched";
 
 std::string ReadAll(const char* path)
@@ -533,6 +534,17 @@ const Row kRows[] = {
     {2, "Lumora::SuperimposeFileDE", "wrong format", CALL(s.f.SuperimposeFileDE(kOther))},
     {2, "Lumora::SuperimposeFileDE", kAbsent, CALL(s.f.SuperimposeFileCA(kAbsent))},
     {5, "eread", kPatched, CALL(s.f.LoadDE(WriteAll(kPatched, "DE")))},
+    {7, "Lumora::SaveNpy", kNowhere, CALL(s.polar.SaveNpy(kNowhere))},
+    {7, "Lumora::WinSaveNpy", kNowhere, CALL(s.polarSpectrum.WinSaveNpy(kNowhere))},
+    {2, "Lumora::SaveNpy", kNowhere, CALL(s.spectrum.SaveNpy(kNowhere))},
+    {2, "Lumora::WinSaveNpy", kNowhere, CALL(s.f.WinSaveNpy(kNowhere))},
+    {2, "Lumora::LoadNpy", kAbsent, CALL(s.f.LoadNpy(kAbsent))},
+    {2, "Lumora::LoadNpy", kOther, CALL(s.f.LoadNpy(kOther))},
+    {5, "Lumora::LoadNpy", "the version of the NPY file is unknown", CALL(s.f.LoadNpy(Patched(kNpy, 6, 4)))},
+    {5, "Lumora::LoadNpy", "the head of the NPY file cannot be understood", CALL(s.f.LoadNpy(Patched(kNpy, 9, 17)))},
+    {5, "Lumora::LoadNpy", "the head of the NPY file cannot be understood", CALL(s.f.LoadNpy(Patched(kNpy, 10, ' ')))},
+    {5, "Lumora::LoadNpy", "the array must be little-endian complex64, complex128, float32 or float64", CALL(s.f.LoadNpy(Patched(kNpy, 21, '>')))},
+    {5, "Lumora::LoadNpy", "the array must have one or two axes", CALL(s.f.LoadNpy(WriteAll(kPatched, ReadAll(kNpy).replace(ReadAll(kNpy).find("8, 8"), 7, "1,1,1),"))))},
     {3, "Lumora::SaveAsText", kPatched, CALL(s.f.SaveAsText(kPatched, 8))},
     {3, "Lumora::SaveAsText", kNowhere, CALL(s.f.SaveAsText(kNowhere, -1))}, // before the file is opened; a list behind it
     {2, "Lumora::SaveAsText", kNowhere, CALL(s.f.SaveAsText(kNowhere, 3))},
@@ -648,6 +660,7 @@ const Row kWithoutSamples[] = {
     BARE("SetSphericalWave", s.none.SetSphericalWave(0, 0, 1e-3, 1, WINDOW_RECT)),
     BARE("AddSphericalWaveSQR", s.none.AddSphericalWaveSQR(0, 0, 1e-3, 1, 0, WINDOW_RECT)),
     BARE("AddSphericalWaveRF", s.none.AddSphericalWaveRF(0, 0, 1e-3, 1, 0, WINDOW_RECT)), BARE("SaveAsLw", s.none.SaveAsLw(kNowhere, nullptr)),
+    BARE("SaveNpy", s.none.SaveNpy(kNowhere)), BARE("WinSaveNpy", s.none.WinSaveNpy(kNowhere)),
     BARE("WinSaveAsLw", s.none.WinSaveAsLw(kNowhere, nullptr)), BARE("SaveAsDE", s.none.SaveAsDE(kNowhere)),
     BARE("MultiplyFileLW", s.none.MultiplyFileLW(kNowhere, nullptr)), BARE("SuperimposeFileLW", s.none.SuperimposeFileLW(kNowhere, nullptr)),
     BARE("SuperimposeFileDE", s.none.SuperimposeFileDE(kNowhere)), BARE("SaveAsCsv", s.none.SaveAsCSV(kNowhere, 0)),
@@ -703,10 +716,11 @@ protected:
         s.f.SaveAsDE(kDe);
         s.f.SaveAsBMP(kBmp, ModeReal, 0, 1);
         s.f.SaveAsHBI(kHbi, ModeReal, 0, 1, nullptr);
+        s.f.SaveNpy(kNpy);
     }
     ~ErrorTable() override
     {
-        for (const char* path : {kOther, kLm, kMulti, kSegmented, kFresh, kLw, kDe, kBmp, kHbi, kPatched})
+        for (const char* path : {kOther, kLm, kMulti, kSegmented, kFresh, kLw, kDe, kBmp, kHbi, kNpy, kPatched})
             std::remove(path);
     }
 };

@@ -128,6 +128,7 @@ inline void PrepareFiles(Bench& t)
     t.b.SaveAsSegLm(t.Path("seg"), 1, 1);
     t.b.SaveAsBmp(t.Path("bmp"), ModeAmplitude, GradationGrey, 0, 8.0, 0.0);
     t.b.SaveAsHBI(t.Path("hbi"), ModeAmplitude, 0.0, 8.0, nullptr);
+    t.b.SaveNpy(t.Path("npy"));
     if (std::FILE* mesh = std::fopen(t.Path("ply"), "w"))
     {
         std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
@@ -348,6 +349,8 @@ inline const Operation kOperations[] = {
     LML_OPERATION("SaveAsHBI", Same, t.a.SaveAsHBI(t.Path("hbi"), t.Choice(ModePhase, 0, 6), t.Real(0.0), t.Real(1.0), nullptr)),
     LML_OPERATION("SaveAsRAW", Same, t.a.SaveAsRAW(t.Path("raw"), t.Choice(ModePhase, 0, 6), t.Real(0.0), t.Real(1.0))),
     LML_OPERATION("WinSaveAsRAW", Same, t.a.WinSaveAsRAW(t.Path("raw"), t.Choice(ModeReal, 0, 6), t.Real(0.0), t.Real(1.0))),
+    LML_OPERATION("SaveNpy", Same, t.a.SaveNpy(t.Path("npy"))),
+    LML_OPERATION("WinSaveNpy", Same, t.a.WinSaveNpy(t.Path("npy"))),
     LML_OPERATION("SaveWhole", Same, SaveWhole(t.Path("lm"), [&](const char* name) { t.a.SaveAsLm(name); })),
     LML_OPERATION("UpdateWhole", Same, UpdateWhole(t.Path("mp"), [&](const char* name) { t.a.SaveAsMpLm(name, 2); })),
     LML_OPERATION("LoadLw", Documented, t.a.LoadLw(t.Path("lw"), nullptr)),
@@ -363,6 +366,7 @@ inline const Operation kOperations[] = {
     LML_OPERATION("LoadParamSegLm", Documented, t.a.LoadParamSegLm(t.Path("seg"), static_cast<std::uint16_t>(t.Int(0, 0, 2)), static_cast<std::uint16_t>(t.Int(0, 0, 2)), nullptr); int nx; int ny; GetSizeSegLm(t.Path("seg"), nx, ny)),
     LML_OPERATION("SavePointCloud", Same, CloudPoint p{}; p.x = t.Real(1.0); SavePointCloud(t.Path("saved.ply"), &p, 1)),
     LML_OPERATION("LoadPointCloud", Same, CloudLoadOptions how; how.density = t.Real(50.0); how.maxPoints = 1000; LoadPointCloud(t.Path("ply"), how)),
+    LML_OPERATION("LoadNpy", Documented, t.a.LoadNpy(t.Path("npy"))),
     LML_OPERATION("LoadBmp", Documented, t.a.LoadBmp(t.Path("bmp"), t.Choice(ModeAmplitude, 0, 6), t.Value())),
     LML_OPERATION("LoadHBI", Documented, t.a.LoadHBI(t.Path("hbi"), t.Choice(ModeReal, 0, 6))),
 };

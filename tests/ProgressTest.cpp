@@ -102,6 +102,10 @@ TEST(ProgressTest, OperationsAskAndAreTheSameWhenWatched)
         std::function<void(Lumora&)> call;
         bool unchanged; // when cancelled at once
     } cases[] = {
+        {"Fft", source, [](Lumora& f) { f.Fft(-1); }, true},
+        {"FresnelProp", source, [](Lumora& f) { f.FresnelProp(0.01); }, true},
+        {"FourierProp", source, [](Lumora& f) { f.FourierProp(0.01); }, true},
+        {"_Old_SPWProp", source, [](Lumora& f) { f._Old_SPWProp(0.01); }, true},
         {"AsmProp", source, [](Lumora& f) { f.AsmProp(0.01); }, true},
         {"ShiftedAsmProp", placed, [&](Lumora& f) { f.ShiftedAsmProp(source, 1); }, true},
         {"ShiftedAsmPropEx", plain, [&](Lumora& f) { f.ShiftedAsmPropEx(source); }, true},
@@ -111,14 +115,17 @@ TEST(ProgressTest, OperationsAskAndAreTheSameWhenWatched)
         {"ScaledFft", source, [](Lumora& f) { f.ScaledFft(-1.3, -0.7); }, true},
         {"RotateFs", freed, [&](Lumora& f) { f.RotateFs(spectrum, turn, nullptr, LINEAR_INTERPOL, true); }, false},
         {"Rotate", placed, [&](Lumora& f) { f.Rotate(source, turn, nullptr, LINEAR_INTERPOL, true); }, true},
+        {"RotateY", source, [](Lumora& f) { f.RotateY(0.1, nullptr); }, true},
         {"RotateYFs", spectrum, [](Lumora& f) { f.RotateYFs(0.1, CUBIC_INTERPOL, 8, nullptr); }, true},
         {"EncodeErrorDiffusion", source, [](Lumora& f) { f.EncodeErrorDiffusion(); }, false},
         {"LoadLm", large, [&](Lumora& f) { f.LoadLm(file.Path()); }, true},
         {"SaveAsLm", large, [&](Lumora& f) { f.SaveAsLm(file.Path()); }, true},
     };
     large.SaveAsLm(file.Path());
-    for (const auto& c : cases)
+    for (std::size_t n = 0; n < 2 * std::size(cases); ++n)
     {
+        const auto& c = cases[n / 2];
+        const Engine engine(kEngines[n % 2]);
         Lumora alone(c.start), watched(c.start), cancelled(c.start);
         c.call(alone);
         {

@@ -2,6 +2,7 @@
 #include "base/Mistakes.h"
 
 #include "base/Describe.h"
+#include "base/Progress.h"
 #include "base/TextLocale.h"
 
 #include <algorithm>
@@ -76,6 +77,7 @@ void detail::Mistakes::BandLoss(const char* function, const Lumora& field, doubl
     if (scopes != 0 || field.N() == 0)
         return;
     const MistakeScope inside;
+    const Unwatched quiet;
     Lumora copy(field);
     Lumora& spectrum = copy.IsSpectrum() ? copy : copy.Fft(-1);
     double kept = 0.0;

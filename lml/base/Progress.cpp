@@ -42,6 +42,13 @@ void SetProgressHandler(ProgressHandler newHandler, void* context)
 
 namespace detail
 {
+Unwatched::Unwatched() noexcept : before_(std::exchange(calling, true)) {}
+
+Unwatched::~Unwatched()
+{
+    calling = before_;
+}
+
 Progress::Progress(const char* operation, std::int64_t total, std::int64_t inside)
     : operation_(operation), total_(std::max<std::int64_t>(total, 1)), inside_(inside), watched_(handler != nullptr)
 {

@@ -80,6 +80,19 @@ private:
     std::exception_ptr thrown_;
 };
 
+/// Operations in its scope do not ask the handler: work that is no part of what the caller has asked for.
+class Unwatched
+{
+public:
+    Unwatched() noexcept;
+    ~Unwatched();
+    Unwatched(const Unwatched&) = delete;
+    Unwatched& operator=(const Unwatched&) = delete;
+
+private:
+    bool before_;
+};
+
 /// Passes of a team one after the other, each over all of the work: pass(index, size). A watched operation asks the
 /// handler before each of them.
 template <class... Pass>

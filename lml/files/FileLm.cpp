@@ -12,6 +12,7 @@
 #include "field/FieldTools.h"
 #include "files/ByteIo.h"
 #include "files/FieldFile.h"
+#include "files/LmHeads.h"
 
 #include <algorithm>
 #include <array>
@@ -26,55 +27,9 @@ namespace
 {
 using namespace detail;
 
-constexpr std::uint16_t kPositionHeadType = 4;
-constexpr std::uint16_t kSegmentRecordType = 5;
-constexpr std::uint16_t kPartsBit = 0x8000;
-constexpr std::uint16_t kSegmentsBit = 0x4000;
-constexpr std::uint16_t kCountMask = 0x3FFF;
-constexpr std::int64_t kTypeAt = 2;          // type word of a multi-part or segmented file, data head of a single one
-constexpr std::int64_t kPartTableAt = 4;     // index table of a multi-part file
-constexpr std::int64_t kSegmentRecordAt = 4; // where a segmented file keeps the position of its segmentation record
-constexpr std::int64_t kSegmentTableAt = 12; // index table of a segmented file
 constexpr char kTooLargeIndex[] = "index is too large";
 constexpr char kTooLargeSize[] = "Too large size";
 constexpr char kSegmentsNotCreated[] = "segmentated LM file must be pre-created";
-
-struct DataHead
-{
-    std::uint16_t form;
-    std::int64_t positionHead;
-    std::int64_t samples;
-    double wavelength;
-    std::int32_t nx;
-    std::int32_t ny;
-    double px;
-    double py;
-};
-constexpr auto kDataHead = MakeHead<50>(
-    At(0, &DataHead::form), At(2, &DataHead::positionHead), At(10, &DataHead::samples), At(18, &DataHead::wavelength),
-    At(26, &DataHead::nx), At(30, &DataHead::ny), At(34, &DataHead::px), At(42, &DataHead::py));
-
-struct PositionHead
-{
-    std::uint16_t type;
-    std::array<double, 3> origin;
-    std::array<double, 3> normal;
-    std::array<double, 3> unitX;
-};
-constexpr auto kPositionHead = MakeHead<82>(At(0, &PositionHead::type), Reserved(2, 8), At(10, &PositionHead::origin),
-                                            At(34, &PositionHead::normal), At(58, &PositionHead::unitX));
-
-struct SegmentRecord
-{
-    std::uint16_t type;
-    std::int64_t commonHead;
-    std::uint16_t nx;
-    std::uint16_t ny;
-};
-constexpr auto kSegmentRecord = MakeHead<14>(At(0, &SegmentRecord::type), At(2, &SegmentRecord::commonHead),
-                                             At(10, &SegmentRecord::nx), At(12, &SegmentRecord::ny));
-
-constexpr std::int64_t kHeadsBytes = kDataHead.bytes + kPositionHead.bytes;
 
 void CopyText(char* to, std::size_t size, const char* from)
 {

@@ -3,6 +3,7 @@
 #include "base/Constants.h"
 #include "base/IntMath.h"
 #include "base/Memory.h"
+#include "base/Progress.h"
 #include "field/FieldTools.h"
 #include "transform/CentredFft.h"
 #include "transform/ChirpPhase.h"
@@ -139,8 +140,11 @@ Lumora& Lumora::_Old_SPWProp(double z)
     }
     const detail::ReadyTransform there(dataPointer_, nx_, ny_, -1);
     const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
+    const std::int64_t samples = static_cast<std::int64_t>(N());
+    detail::Progress progress(fn, 3 * samples, samples);
+    progress.Step(0);
     const detail::CartesianSamples cartesian(*this);
-    there.Run();
+    there.RunWatched();
     const double du = 1.0 / (nx_ * px_);
     const double dv = 1.0 / (ny_ * py_);
     const double lambda = GetWavelength();
@@ -158,7 +162,8 @@ Lumora& Lumora::_Old_SPWProp(double z)
         }
     }
     // Kept: no division by Nx * Ny; the caller scales.
-    back.Run();
+    progress.Step(2 * samples);
+    back.RunWatched();
     px_ = 1.0 / (nx_ * du);
     py_ = 1.0 / (ny_ * dv);
     return *this;

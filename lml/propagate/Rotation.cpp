@@ -243,6 +243,7 @@ Lumora& Lumora::Rotate(const Lumora& source, RMatrix& rotation, SFrequency* carr
     try
     {
         RotateFs(spectrum, rotation, carrier, interpol, jacobian);
+        progress.Step(2);
     }
     catch (...)
     {
@@ -485,11 +486,27 @@ Lumora& Lumora::RotateY(double angle, double* carrier)
     if (IsPolarForm())
         Error(ERR_COMPLEX_FORM, fn, ": RotateY");
     detail::RequireTransformable(*this, fn);
+    detail::Progress progress(fn, 3, 1);
     Lumora spectrum(*this);
     spectrum.Fft(-1);
+    progress.Step(1);
     const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);
-    CopyParam(spectrum); // from here on nothing fails
-    const double center = TurnAboutY(*this, spectrum, angle, 8);
+    const ComplexForm form = form_;
+    const double px = px_;
+    const double py = py_;
+    CopyParam(spectrum);
+    double center = 0.0;
+    try
+    {
+        center = TurnAboutY(*this, spectrum, angle, 8);
+    }
+    catch (...) // cancelled: nothing else fails
+    {
+        form_ = form;
+        px_ = px;
+        py_ = py;
+        throw;
+    }
     TransformBack(*this, back);
     detail::ScaleSamples(dataPointer_, N(), ScaleOf(*this));
     if (carrier)
@@ -514,6 +531,7 @@ Lumora& Lumora::Rotate1d(double angle)
     if (ny_ != 1 || form_ != COMPLEX_AMPLITUDE)
         Error(ERR_PARAMETER, fn, "");
     detail::RequireTransformable(*this, fn);
+    const detail::Progress progress(fn, 2, 1);
     Lumora spectrum(*this);
     spectrum.Fft(-1);
     const detail::ReadyTransform back(dataPointer_, nx_, ny_, 1);

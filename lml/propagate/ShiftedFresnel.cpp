@@ -6,12 +6,12 @@
 // (Muffoletto, Tyler, Tohline, Optics Express 15 (2007) 5631). Kept: the distance is an absolute value, so the
 // direction of travel is lost; the corners are global x and y, also between tilted planes: there the result is not the
 // field of that geometry, and tiles, which lie along the planes, do not make up the undivided operation.
-#include "base/Constants.h"
 #include "base/Describe.h"
 #include "base/Mistakes.h"
 #include "base/Progress.h"
 #include "base/Texts.h"
 #include "field/FieldTools.h"
+#include "propagate/FresnelGeometry.h"
 #include "propagate/Tiles.h"
 #include "transform/CentredFft.h"
 #include "transform/ChirpPhase.h"
@@ -25,79 +25,11 @@ namespace LumoraLib
 {
 namespace
 {
+using Geometry = detail::FresnelGeometry;
 using detail::Into;
-using detail::kTwoPi;
 using detail::MultiplyRow;
 
 constexpr char fnProp[] = "LumoraLib::Lumora::ShiftedFresnelProp";
-
-/// Everything that one propagation takes from its two grids.
-struct Geometry
-{
-    double z;      // distance, never negative
-    double k;      // wavenumber of the source
-    double pS, qS; // source pitches
-    double pD, qD; // destination pitches
-    double xS, yS; // coordinates of the source's sample (0, 0)
-    double xD, yD; // coordinates of the destination's sample (0, 0)
-
-    double Wavelength() const { return kTwoPi / k; }
-    double ChirpX() const { return pD * pS / (Wavelength() * z); }
-    double ChirpY() const { return qD * qS / (Wavelength() * z); }
-    /// The imaginary prefactor -1 / (lambda z) times the source's sample area, rounded to float.
-    double Prefactor() const { return static_cast<float>(-1.0 / (Wavelength() * z) * pS * qS); }
-};
-
-class SourcePhase final : public detail::GridPhase
-{
-public:
-    explicit SourcePhase(const Geometry& geometry) : g(geometry) {}
-    double At(std::int32_t i, std::int32_t j) const override
-    {
-        const double x = i * g.pS + g.xS;
-        const double y = j * g.qS + g.yS;
-        return (g.k / g.z) * (x * (x / 2.0 - g.xD) + y * (y / 2.0 - g.yD));
-    }
-    double AlongX(std::int32_t i) const override
-    {
-        const double x = i * g.pS + g.xS;
-        return (g.k / g.z) * (x * (x / 2.0 - g.xD));
-    }
-    double AlongY(std::int32_t j) const override
-    {
-        const double y = j * g.qS + g.yS;
-        return (g.k / g.z) * (y * (y / 2.0 - g.yD));
-    }
-
-private:
-    const Geometry& g;
-};
-
-class DestinationPhase final : public detail::GridPhase
-{
-public:
-    explicit DestinationPhase(const Geometry& geometry) : g(geometry) {}
-    double At(std::int32_t i, std::int32_t j) const override
-    {
-        const double x = i * g.pD + g.xD;
-        const double y = j * g.qD + g.yD;
-        return (g.k / g.z) * ((x * x + y * y) / 2.0 - j * (g.yS * g.qD) - i * (g.xS * g.pD)) + g.k * g.z;
-    }
-    double AlongX(std::int32_t i) const override
-    {
-        const double x = i * g.pD + g.xD;
-        return (g.k / g.z) * (x * x / 2.0 - i * (g.xS * g.pD));
-    }
-    double AlongY(std::int32_t j) const override
-    {
-        const double y = j * g.qD + g.yD;
-        return (g.k / g.z) * (y * y / 2.0 - j * (g.yS * g.qD));
-    }
-    double Constant() const override { return g.k * g.z; }
-
-private:
-    const Geometry& g;
-};
 
 Geometry MakeGeometry(const Lumora& source, const Vector& place, const Vector& normal, std::int32_t nx, std::int32_t ny,
                       double px, double py)
@@ -131,8 +63,8 @@ void Propagate(Lumora& destination, const Lumora& source, const Geometry& g, dou
 {
     const std::int64_t samples = static_cast<std::int64_t>(destination.N());
     const detail::Progress progress(fnProp, samples, samples);
-    const SourcePhase before(g);
-    const DestinationPhase after(g);
+    const detail::FresnelSourcePhase before(g);
+    const detail::FresnelDestinationPhase after(g);
     detail::CarryOut({a, b, &before, &after, ComplexDouble(0.0, g.Prefactor()), kernel, into}, destination, source);
 }
 

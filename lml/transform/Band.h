@@ -16,11 +16,6 @@ struct IndexBox
     std::int32_t i0, i1, j0, j1;
 };
 
-/// The box that the angular spectrum's band limit leaves of an nx by ny spectrum with pitches du, dv (cycles per metre)
-/// at the distance d: the whole grid where the limit does not reach. Kept: the upper ends are exclusive, so the box is
-/// one column and one row short of symmetric about the centre.
-IndexBox AsmBandBox(std::int32_t nx, std::int32_t ny, double du, double dv, double d, double lambda);
-
 /// A centred range [first, last) of an axis of n indices in the transform's order (frequency zero at index 0).
 inline WideRange TransformRange(std::int32_t first, std::int32_t last, std::int32_t n)
 {

@@ -1,6 +1,7 @@
 // Centred transforms of samples, and what a field must be to be transformed.
 #include "transform/CentredFft.h"
 #include "base/IntMath.h"
+#include "base/Progress.h"
 #include "field/FieldTools.h"
 
 #include <algorithm>
@@ -90,18 +91,41 @@ void ReadyTransform::Run() const
         return;
     if (wide_)
         return wide_->Run();
-    const auto exchange = [this]
+    Exchange();
+    Transform(nullptr);
+    Exchange();
+}
+
+void ReadyTransform::RunWatched() const
+{
+    if (nx_ <= 0 || ny_ <= 0)
+        return;
+    if (wide_)
+        return wide_->RunWatched();
+    Progress progress("LumoraLib", 4, 2);
+    Exchange();
+    progress.Step(1);
     {
-        ny_ == 1 ? SwapHalves(samples_, nx_) : SwapQuadrants(samples_, nx_, ny_, halfRow_.get());
-    };
-    exchange();
+        Progress rows("LumoraLib", std::int64_t{2} * ny_);
+        Transform(&rows);
+    }
+    progress.Step(3);
+    Exchange();
+}
+
+void ReadyTransform::Exchange() const
+{
+    ny_ == 1 ? SwapHalves(samples_, nx_) : SwapQuadrants(samples_, nx_, ny_, halfRow_.get());
+}
+
+void ReadyTransform::Transform(Progress* rows) const
+{
     if (SplitRadixBound())
-        areas_.Run(samples_, sign_);
+        areas_.Run(samples_, sign_, rows);
     else if (ny_ == 1)
         fftBinding.transform1d(samples_, nx_, sign_);
     else
         fftBinding.transform2d(samples_, nx_, ny_, sign_);
-    exchange();
 }
 
 void CentredTransform1d(Complex* samples, std::int32_t n, int sign)
@@ -120,14 +144,9 @@ void CentredTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int si
 
 bool TransformCartesian(Lumora& field, int sign)
 {
-    if (!field.IsPolarForm())
-    {
-        CentredTransform(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
-        return false;
-    }
     const ReadyTransform ready(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);
-    MakeCartesian(field);
-    ready.Run();
-    return true;
+    const bool wasPolar = MakeCartesian(field);
+    ready.RunWatched();
+    return wasPolar;
 }
 } // namespace LumoraLib::detail

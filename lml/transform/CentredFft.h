@@ -38,8 +38,13 @@ public:
     ReadyTransform(const ReadyTransform&) = delete;
     ReadyTransform& operator=(const ReadyTransform&) = delete;
     void Run() const;
+    /// The same with questions to the progress handler on the way: a cancellation leaves samples between.
+    void RunWatched() const;
 
 private:
+    void Exchange() const;
+    void Transform(Progress* rows) const;
+
     Complex* samples_;
     std::int32_t nx_, ny_;
     int sign_;
@@ -54,7 +59,8 @@ void CentredTransform1d(Complex* samples, std::int32_t n, int sign);
 /// The 1-D path for fields of one row, the 2-D path otherwise.
 void CentredTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign);
 /// The same for a field in either form, whose samples become cartesian: MakeCartesian, then the transform. Tells
-/// whether they were polar. Errors: as ReadyTransform's, the field is then as it was.
+/// whether they were polar. Errors: as ReadyTransform's, the field is then as it was. Asks the progress handler; a
+/// cancellation leaves cartesian samples between.
 bool TransformCartesian(Lumora& field, int sign);
 } // namespace LumoraLib::detail
 

@@ -141,6 +141,8 @@ class FusedEngine final : public Engine
 {
 public:
     static bool Takes(const SpectralPass& pass, const Lumora& to, const Lumora& from);
+    /// Cartesian samples to those of a field, with so many doublings.
+    static bool TakesSpectra(const Lumora& to, int doublings);
     static bool Takes(const ChirpPass& pass, const Lumora& to);
     static bool TakesChirps(std::int32_t nx, std::int32_t ny);
     void Run(const SpectralPass& pass, Lumora& to, const Lumora& from) const override;

@@ -5,13 +5,14 @@
 // doubled grid. Phases are per axis, in double, and each axis' factor is rounded to float once.
 #include "transform/Engine.h"
 
+#include "base/IntMath.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "base/Reduce.h"
 #include "field/FieldTools.h"
 #include "simd/SinCos.h"
 #include "simd/WidePhase.h"
-#include "transform/ChirpPhase.h"
+#include "transform/ChirpAxis.h"
 #include "transform/EngineTable.h"
 #include "transform/wide/WideFft.h"
 
@@ -23,27 +24,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-/// Factors before and after the convolution of one axis, and the transform of its chirp kernel.
-struct AxisTables
-{
-    std::unique_ptr<Complex[], FreeMemory> pre;
-    std::unique_ptr<Complex[], FreeMemory> spectrum;
-    std::unique_ptr<Complex[], FreeMemory> post;
-};
-
-/// The transform of the chirp kernel of an axis, 2 n values.
-std::unique_ptr<Complex[], FreeMemory> AxisKernel(std::int32_t n, double a)
-{
-    const std::size_t count = 2 * static_cast<std::size_t>(n);
-    const auto phases = MallocArray<double>(count, "phase tables");
-    auto spectrum = MallocArray<Complex>(count, "phase tables");
-    for (std::int32_t i = 0; i < 2 * n; ++i)
-        phases[static_cast<std::size_t>(i)] = ChirpPhase(ChirpSquare(SignedIndex(i, 2 * n)), 0.0, a, 0.0);
-    Phases().unit(PhaseForm::Given(phases.get()), 0, count, reinterpret_cast<float*>(spectrum.get()), nullptr);
-    WideFft1d(spectrum.get(), count, -1, false, 1.0f, 1);
-    return spectrum;
-}
-
 /// Whether the row is the products of y with the factors x, each within the root of (|x|^2 + floor) limit.
 bool IsProductRow(const Complex* row, const Complex* x, const Complex& y, std::size_t count, float floor, float limit)
 {
@@ -60,28 +40,6 @@ bool IsProductRow(const Complex* row, const Complex* x, const Complex& y, std::s
         far |= static_cast<std::uint32_t>(!(dRe * dRe + dIm * dIm <= most));
     }
     return far == 0;
-}
-
-/// pre(i) and post(k) are the phases beside the chirp.
-template <class Pre, class Post>
-AxisTables MakeAxis(std::int32_t n, double a, const Pre& pre, const Post& post, double cRe, double cIm)
-{
-    const std::size_t count = static_cast<std::size_t>(n);
-    const auto phases = MallocArray<double>(count, "phase tables");
-    double* const p = phases.get();
-    AxisTables axis{MallocArray<Complex>(count, "phase tables"), AxisKernel(n, a),
-                    MallocArray<Complex>(count, "phase tables")};
-    for (std::int32_t i = 0; i < n; ++i)
-        p[i] = pre(i) - ChirpPhase(ChirpSquare(i), 0.0, a, 0.0);
-    Phases().unit(PhaseForm::Given(p), 0, count, reinterpret_cast<float*>(axis.pre.get()), nullptr);
-    for (std::int32_t k = 0; k < n; ++k)
-    {
-        double s = 0.0;
-        double c = 0.0;
-        SinCos1(post(k) - ChirpPhase(ChirpSquare(k), 0.0, a, 0.0), s, c);
-        axis.post.get()[k] = Complex(cRe * c - cIm * s, cRe * s + cIm * c);
-    }
-    return axis;
 }
 
 WideConvolution Job(Complex* data, std::int32_t nx, std::int32_t ny, const AxisTables& axis, std::int32_t n)
@@ -143,29 +101,11 @@ void FusedEngine::Run(const ChirpPass& pass, Lumora& to, const Lumora& from) con
 {
     const std::int32_t nx = to.GetNx();
     const std::int32_t ny = to.GetNy();
-    const auto alongX = [](const GridPhase* phase)
-    {
-        return [phase](std::int32_t i)
-        {
-            return phase != nullptr ? phase->AlongX(i) : 0.0;
-        };
-    };
-    const auto alongY = [](const GridPhase* phase)
-    {
-        return [phase](std::int32_t j)
-        {
-            return phase != nullptr ? phase->AlongY(j) : 0.0;
-        };
-    };
-    const double rest = pass.destination != nullptr ? pass.destination->Constant() : 0.0;
-    const ComplexDouble constant = rest != 0.0 ? pass.constant * Unit(rest) : pass.constant;
-    const AxisTables x = MakeAxis(nx, pass.a, alongX(pass.source), alongX(pass.destination), 1.0, 0.0);
-    const AxisTables y =
-        MakeAxis(ny, pass.b, alongY(pass.source), alongY(pass.destination), constant.Real(), constant.Imag());
+    const ChirpAxes axes(pass, nx, ny);
     const int threads = WideThreads(static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny), GetNumThreads());
     Complex* const data = to.GetDataPointer();
-    const WideRowConvolution rows(Job(data, nx, ny, x, nx), threads);
-    const WideColumnConvolution columns(Job(data, nx, ny, y, ny), threads);
+    const WideRowConvolution rows(Job(data, nx, ny, axes.x, nx), threads);
+    const WideColumnConvolution columns(Job(data, nx, ny, axes.y, ny), threads);
     if (from.GetDataPointer() != data)
         CopySamples(data, to.N(), from.GetDataPointer(), from.N());
     ParallelPasses(

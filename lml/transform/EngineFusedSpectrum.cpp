@@ -6,68 +6,23 @@
 // field's own rows over its full width.
 #include "transform/Engine.h"
 
-#include "base/Constants.h"
 #include "base/FieldAccess.h"
 #include "base/IntMath.h"
 #include "base/Memory.h"
 #include "base/Parallel.h"
 #include "base/Progress.h"
 #include "field/FieldTools.h"
-#include "simd/WidePhase.h"
 #include "transform/EngineTable.h"
+#include "transform/SpectrumFactors.h"
 #include "transform/wide/WideFft.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 
 namespace LumoraLib::detail
 {
 namespace
 {
-/// Factors of a row of the spectrum, in transform order.
-struct Factors
-{
-    const Transfer& transfer;
-    std::int32_t nx, ny; // of the spectrum
-};
-
-std::int32_t Signed(std::size_t index, std::int32_t n)
-{
-    return SignedIndex(static_cast<std::int32_t>(index), n);
-}
-
-/// The even part, in runs of consecutive signed column indices.
-void EvenFactor(const void* context, std::size_t row, std::size_t column, std::size_t count, float* re, float* im)
-{
-    const Factors& f = *static_cast<const Factors*>(context);
-    const PhaseForm form = f.transfer.EvenRow(std::abs(Signed(row, f.ny)) * f.transfer.dv);
-    const std::size_t half = static_cast<std::size_t>(f.nx / 2);
-    std::size_t done = 0;
-    while (done < count)
-    {
-        const std::size_t at = column + done;
-        const std::size_t end = std::min(column + count, at < half ? half : static_cast<std::size_t>(f.nx));
-        const std::size_t run = std::max<std::size_t>(end - at, 1);
-        Phases().unitSplit(form, Signed(at, f.nx), run, re + done, im + done);
-        done += run;
-    }
-}
-
-/// exp(2 pi i shift f) for the frequencies of an axis in transform order: what a shift is in the spectrum. The phase of
-/// a shifted propagation is rounded once where the step-by-step form has the sum of all three terms in one.
-std::unique_ptr<Complex[], FreeMemory> ShiftTurns(std::int32_t n, double pitch, double shift)
-{
-    const std::size_t count = static_cast<std::size_t>(n), room = (count + 63) / 64 * 64;
-    const auto phases = MallocArray<double>(count, "phase tables");
-    auto turns = MallocArray<Complex>(room, "phase tables");
-    std::fill(turns.get() + count, turns.get() + room, Complex());
-    for (std::size_t i = 0; i < count; ++i)
-        phases[i] = kTwoPi * (shift * (Signed(i, n) * pitch));
-    Phases().unit(PhaseForm::Given(phases.get()), 0, count, reinterpret_cast<float*>(turns.get()), nullptr);
-    return turns;
-}
-
 bool IsLength(std::int32_t n)
 {
     return n > 1 && IsPowerOfTwo(n);
@@ -77,19 +32,23 @@ bool IsLength(std::int32_t n)
 constexpr int kMostDoublings = 4;
 } // namespace
 
-bool FusedEngine::Takes(const SpectralPass& pass, const Lumora& to, const Lumora& from)
+bool FusedEngine::TakesSpectra(const Lumora& to, int doublings)
 {
     // An enlarged pass step by step asks a caller's buffer for room, and reports where there is none.
-    return WideEngineBound() && IsLength(to.GetNx()) && IsLength(to.GetNy()) && pass.doublings <= kMostDoublings &&
-           (pass.doublings == 0 || FieldAccess::OwnsSamples(to)) &&
-           (!from.IsPolarForm() || (&from == &to && !pass.filtersPolar));
+    return WideEngineBound() && IsLength(to.GetNx()) && IsLength(to.GetNy()) && doublings <= kMostDoublings &&
+           (doublings == 0 || FieldAccess::OwnsSamples(to));
+}
+
+bool FusedEngine::Takes(const SpectralPass& pass, const Lumora& to, const Lumora& from)
+{
+    return TakesSpectra(to, pass.doublings) && (!from.IsPolarForm() || (&from == &to && !pass.filtersPolar));
 }
 
 void FusedEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) const
 {
     const std::int32_t nx = to.GetNx();
     const std::int32_t ny = to.GetNy();
-    const Factors factors{pass.transfer, GrownColumns(nx, pass.doublings), GrownRows(ny, pass.doublings)};
+    const SpectrumFactors factors{pass.transfer, GrownColumns(nx, pass.doublings), GrownRows(ny, pass.doublings)};
     const std::size_t width = static_cast<std::size_t>(factors.nx);
     const std::size_t height = static_cast<std::size_t>(factors.ny);
     const WideRange columns = TransformRange(pass.band.i0, pass.band.i1, factors.nx);

@@ -3,6 +3,7 @@
 #include "base/Memory.h"
 #include "base/Mistakes.h"
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "field/Embed.h"
 #include "field/FieldTools.h"
 #include "transform/CentredFft.h"
@@ -168,6 +169,8 @@ void FilterSpectrum(Lumora& spectrum, const SpectralPass& pass)
 
 void StepEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) const
 {
+    Progress progress("LumoraLib", 3, 1);
+    progress.Step(0);
     const std::int32_t ownNx = from.GetNx();
     const std::int32_t ownNy = from.GetNy();
     const bool enlarged = pass.doublings != 0;
@@ -198,18 +201,20 @@ void StepEngine::Run(const SpectralPass& pass, Lumora& to, const Lumora& from) c
     else if (&to != &from)
         CopySamples(samples, to.N(), from.GetDataPointer(), from.N());
 
-    // From here on nothing fails.
+    // From here on nothing fails, but the work may be cancelled.
     const bool polar = from.IsPolarForm();
     const bool polarSpectrum = polar && pass.filtersPolar;
     if (polar)
         SamplesToCartesian(samples, grid.N());
-    there.Run();
+    there.RunWatched();
+    progress.Step(1);
     if (polarSpectrum)
         SamplesToPolar(samples, grid.N());
     filter.Run(samples);
     if (polarSpectrum)
         SamplesToCartesian(samples, grid.N());
-    back.Run();
+    progress.Step(2);
+    back.RunWatched();
     if (polarSpectrum)
         SamplesToPolar(samples, grid.N());
     ScaleSamples(samples, grid.N(), static_cast<float>(1.0 / static_cast<double>(grid.N())));
@@ -238,15 +243,20 @@ void FillChirpKernel(Lumora& doubled, double a, double b)
 void StepEngine::Run(const ChirpPass& pass, Lumora& to, const Lumora& from) const
 {
     const bool joined = pass.kernel != nullptr && pass.source != nullptr;
+    Progress progress("LumoraLib", 4);
+    progress.Step(0);
     Lumora signal(Doubled(to.GetNx()), Doubled(to.GetNy()));
     std::optional<Lumora> own;
     if (pass.kernel == nullptr)
         FillChirpKernel(own.emplace(signal.GetNx(), signal.GetNy()), pass.a, pass.b);
     const Lumora& kernel = own ? *own : static_cast<const Lumora&>(*pass.kernel);
     FillSignal(signal, from, pass, joined);
+    progress.Step(1);
     Transform(signal, -1);
     signal *= kernel;
+    progress.Step(2);
     Transform(signal, 1);
+    progress.Step(3);
     if (!joined)
         ScaleSamples(signal.GetDataPointer(), signal.N(), static_cast<float>(1.0 / static_cast<double>(signal.N())));
     TakeResult(to, signal, pass, joined);

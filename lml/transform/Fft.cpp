@@ -1,4 +1,5 @@
 // The transform of a field: quadrant exchange, pitches, form flag.
+#include "base/Progress.h"
 #include "field/FieldTools.h"
 #include "transform/CentredFft.h"
 
@@ -9,6 +10,8 @@ Lumora& Lumora::Fft(int sign)
     static constexpr char fn[] = "LumoraLib::Lumora::Fft";
     detail::RequireTransformable(*this, fn);
     const bool known = sign == 1 || sign == -1;
+    detail::Progress progress(fn, static_cast<std::int64_t>(N()), static_cast<std::int64_t>(N()));
+    progress.Step(0);
     const bool wasPolar = known ? detail::TransformCartesian(*this, sign) : detail::MakeCartesian(*this);
     detail::FieldAccess::SwitchDomain(*this);
     // Kept: the form is already converted and the domain flipped when the sign is refused.

@@ -664,7 +664,7 @@ FftsgAreas::FftsgAreas(int nx, int ny) : nx_(nx), ny_(ny)
     t_ = MallocArray<float>(nt, nullptr);
 }
 
-void FftsgAreas::Run(Complex* data, int sign) const
+void FftsgAreas::Run(Complex* data, int sign, Progress* progress) const
 {
     if (!ip_)
         return;
@@ -681,12 +681,16 @@ void FftsgAreas::Run(Complex* data, int sign) const
     }
     for (Index y = 0; y < ny_; ++y)
     {
+        if (progress != nullptr)
+            progress->Step(y);
         float* const row = reinterpret_cast<float*>(data) + y * n2;
         rows_[static_cast<std::size_t>(y)] = row;
         if (n2 > 4 * ip[0])
             FftsgMakeTables(n2 >> 2, ip, w);
         RowOf(sign)(n2, row, ip, ip[0], w);
     }
+    if (progress != nullptr)
+        progress->Step(ny_);
     FftsgColumns(ny_, n2, sign, rows_.get(), t_.get(), ip, w);
 }
 } // namespace detail

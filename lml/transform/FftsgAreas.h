@@ -4,6 +4,7 @@
 #define LML_FFTSGAREAS_H
 
 #include "LmlTypes.h"
+#include "base/Progress.h"
 #include "base/Reduce.h"
 
 #include <memory>
@@ -11,7 +12,8 @@
 namespace LumoraLib::detail
 {
 /// What FftsgTransform1d (one row) or FftsgTransform2d allocates. The constructors report as those do, code 1, and take
-/// sizes of 1 to kLongestTransform; Run() does the rest of the transform and cannot fail. Without sizes it does
+/// sizes of 1 to kLongestTransform; Run() does the rest of the transform and cannot fail, unless it is
+/// watched. Without sizes it does
 /// nothing.
 class FftsgAreas
 {
@@ -19,7 +21,9 @@ public:
     FftsgAreas() = default;
     explicit FftsgAreas(int n);
     FftsgAreas(int nx, int ny);
-    void Run(Complex* data, int sign) const;
+    void Run(Complex* data, int sign) const { Run(data, sign, nullptr); }
+    /// With a progress of 2 * ny units, which is told of each row and may end the work there.
+    void Run(Complex* data, int sign, Progress* progress) const;
 
 private:
     template <class T>

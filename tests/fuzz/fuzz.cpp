@@ -196,13 +196,15 @@ void Pictures(Input input)
 void RoundTrip(Input input)
 {
     Bench t(TheFolder(), input.data(), input.size());
-    const int kind = t.Byte() % 5;
+    const int kind = t.Byte() % 6;
     Lumora field = AnyField(t);
     bool there = false;
     if (kind == 0)
         field.SaveAsLw(t.Path("f"), nullptr), t.a.LoadLw(t.Path("f"), nullptr);
     else if (kind == 1)
         field.SaveAsDE(t.Path("f")), t.a.LoadDE(t.Path("f"));
+    else if (kind == 5)
+        field.SaveNpy(t.Path("f")), t.a.LoadNpy(t.Path("f"));
     else if (kind == 2)
         field.SaveAsLm(t.Path("f")), t.a.LoadLm(t.Path("f"));
     else if (kind == 3)
@@ -294,6 +296,7 @@ constexpr Target kTargets[] = {
     {"lw", LoadFile<LoadLwThenUse>, "lw"},
     {"de", LoadFile<LoadDeThenUse>, "de"},
     {"csv", LoadFile<[](Lumora& f, const char* path, int) { f.LoadCSV(path); }>, "csv"},
+    {"npy", LoadFile<[](Lumora& f, const char* path, int) { f.LoadNpy(path); }>, "npy"},
     {"cloud", Cloud, "ply"},
     {"lm", LoadFile<[](Lumora& f, const char* path, int) { f.LoadLm(path); }>, "lm"},
     {"mp", LoadFile<LoadMultiPart>, "mp"},

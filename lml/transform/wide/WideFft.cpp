@@ -2,6 +2,7 @@
 #include "transform/wide/WideFft.h"
 
 #include "base/Parallel.h"
+#include "base/Progress.h"
 #include "transform/wide/WideKernels.h"
 #include "transform/wide/WideLong.h"
 #include "transform/wide/WideScratch.h"
@@ -116,6 +117,23 @@ void WideReadyGrid::Run() const noexcept
                      }
                      stripPass_->Part(index, size);
                  });
+}
+
+void WideReadyGrid::RunWatched() const
+{
+    if (rowPass_)
+        return ParallelPasses(
+            team_, [this](int index, int size) { rowPass_->Part(index, size); },
+            [this](int index, int size) { stripPass_->Part(index, size); });
+    Progress progress("LumoraLib", static_cast<std::int64_t>(2 * rows_));
+    for (std::size_t r = 0; r < rows_; ++r)
+    {
+        progress.Step(static_cast<std::int64_t>(r));
+        lines_->Run(r * nx_);
+    }
+    progress.Step(static_cast<std::int64_t>(rows_));
+    if (stripPass_)
+        ParallelTeam(team_, [this](int index, int size) { stripPass_->Part(index, size); });
 }
 
 void WideFft2d(Complex* x, std::size_t nx, std::size_t ny, int sign, bool halfShift, float scale, int threads)

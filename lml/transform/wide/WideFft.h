@@ -62,6 +62,8 @@ public:
     WideReadyGrid(const WideReadyGrid&) = delete;
     WideReadyGrid& operator=(const WideReadyGrid&) = delete;
     void Run() const noexcept;
+    /// The same with questions to the progress handler between the sweeps: a cancellation leaves samples between.
+    void RunWatched() const;
 
 private:
     std::size_t nx_;

@@ -2,25 +2,52 @@
 
 namespace LumoraLib::detail::LML_WIDE_NS
 {
+/// The spectrum of a strip that is kept: [k1][g][k2] pairs.
+LML_INLINE std::ptrdiff_t KeptAt(const StripLayout& at, std::size_t k1, int g)
+{
+    return (std::ptrdiff_t(k1) * kGroups + g) * std::ptrdiff_t(at.b) * kPair;
+}
+
+/// The kept spectrum of one k1 and g times its factors. The next k1 in the same direction is fetched meanwhile: loads
+/// that wait for memory would stop the arithmetic.
+LML_INLINE void TimesKept(const StripLayout& at, float* mid, const float* from, const float* factor,
+                          std::ptrdiff_t factorStep)
+{
+    const std::ptrdiff_t ahead = (factorStep < 0 ? -kGroups : kGroups) * std::ptrdiff_t(at.b) * kPair;
+    for (std::ptrdiff_t k2 = 0; k2 < std::ptrdiff_t(at.b); ++k2, from += kPair, factor += factorStep)
+    {
+#pragma GCC unroll 2
+        for (std::ptrdiff_t line = 0; line < kPair; line += 16)
+            _mm_prefetch(reinterpret_cast<const char*>(from) + (ahead + line) * std::ptrdiff_t(sizeof(float)),
+                         _MM_HINT_T1);
+        StorePair(mid + k2 * kPair, Times(LoadPair(from), VF::Load(factor), VF::Load(factor + W)));
+    }
+}
+
 /// Forward, factor, inverse for one k1 of a strip: buffer[g][k1][.] in place, exchanged on return. factor: [k2][g]
-/// pairs with a step per k2 that may be negative, or per-row scalars.
+/// pairs with a step per k2 that may be negative, or per-row scalars. With the strip's spectrum kept, which takes
+/// vectors of factors, only what comes after it.
 template <Post kPost>
 LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float* mid, std::size_t k1,
-                          const float* factor, std::ptrdiff_t factorStep, const WideRange& zeroRows)
+                          const float* factor, std::ptrdiff_t factorStep, const WideRange& zeroRows,
+                          const float* kept = nullptr)
 {
     const WideLength& rows = *length.lengthB;
     NoSide none;
     for (int g = 0; g < kGroups; ++g)
     {
         float* line = at.buffer + g * at.group + std::ptrdiff_t(k1) * at.line;
-        Lane<Form::Split, Form::Split, kPost>(
-            rows,
-            {.in = PairsAt<const float>(line, kPair),
-             .out = PairsAt(mid, kPair),
-             .tile = at.inner,
-             .post = {.at = kPost == Post::Vector ? factor + g * kPair : factor, .step = factorStep},
-             .groups = 1},
-            none);
+        if (kept != nullptr)
+            TimesKept(at, mid, kept + KeptAt(at, k1, g), factor + g * kPair, factorStep);
+        else
+            Lane<Form::Split, Form::Split, kPost>(
+                rows,
+                {.in = PairsAt<const float>(line, kPair),
+                 .out = PairsAt(mid, kPair),
+                 .tile = at.inner,
+                 .post = {.at = kPost == Post::Vector ? factor + g * kPair : factor, .step = factorStep},
+                 .groups = 1},
+                none);
         if (zeroRows.begin != zeroRows.end)
             for (std::size_t k2 = 0; k2 < at.b; ++k2)
                 if (zeroRows.Has(k1 + at.a * k2))
@@ -35,16 +62,24 @@ LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float
     }
 }
 
-/// Inverse transforms over k1 and the way out.
-LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWriter& writer)
+/// Inverse transforms over k1 and the way out. With `far`, the rows that are written next, which no reader has brought
+/// near, are fetched meanwhile.
+LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWriter& writer, bool far = false)
 {
     NoSide none;
+    RowAhead ahead;
     for (std::size_t b = 0; b < at.b; ++b)
     {
         const float* in = at.buffer + std::ptrdiff_t(b) * kPair;
-        Lane<Form::Split, Form::Split, Post::None>(
-            *length.lengthA,
-            {.in = PairsAt(in, at.line, at.group), .out = PairsAt(at.tile, kPair, at.tileA), .tile = at.inner}, none);
+        const LaneArgs args = {
+            .in = PairsAt(in, at.line, at.group), .out = PairsAt(at.tile, kPair, at.tileA), .tile = at.inner};
+        if (far)
+        {
+            ahead.Set(writer.place, b + 1 < at.b ? b + 1 : 0, at.b, b + 1 < at.b ? at.a : 0);
+            Lane<Form::Split, Form::Split, Post::None>(*length.lengthA, args, ahead);
+        }
+        else
+            Lane<Form::Split, Form::Split, Post::None>(*length.lengthA, args, none);
         writer.Write(at.tile, at.tileA, b, at.b, at.a);
     }
 }
@@ -74,6 +109,7 @@ struct FusedStrips
     const StripLayout at;
     RowReader reader;
     RowWriter writer;
+    const float* spectrum = nullptr; ///< of the strip, where it is kept
     float *values, *mid, *factors, *turned, *kept;
     static constexpr std::size_t kRoom = kWideStrip + 16;
     static constexpr std::ptrdiff_t kFactorStep = 2 * std::ptrdiff_t(kWideStrip);
@@ -89,8 +125,13 @@ struct FusedStrips
 
     LML_MEMBER void Begin(WideStripAt strip)
     {
-        reader.place.SetStrip(strip);
         writer.place.SetStrip(strip);
+        if (p.fused != nullptr && p.fused->kept != nullptr)
+        {
+            spectrum = p.fused->kept + WideStripIndex(p.fused->keptColumns, strip.column) * WideKeptFloats(length.n);
+            return;
+        }
+        reader.place.SetStrip(strip);
         StripFirst<Form::Samples>(p, at, reader);
     }
 
@@ -101,7 +142,7 @@ struct FusedStrips
         const std::ptrdiff_t last = reverse ? std::ptrdiff_t(at.b) - 1 : 0, step = reverse ? -kFactorStep : kFactorStep;
         const float* from = factors + last * kFactorStep;
         if (fused.row == nullptr)
-            return FusedLine<Post::Vector>(length, at, mid, k1, from, step, fused.zeroRows);
+            return FusedLine<Post::Vector>(length, at, mid, k1, from, step, fused.zeroRows, spectrum);
         const float* const columns = Floats(fused.column + column);
         const float* const rows = Floats(fused.row);
         float* to = turned;
@@ -116,7 +157,7 @@ struct FusedStrips
                 StorePair(to + g * kPair, Times(LoadPair(from + g * kPair), turn.r, turn.i));
             }
         }
-        FusedLine<Post::Vector>(length, at, mid, k1, turned, kFactorStep, fused.zeroRows);
+        FusedLine<Post::Vector>(length, at, mid, k1, turned, kFactorStep, fused.zeroRows, spectrum);
     }
 
     LML_MEMBER void SameForAllColumns(WideStripAt strip)
@@ -145,7 +186,7 @@ struct FusedStrips
             }
             Line(strip.column, k1, false);
         }
-        FusedLast(length, at, writer);
+        FusedLast(length, at, writer, spectrum != nullptr && p.bytes > kWideNext && !p.stream);
     }
 
     enum class Source
@@ -194,7 +235,7 @@ struct FusedStrips
             if (other != at.a)
                 Line(strip.column, other, true);
         }
-        FusedLast(length, at, writer);
+        FusedLast(length, at, writer, spectrum != nullptr && p.bytes > kWideNext && !p.stream);
     }
 
     LML_MEMBER void Pair(std::size_t s)
@@ -235,5 +276,30 @@ static void Fused(const WideStripArgs& p, std::size_t first, std::size_t last, f
             strips.SameForAllColumns(WideStripOf(p.job.which, p.job.columns, s));
     if (p.stream)
         _mm_sfence();
+}
+
+/// The way to the spectrum alone.
+static void Keep(const WideStripArgs& p, std::size_t first, std::size_t last, float* scratch)
+{
+    const WideLength& length = *p.length;
+    const StripLayout at(length, scratch);
+    RowReader reader(p, false);
+    NoSide none;
+    for (std::size_t s = first; s < last; ++s)
+    {
+        const WideStripAt strip = WideStripOf(p.job.which, p.job.columns, s);
+        reader.place.SetStrip(strip);
+        StripFirst<Form::Samples>(p, at, reader);
+        float* const kept = p.kept + s * WideKeptFloats(length.n);
+        for (std::size_t k1 = 0; k1 < at.a; ++k1)
+            for (int g = 0; g < kGroups; ++g)
+                Lane<Form::Split, Form::Split, Post::None>(
+                    *length.lengthB,
+                    {.in = PairsAt<const float>(at.buffer + g * at.group + std::ptrdiff_t(k1) * at.line, kPair),
+                     .out = PairsAt(kept + KeptAt(at, k1, g), kPair),
+                     .tile = at.inner,
+                     .groups = 1},
+                    none);
+    }
 }
 } // namespace LumoraLib::detail::LML_WIDE_NS

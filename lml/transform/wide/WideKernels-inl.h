@@ -36,6 +36,7 @@ const WideKernels wideKernels = {.isa = Isa(LML_WIDE_LEVEL),
                                  .rows = Rows,
                                  .strips = Strips,
                                  .fused = Fused,
+                                 .keep = Keep,
                                  .convolveRows = ConvolveRows,
                                  .transpose = TransposeSquare,
                                  .deal = Deal};

@@ -57,6 +57,19 @@ inline WideStripAt WideStripOf(WideRange which, std::size_t columns, std::size_t
     return index < first ? WideStripOf(0, which.end, index) : WideStripOf(which.begin, columns, index - first);
 }
 
+/// Which strip of a range of columns the one at `column` is, and the floats of a strip's spectrum.
+inline std::size_t WideStripIndex(WideRange which, std::size_t column)
+{
+    const std::size_t strip = column / kWideStrip;
+    if (which.begin <= which.end)
+        return strip - which.begin / kWideStrip;
+    return column < which.end ? strip : WideStripCount(0, which.end) + strip - which.begin / kWideStrip;
+}
+inline std::size_t WideKeptFloats(std::size_t n)
+{
+    return 2 * kWideStrip * n;
+}
+
 /// One whole row on its own.
 struct WideLine
 {
@@ -87,6 +100,7 @@ struct WideStripArgs
     const WideLength* twist = nullptr; ///< first level of a two-level length: roots by row and column
     const float* rowFactor = nullptr;  ///< fused only: pairs per spectrum row instead of the callback
     const WideFused* fused = nullptr;  ///< fused only
+    float* kept = nullptr;             ///< keep only: where the spectra go
     bool pairs = false;                ///< fused only: strips are done in mirrored pairs
 };
 
@@ -107,6 +121,8 @@ struct WideKernels
     void (*strips)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);
     /// The same; with pairs, strip pairs.
     void (*fused)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);
+    /// The forward half of fused alone, to `kept`.
+    void (*keep)(const WideStripArgs& args, std::size_t first, std::size_t last, float* scratch);
     void (*convolveRows)(const WideConvolveArgs& args, std::size_t first, std::size_t last, float* scratch);
     /// Exchanges (r, c) and (c, r) of a square of `side` (a multiple of 32) 64-bit items, for the 32-row bands
     /// first, first + step, ... on and right of the diagonal.

@@ -122,6 +122,29 @@ void WideFusedPass::Part(int index, int size) const noexcept
         WideLongStrips(args, *kernels_, block.begin, block.end, scratch);
 }
 
+bool WideKeepPass::Takes(std::size_t n)
+{
+    return IsDirectColumn(WideLengthOf(n, BoundKernels().isa));
+}
+
+std::size_t WideKeepPass::Floats(WideRange which, std::size_t columns, std::size_t n)
+{
+    return WideStripCount(which, columns) * WideKeptFloats(n);
+}
+
+WideKeepPass::WideKeepPass(const WideStrips& job, float* kept, int threads)
+    : job_(job), kept_(kept), kernels_(&BoundKernels()), length_(&WideLengthOf(job.n, kernels_->isa)),
+      scratch_(std::max(threads, 1), Bytes(WideStripFloats(*length_)))
+{
+}
+
+void WideKeepPass::Part(int index, int size) const noexcept
+{
+    const WideStripArgs args = {.job = job_, .length = length_, .bytes = WideRowBytes(job_), .kept = kept_};
+    const Block block = BlockOf(WideStripCount(job_.which, job_.columns), index, size);
+    kernels_->keep(args, block.begin, block.end, scratch_.As<float>(index));
+}
+
 // ----------------------------------------------------------------------------------------------------- convolutions
 
 WideRowConvolution::WideRowConvolution(const WideConvolution& job, int threads)

@@ -142,6 +142,32 @@ struct WideFused
     /// the factor even.
     const Complex* column = nullptr;
     const Complex* row = nullptr;
+    /// What a WideKeepPass over `keptColumns`, which hold all columns to do, has left of the source: the forward half
+    /// is done then, and the source is not read. Same bits as without.
+    const float* kept = nullptr;
+    WideRange keptColumns = {};
+};
+
+/// The forward half of a WideFused alone, for several ways back with different factors: whole strips around the columns
+/// to do, their spectra one after the other in the order in which a fused pass works on them. Not for lengths that take
+/// more than one visit.
+class WideKeepPass
+{
+public:
+    static bool Takes(std::size_t n);
+    /// Floats for the columns `which` of a grid with `columns` columns; aligned to 64 bytes.
+    static std::size_t Floats(WideRange which, std::size_t columns, std::size_t n);
+    /// The target, the sign and the scale of the job are not looked at.
+    WideKeepPass(const WideStrips& job, float* kept, int threads);
+    void Part(int index, int size) const noexcept;
+    const Scratch& Memory() const { return scratch_; }
+
+private:
+    WideStrips job_;
+    float* kept_;
+    const WideKernels* kernels_;
+    const WideLength* length_;
+    Scratch scratch_;
 };
 
 class WideFusedPass
