@@ -43,5 +43,6 @@ MEANING = {
     "source_py": "Pitch of the source in y, metres.", "vector": "Wavevector, radians per metre.", "carrier": "Cycles per metre.",
     "plane": "A plane.", "line": "A line.", "point": "Metres.", "matrix": "A matrix.", "dest": "Receives the result.", "ref_plane": "Receives the result.",
     "engine": "FftLib.SPLIT_RADIX or FftLib.FAST.", "dynamic": "The flag.", "code": "An ErrorCode.", "level": "Lines of the banner.", "on": "The flag.",
+    "measure": "A FocusMeasure, its name or its number.",
     "first": "Metres or a direction.", "second": "Metres or a direction.", "third": "Metres.", "normal": "Of any length.", "segment": "A segment.", "shift": "Metres.", "factor": "A factor.",
 }

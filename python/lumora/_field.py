@@ -114,7 +114,7 @@ def _restore(samples, state):
     field = Field(samples)
     field.px, field.py, field.wavenumber, form, window, field.origin, normal = state
     field.form = Form(form)
-    field.normal = normal
+    field._set_normal(normal)  # setting the property would round it once more
     field.window = window
     return field
 
@@ -129,18 +129,18 @@ def _bool(self):
 
 
 LOADERS = {".lm": "load_lm", ".lw": "load_lw", ".de": "load_de", ".ca": "load_ca", ".csv": "load_csv", ".bmp": "load_bmp",
-           ".hbi": "load_hbi"}
+           ".hbi": "load_hbi", ".npy": "load_npy"}
 
 
 def load(path, pitch=8e-6, wavelength=532e-9, **how):
-    """A field from a file, its kind taken from the name: .lm, .lw, .de, .ca, .csv, .bmp or .hbi.
+    """A field from a file, its kind taken from the name: .lm, .lw, .de, .ca, .csv, .bmp, .hbi or .npy.
 
     Parameters
     ----------
     path : Path
         File name.
     pitch : float or (float, float)
-        Metres, where the file has none (csv, bmp).
+        Metres, where the file has none (csv, bmp, npy).
     wavelength : float
         Metres, where the file has none (all but lm and lw).
     **how

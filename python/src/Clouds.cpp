@@ -1,7 +1,6 @@
-// Point clouds as arrays of float64, a point a row: x, y, z, amplitude, phase. Phase retrieval with functions of Python.
+// Point clouds as arrays of float64, a point a row: x, y, z, amplitude, phase.
 #include "Bind.h"
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -89,33 +88,6 @@ py::array_t<double> AsArray(std::vector<CloudPoint>&& points)
     return py::array_t<double>({count, py::ssize_t{5}}, data, keeper);
 }
 
-/// A function of Python on a field of the library, which is Python's as long as the function runs.
-std::function<void(Lumora&)> OnField(const py::object& function)
-{
-    if (function.is_none())
-        return nullptr;
-    return [function = function.ptr()](Lumora& lumora)
-    {
-        const py::gil_scoped_acquire gil;
-        const py::object held = py::cast(std::make_unique<Field>(std::move(lumora)));
-        Field& field = held.cast<Field&>();
-        const auto give = [&]
-        {
-            field.Detach(); // arrays that look at it keep the samples of now
-            lumora = std::move(field.Get());
-        };
-        try
-        {
-            py::reinterpret_borrow<py::object>(function)(held);
-        }
-        catch (...)
-        {
-            give();
-            throw;
-        }
-        give();
-    };
-}
 } // namespace
 
 void DefinePoints(py::module_& m, py::class_<Field>& c)
@@ -205,49 +177,5 @@ void DefinePoints(py::module_& m, py::class_<Field>& c)
     m.def("fftsg_transform_2d", [transform](Samples data, int sign) { transform(data, sign, true); },
           py::arg("data").noconvert(), py::arg("sign"),
           "fftsg_transform_2d(data, sign)\n\nThe same along both axes of an array of shape (ny, nx).");
-}
-
-void DefineRetrieval(py::module_& m, py::class_<Field>& c)
-{
-    py::class_<PhaseRetrievalStep> step(m, "PhaseRetrievalStep", "How good the phases of an iteration are.");
-    step.def_readonly("iteration", &PhaseRetrievalStep::iteration, "From 0.");
-    step.def_readonly("error", &PhaseRetrievalStep::error, "Relative error of the amplitudes over the other plane.");
-    step.def_readonly("lit_error", &PhaseRetrievalStep::litError, "The same over samples that are asked for.");
-    step.def_readonly("efficiency", &PhaseRetrievalStep::efficiency, "Share of the energy on samples asked for.");
-    c.def(
-        "retrieve_phase",
-        [](Field& self, Field& target, int iterations, bool weighted, double feedback, double distance,
-           const py::object& forward, const py::object& back, const py::object& each)
-        {
-            PhaseRetrieval how;
-            how.iterations = iterations;
-            how.weighted = weighted;
-            how.feedback = feedback;
-            how.distance = distance;
-            how.forward = OnField(forward);
-            how.back = OnField(back);
-            if (!each.is_none())
-                how.each = [function = each.ptr()](const PhaseRetrievalStep& s)
-                {
-                    const py::gil_scoped_acquire gil;
-                    const py::object answer = py::reinterpret_borrow<py::object>(function)(s);
-                    return answer.ptr() != Py_False;
-                };
-            Run<void>(0, std::array<Field*, 2>{&self, &target}, [&] { self.Get().RetrievePhase(target.Get(), how); });
-            return &self;
-        },
-        py::return_value_policy::reference, py::arg("target"), py::arg("iterations") = 50, py::arg("weighted") = false,
-        py::arg("feedback") = 1.0, py::arg("distance") = 0.0, py::arg("forward") = py::none(), py::arg("back") = py::none(),
-        py::arg("each") = py::none(),
-        "retrieve_phase(target, iterations=50, weighted=False, feedback=1.0, distance=0.0, forward=None, back=None, "
-        "each=None)\n\n"
-        "Looks for phases with which this field, its amplitudes kept, has the amplitudes of target in another plane, by\n"
-        "iterations from the phases that it has.\n\n"
-        "Parameters\n----------\ntarget : Field\n    Its amplitudes are asked for.\niterations : int\n    How many.\n"
-        "weighted : bool\n    Even out what is shown, at the cost of light.\nfeedback : float\n    Of the weighted form, 0 to 1.\n"
-        "distance : float\n    Metres to the other plane, by asm_prop; 0 for the Fourier plane.\n"
-        "forward, back : callable\n    Any other way there and back: each is given a field and changes it.\n"
-        "each : callable\n    Given a PhaseRetrievalStep; False ends the work there.\n\n"
-        "Returns\n-------\nField\n    This field: calls chain.");
 }
 } // namespace LumoraLib::python

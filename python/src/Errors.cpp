@@ -84,6 +84,10 @@ constexpr Named<FftLib> kEngines[] = {{"SPLIT_RADIX", FFT_LIB_SPLIT_RADIX}, {"FA
 constexpr Named<CloudMethod> kMethods[] = {
     {"AUTOMATIC", CLOUD_AUTOMATIC}, {"SLABS", CLOUD_SLABS}, {"DIRECT", CLOUD_DIRECT}};
 constexpr Named<CloudFrame> kFrames[] = {{"GLOBAL", CLOUD_GLOBAL}, {"LOCAL", CLOUD_LOCAL}};
+constexpr Named<FocusMeasure> kMeasures[] = {
+    {"VARIANCE", FOCUS_VARIANCE}, {"GRADIENT", FOCUS_GRADIENT},           {"LAPLACIAN", FOCUS_LAPLACIAN},
+    {"TAMURA", FOCUS_TAMURA},     {"EDGE_SPARSITY", FOCUS_EDGE_SPARSITY}, {"AMPLITUDE", FOCUS_AMPLITUDE}};
+constexpr Named<StackPropagator> kPropagators[] = {{"ASM", STACK_ASM}, {"EXACT_ASM", STACK_EXACT_ASM}};
 constexpr Named<CpuType> kCpus[] = {{"SSE1", CPU_SSE1}};
 constexpr Named<DevelopEnv> kEnvironments[] = {{"INTEL", DEVELOP_ENV_INTEL}};
 constexpr Named<Platform> kPlatforms[] = {{"X64", PLATFORM_X64}};
@@ -119,6 +123,8 @@ void DefineEnums(py::module_& m)
     DefineEnum(m, "FftLib", "Engine of the transforms.", kEngines);
     DefineEnum(m, "CloudMethod", "How a point cloud is computed.", kMethods);
     DefineEnum(m, "CloudFrame", "Coordinates of a point cloud.", kFrames);
+    DefineEnum(m, "FocusMeasure", "How sharp a picture is.", kMeasures);
+    DefineEnum(m, "StackPropagator", "Which propagation takes a field to the planes of a stack.", kPropagators);
     DefineEnum(m, "CpuType", "Instruction set that the library needs at least.", kCpus);
     DefineEnum(m, "DevelopEnv", "Family of the compiler.", kEnvironments);
     DefineEnum(m, "Platform", "Platform that the library was built for.", kPlatforms);

@@ -163,6 +163,8 @@ void DefineSamples(py::class_<Field>& c)
               return field.Samples(true);
           });
     c.def("_address", [](Field& field) { return reinterpret_cast<std::uintptr_t>(field.Get().GetDataPointer()); });
+    c.def("_set_normal", [](Field& field, const Vector& normal)
+          { detail::FieldAccess::SetUnitNormal(field.Get(), normal); });
     c.def(
         "init",
         [](Field& field)

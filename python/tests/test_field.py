@@ -129,7 +129,7 @@ def test_sizes_are_raised():
 
 def test_arithmetic_makes_new_fields():
     a, b = random((8, 8)), random((8, 8), 2)
-    f, g = lumora.Field(a, copy=True), lumora.Field(b)
+    f, g = lumora.Field(a, copy=True), lumora.Field(b, copy=True)
     for got, expected in ((f + g, a + b), (f - g, a - b), (f * g, a * b), (f / g, a / b), (-f, -a), (2 * f, 2 * a), (f * 2j, a * 2j),
                           (1 - f, 1 - a), (f / 4, a / 4), (f + b, a + b), (b * f, a * b), (f - np.complex64(1j), a - 1j)):
         assert isinstance(got, lumora.Field) and np.allclose(got.samples, expected, rtol=1e-6)
