@@ -13,4 +13,4 @@ set(DOXYGEN_QUIET YES)
 set(DOXYGEN_WARN_IF_UNDOCUMENTED NO)
 doxygen_add_docs(docs ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/lml/LmlLumora.h
                  ${PROJECT_SOURCE_DIR}/lml/LmlTypes.h ${PROJECT_SOURCE_DIR}/lml/LmlRuntime.h ${PROJECT_SOURCE_DIR}/lml/LmlCloud.h
-                 ${PROJECT_SOURCE_DIR}/lml/Fftsg.h)
+                 ${PROJECT_SOURCE_DIR}/lml/LmlAdvice.h ${PROJECT_SOURCE_DIR}/lml/Fftsg.h)

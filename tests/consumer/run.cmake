@@ -31,12 +31,12 @@ foreach(program by_cmake by_pkgconfig)
     message(FATAL_ERROR "${program} ended with ${result}\n${output}")
   endif()
 endforeach()
-# What is installed: the five headers, the library with its soname, and the package files; nothing else.
+# What is installed: the public headers, the library with its soname, and the package files; nothing else.
 file(GLOB_RECURSE installed RELATIVE ${WORK}/prefix ${WORK}/prefix/*)
 string(REGEX REPLACE "lib/[^;/]*linux-gnu" "lib" installed "${installed}")
 string(REGEX REPLACE "lmlTargets-[a-z]*" "lmlTargets-config" installed "${installed}")
 list(SORT installed)
-set(expected include/lml/Fftsg.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
+set(expected include/lml/Fftsg.h include/lml/LmlAdvice.h include/lml/LmlApi.h include/lml/LmlCloud.h include/lml/LmlLumora.h
     include/lml/LmlRuntime.h include/lml/LmlTypes.h lib/cmake/lml/lmlConfig.cmake lib/cmake/lml/lmlConfigVersion.cmake
     lib/cmake/lml/lmlTargets-config.cmake lib/cmake/lml/lmlTargets.cmake lib/liblml.so lib/liblml.so.2.81
     lib/liblml.so.2.81.3 lib/pkgconfig/lml.pc)
