@@ -3,6 +3,7 @@
 #ifndef LML_OPERATIONS_H
 #define LML_OPERATIONS_H
 
+#include "LmlLarge.h"
 #include "LmlLumora.h"
 #include "field/FieldTools.h"
 
@@ -342,6 +343,10 @@ inline const Operation kOperations[] = {
     LML_OPERATION("SaveAsMpLm", Same, t.a.SaveAsMpLm(t.Path("mp"), static_cast<std::uint16_t>(t.Int(1, 0, 3)))),
     LML_OPERATION("SaveAsMpLm in place", Same, t.a.SaveAsMpLm(t.Path("mp"), static_cast<std::uint16_t>(t.Int(2, 0, 3)))),
     LML_OPERATION("CreateFileSegLm", Same, CreateFileSegLm(t.Path("seg"), static_cast<std::uint16_t>(t.Int(2, 0, 3)), static_cast<std::uint16_t>(t.Int(2, 0, 3)))),
+    LML_OPERATION("SegmentedField", Documented, SegmentedField f(t.Path("seg"), SEGMENTED_UPDATE, MISSING_ZERO); f.Get(t.Int(3, 0, 8), t.Int(5, 0, 8), t.Int(8, 0, 8), t.Int(9, 0, 8), t.a); Lumora c(t.b); f.Put(t.Int(4, 0, 8), t.Int(4, 0, 8), c)),
+    LML_OPERATION("LargeAsmProp in memory", Same, LargeOptions how; how.missing = MISSING_ZERO; char from[512]; std::snprintf(from, sizeof from, "%s", t.Path("seg")); LargeAsmProp(from, t.Path("far"), t.Real(1e-5), how)),
+    LML_OPERATION("LargeAsmProp in sweeps", Same, LargeOptions how; how.missing = MISSING_ZERO; how.memory = 1; char from[512]; std::snprintf(from, sizeof from, "%s", t.Path("seg")); LargeAsmProp(from, t.Path("far"), t.Real(1e-5), how)),
+    LML_OPERATION("LargeAsmProp in sweeps with a journal", Same, LargeOptions how; how.missing = MISSING_ZERO; how.memory = 1; how.resume = true; char from[512]; std::snprintf(from, sizeof from, "%s", t.Path("seg")); LargeAsmProp(from, t.Path("far"), t.Real(1e-5), how)),
     LML_OPERATION("SaveAsSegLm", Same, t.a.SaveAsSegLm(t.Path("seg"), static_cast<std::uint16_t>(t.Int(1, 0, 2)), static_cast<std::uint16_t>(t.Int(0, 0, 2)))),
     LML_OPERATION("SaveParamSegLm", Same, t.a.SaveParamSegLm(t.Path("seg"))),
     LML_OPERATION("SaveAsBmp", Same, t.a.SaveAsBmp(t.Path("bmp"), t.Choice(ModeIntensity, 0, 6), t.Choice(GradationRainbow, 0, 1), t.Int(3, 0, 20), t.Real(4.0), t.Real(0.0))),

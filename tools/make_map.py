@@ -10,7 +10,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LIB = ROOT / "lml"
 TESTS = ROOT / "tests"
-PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "LmlCloud.h", "LmlAdvice.h", "Fftsg.h"]
+PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "LmlCloud.h", "LmlAdvice.h", "LmlLarge.h", "Fftsg.h"]
 # From the bottom up: a file includes its own folder and those above it in this list (tests/folders.py holds them to it).
 FOLDERS = {
     "base": "What everything stands on: failures, log, threads, parallel loops, sums, memory, integer arithmetic, instruction set, progress.",
@@ -22,6 +22,7 @@ FOLDERS = {
     "points": "Fields of point sources, one by one and as clouds.",
     "files": "Every file format, the byte-wise layer below them, and files replaced whole.",
     "advice": "The adviser: which members carry a field to a plane, how well and at what cost, and the way it would go.",
+    "large": "Fields larger than memory: segmented files as one grid, three sweeps over a scratch file, operations from file to file.",
 }
 # Units whose tests have another name than their own.
 TESTED_BY = {

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 extern "C"
@@ -85,6 +86,11 @@ LML_REAL(fsync);
 LML_REAL(rename);
 LML_REAL(remove);
 LML_REAL(ftruncate);
+LML_REAL(pread);
+LML_REAL(pwrite);
+LML_REAL(preadv);
+LML_REAL(pwritev);
+LML_REAL(posix_fallocate);
 } // namespace
 
 namespace faults
@@ -127,6 +133,9 @@ extern "C"
     LML_SHIM(FileCall, int, rename, (const char* from, const char* to), -1, real_rename(from, to))
     LML_SHIM(FileCall, int, remove, (const char* path), -1, real_remove(path))
     LML_SHIM(FileCall, int, ftruncate, (int file, off_t length), -1, real_ftruncate(file, length))
+    LML_SHIM(FileCall, int, posix_fallocate, (int file, off_t at, off_t length), ENOSPC, real_posix_fallocate(file, at, length))
+    LML_SHIM(FileCall, ssize_t, preadv, (int file, const struct iovec* to, int count, off_t at), -1, real_preadv(file, to, count, at))
+    LML_SHIM(FileCall, ssize_t, pwritev, (int file, const struct iovec* from, int count, off_t at), -1, real_pwritev(file, from, count, at))
     // clang-format on
     int posix_memalign(void** p, std::size_t alignment, std::size_t size)
     {
@@ -161,6 +170,22 @@ extern "C"
             real_fflush(stream);
             _exit(kKilled);
         }
+        return half;
+    }
+    ssize_t pread(int file, void* to, std::size_t bytes, off_t at)
+    {
+        if (!Due(FileCall, Transfer::Read))
+            return real_pread(file, to, bytes, at);
+        return armedWay == Short ? real_pread(file, to, bytes / 2, at) : -1;
+    }
+    ssize_t pwrite(int file, const void* from, std::size_t bytes, off_t at)
+    {
+        if (!Due(FileCall, Transfer::Write))
+            return real_pwrite(file, from, bytes, at);
+        const ssize_t half =
+            armedWay == Short || armedWay == KillTorn ? real_pwrite(file, from, bytes / 2, at) : ssize_t{-1};
+        if (armedWay == KillTorn)
+            _exit(kKilled);
         return half;
     }
     char* fgets(char* to, int size, std::FILE* stream)

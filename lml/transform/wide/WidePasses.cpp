@@ -47,6 +47,17 @@ void WideRowPass::Part(int index, int size) const noexcept
         WideLongRows(args, *kernels_, block.begin, block.end, scratch);
 }
 
+void WideRowPass::Rows(int index, const Complex* source, Complex* target, std::size_t rows) const noexcept
+{
+    WideRowArgs args = {.job = job_, .length = length_};
+    args.job.source.samples = source;
+    args.job.target.samples = target;
+    if (IsDirectRow(*length_))
+        kernels_->rows(args, 0, rows, scratch_->As<float>(index));
+    else
+        WideLongRows(args, *kernels_, 0, rows, scratch_->As<float>(index));
+}
+
 WideStripPass::WideStripPass(const WideStrips& job, int threads)
     : job_(job), kernels_(&BoundKernels()), length_(&WideLengthOf(job.n, kernels_->isa)),
       stream_(WideMayStream(job.target, job.target.range.Count(job.n) * job.columns)),
@@ -162,6 +173,16 @@ void WideRowConvolution::Part(int index, int size) const noexcept
         kernels_->convolveRows(args, block.begin, block.end, scratch);
     else
         WideLongConvolve(args, *kernels_, block.begin, block.end, scratch);
+}
+
+void WideRowConvolution::Rows(int index, Complex* data, std::size_t rows) const noexcept
+{
+    WideConvolveArgs args = {.job = job_, .length = length_};
+    args.job.data = data;
+    if (IsDirectRow(*length_))
+        kernels_->convolveRows(args, 0, rows, scratch_.As<float>(index));
+    else
+        WideLongConvolve(args, *kernels_, 0, rows, scratch_.As<float>(index));
 }
 
 WideColumnConvolution::WideColumnConvolution(const WideConvolution& job, int threads)

@@ -77,6 +77,9 @@ public:
     WideRowPass& operator=(const WideRowPass&) = delete;
     /// The rows of thread `index` in a team of `size`.
     void Part(int index, int size) const noexcept;
+    /// The same for so many rows that lie elsewhere, strides and parts as the job says, by the scratch of thread
+    /// `index`: for whoever has the rows of a job in pieces.
+    void Rows(int index, const Complex* source, Complex* target, std::size_t rows) const noexcept;
 
 private:
     WideRows job_;
@@ -209,6 +212,8 @@ class WideRowConvolution
 public:
     WideRowConvolution(const WideConvolution& job, int threads);
     void Part(int index, int size) const noexcept;
+    /// The same for so many rows at `data`, by the scratch of thread `index`.
+    void Rows(int index, Complex* data, std::size_t rows) const noexcept;
 
 private:
     WideConvolution job_;

@@ -1,0 +1,463 @@
+// Fields larger than memory: segmented files as one grid, and operations from file to file with the members' bits.
+#include "TestTools.h"
+
+#include "LmlLarge.h"
+#include "Operations.h"
+#include "field/Embed.h"
+
+#include <csignal>
+#include <set>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+using namespace lmltest;
+
+namespace
+{
+/// Sizes of a file: segments along x and y of nx by ny samples.
+struct Sizes
+{
+    int sx, sy, nx, ny;
+    int Width() const { return sx * nx; }
+    int Height() const { return sy * ny; }
+};
+
+class Large : public testing::Test
+{
+protected:
+    std::string Path(const char* name) const { return folder_.Path() + "/" + name; }
+
+    /// A file with random samples and what stands in it.
+    std::vector<Complex> Make(const char* name, const Sizes& s, unsigned seed = 1, double pitch = 2e-6) const
+    {
+        Lumora like(0, 0);
+        like.SetPx(pitch).SetPy(pitch * 1.25).SetWavelength(633e-9);
+        like.SetOrigin(Vector(1e-4, -2e-4, 3e-4));
+        SegmentedField file = SegmentedField::Create(Path(name).c_str(), like, static_cast<std::uint16_t>(s.sx),
+                                                     static_cast<std::uint16_t>(s.sy), s.nx, s.ny);
+        std::vector<Complex> samples(static_cast<std::size_t>(s.Width()) * static_cast<std::size_t>(s.Height()));
+        std::mt19937 random(seed);
+        for (Complex& c : samples)
+            c = Complex(static_cast<double>(random() % 2001) / 1000.0 - 1.0,
+                        static_cast<double>(random() % 2001) / 1000.0 - 1.0);
+        file.Write(0, 0, s.Width(), s.Height(), samples.data(), static_cast<std::size_t>(s.Width()));
+        return samples;
+    }
+    /// A file without segments that only says where the destination is.
+    template <class Where>
+    void Place(const char* name, const Where& t) const
+    {
+        Lumora like(0, 0);
+        like.SetPx(t.pitch).SetPy(t.pitch * 1.25).SetWavelength(633e-9);
+        like.SetOrigin(Vector(1e-4, -2e-4, 3e-4) + Vector(t.dx, t.dy, t.dz));
+        SegmentedField::Create(Path(name).c_str(), like, static_cast<std::uint16_t>(t.sizes.sx),
+                               static_cast<std::uint16_t>(t.sizes.sy), t.sizes.nx, t.sizes.ny);
+    }
+    std::vector<Complex> ReadAll(const char* name) const
+    {
+        const SegmentedField file(Path(name).c_str());
+        const std::int32_t nx = static_cast<std::int32_t>(file.GetNx());
+        const std::int32_t ny = static_cast<std::int32_t>(file.GetNy());
+        std::vector<Complex> samples(static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny));
+        file.Read(0, 0, nx, ny, samples.data(), static_cast<std::size_t>(nx));
+        return samples;
+    }
+    /// The file's field in memory, its samples in the middle of the raised grid.
+    Lumora Inside(const char* name) const
+    {
+        const SegmentedField file(Path(name).c_str());
+        Lumora field(1, 1);
+        file.Get(0, 0, static_cast<std::int32_t>(file.GetNx()), static_cast<std::int32_t>(file.GetNy()), field);
+        return field;
+    }
+    static bool SameBits(const std::vector<Complex>& a, const std::vector<Complex>& b)
+    {
+        return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(Complex)) == 0;
+    }
+    int FilesLeft() const
+    {
+        int count = 0;
+        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder_.Path()))
+            ++count;
+        return count;
+    }
+
+    MemoryFolder folder_;
+};
+
+// ------------------------------------------------------------------------------------------------------ segments
+
+TEST_F(Large, SegmentsAreOneGridInTheRightPlaces)
+{
+    const Sizes s = {3, 5, 16, 8};
+    const std::vector<Complex> all = Make("a", s);
+    const SegmentedField file(Path("a").c_str());
+    EXPECT_EQ(file.GetNx(), 48);
+    EXPECT_EQ(file.GetNy(), 40);
+    EXPECT_EQ(file.CountMissing(), 0);
+    // A segment is what LoadSegLm makes of it, place and all.
+    Lumora own(1, 1), theirs(1, 1);
+    for (int iy = 0; iy < 5; ++iy)
+        for (int ix = 0; ix < 3; ++ix)
+        {
+            file.GetSegment(ix, iy, own);
+            theirs.LoadSegLm(Path("a").c_str(), static_cast<std::uint16_t>(ix), static_cast<std::uint16_t>(iy),
+                             nullptr);
+            ASSERT_EQ(own.N(), theirs.N());
+            EXPECT_EQ(std::memcmp(own.GetDataPointer(), theirs.GetDataPointer(), own.N() * sizeof(Complex)), 0);
+            EXPECT_TRUE(own.GetOrigin() == theirs.GetOrigin());
+            EXPECT_EQ(own.GetPy(), theirs.GetPy());
+            EXPECT_EQ(own.GetWavelength(), theirs.GetWavelength());
+        }
+    // Rectangles across segments: the sample at (x, y) of the whole stands at the same point of space in each.
+    for (const auto& [x, y, nx, ny] : {std::array{0, 0, 48, 40}, std::array{13, 5, 8, 16}, std::array{31, 7, 5, 9},
+                                       std::array{47, 39, 1, 1}, std::array{2, 0, 32, 4}})
+    {
+        Lumora part(1, 1);
+        file.Get(x, y, nx, ny, part);
+        const int left = (part.GetNx() - nx) / 2, below = (part.GetNy() - ny) / 2;
+        for (int j = 0; j < part.GetNy(); ++j)
+            for (int i = 0; i < part.GetNx(); ++i)
+            {
+                const bool inside = i >= left && i < left + nx && j >= below && j < below + ny;
+                const Complex expected =
+                    inside ? all[static_cast<std::size_t>((y + j - below) * 48 + x + i - left)] : Complex();
+                ASSERT_TRUE(part.GetPixel(i, j) == expected);
+            }
+        const double px = part.X(left) + part.GetOrigin().x, py = part.Y(below) + part.GetOrigin().y;
+        EXPECT_NEAR(px, (x - 24) * 2e-6 + 1e-4, 1e-12);
+        EXPECT_NEAR(py, (y - 20) * 2.5e-6 - 2e-4, 1e-12);
+    }
+}
+
+TEST_F(Large, PutReachesEverySegmentAndMissingOnesAreZerosOrRefused)
+{
+    Lumora like(8, 8, 1e-5, 1e-5, 500e-9);
+    FillRandom(like);
+    like.SetOrigin(Vector(1.0, 2.0, 3.0)); // counts for nothing when it is put
+    {
+        SegmentedField file = SegmentedField::Create(
+            Path("p").c_str(), Lumora(0, 0).SetPx(1e-5).SetPy(1e-5).SetWavelength(500e-9), 4, 3, 8, 4);
+        EXPECT_EQ(file.CountMissing(), 12);
+        file.Put(12, 2, like); // touches (1..2, 0..2)
+        EXPECT_EQ(file.CountMissing(), 6);
+    }
+    const SegmentedField zeros(Path("p").c_str(), SEGMENTED_READ, MISSING_ZERO);
+    Lumora all(1, 1);
+    zeros.Get(0, 0, 32, 12, all);
+    for (int j = 0; j < 12; ++j)
+        for (int i = 0; i < 32; ++i)
+        {
+            const bool inside = i >= 12 && i < 20 && j >= 2 && j < 10;
+            ASSERT_TRUE(all.GetPixel(i, j + 2) == (inside ? like.GetPixel(i - 12, j - 2) : Complex()));
+        }
+    SegmentedField file(Path("p").c_str(), SEGMENTED_UPDATE);
+    Lumora part(1, 1);
+    EXPECT_EQ(Catch([&] { file.Get(0, 0, 32, 12, part); }),
+              (Failure{ERR_PARAMETER, "LumoraLib::SegmentedField", "a segment is missing"}));
+    file.GetSegment(1, 1, part); // one that is there
+    Lumora other(part);
+    other.SetPx(2e-5);
+    EXPECT_EQ(Catch([&] { file.PutSegment(0, 0, other); }).message, "the field does not fit the file");
+    EXPECT_EQ(Catch([&] { file.PutSegment(0, 0, like); }).message, "the field has not the size of a segment");
+    EXPECT_EQ(Catch([&] { file.Put(30, 0, part); }).message, "the rectangle does not lie in the field");
+    file.PutSegment(0, 0, part);
+    EXPECT_TRUE(file.Has(0, 0));
+}
+
+// ----------------------------------------------------------------------------------------------------- propagation
+
+/// A destination that its file places: pitch, offsets from the source's origin, whole sizes.
+struct Target
+{
+    double pitch, dx, dy, dz;
+    Sizes sizes;
+};
+
+struct Row
+{
+    const char* name;
+    std::function<LargeReport(const char* from, const char* to, const LargeOptions&)> large;
+    std::function<void(Lumora&)> member;
+    std::function<Target(const Sizes&)> target = nullptr;
+    bool powersOfTwo = false;
+};
+
+#define LML_LARGE(call)                                                                                                \
+    [=](const char* a, const char* b, const LargeOptions& o)                                                           \
+    {                                                                                                                  \
+        return call;                                                                                                   \
+    }
+
+std::vector<Row> Rows()
+{
+    std::vector<Row> rows;
+    for (const double d : {2e-4, -2e-3, 0.05})
+    {
+        rows.push_back({"RawAsmProp", LML_LARGE(LargeRawAsmProp(a, b, d, o)),
+                        [d](Lumora& f)
+                        {
+                            f.RawAsmProp(d);
+                        }});
+        rows.push_back({"AsmProp", LML_LARGE(LargeAsmProp(a, b, d, o)),
+                        [d](Lumora& f)
+                        {
+                            f.AsmProp(d);
+                        }});
+        rows.push_back({"ExactAsmProp", LML_LARGE(LargeExactAsmProp(a, b, d, o)),
+                        [d](Lumora& f)
+                        {
+                            f.ExactAsmProp(d);
+                        }});
+        rows.push_back({"FresnelProp", LML_LARGE(LargeFresnelProp(a, b, d, o)),
+                        [d](Lumora& f)
+                        {
+                            f.FresnelProp(d);
+                        }});
+    }
+    for (const int sign : {-1, 1})
+        rows.push_back({"Fft", LML_LARGE(LargeFft(a, b, sign, o)), [sign](Lumora& f) { f.Fft(sign); }, nullptr, true});
+    for (const double shift : {1e-4, -7e-4})
+        rows.push_back({"ShiftedAsmProp", LML_LARGE(LargeShiftedAsmProp(a, b, 1, o)),
+                        [shift](Lumora& f)
+                        {
+                            Lumora to(f);
+                            to.SetOrigin(f.GetOrigin() + Vector(shift, 5e-5, 3e-3));
+                            f = to.ShiftedAsmProp(f, 1);
+                        },
+                        [shift](const Sizes& s)
+                        {
+                            return Target{2e-6, shift, 5e-5, 3e-3, s};
+                        }});
+    // The same grid, and a smaller or larger one.
+    rows.push_back({"ShiftedFresnelProp", LML_LARGE(LargeShiftedFresnelProp(a, b, false, o)),
+                    [](Lumora& f) { f.ShiftedFresnelProp(f.GetOrigin() + Vector(3e-4, 0, 0.01), 3e-6, 3.75e-6); },
+                    [](const Sizes& s)
+                    {
+                        return Target{3e-6, 3e-4, 0, 0.01, s};
+                    }});
+    rows.push_back({"ShiftedFresnelProp to half the size", LML_LARGE(LargeShiftedFresnelProp(a, b, false, o)),
+                    [](Lumora& f) { f.ShiftedFresnelProp(f.GetOrigin() + Vector(3e-4, 0, 0.01), 3e-6, 3.75e-6); },
+                    [](const Sizes& s)
+                    {
+                        return Target{3e-6, 3e-4, 0, 0.01, {s.sx, s.sy, s.nx / 2, s.ny / 2}};
+                    }});
+    return rows;
+}
+
+/// The middle of a raised field that a file's samples have come to.
+std::vector<Complex> Middle(const Lumora& field, const Sizes& s)
+{
+    std::vector<Complex> middle(static_cast<std::size_t>(s.Width()) * static_cast<std::size_t>(s.Height()));
+    detail::CutCentre(middle.data(), s.Width(), s.Height(), field.GetDataPointer(), field.GetNx(), field.GetNy());
+    return middle;
+}
+
+TEST_F(Large, OperationsHaveTheMembersBits)
+{
+    int sweeps = 0;
+    for (const Sizes& s : {Sizes{2, 2, 256, 256}, Sizes{3, 5, 128, 64}, Sizes{1, 4, 64, 128}})
+    {
+        const bool all = s.sx == 2;
+        Make("from", s);
+        for (const Row& row : Rows())
+        {
+            if (row.powersOfTwo && s.sx == 3)
+                continue;
+            const Sizes out = row.target ? row.target(s).sizes : s;
+            SCOPED_TRACE(std::string(row.name) + " of " + std::to_string(s.Width()));
+            Lumora field = Inside("from");
+            row.member(field);
+            const std::vector<Complex> expected = Middle(field, out);
+            const std::uint64_t bytes = field.N() * sizeof(Complex);
+            int threads = 0;
+            for (const std::uint64_t memory : {bytes * 64, bytes / 4, bytes / 16, bytes / 64})
+            {
+                if (!all && memory != bytes / 16)
+                    continue;
+                LargeOptions how;
+                how.memory = memory;
+                how.threads = threads = threads % 3 + 1;
+                if (row.target)
+                    Place("to", row.target(s));
+                const LargeReport report = row.large(Path("from").c_str(), Path("to").c_str(), how);
+                EXPECT_TRUE(report.inMemory || memory < bytes);
+                sweeps += report.inMemory ? 0 : 1;
+                ASSERT_TRUE(SameBits(ReadAll("to"), expected)) << "memory " << memory << ", threads " << threads;
+                const SegmentedField to(Path("to").c_str());
+                EXPECT_TRUE(to.GetOrigin() == field.GetOrigin());
+                EXPECT_EQ(to.GetPx(), field.GetPx());
+                EXPECT_EQ(FilesLeft(), 2);
+            }
+        }
+    }
+    EXPECT_GT(sweeps, 50);
+}
+TEST_F(Large, SplitRadixTransformsInMemoryOnly)
+{
+    const Engine engine(FFT_LIB_SPLIT_RADIX);
+    const Sizes s = {2, 2, 16, 16};
+    Make("from", s);
+    Lumora field = Inside("from");
+    field.AsmProp(1e-4);
+    LargeAsmProp(Path("from").c_str(), Path("to").c_str(), 1e-4);
+    EXPECT_TRUE(SameBits(ReadAll("to"), Middle(field, s)));
+    LargeOptions how;
+    how.memory = 100;
+    EXPECT_EQ(Catch([&] { LargeAsmProp(Path("from").c_str(), Path("to").c_str(), 1e-4, how); }),
+              (Failure{ERR_SOMETHING, "LumoraLib::LargeAsmProp", "this engine takes the whole field in memory"}));
+}
+
+// ---------------------------------------------------------------------------------------------------------- faults
+
+TEST_F(Large, KilledAnywhereItGoesOnWhereItWas)
+{
+    const Sizes s = {2, 2, 256, 256};
+    const std::vector<Complex> samples = Make("from", s);
+    const std::vector<Complex> old = Make("to", s, 7);
+    const auto run = [&](bool resume)
+    {
+        LargeOptions how;
+        how.memory = 1;
+        how.threads = 1; // a team does not live through fork()
+        how.resume = resume;
+        return LargeRawAsmProp(Path("from").c_str(), Path("to").c_str(), 2e-4, how);
+    };
+    const LargeReport whole = run(false);
+    const std::vector<Complex> expected = ReadAll("to");
+    const std::int64_t rounds = 2 * whole.bands + whole.units;
+    const auto journaled = [&]
+    {
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path()))
+            if (entry.path().extension() == ".journal")
+            {
+                std::uint64_t state[5] = {};
+                std::ifstream(entry.path(), std::ios::binary).read(reinterpret_cast<char*>(state), sizeof state);
+                const std::int64_t before[] = {0, whole.bands, whole.bands + whole.units};
+                return before[std::min<std::uint64_t>(state[2], 2)] + static_cast<std::int64_t>(state[3]);
+            }
+        return std::int64_t{-1};
+    };
+    std::set<std::int64_t> places;
+    for (int n = 0; n < 20; ++n)
+    {
+        Make("to", s, 7);
+        const std::int64_t target = n * rounds / 20;
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            run(true);
+            _exit(0);
+        }
+        while (journaled() < target && waitpid(child, nullptr, WNOHANG) == 0)
+            ;
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        const std::int64_t done = journaled();
+        if (done < 0) // it was through before it could be killed
+            continue;
+        places.insert(done);
+        ASSERT_TRUE(SameBits(ReadAll("from"), samples));
+        ASSERT_TRUE(SameBits(ReadAll("to"), old));
+        const LargeReport report = run(true);
+        EXPECT_EQ(report.resumed, done);
+        ASSERT_TRUE(SameBits(ReadAll("to"), expected)) << "killed behind " << done << " of " << rounds;
+        EXPECT_EQ(FilesLeft(), 2);
+    }
+    EXPECT_GT(places.size(), 5u); // the kill comes a moment after the journal says where it is
+    // What another work has left counts for nothing.
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        run(true);
+        _exit(0);
+    }
+    while (journaled() < rounds / 2 && waitpid(child, nullptr, WNOHANG) == 0)
+        ;
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    Make("from", s, 3);
+    EXPECT_EQ(run(true).resumed, 0);
+    EXPECT_EQ(FilesLeft(), 2);
+}
+
+TEST_F(Large, FailuresLeaveTheOldDestinationAndNothingElse)
+{
+    const Sizes s = {2, 2, 256, 256};
+    Make("from", s);
+    const std::vector<Complex> old = Make("to", s, 7);
+    const std::string from = Path("from"), to = Path("to");
+    LargeOptions how;
+    how.memory = 1;
+    const auto run = [&]
+    {
+        LargeAsmProp(from.c_str(), to.c_str(), 2e-4, how);
+    };
+    const auto check = [&](const Failure& expected, const std::function<void()>& call)
+    {
+        for (const bool resume : {false, true})
+        {
+            how.resume = resume;
+            const Failure failure = Catch(call);
+            EXPECT_EQ(failure.code, expected.code);
+            EXPECT_NE(failure.message.find(expected.message), std::string::npos) << failure.message;
+            EXPECT_EQ(failure.function, expected.function);
+            EXPECT_TRUE(SameBits(ReadAll("to"), old));
+            EXPECT_EQ(FilesLeft(), 2);
+        }
+    };
+    const char* const fn = "LumoraLib::LargeAsmProp";
+    {
+        SCOPED_TRACE("disk full");
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, SIG_IGN);
+        for (const rlim_t bytes : {rlim_t{1} << 20, rlim_t{2200000}}) // for the destination, for the scratch alone
+        {
+            const rlimit small = {bytes, before.rlim_max};
+            check({ERR_FILE_WRITE, fn, folder_.Path()},
+                  [&]
+                  {
+                      setrlimit(RLIMIT_FSIZE, &small);
+                      struct Restore
+                      {
+                          const rlimit& limit;
+                          ~Restore() { setrlimit(RLIMIT_FSIZE, &limit); }
+                      } restore{before};
+                      run();
+                  });
+        }
+    }
+    {
+        SCOPED_TRACE("cancelled");
+        check({ERR_SOMETHING, fn, "cancelled"},
+              [&]
+              {
+                  struct Unset
+                  {
+                      ~Unset() { SetProgressHandler(nullptr, nullptr); }
+                  } unset;
+                  // Somewhere behind the beginning: the handler is asked at most 20 times a second.
+                  SetProgressHandler([](void*, const char*, std::int64_t done, std::int64_t) { return done == 0; },
+                                     nullptr);
+                  for (int n = 0; n < 1000; ++n)
+                  {
+                      LargeAsmProp(from.c_str(), Path("other").c_str(), 2e-4, how);
+                      std::filesystem::remove(Path("other"));
+                  }
+              });
+    }
+    {
+        SCOPED_TRACE("no folder");
+        how.scratch = "/nowhere/at/all";
+        check({ERR_FILE_OPEN, fn, "/nowhere/at/all/to"}, run);
+        how.scratch = nullptr;
+    }
+    {
+        SCOPED_TRACE("cut short");
+        std::filesystem::resize_file(from, std::filesystem::file_size(from) - 8);
+        check({ERR_FILE_READ, fn, "from"}, run);
+    }
+}
+} // namespace
