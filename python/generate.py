@@ -17,7 +17,8 @@ PARTS = 6  # sources that the members of Field are split into: they compile side
 VALUE_CLASSES = ["Vector", "SFrequency", "SqrMatrix", "RMatrix", "PointArray", "Line", "LineSegment", "Plane"]
 OTHER_CLASSES = ["StopWatch", "ScaledFftDescriptor", "ShiftedFresnelPropDescriptor", "SphericalWaveDescriptor", "TrigTable"]
 ENUMS = {"Mode", "Gradation", "Interpol", "WindowFunc", "Axis", "FftLib", "CloudMethod", "CloudFrame", "ErrorCode", "ComplexForm",
-         "CpuType", "DevelopEnv", "Platform", "FocusMeasure", "StackPropagator"}
+         "CpuType", "DevelopEnv", "Platform", "FocusMeasure", "StackPropagator",
+         "MissingSegments", "SegmentedAccess", "AdvisedMember"}
 PY_TYPES = {"double": "float", "float": "float", "int": "int", "bool": "bool", "void": "None", "Complex": "complex",
             "ComplexDouble": "complex", "Phase": "float", "LumoraLib::Phase": "float", "std::size_t": "int", "std::int32_t": "int",
             "std::int64_t": "int", "std::uint16_t": "int", "unsigned int": "int", "Lumora": "Field", "const char*": "Path",

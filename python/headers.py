@@ -100,6 +100,8 @@ def _function(owner, statement, inline, doc, public):
     statement = re.sub(r"\bLML_API\b|\[\[noreturn\]\]|\bLML_PRINTF_LIKE\([^)]*\)|\binline\b|\bexplicit\b|\bfriend\b", "",
                        statement)
     statement = re.sub(r"template <[^>]*(?:<[^>]*>[^>]*)*> ?", "", statement).strip()
+    if re.match(r"[^(]*=[^(]*\(", statement) and "operator" not in statement.split("(")[0]:
+        return None  # a member with a value
     if " = delete" in statement or "operator=(" in statement.replace(" ", "") and "==" not in statement \
             and not re.search(r"operator[-+*/&!]=", statement):
         return None

@@ -263,6 +263,8 @@ void DefineEnums(py::module_& m);
 void DefineValues(py::module_& m);
 void DefineField(py::module_& m, py::class_<Field>& c);
 void DefinePoints(py::module_& m, py::class_<Field>& c);
+void DefineLarge(py::module_& m);
+void DefineAdvice(py::module_& m);
 void DefineRetrieval(py::module_& m, py::class_<Field>& c);
 } // namespace LumoraLib::python
 

@@ -6,6 +6,7 @@
 
 #include <pybind11/complex.h>
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include <complex>
 #include <string>

@@ -122,7 +122,8 @@ void DefinePoints(py::module_& m, py::class_<Field>& c)
                                           { return field.Get().PlanPointCloud(points.Data(), points.Count(), options(t, e, how, f, b)); });
                 },
                 "plan_point_cloud(points, tolerance=1e-3, edge=0.2, method=AUTOMATIC, frame=GLOBAL, memory=0)\n\n"
-                "What add_point_cloud with the same arguments would do, a CloudPlan, without doing it.",
+                "What add_point_cloud with the same arguments would do, a CloudPlan, without doing it.\n\n"
+                "Parameters\n----------\npoints, tolerance, edge, method, frame, memory : as there\n    In the units of there.",
                 extra...);
         });
     const CloudLoadOptions d;

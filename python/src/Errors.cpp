@@ -1,6 +1,9 @@
 // Failures of the library as exceptions of Python, and its enumerations.
 #include "Bind.h"
 
+#include "LmlAdvice.h"
+#include "LmlLarge.h"
+
 #include <cctype>
 #include <string>
 #include <string_view>
@@ -88,6 +91,22 @@ constexpr Named<FocusMeasure> kMeasures[] = {
     {"VARIANCE", FOCUS_VARIANCE}, {"GRADIENT", FOCUS_GRADIENT},           {"LAPLACIAN", FOCUS_LAPLACIAN},
     {"TAMURA", FOCUS_TAMURA},     {"EDGE_SPARSITY", FOCUS_EDGE_SPARSITY}, {"AMPLITUDE", FOCUS_AMPLITUDE}};
 constexpr Named<StackPropagator> kPropagators[] = {{"ASM", STACK_ASM}, {"EXACT_ASM", STACK_EXACT_ASM}};
+constexpr Named<MissingSegments> kMissing[] = {{"REFUSED", MISSING_REFUSED}, {"ZERO", MISSING_ZERO}};
+constexpr Named<SegmentedAccess> kAccesses[] = {{"READ", SEGMENTED_READ}, {"UPDATE", SEGMENTED_UPDATE}};
+constexpr Named<AdvisedMember> kMembers[] = {{"COPY", ADVISE_COPY},
+                                             {"RAW_ASM_PROP", ADVISE_RAW_ASM_PROP},
+                                             {"ASM_PROP", ADVISE_ASM_PROP},
+                                             {"EXACT_ASM_PROP", ADVISE_EXACT_ASM_PROP},
+                                             {"SHIFTED_ASM_PROP", ADVISE_SHIFTED_ASM_PROP},
+                                             {"SHIFTED_FRESNEL_PROP", ADVISE_SHIFTED_FRESNEL_PROP},
+                                             {"FRESNEL_PROP", ADVISE_FRESNEL_PROP},
+                                             {"FOURIER_PROP", ADVISE_FOURIER_PROP},
+                                             {"ROTATE", ADVISE_ROTATE},
+                                             {"EMBED", ADVISE_EMBED},
+                                             {"EXTRACT", ADVISE_EXTRACT},
+                                             {"RESAMPLE", ADVISE_RESAMPLE},
+                                             {"CONJUGATE", ADVISE_CONJUGATE},
+                                             {"STEPS", ADVISE_STEPS}};
 constexpr Named<CpuType> kCpus[] = {{"SSE1", CPU_SSE1}};
 constexpr Named<DevelopEnv> kEnvironments[] = {{"INTEL", DEVELOP_ENV_INTEL}};
 constexpr Named<Platform> kPlatforms[] = {{"X64", PLATFORM_X64}};
@@ -125,6 +144,9 @@ void DefineEnums(py::module_& m)
     DefineEnum(m, "CloudFrame", "Coordinates of a point cloud.", kFrames);
     DefineEnum(m, "FocusMeasure", "How sharp a picture is.", kMeasures);
     DefineEnum(m, "StackPropagator", "Which propagation takes a field to the planes of a stack.", kPropagators);
+    DefineEnum(m, "MissingSegments", "What a reader makes of a segment that was never written.", kMissing);
+    DefineEnum(m, "SegmentedAccess", "How a SegmentedField opens its file.", kAccesses);
+    DefineEnum(m, "AdvisedMember", "What a way of the adviser, or a step of it, does.", kMembers);
     DefineEnum(m, "CpuType", "Instruction set that the library needs at least.", kCpus);
     DefineEnum(m, "DevelopEnv", "Family of the compiler.", kEnvironments);
     DefineEnum(m, "Platform", "Platform that the library was built for.", kPlatforms);

@@ -25,6 +25,8 @@ PYBIND11_MODULE(_core, m)
     DefineField(m, field);
     DefinePoints(m, field);
     DefineRetrieval(m, field);
+    DefineLarge(m);
+    DefineAdvice(m);
     BindField0(field);
     BindField1(field);
     BindField2(field);
