@@ -23,6 +23,7 @@ MEANING = {
     "u": "Along x: metres, in a spectrum cycles per metre.", "v": "Along y: metres, in a spectrum cycles per metre.",
     "x1": "Metres (float) or a column (int).", "x2": "Metres (float) or a column (int).",
     "y1": "Metres (float) or a row (int).", "y2": "Metres (float) or a row (int).",
+    "x3": "Metres (float) or a column (int).", "y3": "Metres (float) or a row (int).",
     "left": "First column.", "right": "One past the last column.", "bottom": "First row.", "top": "One past the last row.",
     "window": "Window or (left, top, right, bottom) in samples; for point sources a WindowFunc.",
     "source": "The other field; it is only read.", "other": "The other object; it is only read unless the text says so.",

@@ -73,9 +73,9 @@ def _top(values):
 
 def _brightness(values, style, log):
     if log:
-        top = float(_np.nanmax(values)) or 1.0
-        values = 10.0 * _np.log10(_np.maximum(values / top, 10.0 ** (-DYNAMIC / 10)))
         style.setdefault("vmin", -DYNAMIC)
+        top = float(values[_np.isfinite(values)].max(initial=0.0)) or 1.0
+        values = 10.0 * _np.log10(_np.maximum(values / top, 10.0 ** (style["vmin"] / 10)))
         style.setdefault("vmax", 0.0)
     else:
         style.setdefault("vmin", 0.0)

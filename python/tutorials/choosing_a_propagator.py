@@ -13,7 +13,7 @@ slit = lumora.Field((n, n), pitch=8e-6, wavelength=532e-9).set_rect(n * 8e-6 / 4
 # 1. From near to far the light needs another member: the adviser predicts the error of each.
 distances = np.geomspace(2e-3, 2.0, 7)
 names = ["RawAsmProp", "AsmProp", "ExactAsmProp", "ShiftedFresnelProp"]
-errors = {name: [] for name in names}
+errors: dict[str, list[float]] = {name: [] for name in names}
 for distance in distances:
     screen = lumora.Field((n, n), slit.pitch, slit.wavelength)
     screen.origin = (0, 0, distance)
@@ -34,12 +34,12 @@ print("done:", "; ".join(done.done))
 # 3. What wraps around: the same light by the plain angular spectrum.
 wrong = slit.copy().raw_asm_prop(distances[4])
 
-figure, axes = plt.subplots(1, 3, figsize=(16, 4.4))
+figure, axes = plt.subplots(1, 3, figsize=(16, 4.4), layout="constrained")
 for name, values in errors.items():
     axes[0].loglog(distances * 1e3, np.maximum(values, 1e-7), marker="o", label=name)
 axes[0].axhline(0.02, color="black", linewidth=0.8, linestyle=":")
 axes[0].set(xlabel="distance (mm)", ylabel="predicted error", title="the dotted line is the tolerance")
-axes[0].legend()
+axes[0].legend(loc="lower left")
 lumora.plot.intensity(screen, axes[1], log=True)
 axes[1].set_title(f"{done.way.name}, {distances[4] * 1e3:.0f} mm")
 lumora.plot.intensity(wrong, axes[2], log=True)

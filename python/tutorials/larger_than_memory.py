@@ -36,7 +36,7 @@ with lumora.SegmentedField(destination) as big:
     overview = lumora.Field(np.array([big[j:j + 1, 0:n][0, ::step] for j in range(0, n, step)]), pitch * step, wavelength)
 print(f"the focus is {focus.amplitude_max() ** 2:.0f} times as bright as the light that came")
 
-figure, axes = plt.subplots(1, 3, figsize=(16, 4.4))
+figure, axes = plt.subplots(1, 3, figsize=(16, 4.4), layout="constrained")
 lumora.plot.intensity(overview, axes[0], log=True)
 axes[0].set_title("the whole, every %dth sample" % step)
 lumora.plot.intensity(focus, axes[1], log=True)

@@ -17,11 +17,11 @@ beam.retrieve_phase(picture, iterations=40, weighted=True, each=lambda step: err
 print(f"error {errors[0]:.3f} at first, {errors[-1]:.3f} after {len(errors)} iterations")
 
 focus = beam.copy().fft(-1)
-figure, axes = plt.subplots(1, 3, figsize=(16, 4.6))
+figure, axes = plt.subplots(1, 3, figsize=(16, 4.6), layout="constrained")
 lumora.plot.phase(beam, axes[0], mask=0.05)
 lumora.plot.amplitude(focus, axes[1], unit="cycles/mm")
-axes[2].semilogy(errors)
-axes[2].set(xlabel="iteration", ylabel="error where the picture is lit")
+axes[2].plot(errors)
+axes[2].set(xlabel="iteration", ylabel="error where the picture is lit", ylim=(0, None))
 for ax, title in zip(axes, ("the phase found", "amplitude in the focus", "")):
     ax.set_title(title)
 tools.save(figure, options, "phase_retrieval")
