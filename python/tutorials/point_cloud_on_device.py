@@ -8,7 +8,7 @@ import tools
 
 options = tools.arguments(__doc__, 1024)
 n, pitch, wavelength = options.size, 8e-6, 532e-9
-distance = 6 * n * pitch**2 / wavelength  # so far away that the light takes less than half of the device's band
+distance = 3 * n * pitch**2 / wavelength  # so far away that the light takes less than half of the device's band
 
 # 1. The points of a file, turned, sized to the device and put behind it; random phases make a diffuse surface.
 width = n * pitch
