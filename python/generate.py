@@ -134,7 +134,10 @@ class Binding:
     def signature(self, stub=False):
         parts = []
         for name, kind, default in self.parameters:
-            part = f"{name}: {python_type(kind)}" if stub else name
+            part = name
+            if stub:
+                wanted = python_type(kind)
+                part += ": " + ("SupportsFloat" if wanted == "float" else wanted)
             if default is not None:
                 shown = "..." if stub else self.python_default(default)
                 part += (f" = {shown}" if stub else f"={shown}")

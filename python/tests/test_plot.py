@@ -74,8 +74,8 @@ def test_picture_in_a_notebook(field):
 
 
 @pytest.mark.parametrize("name,says", [
-    ("first_hologram", r"correlation with the slide 0\.[89]"), ("choosing_a_propagator", "done: "),
-    ("phase_map", r"height of the bump 1\.[45]"), ("point_cloud_on_device", r"of the points 0\.[5-9]"),
+    ("first_hologram", r"correlation with the slide 0\.[7-9]"), ("choosing_a_propagator", "done: "),
+    ("phase_map", r"height of the bump 1\.[45]"), ("point_cloud_on_device", r"of the points (?:0\.9|1\.0)"),
     ("phase_retrieval", "after 40 iterations"), ("larger_than_memory", "times as bright")])
 def test_tutorials_run_and_draw(name, says, tmp_path):
     done = subprocess.run([sys.executable, TUTORIALS / f"{name}.py", "--size", "256", "--out", tmp_path], capture_output=True, text=True)
