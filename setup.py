@@ -19,9 +19,11 @@ class CMakeBuild(build_ext):
         build = pathlib.Path(self.build_temp).resolve()
         package = pathlib.Path(self.get_ext_fullpath(extension.name)).resolve().parent
         package.mkdir(parents=True, exist_ok=True)
-        subprocess.run(["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DLML_BUILD_PYTHON=ON", "-DLML_BUILD_TESTS=OFF",
+        subprocess.run(["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DLML_BUILD_PYTHON=ON",
+                        "-DLML_BUILD_TESTS=OFF",
                         "-DLML_BUILD_EXAMPLES=OFF", f"-DPython_EXECUTABLE={sys.executable}"], check=True)
-        subprocess.run(["cmake", "--build", build, "--target", "lumora_core", "-j", str(os.cpu_count() or 1)], check=True)
+        subprocess.run(["cmake", "--build", build, "--target", "lumora_core", "-j", str(os.cpu_count() or 1)],
+                       check=True)
         for file in [*(build / "python" / "lumora").glob("_core*.so"), build / "python" / "lumora" / "_core.pyi"]:
             shutil.copy2(file, package)
 

@@ -1,4 +1,5 @@
-// The C++ side of bench/python_calls.py: one AsmProp() on a caller's samples, timed inside, for a process that loads it.
+// The C++ side of bench/python_calls.py: one AsmProp() on a caller's samples, timed inside, for a process that loads
+// it.
 #include <LmlLumora.h>
 
 #include <chrono>

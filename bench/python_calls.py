@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""What Python costs: asm_prop beside the C++ call and beside the usual scipy.fft program, calls of small members, copies.
+"""What Python costs: asm_prop beside the C++ call and the usual scipy.fft program, small members, copies.
 
-    PYTHONPATH=build/bench/python python3 bench/python_calls.py build/bench/bench/libpython_rival.so [--size N] [--rounds N]
+    cmake --preset release -DLML_BUILD_PYTHON=ON -DLML_BUILD_BENCH=ON -B build/bench
+    PYTHONPATH=build/bench/python python3 bench/python_calls.py build/bench/bench/libpython_rival.so [--size N]
 
 All ways take turns in one process; minima count, of wall time and of the processor time of all threads. Results are
 verified before anything is printed. Processor time is the steadier figure on a machine that does other things too.
@@ -45,7 +46,8 @@ def propagation(rival, n, rounds, threads):
 
     def cpp():
         wall, cpu = ctypes.c_double(), ctypes.c_double()
-        rival.AsmPropSeconds(ctypes.c_void_p(theirs.ctypes.data), n, ctypes.c_double(PITCH), ctypes.c_double(WAVELENGTH),
+        rival.AsmPropSeconds(ctypes.c_void_p(theirs.ctypes.data), n, ctypes.c_double(PITCH),
+                             ctypes.c_double(WAVELENGTH),
                              ctypes.c_double(DISTANCE), threads, ctypes.byref(wall), ctypes.byref(cpu))
         return wall.value, cpu.value
 
@@ -55,7 +57,8 @@ def propagation(rival, n, rounds, threads):
             for name, way in ways if at % 2 else reversed(ways):
                 best[name] = [min(a, b) for a, b in zip(best[name], way())]
             if at % 4 == 0:
-                best["scipy"] = [min(a, b) for a, b in zip(best["scipy"], timed(lambda: scipy_program(start.samples, threads)))]
+                best["scipy"] = [min(a, b) for a, b in zip(best["scipy"], timed(lambda: scipy_program(start.samples,
+                        threads)))]
     for kind, name in ((0, "wall"), (1, "cpu")):
         python, cpp_time, usual = (best[w][kind] for w in ("python", "C++", "scipy"))
         print(f"asm_prop {n}^2, {threads} threads, {name}: python {python * 1e3:.2f} ms, C++ {cpp_time * 1e3:.2f} ms "
@@ -64,7 +67,8 @@ def propagation(rival, n, rounds, threads):
 
 def small_calls():
     field = lumora.Field((64, 64)).set_gaussian(1e-4)
-    for text in ("field.get_amplitude(3, 4)", "field.pixel(3, 4)", "field.width()", "field.px", "field.x(3)", "field.is_spectrum()",
+    for text in ("field.get_amplitude(3, 4)", "field.pixel(3, 4)", "field.width()", "field.px", "field.x(3)",
+                 "field.is_spectrum()",
                  "field.set_window_max()", "field.samples"):
         best = min(timeit.repeat(text, number=20000, repeat=15, globals={"field": field})) / 20000
         print(f"{text:28s} {best * 1e6:.2f} us")

@@ -15,13 +15,17 @@ import words  # noqa: E402
 LEANS = re.compile(r"The same|As \w+\(?\)?,|Old name|\w+\(?\)? (?:on|along|with)\b")
 PARTS = 6  # sources that the members of Field are split into: they compile side by side
 VALUE_CLASSES = ["Vector", "SFrequency", "SqrMatrix", "RMatrix", "PointArray", "Line", "LineSegment", "Plane"]
-OTHER_CLASSES = ["StopWatch", "ScaledFftDescriptor", "ShiftedFresnelPropDescriptor", "SphericalWaveDescriptor", "TrigTable"]
-ENUMS = {"Mode", "Gradation", "Interpol", "WindowFunc", "Axis", "FftLib", "CloudMethod", "CloudFrame", "ErrorCode", "ComplexForm",
+OTHER_CLASSES = ["StopWatch", "ScaledFftDescriptor", "ShiftedFresnelPropDescriptor", "SphericalWaveDescriptor",
+                 "TrigTable"]
+ENUMS = {"Mode", "Gradation", "Interpol", "WindowFunc", "Axis", "FftLib", "CloudMethod", "CloudFrame", "ErrorCode",
+         "ComplexForm",
          "CpuType", "DevelopEnv", "Platform", "FocusMeasure", "StackPropagator",
          "MissingSegments", "SegmentedAccess", "AdvisedMember"}
 PY_TYPES = {"double": "float", "float": "float", "int": "int", "bool": "bool", "void": "None", "Complex": "complex",
-            "ComplexDouble": "complex", "Phase": "float", "LumoraLib::Phase": "float", "std::size_t": "int", "std::int32_t": "int",
-            "std::int64_t": "int", "std::uint16_t": "int", "unsigned int": "int", "Lumora": "Field", "const char*": "Path",
+            "ComplexDouble": "complex", "Phase": "float", "LumoraLib::Phase": "float", "std::size_t": "int",
+            "std::int32_t": "int",
+            "std::int64_t": "int", "std::uint16_t": "int", "unsigned int": "int", "Lumora": "Field",
+            "const char*": "Path",
             "ComplexForm": "Form", "LML_RECT": "Window"}
 
 
@@ -153,7 +157,8 @@ class Binding:
                 return f"static_cast<{f.result} ({f.owner}::*)({types}){' const' if f.const else ''}>(&{f.full})"
             return f"static_cast<{f.result} (*)({types})>(&LumoraLib::{f.full})"
         taken = ", ".join([f"{'const ' if f.const else ''}{f.owner}& self"] + [f"{t} {n}" for t, n, _ in self.given])
-        passed = ", ".join("nullptr" if p in self.dropped else f"&{p[1]}" if p in self.outs else p[1] for p in f.parameters)
+        passed = ", ".join("nullptr" if p in self.dropped else f"&{p[1]}" if p in self.outs else p[1]
+                           for p in f.parameters)
         call = f"self.{f.name}({passed})"
         if self.outs:
             kind = self.outs[0][0].rstrip("*")
@@ -172,7 +177,8 @@ def bindings(rows, functions):
         row = row_of(rows, f.full)
         if not row or not row.generated:
             continue
-        if any("InterpolFunc" in t or "&&" in t or t == f"const {f.owner}&" and f.name == f.owner for t, _, _ in f.parameters):
+        if any("InterpolFunc" in t or "&&" in t or t == f"const {f.owner}&" and f.name == f.owner for t, _,
+               _ in f.parameters):
             continue  # kernels by pointer, and copies: copy.copy()
         binding = Binding(f, row)
         if (f.owner, binding.key()) in seen:
@@ -296,10 +302,12 @@ def emit_class(owner, items, rows, docs, functions):
             doc = f'R"doc({text})doc"' if at == 0 else '""'
             if f.name == f.owner:
                 out.append(f"    type.def(py::init([]({', '.join(f'{wire(t)} {n}' for t, n, _ in f.parameters)}) "
-                           f"{{ return std::make_unique<{owner}>({', '.join(unwire(t, n) for t, n, _ in f.parameters)}); }}), "
+                           f"{{ return std::make_unique<{owner}>("
+                           f"{', '.join(unwire(t, n) for t, n, _ in f.parameters)}); }}), "
                            f"{doc}{binding.arguments()});")
             elif owner == "Lumora" and not f.static:
-                out.append(f'    Member(type, "{name}", {flags_of(binding.row, f)}, {binding.pointer()}, {doc}{binding.arguments()});')
+                how = flags_of(binding.row, f)
+                out.append(f'    Member(type, "{name}", {how}, {binding.pointer()}, {doc}{binding.arguments()});')
             elif owner == "Lumora":
                 out.append(f'    Static(type, "{name}", {binding.pointer()}, {doc}{binding.arguments()});')
             elif f.static:
@@ -333,11 +341,13 @@ def sources(found, rows, docs, functions):
     for part in range(PARTS):
         mine = set(names[part::PARTS])
         body = emit_class("Lumora", [b for b in items if b.row.python in mine], rows, docs, functions)
-        files[f"bind_field_{part}.cpp"] = (head + f"void BindField{part}(py::class_<Field>& type)\n{{\n" + "\n".join(body) + "\n}\n}\n")
+        files[f"bind_field_{part}.cpp"] = (head + f"void BindField{part}(py::class_<Field>& type)\n{{\n" +
+                                           "\n".join(body) + "\n}\n}\n")
     body = []
     for owner in VALUE_CLASSES + OTHER_CLASSES:
         lines = emit_class(owner, found.get(owner, []), rows, docs, functions)
-        body.append(f"void Bind{owner}(Class<{owner}>& type)\n{{\n    static_cast<void>(type);\n" + "\n".join(lines) + "\n}")
+        body.append(f"void Bind{owner}(Class<{owner}>& type)\n{{\n    static_cast<void>(type);\n" +
+                    "\n".join(lines) + "\n}")
     files["bind_values.cpp"] = head + "\n".join(body) + "\n}\n"
     body = []
     for name, group in grouped(found[""]).items():
@@ -345,7 +355,8 @@ def sources(found, rows, docs, functions):
         docs[("", name)] = text
         for at, binding in enumerate(group):
             doc = f'R"doc({text})doc"' if at == 0 else '""'
-            body.append(f'    Free(m, "{name}", {flags_of(binding.row, binding.function)}, {binding.pointer()}, {doc}{binding.arguments()});')
+            how = flags_of(binding.row, binding.function)
+            body.append(f'    Free(m, "{name}", {how}, {binding.pointer()}, {doc}{binding.arguments()});')
     files["bind_free.cpp"] = head + "void BindFree(py::module_& m)\n{\n" + "\n".join(body) + "\n}\n}\n"
     return files
 

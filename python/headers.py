@@ -97,7 +97,8 @@ def _parameter(text):
 
 def _function(owner, statement, inline, doc, public):
     statement = re.sub(r"\s+", " ", statement)
-    statement = re.sub(r"\bLML_API\b|\[\[noreturn\]\]|\bLML_PRINTF_LIKE\([^)]*\)|\binline\b|\bexplicit\b|\bfriend\b", "",
+    statement = re.sub(r"\bLML_API\b|\[\[noreturn\]\]|\bLML_PRINTF_LIKE\([^)]*\)|\binline\b|\bexplicit\b|\bfriend\b",
+                       "",
                        statement)
     statement = re.sub(r"template <[^>]*(?:<[^>]*>[^>]*)*> ?", "", statement).strip()
     if re.match(r"[^(]*=[^(]*\(", statement) and "operator" not in statement.split("(")[0]:
@@ -158,7 +159,8 @@ def read(folder, everything=False):
                 if closed and closed[0] != "body":
                     doc = ""
             elif kind == "end" and text and inside[0] in ("namespace", "class", "struct"):
-                if "(" in text and not text.startswith(("using", "static_assert", "extern", "typedef", "friend struct")):
+                if "(" in text and not text.startswith(("using", "static_assert", "extern", "typedef",
+                                                        "friend struct")):
                     owner = inside[1] if inside[0] != "namespace" else ""
                     function = _function(owner, text, False, doc, inside[2] == "public")
                     if function and "std::function" not in text:

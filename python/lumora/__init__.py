@@ -1,7 +1,8 @@
 """Computer holography and scalar wave optics: sampled fields, propagation, point sources, files.
 
-A `Field` is a sampled monochromatic field on a plane in space. Its members carry it to other planes, make it from shapes
-and point sources, measure it and keep it in files; ``field.samples`` is a numpy array over its samples, without a copy.
+A `Field` is a sampled monochromatic field on a plane in space. Its members carry it to other planes, make it from
+shapes and point sources, measure it and keep it in files; ``field.samples`` is a numpy array over its samples,
+without a copy.
 
     import lumora
     field = lumora.Field((512, 512), pitch=8e-6, wavelength=632.8e-9)
@@ -79,6 +80,7 @@ def __getattr__(name):
 for _thing in vars(_core).values():
     if isinstance(_thing, type):
         _thing.__module__ = "lumora"
-_core.set_num_threads(len(_os.sched_getaffinity(0)))
+_asked = _os.environ.get("OMP_NUM_THREADS", "")
+_core.set_num_threads(int(_asked) if _asked.isdigit() and int(_asked) > 0 else len(_os.sched_getaffinity(0)))
 _os.register_at_fork(after_in_child=_core._after_fork)
 set_progress()

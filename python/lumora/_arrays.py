@@ -69,7 +69,8 @@ def prepare(given, copy):
     grid = raised(ny), raised(nx)
     if grid != array.shape:
         warnings.warn(f"{ny} by {nx} samples stand in the middle of a grid of {grid[0]} by {grid[1]}, zeros around "
-                      "them; the window is set to them: field.samples[field.window.slices]", LumoraWarning, stacklevel=2)
+                      "them; the window is set to them: field.samples[field.window.slices]", LumoraWarning,
+                      stacklevel=2)
     # As load_npy and the other loaders centre what they raise.
     bottom, left = (grid[0] - ny) // 2, (grid[1] - nx) // 2
     return None, grid, array, (left, bottom + ny, left + nx, bottom)

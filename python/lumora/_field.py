@@ -1,4 +1,4 @@
-"""The parts of Field that are Python's own: arithmetic that makes new fields, arrays, pictures, pickles, files by name."""
+"""The parts of Field that are Python's own: arithmetic, arrays, pictures, pickles, files by name."""
 # mypy: ignore-errors
 import os
 
@@ -120,7 +120,8 @@ def _restore(samples, state):
 
 
 def _reduce(self, protocol):
-    state = (self.px, self.py, self.wavenumber, int(self.form), tuple(self.window), tuple(self.origin), tuple(self.normal))
+    state = (self.px, self.py, self.wavenumber, int(self.form), tuple(self.window), tuple(self.origin),
+             tuple(self.normal))
     return _restore, (self.samples if self.size else self.shape, state)
 
 
@@ -128,7 +129,8 @@ def _bool(self):
     raise ValueError("the truth value of a field is ambiguous: compare its samples")
 
 
-LOADERS = {".lm": "load_lm", ".lw": "load_lw", ".de": "load_de", ".ca": "load_ca", ".csv": "load_csv", ".bmp": "load_bmp",
+LOADERS = {".lm": "load_lm", ".lw": "load_lw", ".de": "load_de", ".ca": "load_ca", ".csv": "load_csv",
+           ".bmp": "load_bmp",
            ".hbi": "load_hbi", ".npy": "load_npy"}
 
 

@@ -1,4 +1,4 @@
-"""Small pictures of fields for notebooks: hue is the phase, brightness the amplitude, as PNG, with nothing but numpy."""
+"""Small pictures of fields for notebooks: hue is the phase, brightness the amplitude, as PNG."""
 import struct
 import zlib
 
@@ -44,7 +44,8 @@ def png(rgb):
         return struct.pack(">I", len(data)) + body + struct.pack(">I", zlib.crc32(body))
 
     head = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
-    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", head) + chunk(b"IDAT", zlib.compress(rows.tobytes(), 6)) + chunk(b"IEND", b"")
+    pixels = zlib.compress(rows.tobytes(), 6)
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", head) + chunk(b"IDAT", pixels) + chunk(b"IEND", b"")
 
 
 def field_as_png(field):

@@ -22,7 +22,7 @@ class Bar:
     def __call__(self, operation, done, total):
         if self._bar is None:
             self._bar = self._tqdm(total=total, desc=operation.rpartition("::")[2], delay=DELAY, leave=False,
-                                   unit_scale=True, bar_format="{desc}: {percentage:3.0f}%|{bar}| {elapsed}<{remaining}")
+                                   bar_format="{desc}: {percentage:3.0f}%|{bar}| {elapsed}<{remaining}")
         self._bar.update(done - self._bar.n)
 
     def end(self):

@@ -106,7 +106,8 @@ def amplitude(field, ax=None, *, unit=None, region="grid", colorbar=True, **styl
     matplotlib.image.AxesImage
     """
     style.setdefault("cmap", "gray")
-    return _image(field, lambda v: _brightness(_np.abs(v), style, False), ax, unit, region, "amplitude", colorbar, style)
+    return _image(field, lambda v: _brightness(_np.abs(v), style, False), ax, unit, region, "amplitude", colorbar,
+                  style)
 
 
 def intensity(field, ax=None, *, log=False, unit=None, region="grid", colorbar=True, **style):
@@ -116,7 +117,8 @@ def intensity(field, ax=None, *, log=False, unit=None, region="grid", colorbar=T
     """
     style.setdefault("cmap", "inferno")
     label = "intensity (dB)" if log else "intensity"
-    return _image(field, lambda v: _brightness(v.real**2 + v.imag**2, style, log), ax, unit, region, label, colorbar, style)
+    return _image(field, lambda v: _brightness(v.real**2 + v.imag**2, style, log), ax, unit, region, label, colorbar,
+                  style)
 
 
 def phase(field, ax=None, *, mask=0.01, unit=None, region="grid", colorbar=True, **style):
@@ -190,7 +192,8 @@ def profile(field, ax=None, *, row=None, column=None, quantity="intensity", unit
     """
     if row is not None and column is not None:
         raise ValueError("a profile runs along a row or along a column")
-    quantities = {"amplitude": _np.abs, "intensity": lambda v: v.real**2 + v.imag**2, "phase": _np.angle, "real": _np.real, "imag": _np.imag}
+    quantities = {"amplitude": _np.abs, "intensity": lambda v: v.real**2 + v.imag**2, "phase": _np.angle,
+                  "real": _np.real, "imag": _np.imag}
     if quantity not in quantities:
         raise ValueError(f"quantity is one of {', '.join(quantities)}")
     ax = _plt.gca() if ax is None else ax

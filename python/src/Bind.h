@@ -87,7 +87,8 @@ struct In<const char*>
 
 /// What comes back: references to values as copies.
 template <class R>
-using Out = std::conditional_t<std::is_same_v<R, const char*>, const char*, std::remove_cv_t<std::remove_reference_t<R>>>;
+using Out =
+    std::conditional_t<std::is_same_v<R, const char*>, const char*, std::remove_cv_t<std::remove_reference_t<R>>>;
 
 template <class First, class Second, class... Rest>
 void CheckFirst(const Lumora& field, const First& i, const Second& j, const Rest&...)
@@ -140,21 +141,22 @@ template <class R, class... A, class... Extra>
 void Member(py::class_<Field>& c, const char* name, unsigned how, R (Lumora::*f)(A...), const char* doc,
             const Extra&... extra)
 {
-    MemberBy<R, A...>(c, name, how, [f](Lumora& l, A... a) -> R { return (l.*f)(std::forward<A>(a)...); }, doc,
-                      extra...);
+    MemberBy<R, A...>(
+        c, name, how, [f](Lumora& l, A... a) -> R { return (l.*f)(std::forward<A>(a)...); }, doc, extra...);
 }
 template <class R, class... A, class... Extra>
 void Member(py::class_<Field>& c, const char* name, unsigned how, R (Lumora::*f)(A...) const, const char* doc,
             const Extra&... extra)
 {
-    MemberBy<R, A...>(c, name, how, [f](Lumora& l, A... a) -> R { return (l.*f)(std::forward<A>(a)...); }, doc,
-                      extra...);
+    MemberBy<R, A...>(
+        c, name, how, [f](Lumora& l, A... a) -> R { return (l.*f)(std::forward<A>(a)...); }, doc, extra...);
 }
 template <class R, class L, class... A, class... Extra>
 void Member(py::class_<Field>& c, const char* name, unsigned how, R (*f)(L&, A...), const char* doc,
             const Extra&... extra)
 {
-    MemberBy<R, A...>(c, name, how, [f](Lumora& l, A... a) -> R { return f(l, std::forward<A>(a)...); }, doc, extra...);
+    MemberBy<R, A...>(
+        c, name, how, [f](Lumora& l, A... a) -> R { return f(l, std::forward<A>(a)...); }, doc, extra...);
 }
 
 template <class R, class... A>
@@ -229,12 +231,14 @@ void ValueBy(C& c, const char* name, Function function, const char* doc, const E
 template <class C, class R, class T, class... A, class... Extra>
 void Value(C& c, const char* name, R (T::*f)(A...), const char* doc, const Extra&... extra)
 {
-    ValueBy<C, R, T, A...>(c, name, [f](T& t, A... a) -> R { return (t.*f)(std::forward<A>(a)...); }, doc, extra...);
+    ValueBy<C, R, T, A...>(
+        c, name, [f](T& t, A... a) -> R { return (t.*f)(std::forward<A>(a)...); }, doc, extra...);
 }
 template <class C, class R, class T, class... A, class... Extra>
 void Value(C& c, const char* name, R (T::*f)(A...) const, const char* doc, const Extra&... extra)
 {
-    ValueBy<C, R, T, A...>(c, name, [f](T& t, A... a) -> R { return (t.*f)(std::forward<A>(a)...); }, doc, extra...);
+    ValueBy<C, R, T, A...>(
+        c, name, [f](T& t, A... a) -> R { return (t.*f)(std::forward<A>(a)...); }, doc, extra...);
 }
 
 // Written by generate.py, and by hand where the name says nothing else.

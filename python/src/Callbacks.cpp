@@ -53,18 +53,20 @@ void DefineStack(py::class_<Field>& c)
                 return answer.ptr() != Py_False;
             };
             return Run<std::size_t>(0, std::array<Field*, 1>{&self},
-                                    [&]
-                                    {
-                                        return self.Get().PropagateStack(
-                                            distances.data(), static_cast<std::size_t>(distances.size()), see, propagator);
+                                    [&] {
+                                        return self.Get().PropagateStack(distances.data(),
+                                                                         static_cast<std::size_t>(distances.size()),
+                                                                         see, propagator);
                                     });
         },
         py::arg("distances"), py::arg("each"), py::arg("propagator") = STACK_ASM,
         "propagate_stack(distances, each, propagator=ASM)\n\n"
-        "The field at many distances along its normal, one transform to the spectrum and one back for each. This field\n"
+        "The field at many distances along its normal, one transform to the spectrum and one back for each. This "
+        "field\n"
         "does not change.\n\n"
         "Parameters\n----------\ndistances : array\n    Metres, of either sign, in any order.\n"
-        "each : callable\n    Called as each(plane, index): the plane is a Field that may be kept. False ends the stack.\n"
+        "each : callable\n    Called as each(plane, index): the plane is a Field that may be kept. False ends the "
+        "stack.\n"
         "propagator : StackPropagator | str | int\n    As asm_prop or as exact_asm_prop.\n\n"
         "Returns\n-------\nint\n    How many planes were seen.");
     c.def(
@@ -73,10 +75,9 @@ void DefineStack(py::class_<Field>& c)
         {
             const auto values = Run<std::vector<double>>(
                 0, std::array<Field*, 1>{&self},
-                [&]
-                {
-                    return self.Get().MeasureStack(distances.data(), static_cast<std::size_t>(distances.size()), measure,
-                                                   propagator);
+                [&] {
+                    return self.Get().MeasureStack(distances.data(), static_cast<std::size_t>(distances.size()),
+                                                   measure, propagator);
                 });
             return py::array_t<double>(static_cast<py::ssize_t>(values.size()), values.data());
         },
@@ -121,14 +122,16 @@ void DefineRetrieval(py::module_& m, py::class_<Field>& c)
             return &self;
         },
         py::return_value_policy::reference, py::arg("target"), py::arg("iterations") = 50, py::arg("weighted") = false,
-        py::arg("feedback") = 1.0, py::arg("distance") = 0.0, py::arg("forward") = py::none(), py::arg("back") = py::none(),
-        py::arg("each") = py::none(),
+        py::arg("feedback") = 1.0, py::arg("distance") = 0.0, py::arg("forward") = py::none(),
+        py::arg("back") = py::none(), py::arg("each") = py::none(),
         "retrieve_phase(target, iterations=50, weighted=False, feedback=1.0, distance=0.0, forward=None, back=None, "
         "each=None)\n\n"
-        "Looks for phases with which this field, its amplitudes kept, has the amplitudes of target in another plane, by\n"
+        "Looks for phases with which this field, its amplitudes kept, has the amplitudes of target in another plane, "
+        "by\n"
         "iterations from the phases that it has.\n\n"
         "Parameters\n----------\ntarget : Field\n    Its amplitudes are asked for.\niterations : int\n    How many.\n"
-        "weighted : bool\n    Even out what is shown, at the cost of light.\nfeedback : float\n    Of the weighted form, 0 to 1.\n"
+        "weighted : bool\n    Even out what is shown, at the cost of light.\nfeedback : float\n    Of the weighted "
+        "form, 0 to 1.\n"
         "distance : float\n    Metres to the other plane, by asm_prop; 0 for the Fourier plane.\n"
         "forward, back : callable\n    Any other way there and back: each is given a field and changes it.\n"
         "each : callable\n    Given a PhaseRetrievalStep; False ends the work there.\n\n"

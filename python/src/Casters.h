@@ -35,7 +35,10 @@ struct LumoraComplexCaster
         value = T(z.real(), z.imag());
         return true;
     }
-    static handle cast(const T& z, return_value_policy, handle) { return PyComplex_FromDoubles(z.GetReal(), z.GetImag()); }
+    static handle cast(const T& z, return_value_policy, handle)
+    {
+        return PyComplex_FromDoubles(z.GetReal(), z.GetImag());
+    }
 };
 template <>
 struct type_caster<LumoraLib::Complex> : LumoraComplexCaster<LumoraLib::Complex>

@@ -24,8 +24,8 @@ std::string MessageOf(const LumoraException& failure)
 void Raise(const LumoraException& failure)
 {
     const py::object kind = py::module_::import("lumora._errors").attr("LumoraError");
-    const py::object error = kind(failure.GetErrorCode(), failure.GetFuncname(), MessageOf(failure),
-                                  std::string(DescribeError(failure)));
+    const py::object error =
+        kind(failure.GetErrorCode(), failure.GetFuncname(), MessageOf(failure), std::string(DescribeError(failure)));
     PyErr_SetObject(kind.ptr(), error.ptr());
 }
 
@@ -73,23 +73,26 @@ constexpr Named<ComplexForm> kForms[] = {{"AMPLITUDE", COMPLEX_AMPLITUDE},
                                          {"POLAR_SPECTRUM", POLAR_SPECTRUM}};
 constexpr Named<Axis> kAxes[] = {{"X", X_AXIS}, {"Y", Y_AXIS}};
 constexpr Named<Interpol> kInterpols[] = {
-    {"LINEAR", LINEAR_INTERPOL},   {"CUBIC", CUBIC_INTERPOL},     {"CUBIC4", CUBIC4_INTERPOL},
-    {"CUBIC6", CUBIC6_INTERPOL},   {"CUBIC8", CUBIC8_INTERPOL},   {"SINC", SINC_INTERPOL},
+    {"LINEAR", LINEAR_INTERPOL},    {"CUBIC", CUBIC_INTERPOL},     {"CUBIC4", CUBIC4_INTERPOL},
+    {"CUBIC6", CUBIC6_INTERPOL},    {"CUBIC8", CUBIC8_INTERPOL},   {"SINC", SINC_INTERPOL},
     {"NEAREST", ADJACENT_INTERPOL}, {"BICUBIC", BICUBIC_INTERPOL}, {"BILINEAR", BILINEAR_INTERPOL}};
 constexpr Named<WindowFunc> kWindows[] = {
     {"NONE", WINDOW_NONE}, {"RECT", WINDOW_RECT}, {"TRIANGLE", WINDOW_TRIANGLE}, {"COSINE", WINDOW_COSINE}};
-constexpr Named<Mode> kModes[] = {{"INTENSITY", ModeIntensity},        {"REAL", ModeReal},
-                                  {"IMAG", ModeImag},                  {"PHASE", ModePhase},
-                                  {"AMPLITUDE", ModeAmplitude},        {"LOG_INTENSITY", ModeLogIntensity},
+constexpr Named<Mode> kModes[] = {{"INTENSITY", ModeIntensity},
+                                  {"REAL", ModeReal},
+                                  {"IMAG", ModeImag},
+                                  {"PHASE", ModePhase},
+                                  {"AMPLITUDE", ModeAmplitude},
+                                  {"LOG_INTENSITY", ModeLogIntensity},
                                   {"MASKED_PHASE", ModeMaskedPhase}};
 constexpr Named<Gradation> kGradations[] = {{"GREY", GradationGrey}, {"RAINBOW", GradationRainbow}};
 constexpr Named<FftLib> kEngines[] = {{"SPLIT_RADIX", FFT_LIB_SPLIT_RADIX}, {"FAST", FFT_LIB_VENDOR}};
 constexpr Named<CloudMethod> kMethods[] = {
     {"AUTOMATIC", CLOUD_AUTOMATIC}, {"SLABS", CLOUD_SLABS}, {"DIRECT", CLOUD_DIRECT}};
 constexpr Named<CloudFrame> kFrames[] = {{"GLOBAL", CLOUD_GLOBAL}, {"LOCAL", CLOUD_LOCAL}};
-constexpr Named<FocusMeasure> kMeasures[] = {
-    {"VARIANCE", FOCUS_VARIANCE}, {"GRADIENT", FOCUS_GRADIENT},           {"LAPLACIAN", FOCUS_LAPLACIAN},
-    {"TAMURA", FOCUS_TAMURA},     {"EDGE_SPARSITY", FOCUS_EDGE_SPARSITY}, {"AMPLITUDE", FOCUS_AMPLITUDE}};
+constexpr Named<FocusMeasure> kMeasures[] = {{"VARIANCE", FOCUS_VARIANCE},           {"GRADIENT", FOCUS_GRADIENT},
+                                             {"LAPLACIAN", FOCUS_LAPLACIAN},         {"TAMURA", FOCUS_TAMURA},
+                                             {"EDGE_SPARSITY", FOCUS_EDGE_SPARSITY}, {"AMPLITUDE", FOCUS_AMPLITUDE}};
 constexpr Named<StackPropagator> kPropagators[] = {{"ASM", STACK_ASM}, {"EXACT_ASM", STACK_EXACT_ASM}};
 constexpr Named<MissingSegments> kMissing[] = {{"REFUSED", MISSING_REFUSED}, {"ZERO", MISSING_ZERO}};
 constexpr Named<SegmentedAccess> kAccesses[] = {{"READ", SEGMENTED_READ}, {"UPDATE", SEGMENTED_UPDATE}};
@@ -133,7 +136,8 @@ void DefineErrors(py::module_&)
 void DefineEnums(py::module_& m)
 {
     DefineEnum(m, "ErrorCode", "Codes of failures.", kErrorCodes);
-    DefineEnum(m, "Form", "Domain of a field and form of its samples: cartesian, or polar (amplitude, radians).", kForms);
+    DefineEnum(m, "Form", "Domain of a field and form of its samples: cartesian, or polar (amplitude, radians).",
+               kForms);
     DefineEnum(m, "Axis", "Direction of an operation along one axis.", kAxes);
     DefineEnum(m, "Interpol", "Interpolation kernel.", kInterpols);
     DefineEnum(m, "WindowFunc", "Weight of a point source's samples over the band of the sampling.", kWindows);

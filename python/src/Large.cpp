@@ -125,7 +125,8 @@ void DefineSegments(py::module_& m)
             return made;
         },
         py::arg("path"), py::arg("like"), py::arg("segments_x"), py::arg("segments_y"), py::arg("nx"), py::arg("ny"),
-        "create(path, like, segments_x, segments_y, nx, ny)\n\nMakes a file of segments of nx by ny samples, none of them\n"
+        "create(path, like, segments_x, segments_y, nx, ny)\n\nMakes a file of segments of nx by ny samples, none of "
+        "them\n"
         "written, with the parameters of the field `like` (its sizes and samples do not count), open for writing.");
     c.def_property_readonly("nx", Of(&SegmentedField::GetNx), "Columns of the whole field.");
     c.def_property_readonly("ny", Of(&SegmentedField::GetNy), "Rows of the whole field.");
@@ -137,37 +138,54 @@ void DefineSegments(py::module_& m)
     c.def_property_readonly("py", Of(&SegmentedField::GetPy), "Pitch in y: metres, in a spectrum cycles per metre.");
     c.def_property_readonly("wavelength", Of(&SegmentedField::GetWavelength), "Metres.");
     c.def_property_readonly("normal", Of(&SegmentedField::GetNormalVector), "Of the whole field and of each segment.");
-    c.def_property_readonly("shape", [](Segments& s) { return py::make_tuple(s.Open().GetNy(), s.Open().GetNx()); },
-                            "(ny, nx) of the whole field.");
+    c.def_property_readonly(
+        "shape", [](Segments& s) { return py::make_tuple(s.Open().GetNy(), s.Open().GetNx()); },
+        "(ny, nx) of the whole field.");
     c.def("is_spectrum", Of(&SegmentedField::IsSpectrum), "is_spectrum()\n\nDomain of the samples.");
     c.def("count_missing", Of(&SegmentedField::CountMissing), "count_missing()\n\nSegments that were never written.");
     c.def("origin", Of(static_cast<Vector (SegmentedField::*)() const>(&SegmentedField::GetOrigin)),
           "origin()\norigin(ix, iy)\n\nGlobal position of the whole field, or of segment (ix, iy), in metres.");
-    c.def("origin", [](Segments& s, int ix, int iy)
-          { return OnFile<Vector>(s, [&](SegmentedField& f) { return f.GetOrigin(ix, iy); }); },
-          py::arg("ix"), py::arg("iy"));
-    c.def("has", [](Segments& s, int ix, int iy)
-          { return OnFile<bool>(s, [&](SegmentedField& f) { return f.Has(ix, iy); }); },
-          py::arg("ix"), py::arg("iy"), "has(ix, iy)\n\nWhether a segment was ever written.");
-    c.def("get_segment", [](Segments& s, int ix, int iy)
-          { return FieldFrom(s, [&](SegmentedField& f, Lumora& to) { f.GetSegment(ix, iy, to); }); },
-          py::arg("ix"), py::arg("iy"), "get_segment(ix, iy)\n\nA segment as a new Field, in its place.");
-    c.def("get", [](Segments& s, std::int64_t x, std::int64_t y, std::int32_t nx, std::int32_t ny)
-          { return FieldFrom(s, [&](SegmentedField& f, Lumora& to) { f.Get(x, y, nx, ny, to); }); },
-          py::arg("x"), py::arg("y"), py::arg("nx"), py::arg("ny"),
-          "get(x, y, nx, ny)\n\nThe rectangle of nx by ny samples from column x and row y on as a new Field, in its place;\n"
-          "sizes that are no powers of two come to lie centred in the raised grid.");
-    c.def("read", [](Segments& s, std::int64_t x, std::int64_t y, std::int32_t nx, std::int32_t ny)
-          { return Read(s, {x, y, nx, ny}); },
-          py::arg("x"), py::arg("y"), py::arg("nx"), py::arg("ny"), "read(x, y, nx, ny)\n\nThe samples alone, as an array.");
-    c.def("put_segment", [](Segments& s, int ix, int iy, Field& from)
-          { PutField(s, from, [&](SegmentedField& f, const Lumora& l) { f.PutSegment(ix, iy, l); }); },
-          py::arg("ix"), py::arg("iy"), py::arg("field"),
-          "put_segment(ix, iy, field)\n\nAll samples of a field into a segment, whose sizes it has.");
-    c.def("put", [](Segments& s, std::int64_t x, std::int64_t y, Field& from)
-          { PutField(s, from, [&](SegmentedField& f, const Lumora& l) { f.Put(x, y, l); }); },
-          py::arg("x"), py::arg("y"), py::arg("field"),
-          "put(x, y, field)\n\nAll samples of a field into the rectangle from column x and row y on.");
+    c.def(
+        "origin",
+        [](Segments& s, int ix, int iy)
+        { return OnFile<Vector>(s, [&](SegmentedField& f) { return f.GetOrigin(ix, iy); }); },
+        py::arg("ix"), py::arg("iy"));
+    c.def(
+        "has",
+        [](Segments& s, int ix, int iy) { return OnFile<bool>(s, [&](SegmentedField& f) { return f.Has(ix, iy); }); },
+        py::arg("ix"), py::arg("iy"), "has(ix, iy)\n\nWhether a segment was ever written.");
+    c.def(
+        "get_segment",
+        [](Segments& s, int ix, int iy)
+        { return FieldFrom(s, [&](SegmentedField& f, Lumora& to) { f.GetSegment(ix, iy, to); }); },
+        py::arg("ix"), py::arg("iy"), "get_segment(ix, iy)\n\nA segment as a new Field, in its place.");
+    c.def(
+        "get",
+        [](Segments& s, std::int64_t x, std::int64_t y, std::int32_t nx, std::int32_t ny)
+        { return FieldFrom(s, [&](SegmentedField& f, Lumora& to) { f.Get(x, y, nx, ny, to); }); },
+        py::arg("x"), py::arg("y"), py::arg("nx"), py::arg("ny"),
+        "get(x, y, nx, ny)\n\nThe rectangle of nx by ny samples from column x and row y on as a new Field, in its "
+        "place;\n"
+        "sizes that are no powers of two come to lie centred in the raised grid.");
+    c.def(
+        "read",
+        [](Segments& s, std::int64_t x, std::int64_t y, std::int32_t nx, std::int32_t ny) {
+            return Read(s, {x, y, nx, ny});
+        },
+        py::arg("x"), py::arg("y"), py::arg("nx"), py::arg("ny"),
+        "read(x, y, nx, ny)\n\nThe samples alone, as an array.");
+    c.def(
+        "put_segment",
+        [](Segments& s, int ix, int iy, Field& from)
+        { PutField(s, from, [&](SegmentedField& f, const Lumora& l) { f.PutSegment(ix, iy, l); }); },
+        py::arg("ix"), py::arg("iy"), py::arg("field"),
+        "put_segment(ix, iy, field)\n\nAll samples of a field into a segment, whose sizes it has.");
+    c.def(
+        "put",
+        [](Segments& s, std::int64_t x, std::int64_t y, Field& from)
+        { PutField(s, from, [&](SegmentedField& f, const Lumora& l) { f.Put(x, y, l); }); },
+        py::arg("x"), py::arg("y"), py::arg("field"),
+        "put(x, y, field)\n\nAll samples of a field into the rectangle from column x and row y on.");
     c.def("write", &Write, py::arg("x"), py::arg("y"), py::arg("samples"),
           "write(x, y, samples)\n\nAn array of samples into the rectangle from column x and row y on.");
     c.def("__getitem__", [](Segments& s, const py::tuple& index) { return Read(s, RectangleOf(s, index)); });
@@ -179,7 +197,14 @@ void DefineSegments(py::module_& m)
                   throw py::value_error("the samples have not the shape of the rectangle");
               Write(s, r.x, r.y, samples);
           });
-    c.def("close", [](Segments& s) { Running running(kQuick); s.file.reset(); }, "close()\n\nCloses the file.");
+    c.def(
+        "close",
+        [](Segments& s)
+        {
+            Running running(kQuick);
+            s.file.reset();
+        },
+        "close()\n\nCloses the file.");
     c.def("__enter__", [](const py::object& s) { return s; });
     c.def("__exit__", [](const py::object& s, const py::args&) { s.attr("close")(); });
 }
@@ -195,19 +220,23 @@ void DefineReport(py::module_& m)
     c.def_readonly("bytes_read", &LargeReport::bytesRead, "From source and scratch.");
     c.def_readonly("bytes_written", &LargeReport::bytesWritten, "To scratch and destination.");
     c.def_readonly("resumed", &LargeReport::resumed, "Bands and groups that an earlier call had done.");
-    c.def("__repr__",
-          [](const LargeReport& r)
-          {
-              return py::str("LargeReport(in_memory={}, memory={}, scratch={}, bytes_read={}, bytes_written={}, resumed={})")
-                  .format(r.inMemory, r.memory, r.scratch, r.bytesRead, r.bytesWritten, r.resumed);
-          });
+    c.def(
+        "__repr__",
+        [](const LargeReport& r)
+        {
+            return py::str(
+                       "LargeReport(in_memory={}, memory={}, scratch={}, bytes_read={}, bytes_written={}, resumed={})")
+                .format(r.inMemory, r.memory, r.scratch, r.bytesRead, r.bytesWritten, r.resumed);
+        });
 }
 
 constexpr char kLargeText[] =
-    "\n\nThe samples are those of the member of Field of the same name, to the bit. The destination takes its name when it is\n"
+    "\n\nThe samples are those of the member of Field of the same name, to the bit. The destination takes its name "
+    "when it is\n"
     "complete and on the disk.\n\n"
     "Parameters\n----------\nsource, destination : Path\n    Segmented LM files.\n"
-    "distance : float\n    Metres.\nsign : int\n    -1 to the spectrum, 1 back.\nprecision : int\n    Doublings of the grid, 1 to 4.\n"
+    "distance : float\n    Metres.\nsign : int\n    -1 to the spectrum, 1 back.\nprecision : int\n    Doublings of the "
+    "grid, 1 to 4.\n"
     "backward : bool\n    Light that runs from the destination to the source.\n"
     "memory : int\n    Bytes for buffers and tables; 0: 1 GiB.\n"
     "scratch : Path, optional\n    Folder of the scratch file; that of the destination where it is left out.\n"

@@ -1,4 +1,5 @@
-// The members of Field that are not made from declarations: life, properties, operators, files with more than one result.
+// The members of Field that are not made from declarations: life, properties, operators, files with more than one
+// result.
 #include "Bind.h"
 
 #include "base/FieldAccess.h"
@@ -45,7 +46,8 @@ std::unique_ptr<Field> MakeField(const py::object& given, const py::object& pitc
         return field;
     const auto window = prepared[3].cast<LML_RECT>();
     field->Get().SetWindow(window);
-    field->Samples(false)[py::make_tuple(py::slice(window.bottom, window.top, 1), py::slice(window.left, window.right, 1))] =
+    field->Samples(
+        false)[py::make_tuple(py::slice(window.bottom, window.top, 1), py::slice(window.left, window.right, 1))] =
         prepared[2];
     return field;
 }
@@ -80,10 +82,12 @@ void Property(py::class_<Field>& c, const char* name, Get get, Set set, const ch
 void DefineParameters(py::class_<Field>& c)
 {
     Property(
-        c, "px", [](Lumora& l) { return l.GetPx(); }, [](Field& f, const py::object& v) { f.Get().SetPx(v.cast<double>()); },
+        c, "px", [](Lumora& l) { return l.GetPx(); },
+        [](Field& f, const py::object& v) { f.Get().SetPx(v.cast<double>()); },
         "Sampling pitch in x: metres, in a spectrum cycles per metre.");
     Property(
-        c, "py", [](Lumora& l) { return l.GetPy(); }, [](Field& f, const py::object& v) { f.Get().SetPy(v.cast<double>()); },
+        c, "py", [](Lumora& l) { return l.GetPy(); },
+        [](Field& f, const py::object& v) { f.Get().SetPy(v.cast<double>()); },
         "Sampling pitch in y: metres, in a spectrum cycles per metre.");
     Property(
         c, "pitch", [](Lumora& l) { return std::pair(l.GetPx(), l.GetPy()); },
@@ -128,11 +132,27 @@ void DefineParameters(py::class_<Field>& c)
         f.Detach(); // a size of zero would give memory away that arrays look at
         x ? f.Get().SetNx(v.cast<std::int32_t>()) : f.Get().SetNy(v.cast<std::int32_t>());
     };
-    Property(c, "nx", [](Lumora& l) { return l.GetNx(); }, [set](Field& f, const py::object& v) { set(f, true, v); }, sizes);
-    Property(c, "ny", [](Lumora& l) { return l.GetNy(); }, [set](Field& f, const py::object& v) { set(f, false, v); }, sizes);
-    c.def_property_readonly("shape", [](Field& f) { return std::pair(f.Get().GetNy(), f.Get().GetNx()); },
-                            "(ny, nx), as numpy counts.");
-    c.def_property_readonly("size", [](Field& f) { return f.Get().N(); }, "Number of samples.");
+    Property(
+        c, "nx", [](Lumora& l) { return l.GetNx(); }, [set](Field& f, const py::object& v) { set(f, true, v); }, sizes);
+    Property(
+        c, "ny", [](Lumora& l) { return l.GetNy(); }, [set](Field& f, const py::object& v) { set(f, false, v); },
+        sizes);
+    c.def_property_readonly(
+        "shape",
+        [](Field& f)
+        {
+            Running running(kQuick, Self{&f});
+            return std::pair(f.Get().GetNy(), f.Get().GetNx());
+        },
+        "(ny, nx), as numpy counts.");
+    c.def_property_readonly(
+        "size",
+        [](Field& f)
+        {
+            Running running(kQuick, Self{&f});
+            return f.Get().N();
+        },
+        "Number of samples.");
 }
 
 void DefineSamples(py::class_<Field>& c)
@@ -151,7 +171,11 @@ void DefineSamples(py::class_<Field>& c)
                 Running running(kQuick, Self{&field});
                 samples = field.Samples(false);
             }
-            samples[py::ellipsis()] = values;
+            // field.samples *= 2 has done its work already.
+            if (!py::isinstance<py::array>(values) || values.cast<py::array>().data() != samples.data() ||
+                !values.attr("shape").equal(samples.attr("shape")) ||
+                !values.attr("strides").equal(samples.attr("strides")))
+                samples[py::ellipsis()] = values;
         },
         "The samples: a writable complex64 array of shape (ny, nx), no copy. samples[j, i] stands at x(i), y(j). The\n"
         "array keeps the memory, also when the field is gone or has taken another size. In polar form the pairs are\n"
@@ -162,13 +186,19 @@ void DefineSamples(py::class_<Field>& c)
               Running running(kQuick, Self{&field});
               return field.Samples(true);
           });
-    c.def("_address", [](Field& field) { return reinterpret_cast<std::uintptr_t>(field.Get().GetDataPointer()); });
-    c.def("_set_normal", [](Field& field, const Vector& normal)
-          { detail::FieldAccess::SetUnitNormal(field.Get(), normal); });
+    c.def("_set_normal",
+          [](Field& field, const Vector& normal)
+          {
+              Running running(kQuick, Self{&field});
+              detail::FieldAccess::SetUnitNormal(field.Get(), normal);
+          });
     c.def(
         "init",
         [](Field& field)
-        { Run<void>(kResizes, Self{&field}, [&] { field.Get().Init(nullptr); }); return &field; },
+        {
+            Run<void>(kResizes, Self{&field}, [&] { field.Get().Init(nullptr); });
+            return &field;
+        },
         py::return_value_policy::reference,
         "init()\n\nApplies nx and ny: raises both to powers of two and makes room; leading samples are kept.");
     c.def(
@@ -178,7 +208,8 @@ void DefineSamples(py::class_<Field>& c)
             Running running(kQuick, Self{&field});
             field.Dispose();
         },
-        "dispose()\n\nFrees the samples and keeps everything else; arrays that look at them keep theirs. init() brings\n"
+        "dispose()\n\nFrees the samples and keeps everything else; arrays that look at them keep theirs. init() "
+        "brings\n"
         "undefined ones back.");
     c.def("copy", &CopyOf, "copy()\n\nA field with samples of its own.");
 }
@@ -225,10 +256,12 @@ void DefineOperators(py::class_<Field>& c)
               static_cast<void>(-result->Get());
               return result;
           });
-    MemberBy<Lumora&>(c, "to_polar", 0, [](Lumora& l) { static_cast<void>((l.*Forms::kToPolar)()); },
-                      "to_polar()\n\nCartesian samples become (amplitude, phase in radians); polar ones stay.");
-    MemberBy<Lumora&>(c, "to_cartesian", 0, [](Lumora& l) { static_cast<void>((l.*Forms::kToCartesian)()); },
-                      "to_cartesian()\n\nPolar samples become (real, imaginary); cartesian ones stay.");
+    MemberBy<Lumora&>(
+        c, "to_polar", 0, [](Lumora& l) { static_cast<void>((l.*Forms::kToPolar)()); },
+        "to_polar()\n\nCartesian samples become (amplitude, phase in radians); polar ones stay.");
+    MemberBy<Lumora&>(
+        c, "to_cartesian", 0, [](Lumora& l) { static_cast<void>((l.*Forms::kToCartesian)()); },
+        "to_cartesian()\n\nPolar samples become (real, imaginary); cartesian ones stay.");
 }
 } // namespace
 
@@ -246,12 +279,14 @@ void DefineField(py::module_& m, py::class_<Field>& c)
             return Run<std::unique_ptr<Field>>(0, Self{&field},
                                                [&]
                                                {
-                                                   const std::unique_ptr<Lumora> made(&field.Get().CreateRealHistogram(bins));
+                                                   const std::unique_ptr<Lumora> made(
+                                                       &field.Get().CreateRealHistogram(bins));
                                                    return std::make_unique<Field>(std::move(*made));
                                                });
         },
         py::arg("bins"),
-        "real_histogram(bins)\n\nHistogram of the real parts (in polar form the amplitudes) in -1 <= v < 1, as a field\n"
+        "real_histogram(bins)\n\nHistogram of the real parts (in polar form the amplitudes) in -1 <= v < 1, as a "
+        "field\n"
         "of one row: bins are raised to a power of two, counts stand in the real parts.");
     m.def(
         "size_seg_lm",
@@ -259,18 +294,23 @@ void DefineField(py::module_& m, py::class_<Field>& c)
         {
             int nx = 0;
             int ny = 0;
-            const int count = Run<int>(0, std::array<Field*, 0>{}, [&] { return GetSizeSegLm(path.text.c_str(), nx, ny); });
+            const int count =
+                Run<int>(0, std::array<Field*, 0>{}, [&] { return GetSizeSegLm(path.text.c_str(), nx, ny); });
             return py::make_tuple(count, nx, ny);
         },
         py::arg("path"), "size_seg_lm(path)\n\nThe numbers (segments, segments along x, segments along y) of a file.");
-    py::class_<WholeFile> file(m, "WholeFile",
-                               "A file that is replaced whole or not at all: savers write to path, commit() puts it in\n"
-                               "place. As a context manager it commits when its block ends without an exception.");
-    file.def(py::init([](const Path& path, bool copied)
-                      { return std::make_unique<WholeFile>(path.text.c_str(), copied ? WholeFile::Copied : WholeFile::Empty); }),
-             py::arg("path"), py::arg("copied") = false);
+    py::class_<WholeFile> file(
+        m, "WholeFile",
+        "A file that is replaced whole or not at all: savers write to path, commit() puts it in\n"
+        "place. As a context manager it commits when its block ends without an exception.");
+    file.def(
+        py::init(
+            [](const Path& path, bool copied)
+            { return std::make_unique<WholeFile>(path.text.c_str(), copied ? WholeFile::Copied : WholeFile::Empty); }),
+        py::arg("path"), py::arg("copied") = false);
     file.def_property_readonly("path", &WholeFile::Path, "The name to give to savers; None after commit().");
-    file.def("commit", [](WholeFile& f) { Run<void>(0, std::array<Field*, 0>{}, [&] { f.Commit(); }); },
-             "commit()\n\nBrings the bytes to the disk and puts the file in its place.");
+    file.def(
+        "commit", [](WholeFile& f) { Run<void>(0, std::array<Field*, 0>{}, [&] { f.Commit(); }); },
+        "commit()\n\nBrings the bytes to the disk and puts the file in its place.");
 }
 } // namespace LumoraLib::python

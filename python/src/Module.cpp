@@ -10,17 +10,18 @@ PYBIND11_MODULE(_core, m)
     m.doc() = "The compiled part of lumora.";
     DefineErrors(m);
     DefineEnums(m);
-    py::class_<Field> field(m, "Field",
-                            "A sampled monochromatic field, or its spectrum, on a plane in space.\n\n"
-                            "Parameters\n----------\n"
-                            "samples_or_shape : array, (ny, nx) or int\n"
-                            "    Complex or real samples, a row at a time along y, or a shape; both sizes are raised to\n"
-                            "    powers of two. complex64 in C order with such sizes and 16-byte alignment is used as it\n"
-                            "    is, without a copy: what the field does, the array shows. An array of other sizes stands\n"
-                            "    in the middle of the grid, zeros around it, and the window is set to it.\n"
-                            "pitch : float or (float, float)\n    Sampling pitches in metres.\n"
-                            "wavelength : float\n    Metres.\n"
-                            "copy : bool, optional\n    True: always copy. False: refuse what would need a copy.");
+    py::class_<Field> field(
+        m, "Field",
+        "A sampled monochromatic field, or its spectrum, on a plane in space.\n\n"
+        "Parameters\n----------\n"
+        "samples_or_shape : array, (ny, nx) or int\n"
+        "    Complex or real samples, a row at a time along y, or a shape; both sizes are raised to\n"
+        "    powers of two. complex64 in C order with such sizes and 16-byte alignment is used as it\n"
+        "    is, without a copy: what the field does, the array shows. An array of other sizes stands\n"
+        "    in the middle of the grid, zeros around it, and the window is set to it.\n"
+        "pitch : float or (float, float)\n    Sampling pitches in metres.\n"
+        "wavelength : float\n    Metres.\n"
+        "copy : bool, optional\n    True: always copy. False: refuse what would need a copy.");
     DefineValues(m);
     DefineField(m, field);
     DefinePoints(m, field);

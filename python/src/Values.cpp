@@ -61,18 +61,29 @@ void DefineVector(py::module_& m)
     py::implicitly_convertible<py::sequence, Vector>();
     c.def_readonly("x", &Vector::x).def_readonly("y", &Vector::y).def_readonly("z", &Vector::z);
     c.def("__len__", [](const Vector&) { return 3; });
-    c.def("__getitem__", [](const Vector& v, py::ssize_t n)
-          { return std::array<double, 3>{v.x, v.y, v.z}[Place(n, 3, "a vector has three numbers")]; });
-    c.def("__add__", [](const Vector& a, const Vector& b) { return a + b; }, py::is_operator());
-    c.def("__sub__", [](const Vector& a, const Vector& b) { return a - b; }, py::is_operator());
+    c.def("__getitem__",
+          [](const Vector& v, py::ssize_t n) {
+              return std::array<double, 3>{v.x, v.y, v.z}[Place(n, 3, "a vector has three numbers")];
+          });
+    c.def(
+        "__add__", [](const Vector& a, const Vector& b) { return a + b; }, py::is_operator());
+    c.def(
+        "__sub__", [](const Vector& a, const Vector& b) { return a - b; }, py::is_operator());
     c.def("__neg__", [](const Vector& a) { return -a; });
-    c.def("__mul__", [](const Vector& a, double f) { return a * f; }, py::is_operator());
-    c.def("__mul__", [](const Vector& a, const Vector& b) { return a * b; }, py::is_operator());
-    c.def("__rmul__", [](const Vector& a, double f) { return a * f; }, py::is_operator());
-    c.def("__truediv__", [](const Vector& a, double f) { return a / f; }, py::is_operator());
-    c.def("__and__", [](const Vector& a, const Vector& b) { return a & b; }, py::is_operator());
-    c.def("__eq__", [](const Vector& a, const Vector& b) { return a == b; }, py::is_operator());
-    c.def("__ne__", [](const Vector& a, const Vector& b) { return a != b; }, py::is_operator());
+    c.def(
+        "__mul__", [](const Vector& a, double f) { return a * f; }, py::is_operator());
+    c.def(
+        "__mul__", [](const Vector& a, const Vector& b) { return a * b; }, py::is_operator());
+    c.def(
+        "__rmul__", [](const Vector& a, double f) { return a * f; }, py::is_operator());
+    c.def(
+        "__truediv__", [](const Vector& a, double f) { return a / f; }, py::is_operator());
+    c.def(
+        "__and__", [](const Vector& a, const Vector& b) { return a & b; }, py::is_operator());
+    c.def(
+        "__eq__", [](const Vector& a, const Vector& b) { return a == b; }, py::is_operator());
+    c.def(
+        "__ne__", [](const Vector& a, const Vector& b) { return a != b; }, py::is_operator());
     c.def("__repr__", [](const Vector& v) { return Text("Vector", {v.x, v.y, v.z}); });
     c.def(py::pickle([](const Vector& v) { return py::make_tuple(v.x, v.y, v.z); },
                      [](const py::tuple& t) { return VectorOf(t); }));
@@ -100,23 +111,24 @@ void DefineWindow(py::module_& m)
     c.def_readonly("left", &LML_RECT::left).def_readonly("top", &LML_RECT::top);
     c.def_readonly("right", &LML_RECT::right).def_readonly("bottom", &LML_RECT::bottom);
     c.def("__len__", [](const LML_RECT&) { return 4; });
-    c.def("__getitem__", [](const LML_RECT& r, py::ssize_t n)
-          { return std::array<int, 4>{r.left, r.top, r.right, r.bottom}[Place(n, 4, "a window has four numbers")]; });
-    c.def("__eq__",
-          [](const LML_RECT& a, const LML_RECT& b)
-          { return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom; },
-          py::is_operator());
+    c.def("__getitem__",
+          [](const LML_RECT& r, py::ssize_t n) {
+              return std::array<int, 4>{r.left, r.top, r.right, r.bottom}[Place(n, 4, "a window has four numbers")];
+          });
+    c.def(
+        "__eq__",
+        [](const LML_RECT& a, const LML_RECT& b)
+        { return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom; },
+        py::is_operator());
     c.def("__repr__", [](const LML_RECT& r)
           { return py::str("Window(left={}, top={}, right={}, bottom={})").format(r.left, r.top, r.right, r.bottom); });
     c.def_property_readonly(
         "slices",
-        [](const LML_RECT& r)
-        { return py::make_tuple(py::slice(r.bottom, r.top, 1), py::slice(r.left, r.right, 1)); },
+        [](const LML_RECT& r) { return py::make_tuple(py::slice(r.bottom, r.top, 1), py::slice(r.left, r.right, 1)); },
         "Index of an array of shape (ny, nx).");
     c.def(py::pickle([](const LML_RECT& r) { return py::make_tuple(r.left, r.top, r.right, r.bottom); },
-                     [](const py::tuple& t) {
-                         return LML_RECT(t[0].cast<int>(), t[1].cast<int>(), t[2].cast<int>(), t[3].cast<int>());
-                     }));
+                     [](const py::tuple& t)
+                     { return LML_RECT(t[0].cast<int>(), t[1].cast<int>(), t[2].cast<int>(), t[3].cast<int>()); }));
 }
 
 void DefineFrequency(py::module_& m)
@@ -154,7 +166,8 @@ void DefineMatrices(py::module_& m)
     c.def(py::init(
               [](const Rows& rows)
               {
-                  SqrMatrix matrix(rows.ndim() == 2 ? static_cast<int>(std::min<py::ssize_t>(rows.shape(0), 1 << 15)) : 0);
+                  SqrMatrix matrix(rows.ndim() == 2 ? static_cast<int>(std::min<py::ssize_t>(rows.shape(0), 1 << 15))
+                                                    : 0);
                   FillMatrix(matrix, rows);
                   return matrix;
               }),
@@ -163,14 +176,21 @@ void DefineMatrices(py::module_& m)
         "element", [](const SqrMatrix& t, int a, int b) { return t.GetElement(MatrixIndex(t, a), MatrixIndex(t, b)); },
         py::arg("a"), py::arg("b"), "element(a, b)\n\nThe element in column a and row b.");
     c.def(
-        "set_element", [](SqrMatrix& t, int a, int b, double v) { t.SetElement(MatrixIndex(t, a), MatrixIndex(t, b), v); },
+        "set_element",
+        [](SqrMatrix& t, int a, int b, double v) { t.SetElement(MatrixIndex(t, a), MatrixIndex(t, b), v); },
         py::arg("a"), py::arg("b"), py::arg("value"), "set_element(a, b, value)\n\nStores an element.");
     c.def("__array__",
-          [](const SqrMatrix& t, const py::args&, const py::kwargs&)
-          { return py::array_t<double>({t.N(), t.N()}, t.elements); });
-    c.def("__mul__", [](const SqrMatrix& a, const SqrMatrix& b) { return a * b; }, py::is_operator());
+          [](const SqrMatrix& t, const py::args&, const py::kwargs&) {
+              return py::array_t<double>({t.N(), t.N()}, t.elements);
+          });
+    c.def(
+        "__mul__", [](const SqrMatrix& a, const SqrMatrix& b) { return a * b; }, py::is_operator());
     c.def("__repr__",
-          [](const py::object& t) { return py::str("{}({})").format(py::type::of(t).attr("__name__"), py::module_::import("numpy").attr("asarray")(t).attr("tolist")()); });
+          [](const py::object& t)
+          {
+              return py::str("{}({})").format(py::type::of(t).attr("__name__"),
+                                              py::module_::import("numpy").attr("asarray")(t).attr("tolist")());
+          });
     BindSqrMatrix(c);
     Class<RMatrix> r(m, "RMatrix", "A 3 by 3 rotation: its inverse is taken to be its transpose.");
     r.def(py::init<>(), "The zero matrix.");
@@ -184,9 +204,12 @@ void DefineMatrices(py::module_& m)
                   return matrix;
               }),
           py::arg("rows"));
-    r.def("__mul__", [](const RMatrix& a, const RMatrix& b) { return a * b; }, py::is_operator());
-    r.def("__mul__", [](const RMatrix& a, const SFrequency& f) { return a * f; }, py::is_operator());
-    r.def("__mul__", [](const RMatrix& a, const Vector& v) { return a * v; }, py::is_operator());
+    r.def(
+        "__mul__", [](const RMatrix& a, const RMatrix& b) { return a * b; }, py::is_operator());
+    r.def(
+        "__mul__", [](const RMatrix& a, const SFrequency& f) { return a * f; }, py::is_operator());
+    r.def(
+        "__mul__", [](const RMatrix& a, const Vector& v) { return a * v; }, py::is_operator());
     BindRMatrix(r);
 }
 
@@ -209,27 +232,37 @@ void DefinePointArrays(py::module_& m)
           { return Vector(t.GetPoint(static_cast<int>(Place(n, t.N(), "point beside the array")))); });
     c.def("__setitem__", [](PointArray& t, py::ssize_t n, const Vector& p)
           { t.SetPoint(static_cast<int>(Place(n, t.N(), "point beside the array")), p); });
-    c.def("__eq__", [](const PointArray& a, const PointArray& b) { return a == b; }, py::is_operator());
-    c.def("__ne__", [](const PointArray& a, const PointArray& b) { return a != b; }, py::is_operator());
+    c.def(
+        "__eq__", [](const PointArray& a, const PointArray& b) { return a == b; }, py::is_operator());
+    c.def(
+        "__ne__", [](const PointArray& a, const PointArray& b) { return a != b; }, py::is_operator());
     const auto self = py::return_value_policy::reference;
-    c.def("__iadd__", [](PointArray& t, const Vector& v) -> PointArray& { return t += v; }, self, py::is_operator());
-    c.def("__isub__", [](PointArray& t, const Vector& v) -> PointArray& { return t -= v; }, self, py::is_operator());
-    c.def("__imul__", [](PointArray& t, double f) -> PointArray& { return t *= f; }, self, py::is_operator());
-    c.def("__imul__", [](PointArray& t, const RMatrix& r) -> PointArray& { return t *= r; }, self, py::is_operator());
+    c.def(
+        "__iadd__", [](PointArray& t, const Vector& v) -> PointArray& { return t += v; }, self, py::is_operator());
+    c.def(
+        "__isub__", [](PointArray& t, const Vector& v) -> PointArray& { return t -= v; }, self, py::is_operator());
+    c.def(
+        "__imul__", [](PointArray& t, double f) -> PointArray& { return t *= f; }, self, py::is_operator());
+    c.def(
+        "__imul__", [](PointArray& t, const RMatrix& r) -> PointArray& { return t *= r; }, self, py::is_operator());
     c.def("__copy__", [](const PointArray& t) { return PointArray(t); });
-    c.def("__repr__", [](const py::object& t)
-          { return py::str("{}({})").format(py::type::of(t).attr("__name__"), py::list(t)); });
+    c.def("__repr__",
+          [](const py::object& t) { return py::str("{}({})").format(py::type::of(t).attr("__name__"), py::list(t)); });
     BindPointArray(c);
     Class<Line> line(m, "Line", "A straight line without end, through a point along a direction of any length.");
-    line.def("point", [](const Line& t) { return Vector(t.GetPoint()); }, "point()\n\nThe first point.");
+    line.def(
+        "point", [](const Line& t) { return Vector(t.GetPoint()); }, "point()\n\nThe first point.");
     BindLine(line);
     Class<LineSegment> segment(m, "LineSegment", "A straight line with two ends.");
     BindLineSegment(segment);
     Class<Plane> plane(m, "Plane", "A plane through a point, perpendicular to a normal of any length.");
     BindPlane(plane);
-    line.def("__eq__", [](const Line& a, const Line& b) { return a == b; }, py::is_operator());
-    segment.def("__eq__", [](const LineSegment& a, const LineSegment& b) { return a == b; }, py::is_operator());
-    plane.def("__eq__", [](const Plane& a, const Plane& b) { return a == b; }, py::is_operator());
+    line.def(
+        "__eq__", [](const Line& a, const Line& b) { return a == b; }, py::is_operator());
+    segment.def(
+        "__eq__", [](const LineSegment& a, const LineSegment& b) { return a == b; }, py::is_operator());
+    plane.def(
+        "__eq__", [](const Plane& a, const Plane& b) { return a == b; }, py::is_operator());
 }
 
 void DefineDescriptors(py::module_& m)
@@ -237,17 +270,19 @@ void DefineDescriptors(py::module_& m)
     Class<StopWatch> watch(m, "StopWatch", "Adds up the CPU time between start() and stop().");
     watch.def(py::init<>());
     BindStopWatch(watch);
-    Class<ScaledFftDescriptor> scaled(m, "ScaledFftDescriptor", "The kernel of a scaled transform, used again and again.");
+    Class<ScaledFftDescriptor> scaled(m, "ScaledFftDescriptor",
+                                      "The kernel of a scaled transform, used again and again.");
     BindScaledFftDescriptor(scaled);
-    scaled.def("__eq__", [](const ScaledFftDescriptor& a, const ScaledFftDescriptor& b) { return a == b; },
-               py::is_operator());
+    scaled.def(
+        "__eq__", [](const ScaledFftDescriptor& a, const ScaledFftDescriptor& b) { return a == b; }, py::is_operator());
     Class<ShiftedFresnelPropDescriptor> fresnel(m, "ShiftedFresnelPropDescriptor",
                                                 "The kernel of a shifted Fresnel propagation.");
     BindShiftedFresnelPropDescriptor(fresnel);
     Class<SphericalWaveDescriptor> wave(m, "SphericalWaveDescriptor", "What runs of add_spherical_wave_sqr share.");
     BindSphericalWaveDescriptor(wave);
-    wave.def("__eq__", [](const SphericalWaveDescriptor& a, const SphericalWaveDescriptor& b) { return a == b; },
-             py::is_operator());
+    wave.def(
+        "__eq__", [](const SphericalWaveDescriptor& a, const SphericalWaveDescriptor& b) { return a == b; },
+        py::is_operator());
     Class<TrigTable> table(m, "TrigTable", "Sine and cosine of 2**bits steps of a turn.");
     BindTrigTable(table);
     py::implicitly_convertible<py::int_, TrigTable>();

@@ -9,7 +9,10 @@ int main(int, char** argv)
     using namespace LumoraLib;
     const std::string folder = std::string(argv[1]) + "/";
     SetNumThreads(2);
-    const auto save = [&](const Lumora& field, const char* name) { field.SaveAsLm((folder + name + ".lm").c_str()); };
+    const auto save = [&](const Lumora& field, const char* name)
+    {
+        field.SaveAsLm((folder + name + ".lm").c_str());
+    };
     Lumora slit(256, 128, 8e-6, 10e-6, 532e-9);
     slit.SetRect(0.4e-3, 0.3e-3, 1.5);
     Lumora field = slit;

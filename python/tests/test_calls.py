@@ -42,8 +42,9 @@ def test_errors_say_what_to_change():
         field.shifted_asm_prop(lumora.Field((64, 64), 4e-6))
     error = caught.value
     assert isinstance(error, RuntimeError) and error.code == lumora.ErrorCode.PARAMETER
-    assert error.function == "LumoraLib::Lumora::ShiftedAsmProp" and error.message == "at least one parameter is different"
-    assert "The pitch in x is 8 um in this field and 4 um in the other one." in str(error) and "ResamplingCopy" in str(error)
+    assert error.function == "LumoraLib::Lumora::ShiftedAsmProp"
+    assert error.message == "at least one parameter is different" and "ResamplingCopy" in str(error)
+    assert "The pitch in x is 8 um in this field and 4 um in the other one." in str(error)
     again = pickle.loads(pickle.dumps(error))
     assert (again.code, str(again)) == (error.code, str(error))
 
@@ -183,7 +184,8 @@ def test_mistakes_are_warnings():
 
 def test_a_bar_of_tqdm():
     pytest.importorskip("tqdm")
-    program = ("import lumora, sys; from lumora import _progress; _progress._interactive = lambda: True; _progress.DELAY = 0\n"
+    program = ("import lumora, sys; from lumora import _progress; _progress._interactive = lambda: True\n"
+               "_progress.DELAY = 0\n"
                "lumora.set_progress(); f = lumora.Field((256, 256)).set_gaussian(1e-3)\n"
                "f.retrieve_phase(lumora.Field((256, 256)).set_rect(1e-3, 1e-3), 20)")
     done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, check=True)
@@ -207,14 +209,16 @@ def test_point_clouds_and_files(tmp_path):
     assert other.load_seg_lm(tmp_path / "s.lm", 1, 0) is False and lumora.size_seg_lm(tmp_path / "s.lm") == (2, 2, 1)
     with lumora.SegmentedField(tmp_path / "s.lm", "update") as big:
         big[4:6, 60:70] = np.full((2, 10), 3j)
-        assert big.shape == (32, 128) and (big[4:6, 60:70] == 3j).all() and big[3:4, 10:12].tolist() == field.samples[3:4, 10:12].tolist()
+        assert big.shape == (32, 128) and (big[4:6, 60:70] == 3j).all() and big[3:4,
+                10:12].tolist() == field.samples[3:4, 10:12].tolist()
         with pytest.raises(IndexError):
             big[0:4:2, 0:4]
     with pytest.raises(ValueError, match="closed"):
         big.has(0, 0)
     report = lumora.large_asm_prop(tmp_path / "s.lm", tmp_path / "d.lm", 0.01)
     whole = lumora.SegmentedField(tmp_path / "s.lm").get(0, 0, 128, 32).asm_prop(0.01)
-    assert report.bytes_written > 0 and np.array_equal(lumora.SegmentedField(tmp_path / "d.lm")[0:32, 0:128], whole.samples)
+    assert report.bytes_written > 0 and np.array_equal(lumora.SegmentedField(tmp_path / "d.lm")[0:32, 0:128],
+                                                       whole.samples)
     np.save(tmp_path / "n.npy", np.ones((3, 5)))
     loaded = lumora.load(tmp_path / "n.npy")
     assert tuple(loaded.window) == (1, 3, 6, 0) and loaded.samples.sum() == 15

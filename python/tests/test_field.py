@@ -50,7 +50,8 @@ def test_a_field_on_an_array_keeps_it():
 
 
 @pytest.mark.parametrize("change", [lambda f: f.embed(1), lambda f: f.reduce_by_average(1), lambda f: f.replicate(1),
-                                    lambda f: f.extract(1), lambda f: f.copy_data(lumora.Field((4, 4))), lambda f: f.dispose(),
+                                    lambda f: f.extract(1), lambda f: f.copy_data(lumora.Field((4, 4))),
+                                    lambda f: f.dispose(),
                                     lambda f: (setattr(f, "nx", 0), f.init()), lambda f: f.load_npy("a.npy")])
 def test_views_survive_changes_of_size(change, tmp_path, monkeypatch):
     monkeypatch.chdir(tmp_path)
@@ -63,10 +64,14 @@ def test_views_survive_changes_of_size(change, tmp_path, monkeypatch):
 
 
 # Members on a field of its own, on one that shares its samples, and on an array: the same samples, in place.
-MEMBERS = ["asm_prop(0.01)", "exact_asm_prop(0.01)", "fresnel_prop(0.1)", "fft(-1)", "shifted_asm_prop(other)", "shifted_asm_prop_add(other)",
-           "shifted_fresnel_prop(far)", "rotate(other, lumora.RMatrix.rotation_y(0.01))", "resampling_add(far)", "conv_to_intensity()",
-           "retrieve_phase(other, 2)", "raw_scaled_fft(0.01, 0.02)", "image_rotation(1)", "shift_zero_fill(8e-6, 8e-6)", "add_point_cloud([[0, 0, -0.1]])",
-           "shifted_asm_prop_ex(small)", "shifted_fresnel_prop_ex(small)", "to_polar()", "encode_error_diffusion(4)", "rotate_y(0.01)"]
+MEMBERS = ["asm_prop(0.01)", "exact_asm_prop(0.01)", "fresnel_prop(0.1)", "fft(-1)", "shifted_asm_prop(other)",
+           "shifted_asm_prop_add(other)",
+           "shifted_fresnel_prop(far)", "rotate(other, lumora.RMatrix.rotation_y(0.01))", "resampling_add(far)",
+           "conv_to_intensity()",
+           "retrieve_phase(other, 2)", "raw_scaled_fft(0.01, 0.02)", "image_rotation(1)",
+           "shift_zero_fill(8e-6, 8e-6)", "add_point_cloud([[0, 0, -0.1]])",
+           "shifted_asm_prop_ex(small)", "shifted_fresnel_prop_ex(small)", "to_polar()", "encode_error_diffusion(4)",
+           "rotate_y(0.01)"]
 
 
 @pytest.mark.parametrize("member", MEMBERS)
@@ -90,8 +95,10 @@ def test_shared_samples_change_in_place(member):
 
 READ_ONLY = random((8, 8))
 READ_ONLY.flags.writeable = False
-REFUSED = {"complex64, not": random((8, 8)).astype(complex), "C order": random((8, 8)).T, "gaps": random((8, 16))[:, ::2],
-           "written": READ_ONLY, "powers of two": random((8, 9)), "aligned": np.frombuffer(bytearray(520), np.complex64, 64, 8).reshape(8, 8),
+REFUSED = {"complex64, not": random((8, 8)).astype(complex), "C order": random((8, 8)).T,
+           "gaps": random((8, 16))[:, ::2],
+           "written": READ_ONLY, "powers of two": random((8, 9)),
+           "aligned": np.frombuffer(bytearray(520), np.complex64, 64, 8).reshape(8, 8),
            "big": random((8, 8)).astype(">c8")}
 
 
@@ -102,7 +109,8 @@ def test_what_a_field_cannot_stand_on(why):
     if why == "aligned" and address(array) % 16 == 0:
         array = np.frombuffer(bytearray(528), np.complex64, 64, 4 * (address(array) % 8 == 0)).reshape(8, 8)
     before = array.copy()
-    with pytest.raises(ValueError, match="complex64" if why == "big" else "powers of two" if why == "powers of two" else why.split(",")[0]):
+    with pytest.raises(ValueError, match="complex64" if why == "big" else "powers of two" if why == "powers of two"
+                       else why.split(",")[0]):
         lumora.Field(array, copy=False)
     field = lumora.Field(array)  # as a copy
     assert np.array_equal(field.samples[field.window.slices], array.astype(np.complex64))
@@ -110,7 +118,8 @@ def test_what_a_field_cannot_stand_on(why):
     assert np.array_equal(array, before)
 
 
-@pytest.mark.parametrize("given,error", [(np.zeros((2, 2, 2)), ValueError), (np.zeros((0, 2)), ValueError), (np.array([["a"]]), TypeError),
+@pytest.mark.parametrize("given,error", [(np.zeros((2, 2, 2)), ValueError), (np.zeros((0, 2)), ValueError),
+                                         (np.array([["a"]]), TypeError),
                                          ((-1, 4), ValueError), (((1 << 30) + 1, 4), ValueError), (None, TypeError)])
 def test_what_is_no_field(given, error):
     with pytest.raises(error):
@@ -130,8 +139,10 @@ def test_sizes_are_raised():
 def test_arithmetic_makes_new_fields():
     a, b = random((8, 8)), random((8, 8), 2)
     f, g = lumora.Field(a, copy=True), lumora.Field(b, copy=True)
-    for got, expected in ((f + g, a + b), (f - g, a - b), (f * g, a * b), (f / g, a / b), (-f, -a), (2 * f, 2 * a), (f * 2j, a * 2j),
-                          (1 - f, 1 - a), (f / 4, a / 4), (f + b, a + b), (b * f, a * b), (f - np.complex64(1j), a - 1j)):
+    for got, expected in ((f + g, a + b), (f - g, a - b), (f * g, a * b), (f / g, a / b), (-f, -a), (2 * f, 2 * a),
+                          (f * 2j, a * 2j),
+                          (1 - f, 1 - a), (f / 4, a / 4), (f + b, a + b), (b * f, a * b),
+                          (f - np.complex64(1j), a - 1j)):
         assert isinstance(got, lumora.Field) and np.allclose(got.samples, expected, rtol=1e-6)
         assert np.array_equal(f.samples, a)
     same = f

@@ -1,4 +1,4 @@
-"""The table of the interface against the C++ headers, the exported symbols, the module, its docstrings and its stubs."""
+"""The table of the interface against the C++ headers, the exported symbols, the module, its docstrings, its stubs."""
 import os
 import pathlib
 import re
@@ -28,7 +28,8 @@ def test_each_public_name_has_a_row_and_each_row_a_name():
 
 def test_the_headers_were_read_whole():
     """What the library exports is an independent list of what the headers declare."""
-    listed = subprocess.run(["nm", "-DC", "--defined-only", os.environ["LUMORA_LIBRARY"]], capture_output=True, text=True, check=True)
+    listed = subprocess.run(["nm", "-DC", "--defined-only", os.environ["LUMORA_LIBRARY"]], capture_output=True,
+                            text=True, check=True)
     exported = set(re.findall(r" T LumoraLib::((?:\w+::)?(?:operator[^\s(]+|\w+))\(", listed.stdout))
     declared = {f.full for f in headers.read(PYTHON.parent / "lml", everything=True)}
     assert len(exported) > 300
@@ -58,9 +59,10 @@ def test_docstrings_name_each_parameter_with_its_unit():
     bad = []
     for name, text in documented():
         signatures = re.findall(rf"^{name.split('.')[-1]}\((.*)\)$", text, flags=re.M)
-        for parameter in {p.split("=")[0].strip("* ") for s in signatures for p in re.split(r",\s*(?![^(]*\))", s)} - {""}:
+        parameters = {p.split("=")[0].strip("* ") for s in signatures for p in re.split(r",\s*(?![^(]*\))", s)} - {""}
+        for parameter in parameters:
             # On a line of its own, with a meaning behind it; by hand two may share one.
-            if not re.search(rf"^(?:\w+, )*{parameter}(?:, \w+)* : .+\n    \S", text, flags=re.M) and len(signatures[0]) > 12:
+            if not re.search(rf"^(?:\w+, )*{parameter}(?:, \w+)* : .+\n    \S", text, flags=re.M):
                 bad.append((name, parameter))
         if not text:
             bad.append((name, ""))
@@ -71,12 +73,15 @@ def test_stubs_are_those_of_the_module(tmp_path):
     (tmp_path / "mypy.ini").write_text("[mypy]\nignore_missing_imports = True\ncheck_untyped_defs = True\n")
     how = dict(capture_output=True, text=True, env={**os.environ, "MYPYPATH": str(PACKAGE.parent)}, cwd=tmp_path)
     python = [sys.executable, "-m"]
-    found = subprocess.run(python + ["mypy.stubtest", "--concise", "--mypy-config-file", "mypy.ini", "lumora._core"], **how)
+    found = subprocess.run(python + ["mypy.stubtest", "--concise", "--mypy-config-file", "mypy.ini", "lumora._core"],
+                           **how)
     # pybind11's metaclass and *args, names for types alone, and what only numpy asks for.
-    noise = r"metaclass differs|\*args argument|(?:Number|Path|\w+Like) is not present at runtime|__(?:array_\w+|bool)__"
+    noise = (r"metaclass differs|\*args argument|(?:Number|Path|\w+Like) is not present at runtime|"
+             r"__(?:array_\w+|bool)__")
     lines = found.stdout.splitlines()
     assert len(lines) > 20 and [line for line in lines if not re.search(noise, line)] == []
-    used = subprocess.run(python + ["mypy", "--config-file", "mypy.ini"] + [str(p) for p in sorted((PYTHON / "tutorials").glob("*.py"))], **how)
+    scripts = [str(p) for p in sorted((PYTHON / "tutorials").glob("*.py"))]
+    used = subprocess.run(python + ["mypy", "--config-file", "mypy.ini"] + scripts, **how)
     assert used.returncode == 0, used.stdout
 
 

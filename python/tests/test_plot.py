@@ -24,7 +24,8 @@ def field():
 
 def test_axes_colours_and_clipping(field):
     image = lumora.plot.amplitude(field)
-    assert np.allclose(image.get_extent(), (-64.5 * 8e-3, 63.5 * 8e-3, -32.5 * 4e-3, 31.5 * 4e-3)) and image.origin == "lower"
+    assert np.allclose(image.get_extent(), (-64.5 * 8e-3, 63.5 * 8e-3, -32.5 * 4e-3,
+                                            31.5 * 4e-3)) and image.origin == "lower"
     assert image.axes.get_xlabel() == "x (mm)" and image.bar.ax.get_ylabel() == "amplitude"
     field.samples[0, 0] = 1e6  # one hot sample does not make the picture black
     assert lumora.plot.amplitude(field).get_clim()[1] < 2
@@ -48,7 +49,8 @@ def test_phase_is_cyclic_and_masked(field):
         lumora.plot.phase(field, unit="degrees")
 
 
-@pytest.mark.parametrize("unit,label,edge", [("cycles/mm", "u (cycles/mm)", 62.5), ("degrees", "angle in x (degrees)", np.degrees(np.arcsin(0.03125)))])
+@pytest.mark.parametrize("unit,label,edge", [("cycles/mm", "u (cycles/mm)", 62.5), ("degrees", "angle in x (degrees)",
+        np.degrees(np.arcsin(0.03125)))])
 def test_spectra(field, unit, label, edge):
     image = lumora.plot.spectrum(field, unit=unit)
     assert image.axes.get_xlabel() == label and image.axes.get_xlim()[0] == pytest.approx(-edge, rel=0.02)
@@ -78,7 +80,8 @@ def test_picture_in_a_notebook(field):
     ("phase_map", r"height of the bump 1\.[45]"), ("point_cloud_on_device", r"of the points (?:0\.9|1\.0)"),
     ("phase_retrieval", "after 40 iterations"), ("larger_than_memory", "times as bright")])
 def test_tutorials_run_and_draw(name, says, tmp_path):
-    done = subprocess.run([sys.executable, TUTORIALS / f"{name}.py", "--size", "256", "--out", tmp_path], capture_output=True, text=True)
+    done = subprocess.run([sys.executable, TUTORIALS / f"{name}.py", "--size", "256", "--out", tmp_path],
+                          capture_output=True, text=True)
     assert done.returncode == 0, done.stderr
     import re
 

@@ -34,13 +34,15 @@ seen.samples[np.hypot(*np.meshgrid(seen.xs, seen.ys)) > frequency / 2] = 0
 seen.fft(1)
 seen /= seen.size
 seen.asm_prop(-distance)
-print(f"reconstruction: correlation with the slide {np.corrcoef(seen.amplitude.ravel(), slide.amplitude.ravel())[0, 1]:.3f}")
+correlation = np.corrcoef(seen.amplitude.ravel(), slide.amplitude.ravel())[0, 1]
+print(f"reconstruction: correlation with the slide {correlation:.3f}")
 
 figure, axes = plt.subplots(2, 2, figsize=(11, 9.5), layout="constrained")
 for ax, draw, title in (
         (axes[0, 0], lambda ax: lumora.plot.intensity(slide, ax), "the slide"),
         (axes[0, 1], lambda ax: lumora.plot.complex(wave, ax), "its wave at 15 cm: hue is the phase"),
-        (axes[1, 0], lambda ax: lumora.plot.spectrum(hologram, ax, vmin=-110, vmax=-50), "spectrum of the hologram: three terms"),
+        (axes[1, 0], lambda ax: lumora.plot.spectrum(hologram, ax, vmin=-110, vmax=-50),
+         "spectrum of the hologram: three terms"),
         (axes[1, 1], lambda ax: lumora.plot.intensity(seen, ax), "reconstruction")):
     draw(ax)
     ax.set_title(title)

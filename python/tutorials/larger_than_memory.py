@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A field larger than memory: a segmented file, filled piece by piece, propagated from file to file, looked at in parts."""
+"""A field larger than memory: a segmented file, filled in parts, propagated from file to file, seen in parts."""
 import matplotlib.pyplot as plt
 import numpy as np
 
@@ -33,7 +33,8 @@ step = max(n // 256, 1)
 with lumora.SegmentedField(destination) as big:
     side = min(128, n)
     focus = big.get((n - side) // 2, (n - side) // 2, side, side)
-    overview = lumora.Field(np.array([big[j:j + 1, 0:n][0, ::step] for j in range(0, n, step)]), pitch * step, wavelength)
+    overview = lumora.Field(np.array([big[j:j + 1, 0:n][0, ::step] for j in range(0, n, step)]), pitch * step,
+                            wavelength)
 print(f"the focus is {focus.amplitude_max() ** 2:.0f} times as bright as the light that came")
 
 figure, axes = plt.subplots(1, 3, figsize=(16, 4.4), layout="constrained")

@@ -15,7 +15,8 @@ x, y = np.meshgrid((np.arange(n) - n / 2) * pitch, (np.arange(n) - n / 2) * pitc
 radius = n * pitch / 6
 height = 1.5e-6 * np.clip(1 - (x**2 + y**2) / radius**2, 0, None)
 light = np.exp(-((x**2 + y**2) / (n * pitch / 3) ** 2) ** 4)  # the beam ends inside the picture
-truth = lumora.Field((light * np.exp(2j * np.pi * (index - 1) * height / wavelength)).astype(np.complex64), pitch, wavelength)
+truth = lumora.Field((light * np.exp(2j * np.pi * (index - 1) * height / wavelength)).astype(np.complex64), pitch,
+                     wavelength)
 tilt = 0.6 * wavelength / (2 * pitch)
 reference = truth.copy().set_plane_wave((tilt, tilt, np.sqrt(1 - 2 * tilt**2)))
 camera = truth.copy().asm_prop(distance) + reference

@@ -26,7 +26,7 @@ light.add_point_cloud(points)
 # 3. What a phase-only device can show: double phases of 256 levels; the few brightest samples are cut.
 device = light.copy().encode_double_phase(np.percentile(light.amplitude, 99)).hard_clip_phase(256)
 
-# 4. The eye: a pinhole in the Fourier plane takes the device's checkerboard away; then back to the middle of the points.
+# 4. The eye: a pinhole in the Fourier plane takes the device's checkerboard away; then back to the points.
 seen = device.copy().fft(-1)
 u, v = np.meshgrid(seen.xs, seen.ys)
 seen.samples[np.maximum(abs(u), abs(v)) > 0.25 / pitch] = 0
@@ -34,7 +34,8 @@ seen.fft(1)
 seen /= seen.size
 seen.asm_prop(-distance)
 expected = light.copy().asm_prop(-distance)
-print(f"correlation with the light of the points {np.corrcoef(seen.amplitude.ravel(), expected.amplitude.ravel())[0, 1]:.2f}")
+correlation = np.corrcoef(seen.amplitude.ravel(), expected.amplitude.ravel())[0, 1]
+print(f"correlation with the light of the points {correlation:.2f}")
 
 figure, axes = plt.subplots(1, 3, figsize=(16, 4.6), layout="constrained")
 lumora.plot.phase(light, axes[0], mask=0)
