@@ -32,6 +32,8 @@ struct FieldAccess
     }
     /// From real space to the spectrum or back.
     static void SwitchDomain(Lumora& field) { SetForm(field, field.form_ ^ kSpectrumBit); }
+    /// A normal that has been normalised before, to the bit.
+    static void SetUnitNormal(Lumora& field, const Vector& normal) { field.normalVector_ = normal; }
     static void AddToOrigin(Lumora& field, double factor)
     {
         field.origin_.x += factor * field.normalVector_.x;
