@@ -1,4 +1,6 @@
 # LML_BUILD_PYTHON=AUTO: release builds with tests have the Python package where Debian's Python has what both need.
+# Of pybind11 only the headers are used: it need not look for an interpreter, and would find the first of the path.
+set(PYBIND11_NOPYTHON ON)
 set(LML_WITH_PYTHON ${LML_BUILD_PYTHON})
 if(LML_BUILD_PYTHON STREQUAL AUTO)
   set(LML_WITH_PYTHON OFF)
