@@ -1105,19 +1105,21 @@ public:
     /// rounding of the transforms. Valid where these members are. Kept: a plane at distance 0 has been to the spectrum
     /// and back too.
     ///
-    /// Cost: of the single calls three quarters to five eighths, for STACK_EXACT_ASM nine tenths to three quarters (the
-    /// more the spectrum fits the caches, the less). Memory beside this field: the plane and its spectrum, 8 bytes a
-    /// sample each, for STACK_EXACT_ASM the plane and six fields more; where the band limit cuts the spectrum at every
-    /// distance, only what it leaves. Reports progress in planes, and is cancelled between and inside them.
+    /// Cost: about two thirds of the single calls, four fifths to nine tenths for STACK_EXACT_ASM. Memory beside this
+    /// field: the plane and its spectrum, 8 bytes a sample each, for STACK_EXACT_ASM the plane and six fields more;
+    /// where the band limit cuts the spectrum at every distance, only what it leaves. All but the plane is kept for the
+    /// next call, unless the system needs the pages. Reports progress in planes, and is cancelled between and inside
+    /// them.
     /// @returns how many planes `each` has seen
     /// @throws "LumoraLib::Lumora::PropagateStack": code 3, "no distances, or no function for the planes" (with a count
     ///         above 0), "no such propagator"; code 8, ": PropagateStack" on a spectrum; code 6 without samples; code 1
-    ///         without memory, before the first plane; code 6, "cancelled", by the progress handler. What `each`
+    ///         without memory; code 6, "cancelled", by the progress handler. What `each`
     ///         throws passes.
     std::size_t PropagateStack(const double* distances, std::size_t count, const StackPlane& each,
                                StackPropagator propagator = STACK_ASM) const;
     /// GetFocusMeasure() of each of these planes, in this field's window, for finding the distance at which something
-    /// is sharp. No plane is kept. Errors as PropagateStack, and in its name, "no such measure" with them.
+    /// is sharp. No plane is kept. Errors as PropagateStack and in its name, with code 3, "no such measure" and code 1,
+    /// "not enough memory for the measures".
     std::vector<double> MeasureStack(const double* distances, std::size_t count, FocusMeasure measure,
                                      StackPropagator propagator = STACK_ASM) const;
 

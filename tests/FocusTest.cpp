@@ -74,10 +74,12 @@ TEST(FocusTest, DefinitionsAndWhatTheyDoNotDependOn)
             const double value = field.GetFocusMeasure(measure);
             EXPECT_NEAR(value, Defined(field, field.Window(), measure), 1e-12 * value) << measure << ", " << ny;
             for (const int n : {2, 3, 7})
-            {
-                const Threads threads(n);
-                EXPECT_EQ(field.GetFocusMeasure(measure), value);
-            }
+                InEveryForm(
+                    [&]
+                    {
+                        const Threads threads(n);
+                        EXPECT_EQ(field.GetFocusMeasure(measure), value);
+                    });
             Lumora brighter(field);
             brighter *= 8.0;
             EXPECT_NEAR(brighter.GetFocusMeasure(measure), value, 1e-12 * value);

@@ -3,7 +3,9 @@
 // Sums run row by row, the sums of rows are joined in their order: a value does not depend on the thread count.
 #include "base/Memory.h"
 #include "base/Parallel.h"
+#include "base/StepByStep.h"
 #include "field/FieldTools.h"
+#include "field/WideFocus.h"
 
 #include <algorithm>
 #include <array>
@@ -25,89 +27,112 @@ constexpr Rule kRules[] = {{false, false}, {false, true}, {false, true}, {false,
 
 using Pair = std::array<double, 2>;
 
-/// The sum, by eight running sums: one alone would wait for each addition.
-double Sum(const double* terms, std::size_t count)
+// -------------------------------------------------------------------------------------------------- the plain loops
+// The definitions of what WideFocus.h has in wide form.
+
+template <bool kSquares>
+double Sum(const double* x, std::size_t n)
 {
-    double partial[8] = {};
-    std::size_t n = 0;
-    for (; n + 8 <= count; n += 8)
+    // One running sum would wait for each addition.
+    double p[8] = {};
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8)
         for (std::size_t k = 0; k < 8; ++k)
-            partial[k] += terms[n + k];
-    for (; n < count; ++n)
-        partial[0] += terms[n];
-    return ((partial[0] + partial[4]) + (partial[2] + partial[6])) +
-           ((partial[1] + partial[5]) + (partial[3] + partial[7]));
+            p[k] += kSquares ? x[i + k] * x[i + k] : x[i + k];
+    for (; i < n; ++i)
+        p[0] += kSquares ? x[i] * x[i] : x[i];
+    return ((p[0] + p[4]) + (p[2] + p[6])) + ((p[1] + p[5]) + (p[3] + p[7]));
 }
 
-/// Amplitudes or intensities of consecutive samples.
-void Fill(double* to, const Complex* samples, std::size_t count, bool polar, bool amplitudes)
+void Intensities(const float* z, std::size_t n, double* to)
 {
-    if (polar)
-        for (std::size_t n = 0; n < count; ++n)
-        {
-            const double a = samples[n].GetReal();
-            to[n] = amplitudes ? std::fabs(a) : a * a;
-        }
-    else
+    for (std::size_t i = 0; i < n; ++i)
     {
-        for (std::size_t n = 0; n < count; ++n)
-        {
-            const double re = samples[n].GetReal();
-            const double im = samples[n].GetImag();
-            to[n] = re * re + im * im;
-        }
-        for (std::size_t n = 0; n < count && amplitudes; ++n)
-            to[n] = std::sqrt(to[n]);
+        const double re = static_cast<double>(z[2 * i]);
+        const double im = static_cast<double>(z[2 * i + 1]);
+        to[i] = re * re + im * im;
     }
 }
 
-/// Squares of differences at the samples 1 ... count - 2 of a row between two others, which it is itself in a field of
-/// one row.
-void Differences(FocusMeasure measure, const double* below, const double* row, const double* above, std::size_t count,
-                 double* to)
+void Roots(double* x, std::size_t n)
 {
-    for (std::size_t i = 1; i + 1 < count; ++i)
+    for (std::size_t i = 0; i < n; ++i)
+        x[i] = std::sqrt(x[i]);
+}
+
+void Gradient(const double* below, const double* row, const double* above, std::size_t n, double* to)
+{
+    for (std::size_t i = 1; i + 1 < n; ++i)
     {
-        if (measure == FOCUS_LAPLACIAN)
-        {
-            const double l = (row[i - 1] + row[i + 1] - 2.0 * row[i]) + (below[i] + above[i] - 2.0 * row[i]);
-            to[i - 1] = l * l;
-            continue;
-        }
-        double gx = row[i + 1] - row[i - 1];
-        double gy = above[i] - below[i];
-        if (measure == FOCUS_GRADIENT)
-        {
-            gx = (below[i + 1] - below[i - 1]) + 2.0 * gx + (above[i + 1] - above[i - 1]);
-            gy = (above[i - 1] - below[i - 1]) + 2.0 * gy + (above[i + 1] - below[i + 1]);
-        }
-        else
-        {
-            gx *= 0.5;
-            gy *= 0.5;
-        }
+        const double gx =
+            (below[i + 1] - below[i - 1]) + 2.0 * (row[i + 1] - row[i - 1]) + (above[i + 1] - above[i - 1]);
+        const double gy = (above[i - 1] - below[i - 1]) + 2.0 * (above[i] - below[i]) + (above[i + 1] - below[i + 1]);
         to[i - 1] = gx * gx + gy * gy;
     }
 }
 
-/// The two sums of a row, whose neighbours stand in rows[0] and rows[2] where the measure needs them.
+void Laplacian(const double* below, const double* row, const double* above, std::size_t n, double* to)
+{
+    for (std::size_t i = 1; i + 1 < n; ++i)
+    {
+        const double v = (row[i - 1] + row[i + 1] - 2.0 * row[i]) + (below[i] + above[i] - 2.0 * row[i]);
+        to[i - 1] = v * v;
+    }
+}
+
+void Edges(const double* below, const double* row, const double* above, std::size_t n, double* to)
+{
+    for (std::size_t i = 1; i + 1 < n; ++i)
+    {
+        const double gx = (row[i + 1] - row[i - 1]) * 0.5;
+        const double gy = (above[i] - below[i]) * 0.5;
+        to[i - 1] = gx * gx + gy * gy;
+    }
+}
+
+constexpr detail::FocusTable kPlain = {Intensities, Roots, Gradient, Laplacian, Edges, Sum<false>, Sum<true>};
+
+const detail::FocusTable& Loops()
+{
+    return detail::StepByStep() ? kPlain : detail::WideFocus();
+}
+
+// --------------------------------------------------------------------------------------------------------- the rows
+
+/// Amplitudes or intensities of consecutive samples.
+void Fill(double* to, const Complex* samples, std::size_t count, bool polar, bool amplitudes)
+{
+    if (!polar)
+    {
+        Loops().intensities(reinterpret_cast<const float*>(samples), count, to);
+        if (amplitudes)
+            Loops().roots(to, count);
+        return;
+    }
+    for (std::size_t n = 0; n < count; ++n)
+    {
+        const double a = samples[n].GetReal();
+        to[n] = amplitudes ? std::fabs(a) : a * a;
+    }
+}
+
+/// The two sums of a row, whose neighbours stand in rows[0] and rows[2] where the measure needs them: it is its own in
+/// a field of one row.
 Pair RowSums(FocusMeasure measure, const double* const* rows, std::size_t count, double* terms)
 {
     const Rule rule = kRules[measure];
-    const double* const row = rows[1];
+    const detail::FocusTable& loops = Loops();
     if (!rule.differences)
-    {
-        for (std::size_t i = 0; i < count; ++i)
-            terms[i] = row[i] * row[i];
-        return {Sum(row, count), Sum(terms, count)};
-    }
-    Differences(measure, rows[0], row, rows[2], count, terms);
-    const double squares = Sum(terms, count - 2);
+        return {loops.sum(rows[1], count), loops.sumOfSquares(rows[1], count)};
+    const auto differences = measure == FOCUS_GRADIENT    ? loops.gradient
+                             : measure == FOCUS_LAPLACIAN ? loops.laplacian
+                                                          : loops.edges;
+    differences(rows[0], rows[1], rows[2], count, terms);
+    const double squares = loops.sum(terms, count - 2);
     if (!rule.amplitudes)
-        return {Sum(row + 1, count - 2), squares};
-    for (std::size_t i = 0; i < count - 2; ++i)
-        terms[i] = std::sqrt(terms[i]);
-    return {Sum(terms, count - 2), squares};
+        return {loops.sum(rows[1] + 1, count - 2), squares};
+    loops.roots(terms, count - 2);
+    return {loops.sum(terms, count - 2), squares};
 }
 
 /// The measure from the means of the two quantities.
