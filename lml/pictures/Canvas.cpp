@@ -60,7 +60,7 @@ void Canvas::Mix(std::int32_t x, std::int32_t y, PictureColour colour, double co
     const double c[3] = {static_cast<double>(colour.red), static_cast<double>(colour.green),
                          static_cast<double>(colour.blue)};
     for (std::size_t n = 0; n < 3; ++n)
-        p[n] = static_cast<std::uint16_t>(p[n] + (c[n] - p[n]) * cover + 0.5);
+        p[n] = static_cast<std::uint16_t>(std::lround(p[n] + (c[n] - p[n]) * cover));
 }
 
 void Canvas::Fill(Box box, PictureColour colour, double cover)

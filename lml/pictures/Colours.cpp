@@ -60,7 +60,7 @@ std::uint8_t Byte(double linear)
 {
     const double v = std::clamp(linear, 0.0, 1.0);
     const double coded = v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1.0 / 2.4) - 0.055;
-    return static_cast<std::uint8_t>(255.0 * coded + 0.5);
+    return static_cast<std::uint8_t>(std::lround(255.0 * coded));
 }
 
 /// Lightness as it is seen beside a white: OKLab's own counts dark colours as lighter than they look. The constants are
@@ -245,7 +245,7 @@ PictureColour GetPictureColour(PictureColours colours, double t)
     const double place = t > 0.0 ? (t < 1.0 ? t : 1.0) : 0.0; // not a number is 0
     // A closed map ends one step before its beginning.
     const double steps = pictures::IsCyclic(colours) ? 256.0 : 255.0;
-    const std::size_t index = static_cast<std::size_t>(place * steps + 0.5) % 256;
+    const std::size_t index = static_cast<std::size_t>(std::lround(place * steps)) % 256;
     return pictures::TableOf(colours)[index];
 }
 } // namespace LumoraLib

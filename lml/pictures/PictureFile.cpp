@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -124,7 +125,7 @@ PictureImage InColour(const PictureImage& image)
         for (std::size_t c = 0; c < 3; ++c)
         {
             const double value = opacity * (p[channels < 3 ? 0 : c] / full) + 1.0 - opacity;
-            result.samples[3 * n + c] = static_cast<std::uint16_t>(255.0 * std::clamp(value, 0.0, 1.0) + 0.5);
+            result.samples[3 * n + c] = static_cast<std::uint16_t>(std::lround(255.0 * std::clamp(value, 0.0, 1.0)));
         }
     }
     return result;

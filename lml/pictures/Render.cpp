@@ -128,9 +128,9 @@ PictureColour ComplexColour(double phase, double brightness)
         return colours;
     }();
     const double turn = phase / (2.0 * kPi);
-    const std::size_t hue = static_cast<std::size_t>((turn - std::floor(turn)) * kHues + 0.5) % kHues;
+    const std::size_t hue = static_cast<std::size_t>(std::lround((turn - std::floor(turn)) * kHues)) % kHues;
     const double b = brightness > 0.0 ? std::min(brightness, 1.0) : 0.0;
-    return table[hue * kSteps + static_cast<std::size_t>(b * (kSteps - 1) + 0.5)];
+    return table[hue * kSteps + static_cast<std::size_t>(std::lround(b * (kSteps - 1)))];
 }
 
 PictureImage Coloured(const View& view, const Raster& raster, const PictureRange& range, const PictureStyle& style)
