@@ -199,7 +199,14 @@ std::string Refusal(const Advice& advice, const Options& options)
         if (advice.Taken() != nullptr)
             return text + " Take --method auto, which goes by " + advice.Taken()->name;
     }
-    if (!advice.remedies.empty())
+    const AdviceMember* least = nullptr; // what only the memory keeps from being taken
+    for (const AdviceMember& way : advice.ways)
+        if (way.error >= 0.0 && way.error <= options.advice.tolerance && (least == nullptr || way.bytes < least->bytes))
+            least = &way;
+    if (options.advice.maxBytes > 0.0 && least != nullptr)
+        text += " and of the memory; " + least->name + " would be with --max-memory " +
+                std::to_string(static_cast<std::int64_t>(std::ceil(least->bytes / 1048576.0))) + "MiB";
+    else if (!advice.remedies.empty())
         text += "; " + advice.remedies.front();
     return text + " (lml advise says more; --best-effort goes all the same)";
 }

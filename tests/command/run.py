@@ -118,7 +118,7 @@ def optics():
     spread = math.sqrt(1 + (0.1 * 633e-9 / (math.pi * 1e-8)) ** 2)
     near(facts("measure", "zoom.lm")["widths"][0], 2e-4 * spread, 0.02, "a beam that widens")
     hard = ["picture.lm", "-d", "1cm", "--max-memory", "1KiB"]
-    call("propagate", *hard, "x.lm", code=3, err=["no way is within", "lml advise"])
+    call("propagate", *hard, "x.lm", code=3, err=["no way is within", "with --max-memory", "lml advise"])
     call("propagate", *hard, "x.lm", "--best-effort", out=["note: against the adviser"])
     call("propagate", *hard, "x.lm", "--method", "fresnel", "--to-pitch", "1um", code=3, err=["pitch"])
     advice = facts("advise", *hard, code=3)
