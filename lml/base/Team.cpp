@@ -25,15 +25,16 @@ namespace
 // Longer than the gaps between the regions of one operation, shorter than what a sleep and a wake cost twice.
 constexpr std::int64_t kSpin = 20'000; // nanoseconds
 
-// A worker that is off its processor for a time t in the middle of a part holds the caller as long. Where that is more
-// than half of what the workers have worked since it happened last, they gain nothing: the next offers stand back for
+// A worker that is off its processor for a time t in the middle of a part holds the whole team as long. Where that is
+// more than it has worked for since it happened last, the team is better off without it: it stands aside for
 // kPatience t, so that little of the time is lost so, however busy the machine. Below kLate it is the sleep and the
 // wake themselves.
 constexpr std::int64_t kPatience = 16;
 constexpr std::int64_t kLate = 50'000;
 
-// A worker that runs on the caller's own processor helps nobody: the others are taken. Looked at again after this.
-constexpr std::int64_t kCrowded = 2'000'000;
+// A worker that runs on the caller's own processor helps nobody: the others are taken, and third programs come in where
+// the two change places. It stands aside for some of the system's time slices.
+constexpr std::int64_t kCrowded = 30'000'000;
 
 // Nothing is started anew for so long after the system has refused a thread.
 constexpr std::int64_t kRefused = 1'000'000'000;
@@ -61,6 +62,7 @@ struct alignas(64) Desk
     int caller = 0;         // processor of the caller
     unsigned int modes = 0; // the caller's floating-point modes
     std::int64_t had = 0;   // processor time of the worker when it was late last
+    std::int64_t aside = 0; // clock before which nothing is offered
     pthread_t thread = {};
 };
 
@@ -69,7 +71,8 @@ std::atomic<bool> taken{false};
 Desk desks[kMostWorkers];
 int workers = 0;
 int asked = 0;               // the largest team that workers have been started for
-std::int64_t aloneUntil = 0; // clock before which nothing is offered
+std::int64_t aside = 0;      // clock from which no worker stands aside
+int active[kMostWorkers];    // workers of the present region
 std::int64_t startAfter = 0; // clock before which no worker is started
 
 std::int64_t Nanoseconds(clockid_t clock)
@@ -168,7 +171,7 @@ bool StartWorker(Desk& desk, int index)
         return false;
     BindWorker(attributes, index);
     desk.state.store(Idle);
-    desk.had = 0;
+    desk.had = desk.aside = 0;
     // Signals are the program's threads' own.
     sigset_t all, before;
     sigfillset(&all);
@@ -185,7 +188,7 @@ void InChild()
     for (int w = 0; w < workers; ++w)
         desks[w].state.store(Idle);
     workers = asked = 0;
-    aloneUntil = startAfter = 0;
+    aside = startAfter = 0;
     taken.store(false);
 }
 
@@ -220,6 +223,25 @@ void Offer(Desk& desk, TeamPart part, const void* body, const Block& block, int 
         desk.state.notify_one();
 }
 
+void StandAside(Desk& desk, std::int64_t until)
+{
+    desk.aside = std::max(desk.aside, until);
+    aside = std::max(aside, until);
+}
+
+/// The workers that do not stand aside, `most` at most; their number.
+int Gather(int most)
+{
+    const std::int64_t now = aside != 0 ? Now() : 0;
+    if (now >= aside)
+        aside = 0;
+    int count = 0;
+    for (int w = 0; w < workers && count < most; ++w)
+        if (aside == 0 || desks[w].aside <= now)
+            active[count++] = w;
+    return count;
+}
+
 /// Waits for one of `helpers` workers, which runs.
 void Await(Desk& desk, int helpers, int processor)
 {
@@ -238,26 +260,24 @@ void Await(Desk& desk, int helpers, int processor)
         const std::int64_t lost = now - since - (has - before);
         if (known && lost > kLate)
         {
-            if (2 * lost > (has - desk.had) * helpers)
-                aloneUntil = std::max(aloneUntil, now + kPatience * lost);
+            if ((helpers + 1) * lost > has - desk.had)
+                StandAside(desk, now + kPatience * lost);
             desk.had = has;
         }
     }
-    if (crowded)
-        aloneUntil = std::max(aloneUntil, Now() + kCrowded);
 }
 
-/// Whether the caller may offer parts, and then holds the team.
-bool Take(int parts)
+/// Takes the team for a region; the number of workers that parts may be offered to. With none it is not taken.
+int Take(int parts)
 {
     if (parts <= 1 || omp_in_parallel() != 0 || taken.exchange(true, std::memory_order_acquire))
-        return false;
+        return 0;
     if (parts > asked)
         Start(parts);
-    if (workers > 0 && (aloneUntil == 0 || Now() >= aloneUntil))
-        return true;
-    taken.store(false, std::memory_order_release);
-    return false;
+    const int helpers = Gather(parts - 1);
+    if (helpers == 0)
+        taken.store(false, std::memory_order_release);
+    return helpers;
 }
 
 /// Ends the workers with the program or the library. Later regions run on their callers alone.
@@ -279,23 +299,25 @@ struct AtEnd
 void RunTeam(int parts, TeamPart part, const void* body) noexcept
 {
     const std::size_t count = static_cast<std::size_t>(std::max(parts, 0));
-    if (!Take(parts))
+    const int helpers = Take(parts);
+    if (helpers == 0)
         return RunParts(part, body, {0, count}, parts);
-    const int helpers = std::min(workers, parts - 1);
     const int processor = sched_getcpu();
-    for (int w = 1; w <= helpers; ++w)
-        Offer(desks[w - 1], part, body, BlockOf(count, w, helpers + 1), parts, processor);
+    for (int w = 0; w < helpers; ++w)
+        Offer(desks[active[w]], part, body, BlockOf(count, w + 1, helpers + 1), parts, processor);
     RunParts(part, body, BlockOf(count, 0, helpers + 1), parts);
-    for (int w = 1; w <= helpers; ++w)
+    for (int w = 0; w < helpers; ++w)
     {
-        Desk& desk = desks[w - 1];
+        Desk& desk = desks[active[w]];
         std::uint32_t state = Offered;
         if (desk.state.compare_exchange_strong(state, Idle))
             RunParts(part, body, desk.block, parts);
+        else if (desk.processor.load(std::memory_order_relaxed) == processor)
+            StandAside(desk, Now() + kCrowded);
     }
     for (int w = 0; w < helpers; ++w)
-        if (desks[w].state.load(std::memory_order_acquire) == Running)
-            Await(desks[w], helpers, processor);
+        if (desks[active[w]].state.load(std::memory_order_acquire) == Running)
+            Await(desks[active[w]], helpers, processor);
     taken.store(false, std::memory_order_release);
 }
 } // namespace LumoraLib::detail

@@ -14,8 +14,8 @@ using TeamPart = void (*)(const void* body, int part, int parts);
 /// and must not throw. Which thread runs a part is not fixed.
 ///
 /// All parts run on the calling thread, one after the other: inside a parallel region of the program's own, while
-/// another thread has the team, inside a part, where the system has no threads or one processor to give, and for a
-/// while after a worker has lost its processor in the middle of a part.
+/// another thread has the team, inside a part, and where the system has no threads or one processor to give. A worker
+/// that has lost its processor in the middle of a part, or shares the caller's, stands aside for a while.
 void RunTeam(int parts, TeamPart part, const void* body) noexcept;
 } // namespace LumoraLib::detail
 
