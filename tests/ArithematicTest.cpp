@@ -112,18 +112,17 @@ TEST(Arithematic, Fills)
 
 TEST(Arithematic, WindowFillsStayInTheWindowAndInTheGrid)
 {
-    struct Case
+    const struct
     {
         LML_RECT window;
         int left, right, bottom, top; // the part inside 8 by 4
-    };
-    const Case table[] = {{LML_RECT(2, 2, 4, 1), 2, 4, 1, 2},
-                          {LML_RECT(0, 4, 8, 0), 0, 8, 0, 4},
-                          {LML_RECT(5, 3, 2, 1), 0, 0, 0, 0},
-                          {LML_RECT(2, 1, 4, 3), 0, 0, 0, 0},
-                          {LML_RECT(-9, 99, 99, -9), 0, 8, 0, 4},
-                          {LML_RECT(100, 9, 200, 5), 0, 0, 0, 0},
-                          {LML_RECT(7, INT_MAX, INT_MAX, 3), 7, 8, 3, 4}};
+    } table[] = {{LML_RECT(2, 2, 4, 1), 2, 4, 1, 2},
+                 {LML_RECT(0, 4, 8, 0), 0, 8, 0, 4},
+                 {LML_RECT(5, 3, 2, 1), 0, 0, 0, 0},
+                 {LML_RECT(2, 1, 4, 3), 0, 0, 0, 0},
+                 {LML_RECT(-9, 99, 99, -9), 0, 8, 0, 4},
+                 {LML_RECT(100, 9, 200, 5), 0, 0, 0, 0},
+                 {LML_RECT(7, INT_MAX, INT_MAX, 3), 7, 8, 3, 4}};
     using Fill = std::function<void(Lumora&)>;
     const Fill fills[] = {[](Lumora& f) { f.SetConstWin(Complex(9.0, 9.0)); },
                           [](Lumora& f) { f.SetConstWinReal(9.0); }, [](Lumora& f) { f.SetConstWinImag(9.0); },
@@ -133,7 +132,7 @@ TEST(Arithematic, WindowFillsStayInTheWindowAndInTheGrid)
                               f.SetConstWinPhase(3.1);
                           }};
     for (const Threads threads : EachTeam({1, 2, 7}))
-        for (const Case& t : table)
+        for (const auto& t : table)
             for (const Fill& fill : fills)
             {
                 Lumora f(8, 4);

@@ -18,33 +18,6 @@ unsigned char At(const std::string& bytes, std::size_t n)
     return static_cast<unsigned char>(bytes.at(n));
 }
 
-/// A BMP made by hand.
-struct Picture
-{
-    std::int64_t width = 3;
-    std::int64_t height = 2;
-    int bits = 8;
-    std::uint64_t compression = 0;
-    std::uint64_t colours = 0;
-    std::int64_t offset = -1; // -1: behind the palette
-    std::string palette;      // empty: grey
-    std::string pixels;       // rows as they stand in the file
-    std::string Bytes() const
-    {
-        std::string pal = palette;
-        if (pal.empty())
-            for (int i = 0; i < (1 << bits); ++i)
-            {
-                const char v = static_cast<char>(i * 255 / ((1 << bits) - 1));
-                pal += {v, v, v, '\x7f'};
-            }
-        const auto at = static_cast<std::uint64_t>(offset < 0 ? 54 + static_cast<std::int64_t>(pal.size()) : offset);
-        return "BM" + Le(0, 8) + Le(at, 4) + Le(40, 4) + Le(static_cast<std::uint64_t>(width), 4) +
-               Le(static_cast<std::uint64_t>(height), 4) + Le(1, 2) + Le(static_cast<std::uint64_t>(bits), 2) +
-               Le(compression, 4) + Le(0, 12) + Le(colours, 4) + Le(0, 4) + pal + pixels;
-    }
-};
-
 /// An 8-bit picture whose pixel (i, row from the bottom) has a value of its own.
 unsigned char PixelAt(int i, int row)
 {
@@ -169,54 +142,6 @@ TEST(BmpSave, SaversDifferInWindowRangePaletteAndBar)
         EXPECT_EQ(field.Window().left, 4);
         EXPECT_EQ(field.Window().top, 13);
     }
-}
-
-TEST(BmpLoad, EveryModeFormDepthAndOrder)
-{
-    ScratchFile file("load.bmp");
-    const std::string palette("\x10\x20\x30\0\xff\0\0\0\0\xff\0\0\0\0\xff\0\xff\xff\xff\0", 20);
-    const double grey[] = {(0.1 * 16 + 0.6 * 32 + 0.3 * 48) / 255, 0.1, 0.6, 0.3, 1.0, 0.0};
-    for (const bool topDown : {false, true})
-        for (const int bits : {8, 4})
-        {
-            Picture p;
-            p.width = 6;
-            p.height = topDown ? -2 : 2;
-            p.bits = bits;
-            p.colours = 5;
-            p.palette = palette;
-            const std::string rows[2] = {
-                bits == 8 ? std::string("\0\1\2\3\4\5xx", 8) : std::string("\x01\x23\x45\xff", 4),
-                bits == 8 ? std::string("\4\0\0\0\1\xffxx", 8) : std::string("\x40\x00\x1e\xff", 4)};
-            p.pixels = topDown ? rows[1] + rows[0] : rows[0] + rows[1];
-            file.Write(p.Bytes());
-            const int index[2][6] = {{0, 1, 2, 3, 4, 5}, {4, 0, 0, 0, 1, 5}}; // 5 is beyond the palette: black
-            for (const int form : {0, 2, 3})
-                for (int mode = -1; mode <= 7; ++mode)
-                {
-                    Lumora field(4, 4);
-                    FillRandom(field);
-                    field.Form() = static_cast<ComplexForm>(form);
-                    const Complex background(0.75, 0.5);
-                    field.LoadBMP(file.Path(), static_cast<Mode>(mode), background);
-                    ASSERT_EQ(field.GetNx(), 8);
-                    ASSERT_EQ(field.GetNy(), 2);
-                    EXPECT_EQ(field.Window().right, 8);
-                    EXPECT_EQ(field.Form(), form);
-                    const bool loads = mode >= 0 && mode <= 4;
-                    // The background is a pair in the form of the mode; without a form of its own, of the field.
-                    const bool polarPair = loads ? mode == 0 || mode >= 3 : form != 0;
-                    for (const auto [i, j] : Grid(8, 2))
-                    {
-                        const bool inside = i >= 1 && i < 7 && loads;
-                        const auto expected = inside ? AsCartesian(LoadedPair(mode, grey[index[j][i - 1]]), polarPair)
-                                                     : AsCartesian({0.75, 0.5}, polarPair);
-                        const auto got = AsCartesian({field.GetReal(i, j), field.GetImag(i, j)}, form != 0);
-                        ASSERT_LT(std::abs(got - expected), 1e-6)
-                            << "bits " << bits << " form " << form << " mode " << mode << " at " << i << ' ' << j;
-                    }
-                }
-        }
 }
 
 TEST(BmpLoad, PlacementOfEverySize)

@@ -41,19 +41,18 @@ struct Tables
 
 TEST(Fftsg, TinyLengths)
 {
-    struct Case
+    const struct
     {
         int sign;
         std::vector<float> in, out;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {-1, {3, -4}, {3, -4}},
         {1, {1, 2, 10, 30}, {11, 32, -9, -28}},
         {-1, {1, 0, 0, 0, 0, 0, 0, 0}, {1, 0, 1, 0, 1, 0, 1, 0}},
         {0, {0, 0, 1, 0, 0, 0, 0, 0}, {1, 0, 0, 1, -1, 0, 0, -1}},
         {-7, {0, 0, 1, 0, 0, 0, 0, 0}, {1, 0, 0, -1, -1, 0, 0, 1}},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
     {
         const std::size_t n = c.in.size() / 2;
         Samples x(n);

@@ -253,10 +253,9 @@ TEST_F(FileLmTest, FilesOfOtherWriters)
     EXPECT_EQ(g.GetReal(1, 0), source.GetReal(1, 0));
     EXPECT_TRUE(g.GetOrigin() == origin && g.GetNormalVector() == normal);
     // Normals are brought to unit length; one without a length becomes zero.
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     for (const auto& [stored, expected] : {std::pair{Vector(0, 3, 4), Vector(0, 3.0 * (1.0 / 5), 4.0 * (1.0 / 5))},
                                            {Vector(0, 0, 0), Vector(0, 0, 0)},
-                                           {Vector(nan, 0, 1), Vector(0, 0, 0)}})
+                                           {Vector(kNan, 0, 1), Vector(0, 0, 0)}})
     {
         h = Head();
         h.nx = h.ny = 1;
@@ -463,7 +462,6 @@ TEST_F(FileLmTest, SegmentsAgreeWithTheCommonHead)
     CreateFileSegLm(path, 2, 2);
     a.SaveAsSegLm(path, 0, 0);
     const std::string before = file.Read();
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     const auto tilt = [](Lumora& f, double d)
     {
         f.SetNormalVector(f.GetNormalVector() + Vector(d, 0.0, 0.0));
@@ -476,8 +474,8 @@ TEST_F(FileLmTest, SegmentsAgreeWithTheCommonHead)
         [](Lumora& f) { f.SetPx(std::nextafter(f.GetPx(), 1.0)); },
         [](Lumora& f) { f.SetPy(f.GetPy() * 2.0); },
         [](Lumora& f) { f.SetWavelength(533e-9); },
-        [&](Lumora& f) { f.SetPx(nan); },
-        [&](Lumora& f) { f.SetWavenumber(nan); },
+        [&](Lumora& f) { f.SetPx(kNan); },
+        [&](Lumora& f) { f.SetWavenumber(kNan); },
         [&](Lumora& f) { tilt(f, 3e-6); },
     };
     // clang-format on

@@ -127,11 +127,6 @@ double Distance(const Lumora& a, const Lumora& b)
     return std::min(PairDistance(a, b), PairDistance(x, y));
 }
 
-bool Same(double a, double b)
-{
-    return a == b || (std::isnan(a) && std::isnan(b));
-}
-
 struct Outcome
 {
     Failure failure;
@@ -173,19 +168,7 @@ void ExpectSame(const Scene& scene, const Operation& operation, int threads)
     EXPECT_EQ(fused.failure, plain.failure);
     Lumora& a = fused.field;
     Lumora& b = plain.field;
-    EXPECT_EQ(a.GetNx(), b.GetNx());
-    EXPECT_EQ(a.GetNy(), b.GetNy());
-    EXPECT_EQ(a.Form(), b.Form());
-    EXPECT_PRED2(Same, a.GetPx(), b.GetPx());
-    EXPECT_PRED2(Same, a.GetPy(), b.GetPy());
-    EXPECT_EQ(a.k(), b.k());
-    for (const auto& [x, y] : {std::pair{a.GetOrigin(), b.GetOrigin()}, {a.GetNormalVector(), b.GetNormalVector()}})
-    {
-        EXPECT_EQ(x.x, y.x);
-        EXPECT_EQ(x.y, y.y);
-        EXPECT_EQ(x.z, y.z);
-    }
-    EXPECT_EQ(std::memcmp(&a.Window(), &b.Window(), sizeof(LML_RECT)), 0);
+    EXPECT_EQ(Frame(a), Frame(b));
     if (plain.failure.code != 0)
     {
         EXPECT_TRUE(SameBits(a, b));

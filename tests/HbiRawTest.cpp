@@ -6,13 +6,6 @@ namespace
 {
 using namespace lmltest;
 
-std::string Head(std::int64_t at, int bits, std::int64_t width, std::int64_t height, float px = 2e-6f, float py = 3e-6f)
-{
-    return "HB" + Le(static_cast<std::uint64_t>(at), 4) + Le(static_cast<std::uint64_t>(bits), 1) +
-           Le(static_cast<std::uint64_t>(width), 4) + Le(static_cast<std::uint64_t>(height), 4) + LeF(px) + LeF(py) +
-           Le(0xaa, 1);
-}
-
 TEST(HbiSave, OwnRangeWrapsLogIntensityIsBlackAndNoOption)
 {
     ScratchFile file("wrap");
@@ -32,57 +25,6 @@ TEST(HbiSave, OwnRangeWrapsLogIntensityIsBlackAndNoOption)
     EXPECT_EQ(Catch([&] { field.WinSaveAsHBI(file.Path(), ModeReal, 0, 0, &option); }), refused);
     EXPECT_EQ(Catch([&] { field.SaveAsHBI(file.Path(), ModeReal, 0, 0, &option); }), refused);
     EXPECT_EQ(file.Read(), "HB") << "created by then";
-}
-
-TEST(HbiLoad, EveryModeFormAndDepth)
-{
-    ScratchFile file("load.hbi");
-    struct Depth
-    {
-        int bits;
-        int width;
-        std::string bytes; // as the reader takes them, with 3 bytes between head and pixels
-        std::vector<int> pixels;
-    };
-    const Depth depths[] = {
-        {8, 4, std::string("\x00\x33\xff\x80", 4), {0, 0x33, 255, 128}},
-        {4, 4, std::string("\x0f\x7a\x11\x11", 4), {0, 15, 7, 10}}, // rows of width * height bytes
-        {1, 32, std::string("\x80\x00\x01\xf0", 4), {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                                                     0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 0, 0, 0, 0}},
-        // Nx is 16, a row has 12 bytes: what is not there is pixel 0
-        {8,
-         9,
-         std::string("\xff\xff\xff\xff\xff\xff\xff\xff\xff\x33\x33\x33", 12),
-         {255, 255, 255, 255, 255, 255, 255, 255, 255, 51, 51, 51, 0, 0, 0, 0}},
-    };
-    for (const Depth& d : depths)
-        for (const int form : {0, 2, 3})
-            for (int mode = -1; mode <= 7; ++mode)
-            {
-                file.Write(Head(27, d.bits, d.width, 1) + "gap" + d.bytes);
-                Lumora field(2, 8, 1e-6);
-                FillRandom(field);
-                field.SetWindow(0, 1, 0, 1);
-                const Lumora before(field);
-                field.Form() = static_cast<ComplexForm>(form);
-                field.LoadHBI(file.Path(), static_cast<Mode>(mode));
-                ASSERT_EQ(field.GetNx(), static_cast<int>(d.pixels.size()));
-                ASSERT_EQ(field.GetNy(), 1);
-                EXPECT_EQ(field.GetPx(), static_cast<double>(2e-6f));
-                EXPECT_EQ(field.GetPy(), static_cast<double>(3e-6f));
-                EXPECT_EQ(field.Form(), form);
-                EXPECT_EQ(field.Window().right, field.GetNx());
-                for (int i = 0; i < field.GetNx(); ++i)
-                {
-                    const bool loads = mode >= 0 && mode <= 4;
-                    const double v = d.pixels[static_cast<std::size_t>(i)] / static_cast<double>((1 << d.bits) - 1);
-                    const auto expected = loads ? AsCartesian(LoadedPair(mode, v), mode == 0 || mode >= 3)
-                                                : std::complex<double>(0.0, 0.0);
-                    const auto got = AsCartesian({field.GetReal(i, 0), field.GetImag(i, 0)}, form != 0);
-                    ASSERT_LT(std::abs(got - expected), 1e-6)
-                        << d.bits << " form " << form << " mode " << mode << ' ' << i;
-                }
-            }
 }
 
 TEST(HbiLoad, SameNumberOfSamplesAndRoundTrip)

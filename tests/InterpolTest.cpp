@@ -5,8 +5,6 @@ using namespace lmltest;
 
 namespace
 {
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // The kernels in long form.
 double K4(double d)

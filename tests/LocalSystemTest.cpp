@@ -5,7 +5,6 @@ using namespace lmltest;
 
 namespace
 {
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 /// One of the three operations by number, and what it does to one sample.
 Lumora& Apply(int operation, Lumora& f, const Lumora& source, Interpol k)

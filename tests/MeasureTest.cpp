@@ -5,7 +5,7 @@ using namespace lmltest;
 
 namespace
 {
-constexpr int kThreads[] = {1, 2, 3, 7};
+const EachTeam kThreads({1, 2, 3, 7});
 constexpr ComplexForm kForms[] = {COMPLEX_AMPLITUDE, SPECTRUM, POLAR_AMPLITUDE, POLAR_SPECTRUM};
 
 double D(float v)
@@ -172,12 +172,11 @@ TEST(Measure, EverySumAndMaximum)
             [&]
             {
                 for (const LML_RECT& window : kWindows)
-                    for (const int threads : kThreads)
+                    for (const Threads threads : kThreads)
                         for (const Measure& m : kMeasures)
                         {
                             if (Skips(threads, GetFftLib(), form, window.left % 3 != 0))
                                 continue;
-                            const Threads team(threads);
                             f.Window() = window;
                             ExpectSame(m.measured(f), m.expected(f, threads),
                                        std::string(m.name) + ", form " + std::to_string(form) + ", window from " +
@@ -239,12 +238,11 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
         {LML_RECT(50, 60, 52, 58), LML_RECT(0, 2, 2, 0)}, {LML_RECT(0, 3, 16, 0), LML_RECT(-4, 1, 12, -2)}};
     for (const ComplexForm form : kForms)
         for (const auto& w : windows)
-            for (const int threads : kThreads)
+            for (const Threads threads : kThreads)
                 for (const Engine engine : EachEngine())
                 {
                     if (Skips(threads, engine, form, w.first.left > 3))
                         continue;
-                    const Threads team(threads);
                     Lumora u(16, 8);
                     Lumora r(32, 16);
                     FillRandom(u, 8);
@@ -298,10 +296,9 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
 
 TEST(Measure, OverlapFactor)
 {
-    for (const int threads : kThreads)
+    for (const Threads threads : kThreads)
         for (const Engine engine : EachEngine())
         {
-            const Threads team(threads);
             Lumora a(32, 8);
             FillRandom(a, 6);
             a.Window() = LML_RECT(3, 4, 3, 9);

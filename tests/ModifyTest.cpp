@@ -9,7 +9,6 @@ using namespace lmltest;
 
 namespace
 {
-const double kNan = std::numeric_limits<double>::quiet_NaN();
 
 Lumora Numbered(int nx, int ny)
 {
@@ -24,17 +23,15 @@ Lumora Numbered(int nx, int ny)
 
 TEST(Modify, SetRectClampsToTheGrid)
 {
-    struct Case
+    const struct
     {
         double wx, wy;
         int i0, i1, j0, j1;
-    };
-    const Case table[] = {
-        {4, 2, 6, 10, 3, 5},   {5, 2, 6, 11, 3, 5},       {0, 2, 0, 0, 0, 0}, // -2.5 rounds to -2, 2.5 to 3
-        {100, 2, 0, 16, 3, 5}, {1e9, 1e300, 0, 16, 0, 8}, {4, -2, 0, 0, 0, 0},    {-4, 2, 0, 0, 0, 0},
-        {kNan, 2, 0, 0, 0, 0}, {16, 8, 0, 16, 0, 8},      {4e12, 3, 0, 16, 3, 6}, {4, kNan, 0, 0, 0, 0}};
+    } table[] = {{4, 2, 6, 10, 3, 5},   {5, 2, 6, 11, 3, 5},       {0, 2, 0, 0, 0, 0}, // -2.5 rounds to -2, 2.5 to 3
+                 {100, 2, 0, 16, 3, 5}, {1e9, 1e300, 0, 16, 0, 8}, {4, -2, 0, 0, 0, 0},    {-4, 2, 0, 0, 0, 0},
+                 {kNan, 2, 0, 0, 0, 0}, {16, 8, 0, 16, 0, 8},      {4e12, 3, 0, 16, 3, 6}, {4, kNan, 0, 0, 0, 0}};
     for (const Threads threads : EachTeam({1, 3}))
-        for (const Case& t : table)
+        for (const auto& t : table)
         {
             Lumora f(16, 8, 1e-6, 1e-6);
             FillRandom(f);
@@ -180,10 +177,7 @@ TEST(Modify, EnlargementsByIndex)
             EXPECT_EQ(blocks.GetPy(), 3e-6 / factor); // also of one row
             for (Lumora* f : {&blocks, &spread})
             {
-                EXPECT_EQ(f->Window().left, factor);
-                EXPECT_EQ(f->Window().right, 5 * factor);
-                EXPECT_EQ(f->Window().top, ny * rows);
-                EXPECT_EQ(f->Window().bottom, 0);
+                EXPECT_TRUE(WindowIs(*f, factor, 5 * factor, 0, ny * rows));
             }
             Lumora same(start);
             same.Subdivide(n);
@@ -211,15 +205,14 @@ TEST(Modify, SizeChangesOfEmptyAndForeignBuffers)
 
 TEST(Modify, ExtractWindow)
 {
-    struct Case
+    const struct
     {
         LML_RECT window; // of a 16 by 8 field
         int nx, ny, x0, y0;
-    };
-    const Case table[] = {{LML_RECT(4, 6, 12, 2), 8, 4, 0, 0},   {LML_RECT(3, 5, 8, 2), 8, 4, 1, 0},
-                          {LML_RECT(15, 8, 16, 7), 1, 1, 0, 0},  {LML_RECT(-2, 9, 3, 6), 8, 4, 1, 0},
-                          {LML_RECT(10, 8, 40, 0), 32, 8, 1, 0}, {LML_RECT(9, 2, 4, 6), 1, 1, 3, 2}};
-    for (const Case& t : table)
+    } table[] = {{LML_RECT(4, 6, 12, 2), 8, 4, 0, 0},   {LML_RECT(3, 5, 8, 2), 8, 4, 1, 0},
+                 {LML_RECT(15, 8, 16, 7), 1, 1, 0, 0},  {LML_RECT(-2, 9, 3, 6), 8, 4, 1, 0},
+                 {LML_RECT(10, 8, 40, 0), 32, 8, 1, 0}, {LML_RECT(9, 2, 4, 6), 1, 1, 3, 2}};
+    for (const auto& t : table)
     {
         Lumora source = Numbered(16, 8);
         source.Form() = POLAR_SPECTRUM;
@@ -230,10 +223,8 @@ TEST(Modify, ExtractWindow)
         f.ExtractWindow(source, Complex(0.5, 0.25));
         ASSERT_EQ(f.GetNx(), t.nx);
         ASSERT_EQ(f.GetNy(), t.ny);
-        EXPECT_EQ(f.Window().left, t.x0);
-        EXPECT_EQ(f.Window().bottom, t.y0);
-        EXPECT_EQ(f.Window().right, t.x0 + t.window.right - t.window.left);
-        EXPECT_EQ(f.Window().top, t.y0 + t.window.top - t.window.bottom);
+        EXPECT_TRUE(
+            WindowIs(f, t.x0, t.x0 + t.window.right - t.window.left, t.y0, t.y0 + t.window.top - t.window.bottom));
         EXPECT_EQ(f.Form(), POLAR_SPECTRUM);
         EXPECT_EQ(f.GetPy(), 3e-6);
         EXPECT_EQ(f.k(), source.k());

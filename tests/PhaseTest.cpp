@@ -10,7 +10,7 @@ namespace
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 constexpr double kLevelPi = 3.1415926;
-constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kEndless = std::numeric_limits<float>::infinity();
 
 float F(double v)
 {
@@ -46,10 +46,10 @@ TEST(Phase, HardClipAmplitudeTable)
                           {4, 0.16f, 0.0f},        {4, 0.17f, third},
                           {4, 0.83f, 2.0f / 3.0f}, {4, 0.84f, 1.0f},
                           {4, 1e9f, 1.0f},         {4, 3e38f, 1.0f},
-                          {4, kInf, 1.0f},         {256, 0.5f, 128.0f / 255.0f},
+                          {4, kEndless, 1.0f},     {256, 0.5f, 128.0f / 255.0f},
                           {1, 0.3f, 0.3f},         {0, 0.3f, 0.3f},
                           {-3, 0.3f, 0.3f},        {2147483647, 5.0f, 1.0f}};
-    for (const Case& t : table)
+    for (const auto& t : table)
         for (const ComplexForm form : {POLAR_AMPLITUDE, COMPLEX_AMPLITUDE, SPECTRUM})
         {
             Lumora f = PolarRow({t.from, 0.0f}, {0.0f});
@@ -67,19 +67,17 @@ TEST(Phase, HardClipAmplitudeTable)
 
 TEST(Phase, PartialClipAmplitudeTable)
 {
-    struct Case
+    const struct
     {
         int levels;
         double epsilon;
         float from;
         double to;
-    };
-    const Case table[] = {
-        {3, 0.25, 0.12f, 0.0},  {3, 0.25, 0.125f, 0.0}, {3, 0.25, 0.13f, 0.13f},  {3, 0.25, 0.37f, 0.37f},
-        {3, 0.25, 0.375f, 0.5}, {3, 0.25, 0.5f, 0.5},   {3, 0.25, 0.9f, 1.0},     {3, 0.25, 1.3f, 1.0},
-        {3, 0.0, 0.37f, 0.37f}, {3, 0.0, 1.2f, 1.0},    {3, 0.5, 0.26f, 0.5},     {3, 0.5, 0.24f, 0.0},
-        {2, 0.1, kInf, 1.0},    {1, 0.1, 0.07f, 0.07f}, {3, 0.50001, 0.26f, 0.5}, {3, -0.0, 0.25f, 0.25}};
-    for (const Case& t : table)
+    } table[] = {{3, 0.25, 0.12f, 0.0},   {3, 0.25, 0.125f, 0.0}, {3, 0.25, 0.13f, 0.13f},  {3, 0.25, 0.37f, 0.37f},
+                 {3, 0.25, 0.375f, 0.5},  {3, 0.25, 0.5f, 0.5},   {3, 0.25, 0.9f, 1.0},     {3, 0.25, 1.3f, 1.0},
+                 {3, 0.0, 0.37f, 0.37f},  {3, 0.0, 1.2f, 1.0},    {3, 0.5, 0.26f, 0.5},     {3, 0.5, 0.24f, 0.0},
+                 {2, 0.1, kEndless, 1.0}, {1, 0.1, 0.07f, 0.07f}, {3, 0.50001, 0.26f, 0.5}, {3, -0.0, 0.25f, 0.25}};
+    for (const auto& t : table)
     {
         Lumora f = PolarRow({t.from, 0.0f}, {1.25f});
         f.PartialClipAmplitude(t.levels, t.epsilon);
@@ -90,22 +88,21 @@ TEST(Phase, PartialClipAmplitudeTable)
 
 TEST(Phase, ClippedPhaseTables)
 {
-    struct Case
+    const struct
     {
         int levels;
         double epsilon; // below 0: hard
         double from, to;
-    };
-    const Case table[] = {{1, -1, 0.0, kLevelPi},    {1, -1, -kPi, kLevelPi},    {1, -1, 3.0, kLevelPi},
-                          {2, -1, 0.0, 0.0},         {2, -1, 1.5, 0.0},          {2, -1, 1.6, kLevelPi},
-                          {2, -1, -1.5, 0.0},        {2, -1, -1.6, kLevelPi},    {2, -1, -kPi, kLevelPi},
-                          {4, -1, 0.7, 0.0},         {4, -1, 0.9, kLevelPi / 2}, {4, -1, -2.3, -kLevelPi / 2},
-                          {4, -1, -2.4, kLevelPi},   {0, -1, 0.3, 0.3},          {-2, -1, 0.3, 0.3},
-                          {4, 0.25, 0.3, 0.0},       {4, 0.25, 0.5, 0.5},        {4, 0.25, 1.2, kLevelPi / 2},
-                          {4, 0.25, -3.1, kLevelPi}, {4, 0.25, -kPi, kLevelPi},  {4, 0.0, -kPi, kLevelPi},
-                          {4, 0.0, 0.5, 0.5},        {4, 0.5, 0.7, 0.0},         {4, 0.5, 0.9, kLevelPi / 2},
-                          {0, 0.1, 0.3, 0.3},        {1, 0.5, 0.1, kLevelPi},    {4, -1, 1e30, kLevelPi}};
-    for (const Case& t : table)
+    } table[] = {{1, -1, 0.0, kLevelPi},    {1, -1, -kPi, kLevelPi},    {1, -1, 3.0, kLevelPi},
+                 {2, -1, 0.0, 0.0},         {2, -1, 1.5, 0.0},          {2, -1, 1.6, kLevelPi},
+                 {2, -1, -1.5, 0.0},        {2, -1, -1.6, kLevelPi},    {2, -1, -kPi, kLevelPi},
+                 {4, -1, 0.7, 0.0},         {4, -1, 0.9, kLevelPi / 2}, {4, -1, -2.3, -kLevelPi / 2},
+                 {4, -1, -2.4, kLevelPi},   {0, -1, 0.3, 0.3},          {-2, -1, 0.3, 0.3},
+                 {4, 0.25, 0.3, 0.0},       {4, 0.25, 0.5, 0.5},        {4, 0.25, 1.2, kLevelPi / 2},
+                 {4, 0.25, -3.1, kLevelPi}, {4, 0.25, -kPi, kLevelPi},  {4, 0.0, -kPi, kLevelPi},
+                 {4, 0.0, 0.5, 0.5},        {4, 0.5, 0.7, 0.0},         {4, 0.5, 0.9, kLevelPi / 2},
+                 {0, 0.1, 0.3, 0.3},        {1, 0.5, 0.1, kLevelPi},    {4, -1, 1e30, kLevelPi}};
+    for (const auto& t : table)
         for (const ComplexForm form : {POLAR_AMPLITUDE, POLAR_SPECTRUM})
         {
             Lumora f = PolarRow({2.5f}, {F(t.from)});

@@ -152,10 +152,8 @@ TEST_P(PictureTest, EveryModeFormAndRange)
 
 TEST_P(PictureTest, ValuesBeyondEveryRange)
 {
-    const double inf = std::numeric_limits<double>::infinity();
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     Lumora field(8, 1);
-    const double values[8] = {16843009.0, nan, -inf, 0.5, inf, -1e15, 1.0 + 2.0 / 255.0, 8421504.0};
+    const double values[8] = {16843009.0, kNan, -kInf, 0.5, kInf, -1e15, 1.0 + 2.0 / 255.0, 8421504.0};
     for (int i = 0; i < 8; ++i)
         field.SetPixel(i, 0, Complex(values[i], 0.0));
     const auto pixels = [&](Mode mode, double min, double max)
@@ -168,7 +166,7 @@ TEST_P(PictureTest, ValuesBeyondEveryRange)
               f.rule.wraps ? std::string("\xff\0\0\xbf\xff\0\0\x40", 8) : std::string("\xff\0\0\xbf\xff\0\xff\xff", 8));
     EXPECT_EQ(pixels(ModeReal, 0, 1), std::string("\xff\0\0\x80\xff\0\xff\xff", 8));
     EXPECT_EQ(pixels(ModeIntensity, 0, 1e-9), std::string("\xff\0\xff\xff\xff\xff\xff\xff", 8));
-    for (const auto& [min, max] : {std::pair{nan, 1.0}, {0.0, nan}, {-inf, inf}})
+    for (const auto& [min, max] : {std::pair{kNan, 1.0}, {0.0, kNan}, {-kInf, kInf}})
         pixels(ModeReal, min, max); // no range at all: any pixels, no failure
     field.Clear();
     EXPECT_EQ(pixels(ModeLogIntensity, 0, 0), std::string(8, '\0'));
@@ -228,5 +226,92 @@ TEST_P(PictureTest, WindowsOutsideTheGrid)
         }
     f.save(Lumora(0, 5), file.Path(), false, ModeIntensity, 0, 0);
     EXPECT_EQ(file.Read().size(), f.headBytes);
+}
+
+/// A file by hand, and the pixel value that each sample is to have: below 0 the background.
+struct Stored
+{
+    std::string name, bytes;
+    bool bmp;
+    int nx, ny;
+    std::vector<double> values;
+};
+
+std::vector<Stored> StoredPictures()
+{
+    std::vector<Stored> all;
+    const double grey[] = {(0.1 * 16 + 0.6 * 32 + 0.3 * 48) / 255, 0.1, 0.6, 0.3, 1.0, 0.0};
+    for (const bool topDown : {false, true})
+        for (const int bits : {8, 4})
+        {
+            Picture p;
+            p.width = 6;
+            p.height = topDown ? -2 : 2;
+            p.bits = bits;
+            p.colours = 5;
+            p.palette = std::string("\x10\x20\x30\0\xff\0\0\0\0\xff\0\0\0\0\xff\0\xff\xff\xff\0", 20);
+            const std::string rows[2] = {
+                bits == 8 ? std::string("\0\1\2\3\4\5xx", 8) : std::string("\x01\x23\x45\xff", 4),
+                bits == 8 ? std::string("\4\0\0\0\1\xffxx", 8) : std::string("\x40\x00\x1e\xff", 4)};
+            p.pixels = topDown ? rows[1] + rows[0] : rows[0] + rows[1];
+            std::vector<double> values(16, -1.0);
+            const int index[2][6] = {{0, 1, 2, 3, 4, 5}, {4, 0, 0, 0, 1, 5}}; // 5 is beyond the palette: black
+            for (const auto [i, j] : Grid(6, 2))
+                values[static_cast<std::size_t>(8 * j + i + 1)] = grey[index[j][i]];
+            all.push_back({"BMP of bits " + std::to_string(bits), p.Bytes(), true, 8, 2, values});
+        }
+    // HBI: as the reader takes them, with 3 bytes between head and pixels; rows of 4 bits have width * height bytes,
+    // and what is not there (Nx is 16, a row has 12 bytes) is pixel 0.
+    const auto hbi = [&](int bits, int width, const std::string& bytes, const std::vector<int>& pixels)
+    {
+        std::vector<double> values;
+        for (const int pixel : pixels)
+            values.push_back(pixel / static_cast<double>((1 << bits) - 1));
+        all.push_back({"HBI of bits " + std::to_string(bits),
+                       "HB" + Le(27, 4) + Le(static_cast<std::uint64_t>(bits), 1) +
+                           Le(static_cast<std::uint64_t>(width), 4) + Le(1, 4) + LeF(2e-6f) + LeF(3e-6f) + Le(0xaa, 1) +
+                           "gap" + bytes,
+                       false, static_cast<int>(values.size()), 1, values});
+    };
+    hbi(8, 4, std::string("\x00\x33\xff\x80", 4), {0, 0x33, 255, 128});
+    hbi(4, 4, std::string("\x0f\x7a\x11\x11", 4), {0, 15, 7, 10});
+    hbi(1, 32, std::string("\x80\x00\x01\xf0", 4),
+        {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 0, 0, 0, 0});
+    hbi(8, 9, std::string(9, '\xff') + "333", {255, 255, 255, 255, 255, 255, 255, 255, 255, 51, 51, 51, 0, 0, 0, 0});
+    return all;
+}
+
+TEST(PictureLoad, EveryModeFormDepthAndOrder)
+{
+    const ScratchFile file("load");
+    for (const Stored& t : StoredPictures())
+        for (const int form : {0, 2, 3})
+            for (int mode = -1; mode <= 7; ++mode)
+            {
+                file.Write(t.bytes);
+                Lumora field(2, 8, 1e-6);
+                FillRandom(field);
+                field.SetWindow(0, 1, 0, 1).Form() = static_cast<ComplexForm>(form);
+                const std::pair<double, double> background(t.bmp ? 0.75 : 0.0, t.bmp ? 0.5 : 0.0);
+                t.bmp ? field.LoadBMP(file.Path(), static_cast<Mode>(mode), Complex(0.75, 0.5))
+                      : field.LoadHBI(file.Path(), static_cast<Mode>(mode));
+                ASSERT_EQ(field.GetNx(), t.nx);
+                ASSERT_EQ(field.GetNy(), t.ny);
+                EXPECT_EQ(field.GetPx(), t.bmp ? 1e-6 : static_cast<double>(2e-6f));
+                EXPECT_EQ(field.GetPy(), t.bmp ? 1e-6 : static_cast<double>(3e-6f));
+                EXPECT_EQ(field.Form(), form);
+                EXPECT_EQ(field.Window().right, t.nx);
+                const bool loads = mode >= 0 && mode <= 4;
+                // The background is a pair in the form of the mode; without a form of its own, of the field.
+                const bool polarPair = loads ? mode == 0 || mode >= 3 : form != 0;
+                for (const auto [i, j] : Grid(field))
+                {
+                    const double v = t.values[static_cast<std::size_t>(t.nx * j + i)];
+                    const auto expected = AsCartesian(loads && v >= 0.0 ? LoadedPair(mode, v) : background, polarPair);
+                    const auto got = AsCartesian({field.GetReal(i, j), field.GetImag(i, j)}, form != 0);
+                    ASSERT_LT(std::abs(got - expected), 1e-6)
+                        << t.name << " form " << form << " mode " << mode << " at " << i << ' ' << j;
+                }
+            }
 }
 } // namespace

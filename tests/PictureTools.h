@@ -28,50 +28,21 @@ inline long double ExactPixel(const Complex& u, int form, int mode, long double 
     const long double amplitude = polar ? static_cast<long double>(u.Real()) : std::abs(z);
     const long double phase = polar ? static_cast<long double>(u.Imag()) : std::arg(z);
     const long double pi = 3.141592653589793238462643383L;
-    long double s = u.Real();
-    long double low = 0.0L;
-    long double span = std::numeric_limits<long double>::infinity(); // a mode outside the list: 0 in its own range
-    switch (mode)
+    const long double logs =
+        polar ? (std::log10(amplitude * amplitude) + 1) / std::log10(2.0L) : std::log2(1 + amplitude * amplitude);
+    const long double endless = std::numeric_limits<long double>::infinity(); // 0 in its own range
+    const struct
     {
-    case 0:
-        s = amplitude * amplitude;
-        span = 1;
-        break;
-    case 1:
-        s = z.real();
-        low = -1;
-        span = 2;
-        break;
-    case 2:
-        s = z.imag();
-        low = -1;
-        span = 2;
-        break;
-    case 3:
-        s = phase;
-        low = -pi;
-        span = 2 * pi;
-        break;
-    case 4:
-        s = amplitude;
-        span = 1;
-        break;
-    case 5:
-        if (f.logs)
-        {
-            s = polar ? (std::log10(amplitude * amplitude) + 1) / std::log10(2.0L)
-                      : std::log2(1 + amplitude * amplitude);
-            span = 1;
-        }
-        break;
-    case 6:
-        s = amplitude >= f.mask * largest ? phase : 0.0L;
-        low = -pi;
-        span = 2 * pi;
-        break;
-    default:
-        break;
-    }
+        long double s, low, span; // by mode
+    } rows[] = {{amplitude * amplitude, 0, 1},
+                {z.real(), -1, 2},
+                {z.imag(), -1, 2},
+                {phase, -pi, 2 * pi},
+                {amplitude, 0, 1},
+                {f.logs ? logs : u.Real(), 0, f.logs ? 1 : endless},
+                {amplitude >= f.mask * largest ? phase : 0.0L, -pi, 2 * pi},
+                {u.Real(), 0, endless}};
+    const auto [s, low, span] = rows[mode >= 0 && mode < 7 ? mode : 7];
     const bool automatic = min == 0 && max == 0;
     const long double t = (automatic ? (s - low) / span : (s - min) / (max - min)) * 255 + 0.5L;
     if (automatic && f.wraps)
@@ -120,19 +91,9 @@ inline void FillPicture(Lumora& field, int form, std::uint32_t seed)
 /// The sample that pixel value v loads as, in the form of the mode.
 inline std::pair<double, double> LoadedPair(int mode, double v)
 {
-    switch (mode)
-    {
-    case 0:
-        return {std::sqrt(v), 0.0};
-    case 1:
-        return {2 * v - 1, 0.0};
-    case 2:
-        return {1.0, 2 * v - 1};
-    case 3:
-        return {1.0, 6.283185307179586 * v - 3.141592653589793};
-    default:
-        return {v, 0.0};
-    }
+    const std::pair<double, double> pairs[] = {
+        {std::sqrt(v), 0.0}, {2 * v - 1, 0.0}, {1.0, 2 * v - 1}, {1.0, 6.283185307179586 * v - 3.141592653589793}};
+    return mode >= 0 && mode < 4 ? pairs[mode] : std::pair<double, double>(v, 0.0);
 }
 
 /// A pair in the form of the mode brought to the form of the field, as a cartesian number for comparison.
@@ -141,6 +102,33 @@ inline std::complex<double> AsCartesian(std::pair<double, double> pair, bool pol
     return polar ? std::polar(pair.first, 0.0) * std::polar(1.0, pair.second)
                  : std::complex<double>(pair.first, pair.second);
 }
+/// A BMP made by hand.
+struct Picture
+{
+    std::int64_t width = 3;
+    std::int64_t height = 2;
+    int bits = 8;
+    std::uint64_t compression = 0;
+    std::uint64_t colours = 0;
+    std::int64_t offset = -1; // -1: behind the palette
+    std::string palette;      // empty: grey
+    std::string pixels;       // rows as they stand in the file
+    std::string Bytes() const
+    {
+        std::string pal = palette;
+        if (pal.empty())
+            for (int i = 0; i < (1 << bits); ++i)
+            {
+                const char v = static_cast<char>(i * 255 / ((1 << bits) - 1));
+                pal += {v, v, v, '\x7f'};
+            }
+        const auto at = static_cast<std::uint64_t>(offset < 0 ? 54 + static_cast<std::int64_t>(pal.size()) : offset);
+        return "BM" + Le(0, 8) + Le(at, 4) + Le(40, 4) + Le(static_cast<std::uint64_t>(width), 4) +
+               Le(static_cast<std::uint64_t>(height), 4) + Le(1, 2) + Le(static_cast<std::uint64_t>(bits), 2) +
+               Le(compression, 4) + Le(0, 12) + Le(colours, 4) + Le(0, 4) + pal + pixels;
+    }
+};
+
 } // namespace lmltest
 
 #endif

@@ -257,7 +257,6 @@ TEST(PointCloudRuns, TurnedPlanesTakeGlobalPoints)
 TEST(PointCloudRuns, RefusalsAndCancellationChangeNothing)
 {
     static constexpr char fn[] = "LumoraLib::Lumora::AddPointCloud";
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     const std::vector<CloudPoint> good = MakeCloud(kBusy);
     Lumora f(kBusy.nx, kBusy.ny, kBusy.px, kBusy.py, kBusy.lambda);
     FillRandom(f);
@@ -273,8 +272,8 @@ TEST(PointCloudRuns, RefusalsAndCancellationChangeNothing)
          {&CloudPoint::x, &CloudPoint::y, &CloudPoint::z, &CloudPoint::amplitude, &CloudPoint::phase})
     {
         std::vector<CloudPoint> bad = good;
-        bad[17].*member = nan;
-        bad[200].*member = nan;
+        bad[17].*member = kNan;
+        bad[200].*member = kNan;
         const Threads team(3);
         expect(3, "point 17 is not a finite number", bad, o);
     }

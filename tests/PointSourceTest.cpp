@@ -13,8 +13,6 @@ constexpr double kLambda = 633e-9;
 constexpr double kPitch = 2e-6;
 constexpr double kTurn = 6.283185307179586;
 constexpr double kStepAngle = kTurn / 1024;
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
-const double kInf = std::numeric_limits<double>::infinity();
 
 Lumora Blank(int nx = 64, int ny = 64, double px = kPitch, double py = kPitch)
 {
@@ -77,13 +75,12 @@ auto RecurrenceError(const Lumora& f, double x, double y, double z)
 TEST(PointSource, ExactWaveWithEachWindow)
 {
     // sin of the largest angle: lambda / (2 pitch); the patch is tan of it times |z| wide on each side.
-    struct Case
+    const struct
     {
         double x, y, z, amp, phase;
         WindowFunc window;
         Box box; // worked out from half-widths 0.160236 |z| in x and 0.079616 |z| in y
-    };
-    const Case cases[] = {
+    } cases[] = {
         {0, 0, 100e-6, 1.0, 0.0, WINDOW_RECT, {24, 40, 30, 34}},            // 8.01, 1.99 pitches
         {7.3e-6, -21e-6, -150e-6, 2.5, 1.2, WINDOW_RECT, {24, 48, 24, 30}}, // 12.02, 2.99 around 4 (3.65), -5 (-5.25)
         {-70e-6, 0, 100e-6, 1.0, -2.0, WINDOW_RECT, {0, 5, 30, 34}},        // source beside the grid, column -35
@@ -93,7 +90,7 @@ TEST(PointSource, ExactWaveWithEachWindow)
     InEveryForm(
         [&]
         {
-            for (const Case& c : cases)
+            for (const auto& c : cases)
             {
                 SCOPED_TRACE(c.window);
                 Lumora f = Blank(64, 64, 2e-6, 4e-6);
@@ -161,12 +158,12 @@ TEST(PointSource, ExactFormsAndDefaults)
         []
         {
             Lumora g = Blank();
-            for (double far : {1e-3, 1.0, 1e30, kInf, kNaN})
+            for (double far : {1e-3, 1.0, 1e30, kInf, kNan})
                 for (double z : {0.0, 1e-5, -1e-5})
                     g.AddSphericalWave(Vector(far, 0, z)).AddSphericalWave(0, -far, z, 1.0, WINDOW_COSINE);
             g.AddSphericalWave(Vector(1e-6, 0, 0))
                 .AddSphericalWave(Vector(0, 0, 1e300))
-                .AddSphericalWave(Vector(0, 0, kNaN));
+                .AddSphericalWave(Vector(0, 0, kNan));
             g.SetPx(kLambda / 3);
             g.AddSphericalWave(Vector(0, 0, 1e-4)).AddSphericalWave(0, 0, 1e-4, 1.0, WINDOW_TRIANGLE);
             EXPECT_TRUE(Untouched(g));
@@ -329,7 +326,7 @@ TEST(PointSource, PhaseArgumentOfTheTableMembers)
             Lumora f = Blank();
             f.InitSphericalWaveSQR(Vector::K());
             f.InitSphericalWaveRF(0, 0);
-            for (double z : {2097152 * kLambda * 1.0000001, -1e9, kInf, kNaN})
+            for (double z : {2097152 * kLambda * 1.0000001, -1e9, kInf, kNan})
             {
                 f.Clear().AddSphericalWaveSQR(0, 0, z, 1.0, 0.0, WINDOW_NONE);
                 const float a = static_cast<float>(1.0 / std::abs(z));
@@ -393,12 +390,12 @@ TEST(PointSource, RecurrenceRowsColumnsAndSigns)
 TEST(PointSource, HostileArgumentsStayInsideTheGrid)
 {
     // Run under the sanitizers; the fields' buffers end where the grids do.
-    const double odd[] = {0, -0.0, 1e-7, -3e-6, 1e-3, 0.2, -1e9, 1e300, -1e300, kInf, -kInf, kNaN};
+    const double odd[] = {0, -0.0, 1e-7, -3e-6, 1e-3, 0.2, -1e9, 1e300, -1e300, kInf, -kInf, kNan};
     InEveryForm(
         [&]
         {
             for (int n : {1, 2, 16})
-                for (double pitch : {kPitch, kLambda / 4, -kPitch, 0.0, kNaN, 1e-300})
+                for (double pitch : {kPitch, kLambda / 4, -kPitch, 0.0, kNan, 1e-300})
                 {
                     Lumora f(n, 4, pitch, pitch, kLambda);
                     f.Clear();
@@ -542,7 +539,7 @@ TEST(SphericalWaveDescriptor, MembersAndComparison)
     EXPECT_EQ(d.CalcSin(-256.9), -1.0);
     EXPECT_EQ(d.CalcSin(1024.0 * 99 + 256), 1.0);
     EXPECT_EQ(d.CalcCos(3e9), 1.0);
-    EXPECT_EQ(d.CalcCos(kNaN), 1.0);
+    EXPECT_EQ(d.CalcCos(kNan), 1.0);
     EXPECT_EQ(SphericalWaveDescriptor(kLambda, 2e-6, 3e-6, Vector()).wavevector.GetLength(), 0.0);
 
     EXPECT_TRUE(d == SphericalWaveDescriptor(kLambda, 2e-6, 3e-6, Vector(0, 0.6, 0.8)));

@@ -8,7 +8,6 @@ namespace
 {
 constexpr double kWavelength = 532e-9;
 constexpr double kTurn = 6.283185307179586;
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 RMatrix Turn(double x, double y, double z = 0.0)
 {
@@ -309,27 +308,26 @@ TEST(Rotation, OneRow)
 
 TEST(Rotation, WideRowsGiveThePlainBits)
 {
-    struct Case
+    // Axis turns put one coordinate on samples throughout, the identity both; small and narrow grids are mostly edge;
+    // coarse pitches leave the source's band, fine ones the disc.
+    const struct
     {
         int sx, sy, dx, dy;
         double sp, dp, x, y, z;
-    };
-    // Axis turns put one coordinate on samples throughout, the identity both; small and narrow grids are mostly edge;
-    // coarse pitches leave the source's band, fine ones the disc.
-    const Case cases[] = {{64, 64, 64, 64, 1e-6, 1e-6, 0, 0.1, 0},    {64, 64, 64, 64, 1e-6, 1e-6, 0.2, 0, 0},
-                          {64, 32, 64, 32, 1e-6, 1e-6, 0, 0, 0},      {64, 64, 32, 128, 1e-6, 7e-7, 0.05, 0.3, 0.2},
-                          {64, 64, 64, 64, 2e-7, 2e-7, 0.4, 0.6, 0},  {128, 128, 64, 64, 2e-6, 5e-7, 0, 0.02, 0},
-                          {16, 8, 64, 16, 1e-6, 1e-6, 0.1, 0.1, 0.1}, {8, 64, 4, 32, 1e-6, 1e-6, 0.01, 0.02, 0},
-                          {8, 1, 16, 16, 1e-6, 1e-6, 0, 0.1, 0},      {4, 2, 16, 4, 1e-6, 1e-6, 0, 0.01, 0},
-                          {2, 2, 8, 8, 1e-6, 1e-6, 0, 0.01, 0},       {1, 16, 2, 16, 1e-6, 1e-6, 0.01, 0.01, 0},
-                          {64, 64, 64, 64, 1e-6, 1e-6, 0, 1.5, 0},    {32, 32, 32, 32, 1e-6, 1e-6, 0, 0, 0.785398}};
+    } cases[] = {{64, 64, 64, 64, 1e-6, 1e-6, 0, 0.1, 0},    {64, 64, 64, 64, 1e-6, 1e-6, 0.2, 0, 0},
+                 {64, 32, 64, 32, 1e-6, 1e-6, 0, 0, 0},      {64, 64, 32, 128, 1e-6, 7e-7, 0.05, 0.3, 0.2},
+                 {64, 64, 64, 64, 2e-7, 2e-7, 0.4, 0.6, 0},  {128, 128, 64, 64, 2e-6, 5e-7, 0, 0.02, 0},
+                 {16, 8, 64, 16, 1e-6, 1e-6, 0.1, 0.1, 0.1}, {8, 64, 4, 32, 1e-6, 1e-6, 0.01, 0.02, 0},
+                 {8, 1, 16, 16, 1e-6, 1e-6, 0, 0.1, 0},      {4, 2, 16, 4, 1e-6, 1e-6, 0, 0.01, 0},
+                 {2, 2, 8, 8, 1e-6, 1e-6, 0, 0.01, 0},       {1, 16, 2, 16, 1e-6, 1e-6, 0.01, 0.01, 0},
+                 {64, 64, 64, 64, 1e-6, 1e-6, 0, 1.5, 0},    {32, 32, 32, 32, 1e-6, 1e-6, 0, 0, 0.785398}};
     enum Samples
     {
         Random,
         Single, // taps with a weight next to 0 alone reach most points
         Infinite
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
         for (const Samples samples : {Random, Single, Infinite})
         {
             Lumora source = Spectrum(c.sx, c.sy, c.sp, 1.25);

@@ -81,17 +81,16 @@ void ExpectShifted(const Lumora& result, const Lumora& source, double x0, double
 TEST(ShiftedAsm, SumsInDouble)
 {
     // Shifts inside, on and beyond half the enlarged width h, to all sides; 1 / h is twice the pitch of the spectrum.
-    struct Case
+    const struct
     {
         double x0, y0, z0; // in h of precision 1
-    };
-    const Case table[] = {{0, 0, 7},           {0.4375, -0.25, 3}, {1, 0, 3},      {-1, 1, 1},   {1.25, 1.0625, 3},
-                          {-1.375, -1.125, 6}, {0, 0, 0},          {0.3125, 0, 0}, {1, -1, 0.5}, {2, 0, 3}};
+    } table[] = {{0, 0, 7},           {0.4375, -0.25, 3}, {1, 0, 3},      {-1, 1, 1},   {1.25, 1.0625, 3},
+                 {-1.375, -1.125, 6}, {0, 0, 0},          {0.3125, 0, 0}, {1, -1, 0.5}, {2, 0, 3}};
     const double h = 0x1p-15;
     for (const Engine lib : EachEngine())
         for (const auto& size : {std::pair{16, 8}, {16, 1}})
             for (const int precision : {1, 2})
-                for (const Case& t : table)
+                for (const auto& t : table)
                 {
                     Lumora source = Random(size.first, size.second);
                     source.SetOrigin(Vector(0x1p-10, 0x1p-9, 0x1p-8)).SetWindow(1, 3, 0, 1);

@@ -100,16 +100,7 @@ std::ptrdiff_t FirstDifference(const std::vector<T>& a, const std::vector<T>& b)
     return -1;
 }
 
-/// Runs the body at every instruction set of the machine.
-void AtEveryIsa(const std::function<void()>& body)
-{
-    for (const Isa isa : lmltest::InstructionSets())
-    {
-        const lmltest::Cap cap(isa);
-        SCOPED_TRACE("instruction set " + std::to_string(static_cast<int>(isa)));
-        body();
-    }
-}
+using lmltest::AtEveryIsa;
 
 const std::size_t kLengths[] = {0, 1, 2, 3, 4, 5, 7, 8, 9, 11, 15, 16, 17, 23, 31, 32, 33, 255, 256, 257, 263, 515};
 } // namespace

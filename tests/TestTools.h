@@ -53,6 +53,9 @@ namespace lmltest
 {
 using namespace LumoraLib;
 
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
 /// What a call reported: code 0 when it came back normally.
 struct Failure
 {
@@ -168,6 +171,18 @@ public:
     Cap& operator=(const Cap&) = delete;
 };
 
+/// Runs the body at every instruction set.
+template <class Body>
+void AtEveryIsa(const Body& body)
+{
+    for (const detail::Isa isa : InstructionSets())
+    {
+        SCOPED_TRACE("instruction set " + std::to_string(static_cast<int>(isa)));
+        const Cap cap(isa);
+        body();
+    }
+}
+
 /// Runs the body with the plain loops, then with the wide ones of every instruction set.
 template <class Body>
 void InEveryForm(const Body& body)
@@ -177,13 +192,8 @@ void InEveryForm(const Body& body)
         const Engine engine(FFT_LIB_SPLIT_RADIX);
         body();
     }
-    for (const detail::Isa isa : InstructionSets())
-    {
-        SCOPED_TRACE("instruction set " + std::to_string(static_cast<int>(isa)));
-        const Engine engine(FFT_LIB_VENDOR);
-        const Cap cap(isa);
-        body();
-    }
+    const Engine engine(FFT_LIB_VENDOR);
+    AtEveryIsa(body);
 }
 
 /// Samples uniform in [-1, 1) on both members; the same for the same seed everywhere.
@@ -244,6 +254,23 @@ inline double RelativeL2(const Lumora& a, const Lumora& b)
                double(b.GetDataPointer()[n].Imag()) * double(b.GetDataPointer()[n].Imag());
     }
     return std::sqrt(num / den);
+}
+
+/// All of a field but its samples, as a text: equal where every number is equal or both are none.
+inline std::string Frame(Lumora f)
+{
+    const LML_RECT& w = f.Window();
+    std::string text;
+    for (const double number :
+         {double(f.GetNx()), double(f.GetNy()), f.GetPx(), f.GetPy(), f.k(), double(f.Form()), double(w.left),
+          double(w.right), double(w.bottom), double(w.top), f.GetOrigin().x, f.GetOrigin().y, f.GetOrigin().z,
+          f.GetNormalVector().x, f.GetNormalVector().y, f.GetNormalVector().z})
+    {
+        char digits[32];
+        std::snprintf(digits, sizeof digits, "%.17g ", number);
+        text += std::isnan(number) ? "nan " : digits;
+    }
+    return text;
 }
 
 inline void ExpectNear(const Vector& v, const Vector& w, double tolerance = 1e-12)
@@ -434,6 +461,13 @@ inline std::string Shown(const std::string& path)
     return path.substr(0, 127);
 }
 
+inline ::testing::AssertionResult WindowIs(Lumora f, int left, int right, int bottom, int top)
+{
+    const LML_RECT& w = f.Window();
+    if (w.left == left && w.right == right && w.bottom == bottom && w.top == top)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << w.left << ".." << w.right << ", " << w.bottom << ".." << w.top;
+}
 inline bool SameRect(const LML_RECT& a, const LML_RECT& b)
 {
     return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
