@@ -60,10 +60,10 @@ struct Curve
 std::vector<Curve> ChosenCurves(const std::vector<std::string>& names)
 {
     std::vector<Curve> curves;
-    for (const Measure& measure : kMeasures)
-        if (std::find(names.begin(), names.end(), measure.name) != names.end() ||
-            std::find(names.begin(), names.end(), "all") != names.end())
-            curves.push_back({&measure, {}, 0, 0.0});
+    for (const std::string& name : names)
+        for (const Measure& measure : kMeasures)
+            if (name == measure.name || name == "all")
+                curves.push_back({&measure, {}, 0, 0.0});
     return curves;
 }
 
@@ -188,8 +188,8 @@ void AddFocus(CLI::App& app, Session& session)
     CLI::App& sub = *app.add_subcommand("focus", "The distance at which a hologram is sharp");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
-    AddQuantity(sub, "--from", options->from, Kind::Length, "First distance")->required();
-    AddQuantity(sub, "--to", options->to, Kind::Length, "Last distance")->required();
+    AddQuantity(sub, "--from", options->from, Kind::Length, "First distance")->required()->default_str("");
+    AddQuantity(sub, "--to", options->to, Kind::Length, "Last distance")->required()->default_str("");
     sub.add_option("--steps", options->steps, "Distances, the ends among them")
         ->check(CLI::Range(3, 100000))
         ->capture_default_str()

@@ -128,6 +128,8 @@ def optics():
                   "--best", "best.lm", "--plot", "curve.png")
     near(found["distance"], -5e-3, 0.01, "focus")
     check(len(found["curve"]) == 17 and len(found["measures"]) == 6 and os.path.exists("curve.png"), "curves of focus")
+    found = facts("focus", "there.lm", "--from", "-9mm", "--to", "-1mm", "--steps", "5", "--measure", "tamura,gradient")
+    check([row["measure"] for row in found["measures"]] == ["tamura", "gradient"], "the first measure named decides")
     with open("cloud.csv", "w") as file:
         file.write("x,y,z\n0,0,0\n" + "".join("%g,0.1,%g\n" % (n / 10, n / 20) for n in range(-2, 3)))
     options = ["--unit", "1mm", "--position", "0,0,-2cm", *GRID]
