@@ -103,7 +103,7 @@ public:
                std::size_t stride);
 
 private:
-    explicit SegmentedField(std::unique_ptr<detail::SegmentedFile> file);
+    SegmentedField();
 
     std::unique_ptr<detail::SegmentedFile> file_;
     MissingSegments missing_ = MISSING_REFUSED;
