@@ -103,7 +103,7 @@ public:
                std::size_t stride);
 
 private:
-    explicit SegmentedField(std::unique_ptr<detail::SegmentedFile> file);
+    SegmentedField();
 
     std::unique_ptr<detail::SegmentedFile> file_;
     MissingSegments missing_ = MISSING_REFUSED;
@@ -234,8 +234,8 @@ LML_API void LargeSaveAsBmp(const char* path, const char* picture, Mode mode, do
 
 /// As Lumora::ResamplingCopy: reads the source at the samples that the destination's file has, which is there, on the
 /// source's plane (code 3); the rest of it becomes zero. In tiles: an offset's rounding, and with it the last bit of a
-/// sample, may differ from the member's. Sources whose sizes are no powers of two and that are smaller than a tile needs
-/// are read as if zeros stood around them.
+/// sample, may differ from the member's. Sources whose sizes are no powers of two and that are smaller than a tile
+/// needs are read as if zeros stood around them.
 /// @throws what GetInterpolFunc() throws
 LML_API LargeReport LargeResample(const char* source, const char* destination, Interpol interpol,
                                   const LargeOptions& options = {});

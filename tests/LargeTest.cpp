@@ -164,6 +164,15 @@ TEST_F(Large, PutReachesEverySegmentAndMissingOnesAreZerosOrRefused)
     EXPECT_EQ(Catch([&] { file.Put(30, 0, part); }).message, "the rectangle does not lie in the field");
     file.PutSegment(0, 0, part);
     EXPECT_TRUE(file.Has(0, 0));
+    // Sizes whose bytes no position reaches, asked for and found in a head.
+    EXPECT_EQ(Catch([&] { SegmentedField::Create(Path("x").c_str(), part, 4, 4, 1 << 30, 1 << 30); }).code,
+              ERR_PARAMETER);
+    const std::int32_t huge[] = {1 << 30, 1 << 30};
+    std::fstream patched(Path("p"), std::ios::in | std::ios::out | std::ios::binary);
+    patched.seekp(12 + 8 * 12 + 14 + 26); // the sizes in the common head
+    patched.write(reinterpret_cast<const char*>(huge), sizeof huge);
+    patched.close();
+    EXPECT_EQ(Catch([&] { SegmentedField f(Path("p").c_str()); }).code, ERR_FILE_READ);
 }
 
 // ----------------------------------------------------------------------------------------------------- propagation

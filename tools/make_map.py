@@ -33,6 +33,13 @@ TESTED_BY = {
     "WidePhase": "SinCosTest", "VendorFft": "VendorFftTest", "WidePoint": "PointSourceTest",
     "WideInterpol": "InterpolTest", "Modify": "ModifyTest", "CloudPly": "CloudFileTest", "CloudMesh": "CloudFileTest",
     "PhaseEncode": "PhaseRetrievalTest",
+    "FreeSpace": "PropagateTest", "ShiftedSpace": "ShiftedAsmTest", "FresnelGeometry": "ShiftedFresnelTest", "ChirpAxis": "FusedTest",
+    "SpectrumFactors": "FusedTest",
+    "BlockFile": "LargeTest", "BlockMemory": "LargeTest", "ChirpSteps": "LargeTest", "FourierSteps": "LargeTest", "IoThread": "LargeTest", "Journal":
+    "LargeTest", "LargeFourier": "LargeTest", "LargePicture": "LargeTest", "LargePropagate": "LargeTest", "LargeResample": "LargeTest", "LargeRun":
+    "LargeTest", "LargeSamples": "LargeTest", "LargeShifted": "LargeTest", "NewFile": "LargeTest", "ScratchExchange": "LargeTest", "SegmentedField":
+    "LargeTest", "SegmentedFile": "LargeTest", "SpectralSteps": "LargeTest", "Sweeps": "LargeTest", "TemporaryFile": "LargeTest", "TileLayout":
+    "LargeTest",
 }
 
 

@@ -64,7 +64,7 @@ LargeReport LargeResample(const char* source, const char* destination, Interpol 
             const double scale = std::max({b.GetPx() / a.GetPx(), b.GetPy() / a.GetPy(), 1.0});
             const double fit = std::sqrt(static_cast<double>(MemoryOf(options)) / (5.0 * sizeof(Complex))) / scale;
             const std::int32_t side = static_cast<std::int32_t>(
-                std::int64_t{1} << std::clamp(static_cast<int>(std::log2(std::max(fit, 1.0))), 6, 13));
+                std::int64_t{1} << std::clamp(static_cast<int>(std::log2(fit > 1.0 ? fit : 1.0)), 6, 13));
             NewFile result(fn, destination, target);
             const std::int64_t nx = grid.Nx();
             const std::int64_t ny = grid.Ny();

@@ -3,7 +3,7 @@
 #define LML_ROWPASS_H
 
 #include "base/Progress.h"
-#include "base/Scratch.h"
+#include "large/BlockMemory.h"
 #include "large/IoThread.h"
 #include "large/SegmentedFile.h"
 
@@ -41,7 +41,7 @@ struct RowPass
         const std::size_t rows = Rows();
         const std::size_t width = static_cast<std::size_t>(nx);
         const std::size_t samples = rows * width;
-        const Scratch buffers(second == nullptr ? 2 : 4, samples * sizeof(Complex));
+        const BlockMemory buffers(second == nullptr ? 2 : 4, samples * sizeof(Complex));
         Progress progress(function, ny);
         const SegmentedFile* failed = nullptr;
         bool reading = true;

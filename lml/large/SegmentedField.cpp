@@ -88,7 +88,7 @@ SegmentedField::SegmentedField(const char* path, SegmentedAccess access, Missing
 {
 }
 
-SegmentedField::SegmentedField(std::unique_ptr<detail::SegmentedFile> file) : file_(std::move(file)) {}
+SegmentedField::SegmentedField() = default;
 SegmentedField::~SegmentedField() = default;
 SegmentedField::SegmentedField(SegmentedField&& other) noexcept = default;
 SegmentedField& SegmentedField::operator=(SegmentedField&& other) noexcept = default;
@@ -97,7 +97,9 @@ SegmentedField SegmentedField::Create(const char* path, const Lumora& like, std:
                                       std::uint16_t segmentsY, std::int32_t nx, std::int32_t ny)
 {
     const detail::SegmentGrid grid = {segmentsX, segmentsY, nx, ny};
-    return SegmentedField(WithFile([&] { return std::make_unique<detail::SegmentedFile>(path, grid, like, fn); }));
+    SegmentedField field;
+    field.file_ = WithFile([&] { return std::make_unique<detail::SegmentedFile>(path, grid, like, fn); });
+    return field;
 }
 
 std::int64_t SegmentedField::GetNx() const

@@ -40,6 +40,14 @@ bool WriteEntry(BlockFile& file, std::size_t number, std::int64_t position)
     return file.WriteAt(kSegmentTableAt + 8 * static_cast<std::int64_t>(number), raw, sizeof raw);
 }
 
+/// Sizes whose samples, all of them, have positions in a file (2^62 bytes): no product of theirs overflows.
+bool HasPositions(const SegmentGrid& grid)
+{
+    const std::int64_t count = std::int64_t{grid.segmentsX} * grid.segmentsY;
+    return grid.nx >= 1 && grid.ny >= 1 && grid.nx <= kLongestSide && grid.ny <= kLongestSide && count >= 1 &&
+           std::int64_t{grid.nx} * grid.ny <= (std::int64_t{1} << 59) / count;
+}
+
 std::int64_t RecordAt(const SegmentGrid& grid)
 {
     return kSegmentTableAt + 8 * std::int64_t{grid.segmentsX} * grid.segmentsY;
@@ -60,10 +68,7 @@ SegmentedFile::SegmentedFile(const char* path, const SegmentGrid& grid, const Lu
                              bool takeUp)
     : path_(path == nullptr ? "" : path), function_(function), writes_(true), grid_(grid), common_(0, 0)
 {
-    const bool sane = grid.nx >= 1 && grid.ny >= 1 && grid.nx <= kLongestSide && grid.ny <= kLongestSide &&
-                      grid.segmentsX >= 1 && grid.segmentsY >= 1 &&
-                      std::int64_t{grid.segmentsX} * grid.segmentsY <= kMostSegments;
-    if (!sane)
+    if (!HasPositions(grid) || std::int64_t{grid.segmentsX} * grid.segmentsY > kMostSegments)
         Error(ERR_PARAMETER, function_,
               Explained("no such sizes of segments", "%d by %d segments of %d by %d samples; 1 to %d segments fit.",
                         grid.segmentsX, grid.segmentsY, grid.nx, grid.ny, kMostSegments));
@@ -104,6 +109,8 @@ void SegmentedFile::ReadHeads()
     if (head.nx == 0 || head.ny == 0)
         Error(ERR_PARAMETER, function_, "no segment has been saved into the file yet: its sizes are unknown");
     grid_ = {record.nx, record.ny, head.nx, head.ny};
+    if (!HasPositions(grid_))
+        Fail(ERR_FILE_READ);
     TakeParameters(head);
 }
 

@@ -2,6 +2,7 @@
 #include "large/Sweeps.h"
 
 #include "base/Parallel.h"
+#include "large/BlockMemory.h"
 #include "large/IoThread.h"
 
 #include <algorithm>
@@ -27,19 +28,15 @@ struct Failure
     }
 };
 
-/// Two buffers of samples, zeros at first where that is asked for.
+/// Two buffers of samples, zeros at first: what narrow units leave of their slots is written too.
 class Pair
 {
 public:
-    Pair(std::size_t samples, bool cleared) : memory_(2, samples * sizeof(Complex))
-    {
-        for (int n = 0; cleared && n < 2; ++n)
-            std::fill_n(memory_.As<Complex>(n), samples, Complex());
-    }
+    explicit Pair(std::size_t samples) : memory_(2, samples * sizeof(Complex)) {}
     Complex* Of(std::size_t round) const { return memory_.As<Complex>(static_cast<int>(round % 2)); }
 
 private:
-    Scratch memory_;
+    BlockMemory memory_;
 };
 
 /// Rows [begin, end) of a file that lie in a band, and the band's row that the first of them is.
@@ -122,8 +119,8 @@ private:
 
     bool Rows(std::size_t first)
     {
-        const Pair rows(layout_.bandRows * run_.source.Columns(), false);
-        const Pair tiles(layout_.BandSamples(), true); // what narrow units leave of their slots is written too
+        const Pair rows(layout_.bandRows * run_.source.Columns());
+        const Pair tiles(layout_.BandSamples());
         IoThread io;
         return SweepRounds(
             io, first, rounds_, [&](std::size_t round) { return ReadRows(round, rows.Of(round)); },
@@ -147,7 +144,7 @@ private:
 
     bool Columns(std::size_t first)
     {
-        const Pair units(run_.unitRows * layout_.slot, run_.unitRows != layout_.rows);
+        const Pair units(run_.unitRows * layout_.slot);
         const auto own = [&](std::size_t round)
         {
             const std::size_t unit = run_.exchange->UnitOf(round);
@@ -179,8 +176,8 @@ private:
 
     bool RowsBack(std::size_t first)
     {
-        const Pair tiles(layout_.BandSamples(), false);
-        const Pair rows(layout_.bandRows * run_.destination.Columns(), false);
+        const Pair tiles(layout_.BandSamples());
+        const Pair rows(layout_.bandRows * run_.destination.Columns());
         IoThread io;
         return SweepRounds(
             io, first, rounds_,
