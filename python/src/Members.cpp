@@ -46,9 +46,9 @@ std::unique_ptr<Field> MakeField(const py::object& given, const py::object& pitc
         return field;
     const auto window = prepared[3].cast<LML_RECT>();
     field->Get().SetWindow(window);
-    field->Samples(
-        false)[py::make_tuple(py::slice(window.bottom, window.top, 1), py::slice(window.left, window.right, 1))] =
-        prepared[2];
+    const py::tuple where =
+        py::make_tuple(py::slice(window.bottom, window.top, 1), py::slice(window.left, window.right, 1));
+    field->Samples()[where] = prepared[2];
     return field;
 }
 
@@ -162,17 +162,18 @@ void DefineSamples(py::class_<Field>& c)
         [](Field& field)
         {
             Running running(kQuick, Self{&field});
-            return field.Samples(false);
+            return field.Samples();
         },
         [](Field& field, const py::object& values)
         {
             py::array samples;
             {
                 Running running(kQuick, Self{&field});
-                samples = field.Samples(false);
+                samples = field.Samples();
             }
             // field.samples *= 2 has done its work already.
             if (!py::isinstance<py::array>(values) || values.cast<py::array>().data() != samples.data() ||
+                !values.attr("dtype").equal(samples.attr("dtype")) ||
                 !values.attr("shape").equal(samples.attr("shape")) ||
                 !values.attr("strides").equal(samples.attr("strides")))
                 samples[py::ellipsis()] = values;
@@ -180,12 +181,6 @@ void DefineSamples(py::class_<Field>& c)
         "The samples: a writable complex64 array of shape (ny, nx), no copy. samples[j, i] stands at x(i), y(j). The\n"
         "array keeps the memory, also when the field is gone or has taken another size. In polar form the pairs are\n"
         "(amplitude, phase in radians).");
-    c.def("_pinned",
-          [](Field& field)
-          {
-              Running running(kQuick, Self{&field});
-              return field.Samples(true);
-          });
     c.def("_set_normal",
           [](Field& field, const Vector& normal)
           {
