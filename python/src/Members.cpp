@@ -282,7 +282,8 @@ void DefineField(py::module_& m, py::class_<Field>& c)
         py::arg("bins"),
         "real_histogram(bins)\n\nHistogram of the real parts (in polar form the amplitudes) in -1 <= v < 1, as a "
         "field\n"
-        "of one row: bins are raised to a power of two, counts stand in the real parts.");
+        "of one row: bins are raised to a power of two, counts stand in the real parts.\n\n"
+        "Parameters\n----------\nbins : int\n    Number of bins.");
     m.def(
         "size_seg_lm",
         [](const Path& path)
@@ -293,7 +294,9 @@ void DefineField(py::module_& m, py::class_<Field>& c)
                 Run<int>(0, std::array<Field*, 0>{}, [&] { return GetSizeSegLm(path.text.c_str(), nx, ny); });
             return py::make_tuple(count, nx, ny);
         },
-        py::arg("path"), "size_seg_lm(path)\n\nThe numbers (segments, segments along x, segments along y) of a file.");
+        py::arg("path"),
+        "size_seg_lm(path)\n\nThe numbers (segments, segments along x, segments along y) of a file.\n\n"
+        "Parameters\n----------\npath : Path\n    File name.");
     py::class_<WholeFile> file(
         m, "WholeFile",
         "A file that is replaced whole or not at all: savers write to path, commit() puts it in\n"
