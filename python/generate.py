@@ -384,7 +384,7 @@ def enum_stubs():
     text = (HERE / "src" / "Errors.cpp").read_text(encoding="utf-8")
     lists = dict(re.findall(r"constexpr Named<\w+> (\w+)\[\] = (.*?);", text, flags=re.S))
     out = []
-    for name, values in re.findall(r'DefineEnum\(m, "(\w+)", ".*?", (\w+)\);', text):
+    for name, values in re.findall(r'DefineEnum\(m, "(\w+)",\s*"[^;]*?",\s*(\w+)\);', text):
         out.append(f"class {name}(_Enum):")
         out += [f"    {value}: ClassVar[{name}]" for value in re.findall(r'\{"(\w+)"', lists[values])]
         out.append("    __members__: ClassVar[dict[str, Any]]")

@@ -45,7 +45,7 @@ def prepare(given, copy):
         if min(shape) < 0 or max(shape) > LARGEST:
             raise ValueError(f"sizes are from 0 to {LARGEST}, not {shape}")
         return None, shape, None, None
-    if hasattr(given, "_pinned"):  # another field: copied, unless its samples are asked for
+    if hasattr(given, "asm_prop"):  # another field: copied, unless its samples are asked for
         array = given.samples
         copy = True if copy is None else copy
     else:

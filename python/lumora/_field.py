@@ -93,8 +93,9 @@ def _array(self, dtype=None, copy=None):
 
 
 def _array_interface(self):
-    """Addresses of the samples; they hold as long as the field lives."""
-    return self._pinned().__array_interface__
+    """The samples for readers of this protocol; the array itself stands for its memory, and so keeps it."""
+    samples = self.samples
+    return {**samples.__array_interface__, "data": samples}
 
 
 def _repr(self):

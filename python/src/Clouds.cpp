@@ -183,7 +183,9 @@ void DefinePoints(py::module_& m, py::class_<Field>& c)
                       { SavePointCloud(path.text.c_str(), points.Data(), static_cast<std::size_t>(points.Count())); });
         },
         py::arg("path"), py::arg("points"),
-        "save_point_cloud(path, points)\n\nSaves points (x, y, z, amplitude, phase) as binary PLY.");
+        "save_point_cloud(path, points)\n\nSaves points (x, y, z, amplitude, phase) as binary PLY.\n\n"
+        "Parameters\n----------\npath : Path\n    File name.\npoints : array of 3 to 5 columns\n    As "
+        "load_point_cloud gives them.");
     const auto transform = [](py::array_t<std::complex<float>, py::array::c_style>& data, int sign, bool two)
     {
         if (data.ndim() != (two ? 2 : 1) || !data.writeable() || data.size() > (1 << 29))
@@ -199,10 +201,14 @@ void DefinePoints(py::module_& m, py::class_<Field>& c)
         "fftsg_transform_1d", [transform](Samples data, int sign) { transform(data, sign, false); },
         py::arg("data").noconvert(), py::arg("sign"),
         "fftsg_transform_1d(data, sign)\n\nThe library's plain transform, in place: complex64, a power of two, "
-        "unscaled.");
+        "unscaled.\n\n"
+        "Parameters\n----------\ndata : array of complex64\n    Changed in place.\nsign : int\n    -1 to the spectrum, "
+        "1 back.");
     m.def(
         "fftsg_transform_2d", [transform](Samples data, int sign) { transform(data, sign, true); },
         py::arg("data").noconvert(), py::arg("sign"),
-        "fftsg_transform_2d(data, sign)\n\nThe same along both axes of an array of shape (ny, nx).");
+        "fftsg_transform_2d(data, sign)\n\nThe same along both axes of an array of shape (ny, nx).\n\n"
+        "Parameters\n----------\ndata : array of complex64\n    Changed in place.\nsign : int\n    -1 to the spectrum, "
+        "1 back.");
 }
 } // namespace LumoraLib::python

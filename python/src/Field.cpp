@@ -51,7 +51,7 @@ std::unique_ptr<Lumora> Field::On(Complex* samples, std::size_t count) const
     return lumora;
 }
 
-py::array Field::Samples(bool pin)
+py::array Field::Samples()
 {
     detail::FieldAccess::RequireSamples(*lumora_, "lumora.Field.samples");
     const py::ssize_t nx = lumora_->GetNx();
@@ -68,8 +68,6 @@ py::array Field::Samples(bool pin)
         lumora_ = std::move(lumora);
         block_ = std::move(block);
     }
-    if (pin && (pinned_.empty() || pinned_.back() != block_))
-        pinned_.push_back(block_);
     return View(block_, ny, nx);
 }
 

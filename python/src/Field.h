@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace LumoraLib::python
 {
@@ -37,11 +36,8 @@ public:
 
     Lumora& Get() { return *lumora_; }
     const Lumora& Get() const { return *lumora_; }
-    /// A writable array over the samples, shape (ny, nx), which keeps their memory alive. `pin` keeps it for the
-    /// field's life too, for readers of bare addresses.
-    py::array Samples(bool pin);
-    /// The samples' memory and its count of samples, or null.
-    const Block* Shared() const { return block_.get(); }
+    /// A writable array over the samples, shape (ny, nx), which keeps their memory alive.
+    py::array Samples();
 
     /// Before an operation that may change the size: memory of its own, taken back from the block where nobody else
     /// looks at it, otherwise a copy.
@@ -61,7 +57,6 @@ private:
     std::unique_ptr<Lumora> lumora_;
     std::shared_ptr<Block> block_;
     std::shared_ptr<Block> before_; ///< between BeginResize and EndResize
-    std::vector<std::shared_ptr<Block>> pinned_;
 };
 } // namespace LumoraLib::python
 

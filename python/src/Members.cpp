@@ -46,9 +46,9 @@ std::unique_ptr<Field> MakeField(const py::object& given, const py::object& pitc
         return field;
     const auto window = prepared[3].cast<LML_RECT>();
     field->Get().SetWindow(window);
-    field->Samples(
-        false)[py::make_tuple(py::slice(window.bottom, window.top, 1), py::slice(window.left, window.right, 1))] =
-        prepared[2];
+    const py::tuple where =
+        py::make_tuple(py::slice(window.bottom, window.top, 1), py::slice(window.left, window.right, 1));
+    field->Samples()[where] = prepared[2];
     return field;
 }
 
@@ -162,17 +162,18 @@ void DefineSamples(py::class_<Field>& c)
         [](Field& field)
         {
             Running running(kQuick, Self{&field});
-            return field.Samples(false);
+            return field.Samples();
         },
         [](Field& field, const py::object& values)
         {
             py::array samples;
             {
                 Running running(kQuick, Self{&field});
-                samples = field.Samples(false);
+                samples = field.Samples();
             }
             // field.samples *= 2 has done its work already.
             if (!py::isinstance<py::array>(values) || values.cast<py::array>().data() != samples.data() ||
+                !values.attr("dtype").equal(samples.attr("dtype")) ||
                 !values.attr("shape").equal(samples.attr("shape")) ||
                 !values.attr("strides").equal(samples.attr("strides")))
                 samples[py::ellipsis()] = values;
@@ -180,12 +181,6 @@ void DefineSamples(py::class_<Field>& c)
         "The samples: a writable complex64 array of shape (ny, nx), no copy. samples[j, i] stands at x(i), y(j). The\n"
         "array keeps the memory, also when the field is gone or has taken another size. In polar form the pairs are\n"
         "(amplitude, phase in radians).");
-    c.def("_pinned",
-          [](Field& field)
-          {
-              Running running(kQuick, Self{&field});
-              return field.Samples(true);
-          });
     c.def("_set_normal",
           [](Field& field, const Vector& normal)
           {
@@ -287,7 +282,8 @@ void DefineField(py::module_& m, py::class_<Field>& c)
         py::arg("bins"),
         "real_histogram(bins)\n\nHistogram of the real parts (in polar form the amplitudes) in -1 <= v < 1, as a "
         "field\n"
-        "of one row: bins are raised to a power of two, counts stand in the real parts.");
+        "of one row: bins are raised to a power of two, counts stand in the real parts.\n\n"
+        "Parameters\n----------\nbins : int\n    Number of bins.");
     m.def(
         "size_seg_lm",
         [](const Path& path)
@@ -298,7 +294,9 @@ void DefineField(py::module_& m, py::class_<Field>& c)
                 Run<int>(0, std::array<Field*, 0>{}, [&] { return GetSizeSegLm(path.text.c_str(), nx, ny); });
             return py::make_tuple(count, nx, ny);
         },
-        py::arg("path"), "size_seg_lm(path)\n\nThe numbers (segments, segments along x, segments along y) of a file.");
+        py::arg("path"),
+        "size_seg_lm(path)\n\nThe numbers (segments, segments along x, segments along y) of a file.\n\n"
+        "Parameters\n----------\npath : Path\n    File name.");
     py::class_<WholeFile> file(
         m, "WholeFile",
         "A file that is replaced whole or not at all: savers write to path, commit() puts it in\n"

@@ -89,7 +89,8 @@ void DefineVector(py::module_& m)
                      [](const py::tuple& t) { return VectorOf(t); }));
     c.def(
         "with_length", [](Vector v, double length) { return v.SetLength(length); }, py::arg("length"),
-        "with_length(length)\n\nThe vector of this direction and that length; the zero vector stays zero.");
+        "with_length(length)\n\nThe vector of this direction and that length; the zero vector stays zero.\n\n"
+        "Parameters\n----------\nlength : float\n    Of the result.");
     BindVector(c);
 }
 
