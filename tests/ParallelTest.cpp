@@ -4,6 +4,7 @@
 #include "TestTools.h"
 
 #include <omp.h>
+#include <cstring>
 #include <thread>
 #include <unistd.h>
 
@@ -53,6 +54,8 @@ TEST(Parallel, OperationsEndInsideAProgramsOwnThreads)
     for (const FftLib lib : {FFT_LIB_SPLIT_RADIX, FFT_LIB_VENDOR})
         for (const Operation& operation : kOperations)
         {
+            if (lib == FFT_LIB_SPLIT_RADIX && std::strstr(operation.name, "in sweeps") != nullptr)
+                continue; // of the wide engine alone
             const auto run = [&](int threads, Surrounding surrounding)
             {
                 const Engine engine(lib);
