@@ -19,7 +19,7 @@ OTHER_CLASSES = ["StopWatch", "ScaledFftDescriptor", "ShiftedFresnelPropDescript
                  "TrigTable"]
 ENUMS = {"Mode", "Gradation", "Interpol", "WindowFunc", "Axis", "FftLib", "CloudMethod", "CloudFrame", "ErrorCode",
          "ComplexForm",
-         "CpuType", "DevelopEnv", "Platform", "FocusMeasure", "StackPropagator",
+         "CpuType", "DevelopEnv", "Platform", "FocusMeasure", "StackPropagator", "InstructionSet",
          "MissingSegments", "SegmentedAccess", "AdvisedMember"}
 PY_TYPES = {"double": "float", "float": "float", "int": "int", "bool": "bool", "void": "None", "Complex": "complex",
             "ComplexDouble": "complex", "Phase": "float", "LumoraLib::Phase": "float", "std::size_t": "int",

@@ -8,6 +8,7 @@ folder; then its Python blocks, by Debian's interpreter, which has numpy (left o
 test by its exit code. Functions that a Python block defines are there for later blocks as readers.py. Links of all pages
 must lead to files of the tree.
 """
+import os
 import pathlib
 import re
 import subprocess
@@ -18,8 +19,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 PYTHON = "/usr/bin/python3"
 
 
-def run(command, folder, what):
-    done = subprocess.run([str(c) for c in command], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+def run(command, folder, what, **more):
+    done = subprocess.run([str(c) for c in command], cwd=folder, env={**os.environ, **more}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     if done.returncode != 0:
         sys.exit("%s ended with %d\n%s" % (what, done.returncode, done.stdout[-3000:]))
 
@@ -27,7 +28,8 @@ def run(command, folder, what):
 def check_page(path, build, compiler, numpy):
     blocks = re.findall(r"^```(cpp|python)\n(.*?)^```$", path.read_text(encoding="utf-8"), flags=re.S | re.M)
     programs = [(kind, code) for kind, code in blocks
-                if (kind == "cpp" and "int main(" in code) or (kind == "python" and numpy and re.search(r"^import ", code, re.M))]
+                if (kind == "cpp" and "int main(" in code) or (kind == "python" and numpy and re.search(r"^import ", code, re.M)
+                    and ("import lumora" not in code or (build / "python/lumora").exists()))]
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         for n, (kind, code) in enumerate(programs):
@@ -39,7 +41,7 @@ def check_page(path, build, compiler, numpy):
                 run(["./page"], folder, what)
             else:
                 (folder / "page.py").write_text(code, encoding="utf-8")
-                run([PYTHON, "page.py"], folder, what)
+                run([PYTHON, "page.py"], folder, what, PYTHONPATH=str(build / "python"), MPLBACKEND="Agg")
                 if "def " in code:
                     functions = re.findall(r"^import .*\n|^def .*\n(?:(?:    .*)?\n)+", code, flags=re.M)
                     (folder / "readers.py").write_text("".join(functions), encoding="utf-8")

@@ -58,7 +58,7 @@ def page(build):
         for (message, cure), names in table[code].items():
             by_row[(message, cure)] |= names
         for (message, cure), names in sorted(by_row.items(), key=lambda item: (item[0][0], item[0][1])):
-            shown = sorted(names, key=str.lower)
+            shown = sorted(names, key=lambda n: (n.lower(), n))
             listed = ", ".join("`%s`" % n for n in shown[:6]) + (" and %d more" % (len(shown) - 6) if len(shown) > 6 else "")
             text.append("| %s | %s | %s |" % (message.replace("|", "\\|") or "(empty)", listed, cure.replace("|", "\\|")))
     return "\n".join(text) + "\n"

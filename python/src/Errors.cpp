@@ -93,6 +93,8 @@ constexpr Named<CloudFrame> kFrames[] = {{"GLOBAL", CLOUD_GLOBAL}, {"LOCAL", CLO
 constexpr Named<FocusMeasure> kMeasures[] = {{"VARIANCE", FOCUS_VARIANCE},           {"GRADIENT", FOCUS_GRADIENT},
                                              {"LAPLACIAN", FOCUS_LAPLACIAN},         {"TAMURA", FOCUS_TAMURA},
                                              {"EDGE_SPARSITY", FOCUS_EDGE_SPARSITY}, {"AMPLITUDE", FOCUS_AMPLITUDE}};
+constexpr Named<InstructionSet> kInstructionSets[] = {
+    {"SSE2", INSTRUCTION_SET_SSE2}, {"AVX2", INSTRUCTION_SET_AVX2}, {"AVX512", INSTRUCTION_SET_AVX512}};
 constexpr Named<StackPropagator> kPropagators[] = {{"ASM", STACK_ASM}, {"EXACT_ASM", STACK_EXACT_ASM}};
 constexpr Named<MissingSegments> kMissing[] = {{"REFUSED", MISSING_REFUSED}, {"ZERO", MISSING_ZERO}};
 constexpr Named<SegmentedAccess> kAccesses[] = {{"READ", SEGMENTED_READ}, {"UPDATE", SEGMENTED_UPDATE}};
@@ -151,6 +153,7 @@ void DefineEnums(py::module_& m)
     DefineEnum(m, "MissingSegments", "What a reader makes of a segment that was never written.", kMissing);
     DefineEnum(m, "SegmentedAccess", "How a SegmentedField opens its file.", kAccesses);
     DefineEnum(m, "AdvisedMember", "What a way of the adviser, or a step of it, does.", kMembers);
+    DefineEnum(m, "InstructionSet", "What the wide loops run with.", kInstructionSets);
     DefineEnum(m, "CpuType", "Instruction set that the library needs at least.", kCpus);
     DefineEnum(m, "DevelopEnv", "Family of the compiler.", kEnvironments);
     DefineEnum(m, "Platform", "Platform that the library was built for.", kPlatforms);

@@ -237,6 +237,7 @@ constexpr char kLargeText[] =
     "Parameters\n----------\nsource, destination : Path\n    Segmented LM files.\n"
     "distance : float\n    Metres.\nsign : int\n    -1 to the spectrum, 1 back.\nprecision : int\n    Doublings of the "
     "grid, 1 to 4.\n"
+    "interpol : Interpol | str | int\n    Between the samples of the source.\n"
     "backward : bool\n    Light that runs from the destination to the source.\n"
     "memory : int\n    Bytes for buffers and tables; 0: 1 GiB.\n"
     "scratch : Path, optional\n    Folder of the scratch file; that of the destination where it is left out.\n"
@@ -266,6 +267,32 @@ void Operation(py::module_& m, const char* name, LargeReport (*f)(const char*, c
          ", *, memory=0, scratch=None, threads=0, resume=False, missing=REFUSED)" + kLargeText)
             .c_str());
 }
+/// A sum or product of two files.
+void Combination(py::module_& m, const char* name,
+                 LargeReport (*f)(const char*, const char*, const char*, const LargeOptions&))
+{
+    m.def(
+        name,
+        [f](const Path& first, const Path& second, const Path& destination, std::uint64_t memory, int threads,
+            MissingSegments missing)
+        {
+            const LargeOptions options{memory, nullptr, threads, false, missing};
+            return Run<LargeReport>(
+                0, std::array<Field*, 0>{},
+                [&] { return f(first.text.c_str(), second.text.c_str(), destination.text.c_str(), options); });
+        },
+        py::arg("first"), py::arg("second"), py::arg("destination"), py::kw_only(),
+        py::arg("memory") = std::uint64_t{0}, py::arg("threads") = 0, py::arg("missing") = MISSING_REFUSED,
+        (std::string(name) +
+         "(first, second, destination, *, memory=0, threads=0, missing=REFUSED)\n\nSample by sample, first by "
+         "second.\n\n"
+         "Parameters\n----------\nfirst, second, destination : Path\n    Segmented LM files.\n"
+         "memory : int\n    Bytes for buffers; 0: 1 GiB.\nthreads : int\n    Of the arithmetic; 0: the library's "
+         "count.\n"
+         "missing : MissingSegments | str | int\n    What segments are that a source lacks: refused, or zero.\n\n"
+         "Returns\n-------\nLargeReport\n\nRaises\n------\nLumoraError\n    The unfinished destination is removed.")
+            .c_str());
+}
 } // namespace
 
 void DefineLarge(py::module_& m)
@@ -279,5 +306,9 @@ void DefineLarge(py::module_& m)
     Operation(m, "large_fresnel_prop", &LargeFresnelProp, py::arg("distance"), "distance");
     Operation(m, "large_shifted_asm_prop", &LargeShiftedAsmProp, py::arg("precision") = 1, "precision=1");
     Operation(m, "large_shifted_fresnel_prop", &LargeShiftedFresnelProp, py::arg("backward") = false, "backward=False");
+    Operation(m, "large_resample", &LargeResample, py::arg("interpol") = LINEAR_INTERPOL, "interpol=LINEAR");
+    Combination(m, "large_add", &LargeAdd);
+    Combination(m, "large_subtract", &LargeSubtract);
+    Combination(m, "large_multiply", &LargeMultiply);
 }
 } // namespace LumoraLib::python
