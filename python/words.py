@@ -126,6 +126,7 @@ MEANING = {
     "code": "An ErrorCode.",
     "level": "Lines of the banner.",
     "on": "The flag.",
+    "bytes": "Limit of memory in bytes; 0 switches it off.",
     "limit": "An InstructionSet, its name or its number: the widest to use.",
     "measure": "A FocusMeasure, its name or its number.",
     "first": "Metres or a direction.",

@@ -3,8 +3,8 @@
 #include "Operations.h"
 #include "TestTools.h"
 
-#include <omp.h>
 #include <cstring>
+#include <omp.h>
 #include <thread>
 #include <unistd.h>
 
