@@ -72,9 +72,9 @@ struct AdviceOptions
 /// One step of a way. Steps run in the frame of the source's plane: x and y along its axes, z along its normal.
 struct AdviceStep
 {
-    AdvisedMember member = ADVISE_COPY;
-    double distance = 0.0; ///< metres along the source's normal
-    double shiftX = 0.0;   ///< where the grid's centre goes, relative to before, in metres
+    AdvisedMember member = ADVISE_COPY; ///< what it does
+    double distance = 0.0;              ///< metres along the source's normal
+    double shiftX = 0.0;                ///< where the grid's centre goes, relative to before, in metres
     double shiftY = 0.0;
     std::int32_t doublings = 0; ///< of Embed and Extract; the precision of ShiftedAsmProp
     std::int32_t nx = 0;        ///< the grid after the step
@@ -124,13 +124,13 @@ struct AdviceFigures
 /// One way to the destination.
 struct AdviceMember
 {
-    AdvisedMember member = ADVISE_COPY;
-    std::string name;                 ///< "ExactAsmProp", or "ExactAsmProp, ShiftedFresnelProp"
-    std::vector<AdviceStep> steps;    ///< the plan; empty where the way cannot be gone at all
-    bool fits = false;                ///< the prediction is within the tolerance
-    bool borderline = false;          ///< the prediction is within a factor of 1.5 of the tolerance: may be either
-    double error = -1.0;              ///< predicted relative l2 error; negative where it was not predicted
-    double bytes = 0.0;               ///< working memory beside source and destination
+    AdvisedMember member = ADVISE_COPY; ///< or ADVISE_STEPS
+    std::string name;                   ///< "ExactAsmProp", or "ExactAsmProp, ShiftedFresnelProp"
+    std::vector<AdviceStep> steps;      ///< the plan; empty where the way cannot be gone at all
+    bool fits = false;                  ///< the prediction is within the tolerance
+    bool borderline = false;            ///< the prediction is within a factor of 1.5 of the tolerance: may be either
+    double error = -1.0;                ///< predicted relative l2 error; negative where it was not predicted
+    double bytes = 0.0;                 ///< working memory beside source and destination
     double seconds = 0.0;             ///< expected time of one thread, by a table of measurements that the source names
     std::vector<std::string> reasons; ///< why it fits or not, sentences
 };
@@ -138,21 +138,23 @@ struct AdviceMember
 /// What Advise() finds.
 struct Advice
 {
-    AdviceFigures figures;
+    AdviceFigures figures;             ///< of the light and the geometry
     std::vector<AdviceMember> ways;    ///< single members first, then ways of several steps
     std::int32_t taken = -1;           ///< index of the way that PropagateTo() takes; -1: none fits
     std::vector<std::string> remedies; ///< what to change; also what would make a cheaper way fit
 
+    /// The way that PropagateTo() takes, or null.
     const AdviceMember* Taken() const { return taken < 0 ? nullptr : &ways[static_cast<std::size_t>(taken)]; }
 };
 
 /// What PropagateTo() did.
 struct AdviceResult
 {
-    Advice advice;
+    Advice advice;                 ///< what was found before
     std::int32_t way = -1;         ///< index of the way gone
     double seconds = 0.0;          ///< that the way took
     std::vector<std::string> done; ///< the steps as texts
+    /// The way gone.
     const AdviceMember& Way() const { return advice.ways[static_cast<std::size_t>(way)]; }
 };
 

@@ -112,8 +112,8 @@ enum PictureFrequencies : std::int32_t
 /// How a field is shown. What stands here by default gives a picture without axes that is well lit for most fields.
 struct PictureStyle
 {
-    PictureQuantity quantity = PICTURE_AMPLITUDE;
-    PictureColours colours = COLOURS_AUTOMATIC;
+    PictureQuantity quantity = PICTURE_AMPLITUDE; ///< what of a sample is shown
+    PictureColours colours = COLOURS_AUTOMATIC;   ///< the map of its values
 
     /// Values of the first and the last colour, in the units of the quantity (decibels for PICTURE_DECIBEL, amplitude
     /// for PICTURE_COMPLEX). Equal values, as at first, take them from the picture: 0 (decibels: the top less
@@ -151,8 +151,8 @@ struct PictureStyle
 /// Values of the first and last colour.
 struct PictureRange
 {
-    double low;
-    double high;
+    double low;  ///< in the units of the quantity
+    double high; ///< likewise
 };
 
 /// The range that RenderPicture() would use, to show several fields on one scale: put it into `low` and `high` of the
@@ -172,9 +172,9 @@ LML_API void SavePicture(const std::string& path, const Lumora& field, const Pic
 /// Red, green and blue, 0 to 255.
 struct PictureColour
 {
-    std::uint8_t red;
-    std::uint8_t green;
-    std::uint8_t blue;
+    std::uint8_t red;   ///< 0 to 255
+    std::uint8_t green; ///< 0 to 255
+    std::uint8_t blue;  ///< 0 to 255
 };
 
 /// The colour at t = 0 to 1 of a map, clipped outside; closed maps begin at phase -pi. COLOURS_AUTOMATIC is EMBER.
@@ -196,9 +196,9 @@ struct ProfileLine
 /// The look of a plot. Lines differ in colour, lightness and dashes, so they can be told apart in grey too.
 struct ProfileStyle
 {
-    std::string title;
-    std::string xLabel = "x";
-    std::string xUnit = "m"; ///< "m" and "s" take the prefix that suits the range (µm, mm), other units stay
+    std::string title;        ///< above the plot; empty for none
+    std::string xLabel = "x"; ///< below the axis
+    std::string xUnit = "m";  ///< "m" and "s" take the prefix that suits the range (µm, mm), other units stay
     std::string yLabel;
     std::string yUnit;
     std::int32_t width = 960;  ///< pixels, 200 to 8192

@@ -4,6 +4,7 @@
     tools/doxygen_filter.py HEADER|PAGE.md
 
 - A docstring covers every declaration below it up to the next blank line, comment or brace: it is repeated for each.
+- A variable without a docstring of its own shares that of the one before it.
 - The headings inside a class (`// ---- Name`) become its sections, those of a file (three lines) become groups, and the
   `//` paragraphs below a heading their introductions, tables kept as they are set.
 - The first line of a header is its file's summary.
@@ -53,6 +54,7 @@ def filtered(path):
     out += ["/// @file"] + ["/// " + line for line in title] + [""]
     in_group = in_section = False
     doc = []  # the docstring that still covers what follows
+    trailing = ""  # that of the variable before
     fresh = False
     while at < len(lines):
         line = lines[at]
@@ -79,6 +81,7 @@ def filtered(path):
             continue
         stripped = line.strip()
         if stripped.startswith("///") and not stripped.startswith("///<"):
+            line = re.sub(r"(?<=[ (])<(?=[A-Z(>])", r"\\<", line)  # a mean, no tag
             if not fresh:
                 doc = []
             doc.append(line)
@@ -94,6 +97,13 @@ def filtered(path):
             if not fresh and "///<" not in line and starts_declaration(lines, at):
                 out += [d for d in doc if fits(d, lines, at)]
             fresh = False
+        variable = re.match(r"^    [\w:<>, ]+ \w+(?: = [^;]*)?;(.*)$", line)
+        if variable and "///<" in variable.group(1):
+            trailing = line[line.index("///<"):]
+        elif variable and trailing and not doc and not variable.group(1).strip():
+            line += " " + trailing
+        elif not stripped.startswith("///<"):
+            trailing = ""
         if line.startswith("};") and in_section:
             out.append("    /**@}*/")
             in_section = False

@@ -158,7 +158,7 @@ LargeReport LargeCall::Run(const LargeWork& work, const Lumora& common, const Se
     }
     if (!sweeps)
         Error(ERR_SOMETHING, function_,
-              Explained("this engine takes the whole field in memory", "That are %.0f MiB; %.0f are allowed.",
+              Explained("this engine takes the whole field in memory", "It takes %.0f MiB; %.0f are allowed.",
                         static_cast<double>(whole) / 1048576.0, static_cast<double>(memory_) / 1048576.0));
     TileNeeds needs = work.Needs(threads_);
     needs.rows = static_cast<std::size_t>(std::max(source.Grid().Ny(), grid.Ny()));
