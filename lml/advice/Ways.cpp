@@ -168,7 +168,6 @@ AdviceMember Without(AdvisedMember member, const char* reason)
     return way;
 }
 
-constexpr double kNoShift[2] = {0.0, 0.0};
 
 /// Ways to the plane through a tilted destination's centre, on a grid that has the light which passes the destination
 /// in it and empty margins around, and the turn there.

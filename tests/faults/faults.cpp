@@ -356,9 +356,11 @@ int main(int argc, char** argv)
         {faults::FileCall, faults::Kill, "killed at file call"},
         {faults::FileCall, faults::KillTorn, "killed within file call"},
     };
+    const bool bounded = argc > 1 && std::strcmp(argv[1], "--bounded") == 0; // some 40 places of each fault
+    const char* const filter = argc > 1 && !bounded ? argv[1] : "";
     for (const Operation& operation : kOperations)
     {
-        if (argc > 1 && std::strstr(operation.name, argv[1]) == nullptr)
+        if (std::strstr(operation.name, filter) == nullptr)
             continue;
         for (const Fault& fault : list)
         {
@@ -373,7 +375,8 @@ int main(int argc, char** argv)
                 Judge(operation, "undisturbed", 0, whole);
                 break;
             }
-            for (int n = 1; n <= undisturbed.calls; ++n)
+            const int step = bounded ? undisturbed.calls / 40 + 1 : 1;
+            for (int n = 1 + static_cast<int>(&fault - list) % step; n <= undisturbed.calls; n += step)
             {
                 int status = InChild([&] { Run(operation, fault.kind, fault.way, n, undisturbed.digest); });
                 if (fault.way >= faults::Kill && WIFEXITED(status) && WEXITSTATUS(status) == faults::kKilled)
