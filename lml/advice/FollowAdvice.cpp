@@ -41,6 +41,7 @@ template <class ByX, class ByY>
 void MultiplyPolar(Lumora& field, double magnitude, const ByX& byX, const ByY& byY)
 {
     std::vector<ComplexDouble> columns;
+    columns.reserve(static_cast<std::size_t>(field.GetNx()));
     for (std::int32_t i = 0; i < field.GetNx(); ++i)
         columns.push_back(Polar(magnitude, byX(i)));
     detail::ParallelRows(0, field.GetNy(),

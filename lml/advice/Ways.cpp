@@ -168,7 +168,6 @@ AdviceMember Without(AdvisedMember member, const char* reason)
     return way;
 }
 
-
 /// Ways to the plane through a tilted destination's centre, on a grid that has the light which passes the destination
 /// in it and empty margins around, and the turn there.
 void AddTilted(const PlanePair& pair, std::vector<AdviceMember>& ways)

@@ -278,10 +278,10 @@ void Save(const Lumora& field, const LML_RECT& window, const char* path, const c
     std::copy_n(text.data(), length, head.begin() + kFixedBytes);
     head.back() = '\n';
     ewrite(file, head.data(), head.size(), path);
-    for (std::int32_t j = 0; j < rows && columns != 0; ++j)
-        ewrite(file,
-               field.GetDataPointer() +
-                   field.IJ(static_cast<std::size_t>(window.left), static_cast<std::size_t>(window.bottom + j)),
+    const std::size_t left = static_cast<std::size_t>(window.left);
+    const std::size_t bottom = static_cast<std::size_t>(window.bottom);
+    for (std::size_t j = 0; j < static_cast<std::size_t>(rows) && columns != 0; ++j)
+        ewrite(file, field.GetDataPointer() + field.IJ(left, bottom + j),
                static_cast<std::uint64_t>(columns) * sizeof(Complex), path);
     file.Close(path);
 }
