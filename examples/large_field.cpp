@@ -50,12 +50,13 @@ bool HasSamplesOf(const std::string& path, const Lumora& field)
 {
     const SegmentedField file(path.c_str());
     const int nx = static_cast<int>(file.GetNx()), ny = static_cast<int>(file.GetNy());
-    const int left = (field.GetNx() - nx) / 2, below = (field.GetNy() - ny) / 2;
+    const std::size_t left = static_cast<std::size_t>((field.GetNx() - nx) / 2);
+    const std::size_t below = static_cast<std::size_t>((field.GetNy() - ny) / 2);
     std::vector<Complex> row(static_cast<std::size_t>(nx));
     for (int j = 0; j < ny; ++j)
     {
         file.Read(0, j, nx, 1, row.data(), row.size());
-        const Complex* const expected = field.GetDataPointer() + field.IJ(left, below + j);
+        const Complex* const expected = field.GetDataPointer() + field.IJ(left, below + static_cast<std::size_t>(j));
         if (std::memcmp(row.data(), expected, row.size() * sizeof(Complex)) != 0)
             return false;
     }
