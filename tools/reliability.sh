@@ -42,7 +42,7 @@ case "${1:-}" in
         ;;
     threads)
         tools/setup.sh clang libomp-dev llvm
-        tests="ThreadsTest FftTest FusedTest PointSourceTest MeasureTest PropagateTest"
+        tests="TeamTest ThreadsTest FftTest FusedTest PointSourceTest MeasureTest PropagateTest"
         # shellcheck disable=SC2086
         build tsan $tests
         ctest --preset tsan -R "^($(tr ' ' '|' <<<"$tests"))\$"
