@@ -1,6 +1,6 @@
 // What stands in an LM container: single fields, parts and segments, without loading more samples than asked for.
 #include "Container.h"
-#include "Session.h"
+#include "Invocation.h"
 
 #include <LmlLarge.h>
 

@@ -34,7 +34,7 @@ int Convert(const Options& options, Facts& facts)
 }
 } // namespace
 
-void AddConvert(CLI::App& app, Session& session)
+void AddConvert(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("convert", "Convert between LM, LW, DE, NPY, CSV, BMP, HBI, RAW and PNG");
     const auto options = std::make_shared<Options>();
@@ -46,6 +46,6 @@ void AddConvert(CLI::App& app, Session& session)
         ->type_name("DOMAIN");
     sub.footer("Examples:\n  lml convert hologram.lm hologram.npy\n  lml convert hologram.npy copy.lm --pitch 8um "
                "--wavelength 532nm\n  lml convert large.lm parts.lm --segments 4x4");
-    session.OnCall(sub, [options, &session] { return Convert(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Convert(*options, invocation.facts); });
 }
 } // namespace command

@@ -102,7 +102,7 @@ int Encode(Options options, Facts& facts)
 }
 } // namespace
 
-void AddEncode(CLI::App& app, Session& session)
+void AddEncode(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("encode", "A complex field as phases alone, for a device");
     const auto options = std::make_shared<Options>();
@@ -130,6 +130,6 @@ void AddEncode(CLI::App& app, Session& session)
         ->capture_default_str()
         ->type_name("N");
     sub.footer("Examples:\n  lml encode hologram.lm device.png --device 1920x1080 --reference-rms 1.5");
-    session.OnCall(sub, [options, &session] { return Encode(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Encode(*options, invocation.facts); });
 }
 } // namespace command

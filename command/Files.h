@@ -3,7 +3,7 @@
 #define LMLCOMMAND_FILES_H
 
 #include "Container.h"
-#include "Session.h"
+#include "Invocation.h"
 
 #include <LmlPictures.h>
 

@@ -183,7 +183,7 @@ int Focus(const Options& options, Facts& facts)
 }
 } // namespace
 
-void AddFocus(CLI::App& app, Session& session)
+void AddFocus(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("focus", "The distance at which a hologram is sharp");
     const auto options = std::make_shared<Options>();
@@ -213,6 +213,6 @@ void AddFocus(CLI::App& app, Session& session)
         ->type_name("FILE");
     sub.footer("Examples:\n  lml focus hologram.lm --from 5cm --to 25cm --steps 81 --measure gradient,variance --plot "
                "curve.png");
-    session.OnCall(sub, [options, &session] { return Focus(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Focus(*options, invocation.facts); });
 }
 } // namespace command

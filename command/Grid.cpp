@@ -1,6 +1,6 @@
 // The grid of a field that is made: sizes, pitches, wavelength and place as options.
 #include "Grid.h"
-#include "Session.h"
+#include "Invocation.h"
 
 namespace command
 {

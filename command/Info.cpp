@@ -105,7 +105,7 @@ int Info(const Options& options, Facts& facts)
 }
 } // namespace
 
-void AddInfo(CLI::App& app, Session& session)
+void AddInfo(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("info", "Sizes, pitches, wavelength, place, form and segments of a file");
     const auto options = std::make_shared<Options>();
@@ -113,6 +113,6 @@ void AddInfo(CLI::App& app, Session& session)
     sub.add_flag("--statistics,-s", options->statistics,
                  "Read the samples too: energy, largest amplitude, centroid, widths");
     sub.footer("Examples:\n  lml info hologram.lm --statistics");
-    session.OnCall(sub, [options, &session] { return Info(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Info(*options, invocation.facts); });
 }
 } // namespace command

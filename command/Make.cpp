@@ -223,8 +223,8 @@ int Make(const Options& options, Maker maker, Facts& facts)
     return kDone;
 }
 
-std::shared_ptr<Options> AddShape(CLI::App& make, Session& session, const char* name, const char* purpose, Maker maker,
-                                  const std::function<void(CLI::App&, Options&)>& own)
+std::shared_ptr<Options> AddShape(CLI::App& make, Invocation& invocation, const char* name, const char* purpose,
+                                  Maker maker, const std::function<void(CLI::App&, Options&)>& own)
 {
     CLI::App& sub = *make.add_subcommand(name, purpose);
     const auto options = std::make_shared<Options>();
@@ -235,7 +235,7 @@ std::shared_ptr<Options> AddShape(CLI::App& make, Session& session, const char* 
     sub.add_option("--seed", options->seed, "Of the random phases")->capture_default_str()->type_name("N");
     options->grid.AddTo(sub);
     sub.footer("");
-    session.OnCall(sub, [options, maker, &session] { return Make(*options, maker, session.facts); });
+    invocation.OnCall(sub, [options, maker, &invocation] { return Make(*options, maker, invocation.facts); });
     return options;
 }
 
@@ -244,9 +244,9 @@ void AddPlace(CLI::App& app, Options& options)
     AddPlacePair(app, "--at", options.at, Kind::Length, "Place of its centre");
 }
 
-void AddApertures(CLI::App& make, Session& session)
+void AddApertures(CLI::App& make, Invocation& invocation)
 {
-    AddShape(make, session, "rectangle", "A bright rectangle", MakeRectangle,
+    AddShape(make, invocation, "rectangle", "A bright rectangle", MakeRectangle,
              [](CLI::App& sub, Options& options)
              {
                  options.width = 1e-3;
@@ -254,14 +254,14 @@ void AddApertures(CLI::App& make, Session& session)
                  AddQuantity(sub, "--height", options.height, Kind::Length, "Height (default: the width)", kPositive);
                  AddPlace(sub, options);
              });
-    AddShape(make, session, "circle", "A bright disc", MakeCircle,
+    AddShape(make, invocation, "circle", "A bright disc", MakeCircle,
              [](CLI::App& sub, Options& options)
              {
                  options.width = 1e-3;
                  AddQuantity(sub, "--diameter", options.width, Kind::Length, "Diameter", kPositive);
                  AddPlace(sub, options);
              });
-    AddShape(make, session, "gaussian", "A Gaussian beam at its waist", MakeGaussian,
+    AddShape(make, invocation, "gaussian", "A Gaussian beam at its waist", MakeGaussian,
              [](CLI::App& sub, Options& options)
              {
                  options.width = 1e-3;
@@ -271,15 +271,15 @@ void AddApertures(CLI::App& make, Session& session)
              });
 }
 
-void AddWaves(CLI::App& make, Session& session)
+void AddWaves(CLI::App& make, Invocation& invocation)
 {
-    AddShape(make, session, "plane", "A plane wave", MakePlane,
+    AddShape(make, invocation, "plane", "A plane wave", MakePlane,
              [](CLI::App& sub, Options& options)
              {
                  AddPlacePair(sub, "--angle", options.angle, Kind::Angle, "Angles to the normal along x and y",
                               {-kPi / 2.0, kPi / 2.0});
              });
-    AddShape(make, session, "spherical", "A spherical wave of amplitude 1 at its centre", MakeSpherical,
+    AddShape(make, invocation, "spherical", "A spherical wave of amplitude 1 at its centre", MakeSpherical,
              [](CLI::App& sub, Options& options)
              {
                  AddQuantity(sub, "--distance", options.distance, Kind::Length,
@@ -289,7 +289,7 @@ void AddWaves(CLI::App& make, Session& session)
 }
 } // namespace
 
-void AddMake(CLI::App& app, Session& session)
+void AddMake(CLI::App& app, Invocation& invocation)
 {
     CLI::App& make =
         *app.add_subcommand("make", "Make a field: rectangle, circle, gaussian, plane, spherical, grating, "
@@ -298,9 +298,9 @@ void AddMake(CLI::App& app, Session& session)
     make.footer("Examples:\n  lml make circle pinhole.lm --diameter 0.5mm --size 1024 --pitch 4um\n  lml make picture "
                 "photo.png "
                 "object.lm --width 6mm --random-phase");
-    AddApertures(make, session);
-    AddWaves(make, session);
-    AddShape(make, session, "grating", "A grating over the whole grid", MakeGrating,
+    AddApertures(make, invocation);
+    AddWaves(make, invocation);
+    AddShape(make, invocation, "grating", "A grating over the whole grid", MakeGrating,
              [](CLI::App& sub, Options& options)
              {
                  AddQuantity(sub, "--period", options.period, Kind::Length, "Period", kPositive);
@@ -312,7 +312,7 @@ void AddMake(CLI::App& app, Session& session)
                  AddQuantity(sub, "--depth", options.depth, Kind::Angle, "Depth of the phase profiles, peak to peak");
                  AddPlace(sub, options);
              });
-    AddShape(make, session, "zoneplate", "A zone plate or thin lens", MakeZonePlate,
+    AddShape(make, invocation, "zoneplate", "A zone plate or thin lens", MakeZonePlate,
              [](CLI::App& sub, Options& options)
              {
                  options.profile = "binary";
@@ -325,7 +325,7 @@ void AddMake(CLI::App& app, Session& session)
                      ->type_name("PROFILE");
                  AddPlace(sub, options);
              });
-    AddShape(make, session, "picture", "A picture (PNG, JPEG, BMP, portable map) in the middle of the grid",
+    AddShape(make, invocation, "picture", "A picture (PNG, JPEG, BMP, portable map) in the middle of the grid",
              MakePicture,
              [](CLI::App& sub, Options& options)
              {

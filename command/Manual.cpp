@@ -1,6 +1,6 @@
 // The manual pages and the shell completion, written from the options that the program really takes.
 #include "Help.h"
-#include "Session.h"
+#include "Invocation.h"
 #include "Subcommands.h"
 
 #include <LmlRuntime.h>
@@ -250,12 +250,12 @@ int WriteAll(const CLI::App& root, const std::string& folder)
 }
 } // namespace
 
-void AddManual(CLI::App& app, Session& session)
+void AddManual(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("manual", "Write manual pages and shell completion into a folder");
     sub.group("");
     const auto folder = std::make_shared<std::string>();
     sub.add_option("FOLDER", *folder, "Folder")->required();
-    session.OnCall(sub, [folder, &app] { return WriteAll(app, *folder); });
+    invocation.OnCall(sub, [folder, &app] { return WriteAll(app, *folder); });
 }
 } // namespace command

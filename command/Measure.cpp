@@ -158,7 +158,7 @@ int Compare(const CompareOptions& options, Facts& facts)
 }
 } // namespace
 
-void AddMeasure(CLI::App& app, Session& session)
+void AddMeasure(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub =
         *app.add_subcommand("measure", "Energy, peak, centroid and widths; signal-to-noise against a reference");
@@ -167,10 +167,10 @@ void AddMeasure(CLI::App& app, Session& session)
     sub.add_option("--reference", options->reference, "Field to measure against, of the same size")->type_name("FILE");
     AddWindow(sub, options->window);
     sub.footer("Examples:\n  lml measure back.lm --reference original.lm");
-    session.OnCall(sub, [options, &session] { return MeasureField(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return MeasureField(*options, invocation.facts); });
 }
 
-void AddCompare(CLI::App& app, Session& session)
+void AddCompare(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("compare", "Two fields against each other, sample by sample");
     const auto options = std::make_shared<CompareOptions>();
@@ -180,6 +180,6 @@ void AddCompare(CLI::App& app, Session& session)
     AddQuantity(sub, "--tolerance", options->tolerance, Kind::Number,
                 "Exit code 3 when the relative difference is above it", {0, 1e300});
     sub.footer("Examples:\n  lml compare one.lm other.lm --tolerance 1e-6");
-    session.OnCall(sub, [options, &session] { return Compare(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Compare(*options, invocation.facts); });
 }
 } // namespace command

@@ -131,7 +131,7 @@ int Points(Options options, Facts& facts)
 }
 } // namespace
 
-void AddPoints(CLI::App& app, Session& session)
+void AddPoints(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("points", "The hologram of a cloud of points or a mesh (text, CSV, PLY)");
     const auto options = std::make_shared<Options>();
@@ -170,6 +170,6 @@ void AddPoints(CLI::App& app, Session& session)
     sub.add_flag("--plan", options->planOnly, "Say what it would take, and do nothing")->group(work);
     sub.footer("Examples:\n  lml points bunny.ply bunny.lm --unit 1mm --centre --position 0,0,-10cm --density 2000 "
                "--random-phase");
-    session.OnCall(sub, [options, &session] { return Points(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Points(*options, invocation.facts); });
 }
 } // namespace command

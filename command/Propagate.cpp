@@ -266,7 +266,7 @@ int Propagate(const Options& options, Facts& facts)
 }
 } // namespace
 
-void AddPropagate(CLI::App& app, Session& session)
+void AddPropagate(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub =
         *app.add_subcommand("propagate", "Carry a field to another plane, by the way that the adviser finds");
@@ -287,16 +287,16 @@ void AddPropagate(CLI::App& app, Session& session)
     options->large.AddTo(sub);
     sub.footer("Examples:\n  lml propagate slit.lm far.lm --distance 15cm\n  lml propagate slit.lm zoom.lm --distance "
                "15cm --to-pitch 2um --shift 1mm,0");
-    session.OnCall(sub, [options, &session] { return Propagate(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Propagate(*options, invocation.facts); });
 }
 
-void AddAdvise(CLI::App& app, Session& session)
+void AddAdvise(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("advise", "Which ways lead to a plane, how good they are, and what to change");
     const auto options = std::make_shared<Options>();
     options->input.AddTo(sub);
     options->AddTo(sub);
     sub.footer("Examples:\n  lml advise slit.lm --distance 15cm --to-pitch 2um");
-    session.OnCall(sub, [options, &session] { return AdviseOn(*options, session.Json(), session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return AdviseOn(*options, invocation.Json(), invocation.facts); });
 }
 } // namespace command

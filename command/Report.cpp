@@ -318,7 +318,7 @@ int Report(const Options& options, Facts& facts)
 }
 } // namespace
 
-void AddReport(CLI::App& app, Session& session)
+void AddReport(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("report", "One HTML page of a field: pictures, profiles, parameters, advice");
     const auto options = std::make_shared<Options>();
@@ -336,6 +336,6 @@ void AddReport(CLI::App& app, Session& session)
         ->capture_default_str()
         ->type_name("N");
     sub.footer("Examples:\n  lml report hologram.lm hologram.html --distance 5cm,15cm");
-    session.OnCall(sub, [options, &session] { return Report(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Report(*options, invocation.facts); });
 }
 } // namespace command

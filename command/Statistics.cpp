@@ -1,6 +1,6 @@
 // Sums over the samples of a field, or of its segments one by one: energy, peak, centroid, widths.
 #include "Statistics.h"
-#include "Session.h"
+#include "Invocation.h"
 
 #include <algorithm>
 #include <cmath>

@@ -98,7 +98,7 @@ int View(const Options& options, Facts& facts)
 }
 } // namespace
 
-void AddView(CLI::App& app, Session& session)
+void AddView(CLI::App& app, Invocation& invocation)
 {
     CLI::App& sub = *app.add_subcommand("view", "A field or its spectrum as a PNG to look at");
     const auto options = std::make_shared<Options>();
@@ -110,6 +110,6 @@ void AddView(CLI::App& app, Session& session)
     options->style.AddTo(sub);
     sub.footer("Examples:\n  lml view hologram.lm phase.png --quantity phase\n  lml view hologram.lm spectrum.png "
                "--spectrum --quantity db\n  lml view hologram.lm profile.png --row 0 --quantity intensity");
-    session.OnCall(sub, [options, &session] { return View(*options, session.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return View(*options, invocation.facts); });
 }
 } // namespace command

@@ -1,7 +1,7 @@
 // The pictures of a page that can be switched and zoomed, with their colours and extents.
 #include "Viewer.h"
+#include "Invocation.h"
 #include "Quantity.h"
-#include "Session.h"
 
 namespace command
 {

@@ -47,20 +47,20 @@ int main(int argc, char** argv)
     app.footer("Lengths take units (532nm, 8um, 15cm; a bare number is metres), angles too (0.3deg, 5mrad).\n"
                "Exit codes: 0 done, 1 failed, 2 wrong arguments, 3 the answer is no, 130 stopped by Ctrl-C.\n"
                "lml SUBCOMMAND --help says more.");
-    Session session;
-    AddInfo(app, session);
-    AddView(app, session);
-    AddReport(app, session);
-    AddConvert(app, session);
-    AddMake(app, session);
-    AddPropagate(app, session);
-    AddAdvise(app, session);
-    AddPoints(app, session);
-    AddEncode(app, session);
-    AddFocus(app, session);
-    AddMeasure(app, session);
-    AddCompare(app, session);
-    AddManual(app, session);
+    Invocation invocation;
+    AddInfo(app, invocation);
+    AddView(app, invocation);
+    AddReport(app, invocation);
+    AddConvert(app, invocation);
+    AddMake(app, invocation);
+    AddPropagate(app, invocation);
+    AddAdvise(app, invocation);
+    AddPoints(app, invocation);
+    AddEncode(app, invocation);
+    AddFocus(app, invocation);
+    AddMeasure(app, invocation);
+    AddCompare(app, invocation);
+    AddManual(app, invocation);
     try
     {
         app.parse(argc, argv);
@@ -73,5 +73,5 @@ int main(int argc, char** argv)
     {
         return Refuse(app, error, argc, argv);
     }
-    return session.Run();
+    return invocation.Run();
 }

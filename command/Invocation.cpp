@@ -1,5 +1,5 @@
 // One run of the program: exit codes, what all subcommands share, the progress bar, and the end by Ctrl-C.
-#include "Session.h"
+#include "Invocation.h"
 
 #include <LmlLumora.h>
 
@@ -111,7 +111,7 @@ void SetProgressTitle(const std::string& title)
     bar.title = title;
 }
 
-void Session::OnCall(CLI::App& app, std::function<int()> work)
+void Invocation::OnCall(CLI::App& app, std::function<int()> work)
 {
     const std::string group = "Common";
     app.add_option("--threads", threads_, "Threads of the library; 0 for all processors")
@@ -136,7 +136,7 @@ void Session::OnCall(CLI::App& app, std::function<int()> work)
         });
 }
 
-void Session::Begin() const
+void Invocation::Begin() const
 {
     SetErrorHandling(ERROR_HANDLING_THROW);
     if (isa_ == "sse2")
@@ -158,7 +158,7 @@ void Session::Begin() const
         sigaction(signal, &action, nullptr);
 }
 
-int Session::Run()
+int Invocation::Run()
 {
     try
     {

@@ -1,6 +1,6 @@
 // One run of the program: exit codes, what all subcommands share, the progress bar, and the end by Ctrl-C.
-#ifndef LMLCOMMAND_SESSION_H
-#define LMLCOMMAND_SESSION_H
+#ifndef LMLCOMMAND_INVOCATION_H
+#define LMLCOMMAND_INVOCATION_H
 
 #include "Facts.h"
 
@@ -38,7 +38,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-class Session
+class Invocation
 {
 public:
     /// Gives a subcommand, behind its own options, those that all share (--threads, --isa, --json, --quiet). When it is
