@@ -10,9 +10,9 @@ root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
 debootstrap --variant=minbase bookworm "$root" "${DEBIAN_MIRROR:-http://deb.debian.org/debian}" >/dev/null
 cp -r "$debs" "$root/debs"
-mkdir "$root/work"
-awk '/^```cpp$/ { inside = 1; next } /^```$/ { inside = 0 } inside' README.md >"$root/work/main.cpp"
-cat >"$root/work/CMakeLists.txt" <<'CMAKE'
+mkdir "$root/use"
+awk '/^```cpp$/ { inside = 1; next } /^```$/ { inside = 0 } inside' README.md >"$root/use/main.cpp"
+cat >"$root/use/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(use CXX)
 find_package(lml 2 REQUIRED COMPONENTS pictures)
@@ -24,7 +24,7 @@ chroot "$root" bash -euc '
     export DEBIAN_FRONTEND=noninteractive
     apt-get update -q >/dev/null
     apt-get install -y -q --no-install-recommends /debs/*.deb g++ cmake make pkg-config >/dev/null
-    cd /work
+    cd /use
     cmake -B build . >/dev/null && cmake --build build >/dev/null && ./build/use && test -s slit.bmp
     g++ -std=c++17 main.cpp $(pkg-config --cflags --libs lml) -o plain && ./plain
     lml make circle --diameter 1mm --size 512 --pitch 8um --wavelength 633nm spot.lm
