@@ -31,21 +31,26 @@ constexpr Unit kUnits[] = {
     {Kind::Bytes, "G", 1073741824.0}, {Kind::Bytes, "GiB", 1073741824.0},
 };
 
-const char* UnitsOf(Kind kind)
+/// What an argument of a kind is called, and what is said where something else stands.
+struct Argument
 {
-    switch (kind)
-    {
-    case Kind::Length:
-        return "a length such as 8um, 0.5mm or 15cm";
-    case Kind::Angle:
-        return "an angle such as 0.3deg or 5mrad";
-    case Kind::Bytes:
-        return "an amount of memory such as 512MiB";
-    case Kind::Integer:
-        return "a whole number";
-    default:
-        return "a number";
-    }
+    Kind kind;
+    const char* word;
+    const char* expected;
+};
+constexpr Argument kArguments[] = {
+    {Kind::Length, "LENGTH", "a length such as 8um, 0.5mm or 15cm"},
+    {Kind::Angle, "ANGLE", "an angle such as 0.3deg or 5mrad"},
+    {Kind::Bytes, "BYTES", "an amount of memory such as 512MiB"},
+    {Kind::Integer, "N", "a whole number"},
+};
+
+Argument ArgumentOf(Kind kind)
+{
+    for (const Argument& argument : kArguments)
+        if (argument.kind == kind)
+            return argument;
+    return {kind, "NUMBER", "a number"};
 }
 
 std::string Number(double value, int digits = 6)
@@ -110,7 +115,7 @@ double ParseQuantity(const std::string& name, const std::string& text, Kind kind
     double value = 0.0;
     const auto [rest, fault] = std::from_chars(begin, end, value);
     if (fault != std::errc{} || !std::isfinite(value))
-        throw CLI::ValidationError(name, "\"" + text + "\" is not " + UnitsOf(kind));
+        throw CLI::ValidationError(name, "\"" + text + "\" is not " + ArgumentOf(kind).expected);
     std::string_view unit(rest, static_cast<std::size_t>(end - rest));
     while (!unit.empty() && unit.front() == ' ')
         unit.remove_prefix(1);
@@ -124,7 +129,7 @@ double ParseQuantity(const std::string& name, const std::string& text, Kind kind
             known = true;
         }
     if (!known || (kind == Kind::Integer && value != std::floor(value)))
-        throw CLI::ValidationError(name, "\"" + text + "\" is not " + UnitsOf(kind));
+        throw CLI::ValidationError(name, "\"" + text + "\" is not " + ArgumentOf(kind).expected);
     if (value < range.low || value > range.high)
     {
         std::string told = range.low == kPositive.low
@@ -185,19 +190,7 @@ std::string Show(double value, Kind kind)
 
 const char* WordOf(Kind kind)
 {
-    switch (kind)
-    {
-    case Kind::Length:
-        return "LENGTH";
-    case Kind::Angle:
-        return "ANGLE";
-    case Kind::Bytes:
-        return "BYTES";
-    case Kind::Integer:
-        return "N";
-    default:
-        return "NUMBER";
-    }
+    return ArgumentOf(kind).word;
 }
 
 CLI::Option* AddQuantity(CLI::App& app, const std::string& name, double& value, Kind kind, const std::string& help,

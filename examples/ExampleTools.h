@@ -17,8 +17,18 @@
 #include <variant>
 #include <vector>
 
+#include <sys/resource.h>
+
 namespace example
 {
+/// Most memory that the process has used so far, in MiB.
+inline double PeakMiB()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
 /// Options of the form --name value. Add() binds each to a variable that holds its default.
 class Options
 {

@@ -9,20 +9,10 @@
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
-
 using namespace LumoraLib;
 
 namespace
 {
-/// Most memory that the process has used so far, in MiB.
-double PeakMiB()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
-
 /// Two slits in an aperture that fills half of the field, segment by segment.
 void WriteSlits(const std::string& path, const Lumora& like, int segments, int size)
 {
@@ -117,7 +107,7 @@ int main(int argc, char** argv)
     how.memory = static_cast<std::uint64_t>(memory) << 20;
     how.scratch = scratch.empty() ? nullptr : scratch.c_str();
     how.resume = resume != 0;
-    const double before = PeakMiB();
+    const double before = example::PeakMiB();
     const example::Seconds clock;
     const LargeReport report = LargeAsmProp(from.c_str(), to.c_str(), distance, how);
     const double seconds = clock.Read();
@@ -125,7 +115,7 @@ int main(int argc, char** argv)
                 report.inMemory ? "none, in memory" : "three", static_cast<long long>(report.bands),
                 static_cast<long long>(report.units), static_cast<long long>(report.resumed));
     std::printf("memory   %.1f MiB planned, %.1f MiB more than before\n",
-                static_cast<double>(report.memory) / 1048576.0, PeakMiB() - before);
+                static_cast<double>(report.memory) / 1048576.0, example::PeakMiB() - before);
     std::printf("moved    %.2f fields read, %.2f written\n",
                 static_cast<double>(report.bytesRead) / 1048576.0 / fieldMiB,
                 static_cast<double>(report.bytesWritten) / 1048576.0 / fieldMiB);

@@ -14,20 +14,10 @@
 #include <cstring>
 #include <string>
 
-#include <sys/resource.h>
-
 using namespace LumoraLib;
 
 namespace
 {
-/// Most memory that the process has used so far, in MiB.
-double PeakMiB()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
-
 struct Plate
 {
     double shift;
@@ -105,7 +95,7 @@ int main(int argc, char** argv)
     // The farthest point of the plate meets an eighth of the sampling limit, sin(angle) = wavelength / (16 pitch), so
     // that the picture shows all its rings.
     const Plate plate = {0.1 * width, (0.6 * width + 0.5 * height) * 16.0 * pitch / wavelength};
-    const double before = PeakMiB();
+    const double before = example::PeakMiB();
     std::printf("field    %d x %d samples, %.1f MiB, in %d x %d segments\n", nx * size, ny * size, fieldMiB, nx, ny);
     std::printf("limit    %d MiB, a segment takes %.2f MiB\n", limit, segmentMiB);
 
@@ -183,7 +173,7 @@ int main(int argc, char** argv)
         style.high = 1.0;
         SavePicture(out + "/segmented_field.png", preview, style);
     }
-    const double used = PeakMiB() - before;
+    const double used = example::PeakMiB() - before;
     std::printf("checked  %d segments, %d wrong; places within %.1e of a pitch\n", count, wrong, largest / pitch);
     std::printf("memory   %.1f MiB used at most\n", used);
     std::printf("file     %s (%.1f MiB)%s\n", path.c_str(), fieldMiB, keep == 0 ? ", removed" : "");

@@ -204,26 +204,14 @@ std::vector<Row> Rows()
     std::vector<Row> rows;
     for (const double d : {2e-4, -2e-3, 0.05})
     {
-        rows.push_back({"RawAsmProp", LML_LARGE(LargeRawAsmProp(a, b, d, o)),
-                        [d](Lumora& f)
-                        {
-                            f.RawAsmProp(d);
-                        }});
-        rows.push_back({"AsmProp", LML_LARGE(LargeAsmProp(a, b, d, o)),
-                        [d](Lumora& f)
-                        {
-                            f.AsmProp(d);
-                        }});
-        rows.push_back({"ExactAsmProp", LML_LARGE(LargeExactAsmProp(a, b, d, o)),
-                        [d](Lumora& f)
-                        {
-                            f.ExactAsmProp(d);
-                        }});
-        rows.push_back({"FresnelProp", LML_LARGE(LargeFresnelProp(a, b, d, o)),
-                        [d](Lumora& f)
-                        {
-                            f.FresnelProp(d);
-                        }});
+#define LML_TWINS(name)                                                                                                \
+    {                                                                                                                  \
+#name, LML_LARGE(Large##name(a, b, d, o)), [d](Lumora & f) {                                                   \
+            f.name(d);                                                                                                 \
+        }                                                                                                              \
+    }
+        rows.insert(rows.end(),
+                    {LML_TWINS(RawAsmProp), LML_TWINS(AsmProp), LML_TWINS(ExactAsmProp), LML_TWINS(FresnelProp)});
     }
     for (const int sign : {-1, 1})
         rows.push_back({"Fft", LML_LARGE(LargeFft(a, b, sign, o)), [sign](Lumora& f) { f.Fft(sign); }, nullptr, true});

@@ -374,26 +374,8 @@ void TakeParameters(const SegmentHeads& heads, Lumora& field)
 /// Both heads at the stream's position `at`, with the given sizes in place of the field's own.
 void WriteHeads(_LM_File& record, std::int64_t at, const Lumora& field, std::int32_t nx, std::int32_t ny)
 {
-    DataHead head{};
-    head.form = field.IsSpectrum() ? 1 : 0;
-    head.positionHead = at + static_cast<std::int64_t>(kDataHead.bytes);
-    head.samples = at + kHeadsBytes;
-    head.wavelength = detail::kTwoPi / field.GetWavenumber();
-    head.nx = nx;
-    head.ny = ny;
-    head.px = field.GetPx();
-    head.py = field.GetPy();
-    WritePacked(record, kDataHead, head);
-
-    const Vector origin = field.GetOrigin();
-    const Vector normal = field.GetNormalVector();
-    const Vector unitX = field.GetUnitVectorX();
-    PositionHead place{};
-    place.type = kPositionHeadType;
-    place.origin = {origin.x, origin.y, origin.z};
-    place.normal = {normal.x, normal.y, normal.z};
-    place.unitX = {unitX.x, unitX.y, unitX.z};
-    WritePacked(record, kPositionHead, place);
+    WritePacked(record, kDataHead, detail::DataHeadOf(field, at, nx, ny));
+    WritePacked(record, kPositionHead, detail::PositionHeadOf(field));
 }
 
 void WriteSamples(_LM_File& record, const Lumora& field)

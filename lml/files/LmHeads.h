@@ -2,6 +2,7 @@
 #ifndef LML_LMHEADS_H
 #define LML_LMHEADS_H
 
+#include "LmlLumora.h"
 #include "files/ByteIo.h"
 
 #include <array>
@@ -57,6 +58,10 @@ inline constexpr auto kSegmentRecord = MakeHead<14>(At(0, &SegmentRecord::type),
                                                     At(10, &SegmentRecord::nx), At(12, &SegmentRecord::ny));
 
 inline constexpr std::int64_t kHeadsBytes = kDataHead.bytes + kPositionHead.bytes;
+
+/// What the heads say of a field: both stand at the position `at`, the samples behind them, nx by ny of them.
+DataHead DataHeadOf(const Lumora& field, std::int64_t at, std::int32_t nx, std::int32_t ny);
+PositionHead PositionHeadOf(const Lumora& field);
 } // namespace LumoraLib::detail
 
 #endif

@@ -58,12 +58,8 @@ void ChirpSteps::Forward(int index, int size, const Complex* rows, Complex* tile
                         [&](std::size_t row, std::size_t group)
                         {
                             for (std::size_t r = 0; r < group; ++r)
-                            {
-                                Complex* const to = stage + r * width;
-                                std::fill_n(to, from_.x0, Complex());
-                                std::copy_n(rows + (row + r) * sourceColumns_, sourceColumns_, to + from_.x0);
-                                std::fill(to + from_.x0 + sourceColumns_, to + width, Complex());
-                            }
+                                RowStage::Place(stage + r * width, width, from_.x0, rows + (row + r) * sourceColumns_,
+                                                sourceColumns_);
                             rows_->Rows(index, stage, group);
                             for (std::size_t r = 0; r < group; ++r)
                                 layout_.Scatter(stage + r * width, tiles, row + r, count);

@@ -61,9 +61,7 @@ void FourierSteps::Forward(int index, int size, const Complex* rows, Complex* ti
                             for (std::size_t r = 0; r < group; ++r)
                             {
                                 Complex* const to = stage + r * width;
-                                std::fill_n(to, place_.x0, Complex());
-                                std::copy_n(rows + (row + r) * ownColumns_, ownColumns_, to + place_.x0);
-                                std::fill(to + place_.x0 + ownColumns_, to + width, Complex());
+                                RowStage::Place(to, width, place_.x0, rows + (row + r) * ownColumns_, ownColumns_);
                                 if (phases_ == nullptr)
                                     continue;
                                 const Lumora& plane = phases_->before;

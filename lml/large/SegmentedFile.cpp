@@ -156,23 +156,8 @@ void SegmentedFile::WriteHeads()
     detail::Put(start.data() + kSegmentRecordAt, recordAt);
     const SegmentRecord record = {kSegmentRecordType, headAt, static_cast<std::uint16_t>(grid_.segmentsX),
                                   static_cast<std::uint16_t>(grid_.segmentsY)};
-    DataHead head{};
-    head.form = common_.IsSpectrum() ? 1 : 0;
-    head.positionHead = headAt + static_cast<std::int64_t>(kDataHead.bytes);
-    head.samples = headAt + kHeadsBytes;
-    head.wavelength = kTwoPi / common_.GetWavenumber();
-    head.nx = grid_.nx;
-    head.ny = grid_.ny;
-    head.px = common_.GetPx();
-    head.py = common_.GetPy();
-    const Vector origin = common_.GetOrigin();
-    const Vector normal = common_.GetNormalVector();
-    const Vector unitX = common_.GetUnitVectorX();
-    PositionHead place{};
-    place.type = kPositionHeadType;
-    place.origin = {origin.x, origin.y, origin.z};
-    place.normal = {normal.x, normal.y, normal.z};
-    place.unitX = {unitX.x, unitX.y, unitX.z};
+    const DataHead head = DataHeadOf(common_, headAt, grid_.nx, grid_.ny);
+    const PositionHead place = PositionHeadOf(common_);
     if (!file_.WriteAt(0, start.data(), start.size()) || !WriteHead(file_, kSegmentRecord, record, recordAt) ||
         !WriteHead(file_, kDataHead, head, headAt) || !WriteHead(file_, kPositionHead, place, head.positionHead))
         Fail(ERR_FILE_WRITE);

@@ -117,6 +117,17 @@ private:
                            ERR_FILE_WRITE, run_.destination.file->Path().c_str());
     }
 
+    /// part(index, size, first row, rows) on a team for the band of a round, if it has one.
+    template <class Part>
+    void Band(std::size_t round, const Part& part)
+    {
+        Show(round);
+        const std::size_t band = run_.exchange->BandOf(round);
+        if (band != Exchange::kNone)
+            ParallelTeam(run_.threads, [&](int index, int size)
+                         { part(index, size, band * layout_.bandRows, layout_.RowsOf(band)); });
+    }
+
     bool Rows(std::size_t first)
     {
         const Pair rows(layout_.bandRows * run_.source.Columns());
@@ -126,14 +137,8 @@ private:
             io, first, rounds_, [&](std::size_t round) { return ReadRows(round, rows.Of(round)); },
             [&](std::size_t round)
             {
-                Show(round);
-                const std::size_t band = run_.exchange->BandOf(round);
-                if (band != Exchange::kNone)
-                    ParallelTeam(run_.threads,
-                                 [&](int index, int size) {
-                                     run_.steps->Forward(index, size, rows.Of(round), tiles.Of(round),
-                                                         band * layout_.bandRows, layout_.RowsOf(band));
-                                 });
+                Band(round, [&](int index, int size, std::size_t row, std::size_t count)
+                     { run_.steps->Forward(index, size, rows.Of(round), tiles.Of(round), row, count); });
             },
             [&](std::size_t round)
             {
@@ -185,14 +190,8 @@ private:
             { return failure_.Is(run_.exchange->TakeBand(round, tiles.Of(round)), ERR_FILE_READ, run_.scratchPath); },
             [&](std::size_t round)
             {
-                Show(round);
-                const std::size_t band = run_.exchange->BandOf(round);
-                if (band != Exchange::kNone)
-                    ParallelTeam(run_.threads,
-                                 [&](int index, int size) {
-                                     run_.steps->Back(index, size, tiles.Of(round), rows.Of(round),
-                                                      band * layout_.bandRows, layout_.RowsOf(band));
-                                 });
+                Band(round, [&](int index, int size, std::size_t row, std::size_t count)
+                     { run_.steps->Back(index, size, tiles.Of(round), rows.Of(round), row, count); });
             },
             [&](std::size_t round) { return WriteRows(round, rows.Of(round)) && Note(round); });
     }

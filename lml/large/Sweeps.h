@@ -9,6 +9,7 @@
 #include "large/SegmentedFile.h"
 #include "large/TileLayout.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -71,6 +72,14 @@ public:
     std::size_t Rows() const { return rows_; }
     /// Room of thread `index` for Rows() rows; zeros at first.
     Complex* Of(int index) const { return memory_.As<Complex>(index); }
+
+    /// A row of `width` samples: `count` given ones from `at` on, zeros beside them.
+    static void Place(Complex* to, std::size_t width, std::size_t at, const Complex* from, std::size_t count)
+    {
+        std::fill_n(to, at, Complex());
+        std::copy_n(from, count, to + at);
+        std::fill(to + at + count, to + width, Complex());
+    }
 
     /// Calls each(first row, number of rows) for groups of a thread's share of `count` rows.
     template <class Each>
