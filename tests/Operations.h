@@ -290,7 +290,7 @@ inline const Operation kOperations[] = {
     LML_OPERATION("encode", Same, t.a.EncodeDoublePhase(t.Real(0.0))),
     LML_OPERATION("EncodeErrorDiffusion", Same, t.a.EncodeErrorDiffusion(t.Int(4, -1, 9), t.Real(0.0))),
     LML_OPERATION("ReplaceAmplitude", Same, t.a.ReplaceAmplitude(t.b)),
-    LML_OPERATION("RetrievePhase", Documented, PhaseRetrieval how; how.iterations = t.Int(2, -1, 3); how.weighted = t.Byte() % 2 != 0; how.distance = t.Real(0.0); t.a.RetrievePhase(t.b, how)),
+    LML_OPERATION("RetrievePhase", Documented, PhaseRetrieval how; how.iterations = std::min(t.Int(2, -1, 3), 3); how.weighted = t.Byte() % 2 != 0; how.distance = t.Real(0.0); t.a.RetrievePhase(t.b, how)),
     // Transforms
     LML_OPERATION("Fft", Same, t.a.Fft(t.Int(-1, -1, 1))),
     LML_PREPARED("Fft of a polar field", Same, t.a.Form() = POLAR_AMPLITUDE, t.a.Fft(t.Int(-1, -1, 1))),

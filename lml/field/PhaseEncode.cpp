@@ -137,7 +137,7 @@ Lumora& Lumora::EncodeErrorDiffusion(int levels, double reference)
                 // The angle finds the level but for its last bits, which differ between processors; the products
                 // decide.
                 const double turn = (std::atan2(im, re) + detail::kPi) / detail::kTwoPi * levels + 0.5;
-                const int guess = detail::TruncI32(turn) - 1;
+                const int guess = std::max(detail::TruncI32(turn), 0) - 1; // an angle that is no number has none
                 double nearest = -std::numeric_limits<double>::infinity();
                 for (int k = guess - 1; k <= guess + 1; ++k)
                 {

@@ -75,14 +75,16 @@ void CloudFft::Run(int thread, int row, Complex* output) const noexcept
     passes_[static_cast<std::size_t>(thread) * static_cast<std::size_t>(batch_) + static_cast<std::size_t>(row)]->Part(
         0, 1);
     const float* const parts = Floats(Row(thread, batch_));
-    // The short transforms are periodic: the wanted outputs pass through them once or several times.
+    // The short transforms are periodic: the wanted outputs pass through them once or several times. A single one has
+    // no factors.
+    const std::size_t step = radix_ > 1 ? 1 : 0;
     std::size_t done = 0;
     while (done < shape_.outCount)
     {
         const std::size_t at = Modulo(shape_.outFirst + static_cast<std::int64_t>(done), part_);
         const std::size_t count = std::min(part_ - at, shape_.outCount - done);
-        kernels_->combine(parts + 2 * at, 2 * stride_, radix_, re_.data() + done, im_.data() + done, shape_.outCount,
-                          count, Floats(output + done));
+        kernels_->combine(parts + 2 * at, 2 * stride_, radix_, re_.data() + step * done, im_.data() + step * done,
+                          shape_.outCount, count, Floats(output + done));
         done += count;
     }
 }
