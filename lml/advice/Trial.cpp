@@ -274,7 +274,7 @@ Padding PaddingFor(std::size_t n, double pitch, const AxisCase& at)
     // A tilted destination is seen from frequencies up to the sampling's, along its own depth.
     const double steep = std::min(0.5 / pitch, 0.95 / at.rowLambda) * at.rowLambda;
     const double depth = halfWidth * std::abs(std::sin(at.tilt));
-    const double reach = halfWidth * std::cos(at.tilt) + depth * steep / std::sqrt(1.0 - steep * steep);
+    const double reach = halfWidth * std::abs(std::cos(at.tilt)) + depth * steep / std::sqrt(1.0 - steep * steep);
     AxisCase from = at;
     from.distance = std::max(std::abs(at.distance), depth);
     return PaddingOf(n, pitch, reach, from);
