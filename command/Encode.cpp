@@ -35,14 +35,14 @@ void FitDevice(Lumora& field, const Whole2& device)
     field.SetWindow(left, left + device.x, bottom, bottom + device.y);
 }
 
-/// Samples become (grey value, 0): a full turn of phase is `fullTurn` grey steps, phase 0 the value 0.
+/// Samples become (grey value, 0): a full turn of phase is `fullTurn` grey steps, phase 0 and no number the value 0.
 void PhasesToGrey(Lumora& field, int fullTurn)
 {
     constexpr double kTurn = 6.283185307179586;
     for (std::size_t n = 0; n < field.N(); ++n)
     {
         const double turns = std::atan2(field[n].GetImag(), field[n].GetReal()) / kTurn;
-        const int step = static_cast<int>(std::floor(turns * fullTurn + 0.5));
+        const int step = std::isnan(turns) ? 0 : static_cast<int>(std::floor(turns * fullTurn + 0.5));
         field[n] = Complex((step % fullTurn + fullTurn) % fullTurn, 0.0);
     }
 }

@@ -193,74 +193,72 @@ const char* WordOf(Kind kind)
     return ArgumentOf(kind).word;
 }
 
+namespace
+{
+/// An option that take(text) reads.
+template <class Take>
+CLI::Option* AddRead(CLI::App& app, const std::string& name, const std::string& help, const std::string& word,
+                     const Take& take)
+{
+    return app.add_option_function<std::string>(name, take, help)->type_name(word);
+}
+
+Pair ParsePair(const std::string& name, const std::string& text, Kind kind, Range range)
+{
+    const std::vector<double> both = ParseQuantities(name, text, kind, 2, range);
+    return {both[0], both[1]};
+}
+} // namespace
+
 CLI::Option* AddQuantity(CLI::App& app, const std::string& name, double& value, Kind kind, const std::string& help,
                          Range range)
 {
-    CLI::Option* const option = app.add_option_function<std::string>(
-        name, [&value, name, kind, range](const std::string& text) { value = ParseQuantity(name, text, kind, range); },
-        help);
     std::string shown = Show(value, kind);
     std::erase(shown, ' ');
-    return option->type_name(WordOf(kind))->default_str(shown);
+    return AddRead(app, name, help, WordOf(kind),
+                   [&value, name, kind, range](const std::string& text)
+                   { value = ParseQuantity(name, text, kind, range); })
+        ->default_str(shown);
 }
 
 CLI::Option* AddQuantity(CLI::App& app, const std::string& name, std::optional<double>& value, Kind kind,
                          const std::string& help, Range range)
 {
-    return app
-        .add_option_function<std::string>(
-            name,
-            [&value, name, kind, range](const std::string& text) { value = ParseQuantity(name, text, kind, range); },
-            help)
-        ->type_name(WordOf(kind));
+    return AddRead(app, name, help, WordOf(kind),
+                   [&value, name, kind, range](const std::string& text)
+                   { value = ParseQuantity(name, text, kind, range); });
 }
 
 CLI::Option* AddPair(CLI::App& app, const std::string& name, std::optional<Pair>& value, Kind kind,
                      const std::string& help, Range range)
 {
     const std::string word = WordOf(kind);
-    return app
-        .add_option_function<std::string>(
-            name,
-            [&value, name, kind, range](const std::string& text)
-            {
-                const std::vector<double> both = ParseQuantities(name, text, kind, 2, range);
-                value = Pair{both[0], both[1]};
-            },
-            help)
-        ->type_name(word + "[," + word + "]");
+    return AddRead(app, name, help, word + "[," + word + "]",
+                   [&value, name, kind, range](const std::string& text)
+                   { value = ParsePair(name, text, kind, range); });
 }
 
 CLI::Option* AddPlacePair(CLI::App& app, const std::string& name, std::optional<Pair>& value, Kind kind,
                           const std::string& help, Range range)
 {
     const std::string word = WordOf(kind);
-    return app
-        .add_option_function<std::string>(
-            name,
-            [&value, name, kind, range](const std::string& text)
-            {
-                if (text.find(',') == std::string::npos)
-                    throw CLI::ValidationError(name, "\"" + text + "\" must be two values, x,y: " + text + ",0");
-                const std::vector<double> both = ParseQuantities(name, text, kind, 2, range);
-                value = Pair{both[0], both[1]};
-            },
-            help)
-        ->type_name(word + "," + word);
+    return AddRead(app, name, help, word + "," + word,
+                   [&value, name, kind, range](const std::string& text)
+                   {
+                       if (text.find(',') == std::string::npos)
+                           throw CLI::ValidationError(name, "\"" + text + "\" must be two values, x,y: " + text + ",0");
+                       value = ParsePair(name, text, kind, range);
+                   });
 }
 
 CLI::Option* AddWhole2(CLI::App& app, const std::string& name, std::optional<Whole2>& value, const std::string& help,
                        Range range)
 {
-    return app
-        .add_option_function<std::string>(
-            name,
-            [&value, name, range](const std::string& text)
-            {
-                const std::vector<double> both = ParseQuantities(name, text, Kind::Integer, 2, range);
-                value = Whole2{static_cast<std::int32_t>(both[0]), static_cast<std::int32_t>(both[1])};
-            },
-            help)
-        ->type_name("N[xN]");
+    return AddRead(app, name, help, "N[xN]",
+                   [&value, name, range](const std::string& text)
+                   {
+                       const Pair both = ParsePair(name, text, Kind::Integer, range);
+                       value = Whole2{static_cast<std::int32_t>(both.x), static_cast<std::int32_t>(both.y)};
+                   });
 }
 } // namespace command
