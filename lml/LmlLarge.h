@@ -20,6 +20,8 @@ class SegmentedFile;
 // A whole field in segments                                                                  (SegmentedField.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// One field in a file of many segments, and rectangles of it in memory.
+
 /// What a reader makes of a segment that was never written.
 enum MissingSegments : std::int32_t
 {

@@ -31,6 +31,12 @@ namespace detail
 struct FieldAccess;
 }
 
+// ---------------------------------------------------------------------------------------------------------------
+// Records of the members                                                                   (no unit of their own)
+// ---------------------------------------------------------------------------------------------------------------
+
+// What members of the field take and tell, where numbers do not do.
+
 /// Reserved record of optional user data in LW and HBI files. No operation reads or writes one; a non-null pointer is
 /// refused when saving with Error code 9.
 struct OptionHead
@@ -107,6 +113,12 @@ enum StackPropagator : std::int32_t
 /// What Lumora::PropagateStack() calls for each plane: the plane, which is the library's and changes after the call,
 /// and its index in the list of distances. false ends the stack, without an error.
 using StackPlane = std::function<bool(const Lumora& plane, std::size_t index)>;
+
+// ---------------------------------------------------------------------------------------------------------------
+// The field                                                                        (the units named in the class)
+// ---------------------------------------------------------------------------------------------------------------
+
+// A class of its own page; its sections are the units in which its members stand.
 
 /// A sampled monochromatic scalar field (or its spectrum) on a plane in space.
 ///
@@ -1074,8 +1086,7 @@ public:
     Lumora& RotateY(double angle, double* carrier);
     /// The same on a spectrum, on one thread, by CubicInterpolX with the selector `kernel`; `interpol` is not read.
     /// @throws code 3, "LumoraLib::Lumora::RotateYFs", "" unless Form is SPECTRUM; what CubicInterpolX throws, the
-    /// field
-    ///         being as it was.
+    ///         field being as it was.
     Lumora& RotateYFs(double angle, Interpol interpol, int kernel, double* carrier);
     /// The same for a field of one row, with the 8-point cubic and without Jacobian. Kept: not divided by Nx.
     /// @throws code 3, "LumoraLib::Lumora::Rotate1d", "" unless Ny = 1 and Form is COMPLEX_AMPLITUDE.
@@ -1213,11 +1224,10 @@ public:
     ///                 matter, nor do points beside the field; zero amplitudes add nothing. null with a count of 0
     /// @param options  tolerance (relative l2 error over the field for points of random phases), edge, method, memory
     /// @throws "LumoraLib::Lumora::AddPointCloud": code 3, "incorrect form" unless Form is 0; code 3 for options
-    /// outside
-    ///         their ranges, for pitches below 1e-6 or above 1e6 wavelengths, for "point <index> is not a finite
-    ///         number", "point <index> lies in the plane of the field" (closer than lambda / 1000) and "point <index>
-    ///         lies too far from the plane of the field" (1e11 wavelengths); code 1, "no method fits the memory and the
-    ///         tolerance"; code 6 without samples; code 6, "cancelled", by the progress handler. Code 1 of
+    ///         outside their ranges, for pitches below 1e-6 or above 1e6 wavelengths, for "point <index> is not a
+    ///         finite number", "point <index> lies in the plane of the field" (closer than lambda / 1000) and "point
+    ///         <index> lies too far from the plane of the field" (1e11 wavelengths); code 1, "no method fits the memory
+    ///         and the tolerance"; code 6 without samples; code 6, "cancelled", by the progress handler. Code 1 of
     ///         "LumoraLib::Malloc" where memory is missing. The field is unchanged in all of them.
     /// Runs on the library's thread count; the samples do not depend on it, nor on the instruction set. What it takes
     /// beforehand: PlanPointCloud(). Valid from about a wavelength to kilometres. Source: SIAM J. Sci. Comput. 41
@@ -1309,8 +1319,7 @@ public:
     /// grew); blank lines may stand at its end. Lines have at most 200 characters. Memory: at most 256 MiB or 32 bytes
     /// for each byte of the file, whichever is more.
     /// @throws code 3, "LumoraLib::Lumora::LoadCSV", path when Form is exactly 1, the file is empty, its first line has
-    /// no
-    ///         comma, or the sizes are below 0, above 2^30 or out of all proportion to the file; code 2, path: the
+    ///         no comma, or the sizes are below 0, above 2^30 or out of all proportion to the file; code 2, path: the
     ///         field is as it was then. Code 3 for a later line without a comma (a blank one with samples behind it
     ///         too), code 5, "eread", path when the file cannot be read on: the samples before are loaded, the others
     ///         zero.
@@ -1565,6 +1574,12 @@ private:
     static double* cubicTable_;
 };
 
+// ---------------------------------------------------------------------------------------------------------------
+// Descriptors and tables                     (ScaledFFT.cpp, ShiftedFresnel.cpp, PointSource.cpp, LegacyProp.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// What calls with the same geometry share.
+
 /// The transformed chirp kernel of one (size, parameter) pair of the scaled FFT, reused over many calls.
 /// Its Lumora part is no optical field: twice the size of the fields it fits, samples the transform of the kernel.
 class LML_API ScaledFftDescriptor : public Lumora
@@ -1694,6 +1709,12 @@ public:
     std::uint32_t mask; ///< N - 1
 };
 
+// ---------------------------------------------------------------------------------------------------------------
+// Functions beside the field                                                           (Interpol.cpp, FileLm.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// Interpolators by their choosers, and files of many parts and segments.
+
 /// The interpolator that stands behind a chooser value, for GetInterpolVal or a loop of one's own.
 /// @throws code 6, "LumoraLib::GetInterpolFunc", "unable to use in current version" for 0, SINC_INTERPOL and values
 ///         above 9.
@@ -1715,6 +1736,12 @@ LML_API int GetSizeMpLm(const char* path);
 /// The number of segments of a segmented file, and those along x and y. Errors as LoadSegLm, with
 /// "LumoraLib::GetSizeSegLm".
 LML_API int GetSizeSegLm(const char* path, int& nx, int& ny);
+
+// ---------------------------------------------------------------------------------------------------------------
+// Files replaced whole                                                                            (WholeFile.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// A saved file is the new one or the old one, whatever happens in between.
 
 /// Replaces a file whole or not at all. Savers empty the file at the path first, or write into it in place: one that
 /// fails or is killed, and a loss of power (they leave the bytes to the system), can cost the version that was there.
@@ -1752,9 +1779,8 @@ public:
     /// Brings the bytes to the disk and puts the file in its place. Every stream on Path() has been closed by then, as
     /// all savers of the library do.
     /// @throws code 4, "LumoraLib::WholeFile::Commit", the path when the bytes did not reach the disk or the name
-    /// cannot
-    ///         be taken (the old file stays; Commit can be tried again), or when only the folder's entry did not reach
-    ///         the disk (the new file is in place); code 9 on a second call.
+    ///         cannot be taken (the old file stays; Commit can be tried again), or when only the folder's entry did not
+    ///         reach the disk (the new file is in place); code 9 on a second call.
     void Commit();
 
 private:
