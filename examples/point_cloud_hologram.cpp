@@ -168,8 +168,8 @@ int main(int argc, char** argv)
              f.AddSphericalWave(Vector(p.x, p.y, p.z), Phase(p.phase), p.amplitude, WINDOW_RECT);
          }},
         {"AddSphericalWaveSqr (table)",
-         [descriptor = SphericalWaveDescriptor(wavelength, pitch, pitch, Vector(0, 0, 1))](Lumora& f,
-                                                                                           const CloudPoint& p)
+         [descriptor = SphericalWaveDescriptor(hologram.GetWavelength(), pitch, pitch, Vector(0, 0, 1))](
+             Lumora& f, const CloudPoint& p)
          {
              f.AddSphericalWaveSqr(descriptor, p.x, p.y, p.z, p.amplitude, p.phase, WINDOW_RECT);
          }},

@@ -125,8 +125,9 @@ using StackPlane = std::function<bool(const Lumora& plane, std::size_t index)>;
 /// The grid has Nx times Ny samples of Complex, row by row, both sizes powers of two. Sample (i, j) stands at linear
 /// index i + Nx * j and at the local coordinates x = (i - Nx/2) * Px, y = (j - Ny/2) * Py. In a spectrum Px and Py are
 /// frequency pitches in cycles per metre, and index (Nx/2, Ny/2) is frequency zero. Copies are deep, mutating members
-/// return the object so that calls chain. One object is used from one thread at a time; the heavy members run their
-/// loops on a team of GetNumThreads() threads.
+/// return the object so that calls chain. The library is used from one thread of the program at a time, whatever fields
+/// its calls work on; only members that say so (the interpolators, the single-threaded point sources) may run on
+/// several. The heavy members run their loops on a team of GetNumThreads() threads.
 ///
 /// A field whose sizes announce more samples than its buffer holds (after SetNx, a parameter load, Dispose) refuses
 /// operations that touch samples with Error code 6 and the operation's name until Init has been called; so it does with
@@ -907,9 +908,12 @@ public:
     Lumora& RawAsmProp(double d);
     /// The same with the band limit of AsmPropFs: the form for every day. Errors as RawAsmProp under its own name.
     Lumora& AsmProp(double d);
-    /// AsmProp on a grid embedded at twice the size (of one row, in x only), so that nothing wraps around. Memory: two
-    /// fields more with the fast engine (kept for the next call, unless the system needs their pages), about five with
-    /// FftLib 0. Errors as RawAsmProp under its own name; code 1 from Init.
+    /// AsmProp on a grid embedded at twice the size (of one row, in x only), so that nothing wraps around. Valid while
+    /// the band limit leaves waves enough, M = (2 W)^2 / (lambda d) of them on an axis with W = Nx Px: the relative
+    /// error is some 1.2 to 5 divided by M for compact light in the middle, 1.6 to 2 divided by the root of M for light
+    /// that fills grid and band (0.23 at M = 53). Beyond: ShiftedAsmProp(source, 2), also without a shift; Advise()
+    /// tells. Memory: two fields more with the fast engine (kept for the next call, unless the system needs their
+    /// pages), about five with FftLib 0. Errors as RawAsmProp under its own name; code 1 from Init.
     Lumora& ExactAsmProp(double d);
     /// Single-transform Fresnel propagation of a real-space field: quadratic phase, transform, quadratic phase and k d.
     /// The pitches become lambda d / (N p), negative for a negative d. The result is the bare sum: multiply by Px * Py
@@ -966,9 +970,11 @@ public:
     ///         for); the parameters and the normal as above; pitches and precision under the name of ShiftedAsmProp.
     Lumora& ShiftedAsmPropAdd(const Lumora& source, int precision);
     /// The propagation between grids of different size, precision 1: along each axis the larger field is cut into tiles
-    /// of the smaller one's size, and every pair of tiles is one propagation with a band limit of its own (tiles should
-    /// keep a Fresnel number (W / 2)^2 / (lambda z) well above 2). The destination is cleared when the first result is
-    /// there. Memory: two tiles and one propagation.
+    /// of the smaller one's size, and every pair of tiles is one propagation with a band limit of its own, which ends
+    /// at the waves of the tile's rims. Valid for smooth light whose tiles have a Fresnel number (W / 2)^2 / (lambda z)
+    /// above 26 (5e-5 there, 2e-2 at 10); sharp shapes are off by 2e-3 there and diffuse light by 4e-2: for those take
+    /// ShiftedAsmProp(tile, 2) and Add() in a loop, or PropagateTo(). The destination is cleared when the first result
+    /// is there. Memory: two tiles and one propagation.
     /// Kept: tiles lie side by side in their own planes, propagation and sum go by global x and y: on tilted planes the
     /// sum is not the undivided operation, and Add may refuse a tile whose plane rounding has set apart. A tile of one
     /// sample along an axis stands half a pitch beside the sample that it holds.
@@ -1006,7 +1012,8 @@ public:
     /// The same, added to the samples. Kept: a destination of one row is overwritten instead.
     /// @throws as above with the name "LumoraLib::Lumora::ShiftedFresnelPropAdd".
     Lumora& ShiftedFresnelPropAdd(const Lumora& source, const ShiftedFresnelPropDescriptor& d);
-    /// Carries this field to a parallel plane at `position` with the pitches px and py, which become its own.
+    /// Carries this field to a parallel plane at `position` (global, metres) with the pitches px and py (metres); they
+    /// become its own, its sizes, window and normal stay.
     /// @throws code 6, "LumoraLib::Lumora::ShiftedFresnelProp", "object is in real space" (what is asked for).
     Lumora& ShiftedFresnelProp(const Vector& position, double px, double py);
     /// The same with a descriptor for the new pitches. @throws code 6, "descriptor is not compatible" as well.
@@ -1039,14 +1046,15 @@ public:
     // coordinates, and carrier = rotation * (0, 0, 1 / lambda). The field that results lacks the factor exp(2 pi i (u x
     // + v y)) of the carrier; multiply it in (MultiplyPlaneWave) before a plane wave's true direction matters, e.g.
     // before the field goes on. x and y count from the field's own centre here and from the global axis there: with an
-    // origin (Ox, Oy) aside the product has the phase 2 pi (u Ox + v Oy) too much. Valid while the turned band fits the
-    // destination's: a bandwidth of 1 / pitch about the carrier, and no wave beyond 90 degrees from the destination's
-    // normal.
+    // origin (Ox, Oy) aside the product has the phase 2 pi (u Ox + v Oy) too much: give it the negative of that. Valid
+    // while the turned band fits the destination's: a bandwidth of 1 / pitch about the carrier, and no wave beyond 90
+    // degrees from the destination's normal.
 
     /// This field := `source` on the plane that `rotation` describes, in real space. Grid and pitches are this object's
     /// own; origin is the source's, the normal is turned, the window becomes the whole grid; k and form stay. The
     /// spectrum is read between its samples, whose phase turns the faster the farther light lies from the middle:
-    /// CUBIC4 and BICUBIC, made for smooth values, do worse there than LINEAR (1.8e-3 against 6e-4 in a measured case).
+    /// CUBIC4 and BICUBIC, made for smooth values, do worse there than LINEAR (1.8e-3 against 6e-4 in a measured case):
+    /// take CUBIC8_INTERPOL, and leave the outer quarter of the grid empty.
     /// Kept: the normal is multiplied by the inverse of `rotation` from the left, the global side. After one rotation
     /// that is the plane's true normal; after two about different axes the factors stand in the other order (0.21
     /// degrees off for 10 and 10 degrees): set it with SetNormalVector() then. With
@@ -1308,7 +1316,7 @@ public:
     void SaveAsCsv(const char* path, Axis axis, int index) const;
     /// SaveAsCsv along x, also in its errors.
     void SaveAsCSV(const char* path, int row) const;
-    /// The same values in columns of 20 characters without a heading.
+    /// The values of SaveAsCsv() along row `row` in columns of 20 characters, without a heading.
     /// @throws code 7 and code 3 (before the file is created), code 2: "LumoraLib::Lumora::SaveAsText", path.
     void SaveAsText(const char* path, int row) const;
     /// Plain text field: heading, the window's width and height, a line "(re, im)" for each of its samples.
@@ -1433,12 +1441,12 @@ public:
     ///         on a short write.
     /// Memory: about 2 MiB and one row.
     void WinSaveAsBMPEx(const char* path, Mode mode, double min, double max, Gradation gradation, int bar) const;
-    /// The same; note the order max, min.
+    /// As WinSaveAsBMPEx(); note the order max, min.
     void WinSaveAsBmp(const char* path, Mode mode, Gradation gradation, int bar, double max, double min) const;
-    /// The same in the mode's own range; without a bar argument a rainbow has bar 10, a grey picture none.
+    /// As WinSaveAsBMPEx() in the mode's own range; without a bar argument a rainbow has bar 10, a grey picture none.
     void WinSaveAsBmp(const char* path, Mode mode, Gradation gradation, int bar) const;
     void WinSaveAsBmp(const char* path, Mode mode, Gradation gradation) const;
-    /// Rainbow and grey with bar 10.
+    /// As WinSaveAsBMPEx() with a bar of 10: in rainbow colours (...BMPC) and in grey (...BMP).
     void WinSaveAsBMPC(const char* path, Mode mode, double min, double max) const;
     void WinSaveAsBMP(const char* path, Mode mode, double min, double max) const;
     /// The same six for the whole grid, whatever the window.

@@ -924,6 +924,7 @@ class LineSegment : public PointArray
 public:
     /// Two points at (0, 0, 0).
     LML_API LineSegment();
+    /// From `begin` to `end`.
     LML_API LineSegment(const Vector& begin, const Vector& end);
 
     /// The ends.
