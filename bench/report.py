@@ -145,7 +145,8 @@ def main():
            "| Processor | %s, %d processors, wide code: %s |" % (cpu_name(), context["num_cpus"], context["isa"]),
            "| Compiler | %s |" % (compiler[0] if compiler else context["compiler"]),
            "| LumoraLib | %s |" % context["library"], "| FFTW | %s |" % context["fftw"], "",
-           "![Time per sample against grid size](images/benchmarks.svg)", ""]
+           "![Time per sample against grid size](images/benchmarks.svg)", "",
+           pathlib.Path(__file__).with_name("rivals.md").read_text(encoding="utf-8").rstrip(), ""]
     out += ["## Ours and the rivals, %s" % context["isa"], ""] + table(rows, True) + [""]
     missed = []
     for (operation, size, threads), sides in rows.items():

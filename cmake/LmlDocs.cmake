@@ -20,6 +20,8 @@ set(DOXYGEN_SORT_MEMBER_DOCS NO) # the order of the headers: "the same" means th
 set(DOXYGEN_GENERATE_TREEVIEW YES)
 set(DOXYGEN_DISABLE_INDEX NO)
 set(DOXYGEN_FULL_SIDEBAR NO)
+set(DOXYGEN_SUBGROUPING NO)
+set(DOXYGEN_HIDE_SCOPE_NAMES YES) # there is one namespace
 set(DOXYGEN_TOC_INCLUDE_HEADINGS 2)
 set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_QUIET YES)
@@ -28,8 +30,10 @@ set(DOXYGEN_WARN_IF_INCOMPLETE_DOC NO)
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 list(TRANSFORM LML_PUBLIC_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/lml/ OUTPUT_VARIABLE headers)
 list(TRANSFORM headers APPEND .h)
-set(pages README CONTRIBUTING CHANGELOG SECURITY)
+# The pages in the order of the README's table, which names them all (tests/pages.py).
+file(STRINGS ${PROJECT_SOURCE_DIR}/README.md pages REGEX "^\\| \\[docs/")
+list(TRANSFORM pages REPLACE "^\\| \\[(docs/[a-z-]+\\.md)\\].*" "\\1")
+list(PREPEND pages README.md)
+list(APPEND pages CONTRIBUTING.md CHANGELOG.md SECURITY.md LICENSE)
 list(TRANSFORM pages PREPEND ${PROJECT_SOURCE_DIR}/)
-list(TRANSFORM pages APPEND .md)
-doxygen_add_docs(docs ${pages} ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/bench/bounds.md ${PROJECT_SOURCE_DIR}/LICENSE ${headers}
-                 ${PROJECT_SOURCE_DIR}/lml/LmlPictures.h)
+doxygen_add_docs(docs ${pages} ${headers} ${PROJECT_SOURCE_DIR}/lml/LmlPictures.h)

@@ -168,8 +168,8 @@ int main(int argc, char** argv)
              f.AddSphericalWave(Vector(p.x, p.y, p.z), Phase(p.phase), p.amplitude, WINDOW_RECT);
          }},
         {"AddSphericalWaveSqr (table)",
-         [descriptor = SphericalWaveDescriptor(wavelength, pitch, pitch, Vector(0, 0, 1))](Lumora& f,
-                                                                                           const CloudPoint& p)
+         [descriptor = SphericalWaveDescriptor(hologram.GetWavelength(), pitch, pitch, Vector(0, 0, 1))](
+             Lumora& f, const CloudPoint& p)
          {
              f.AddSphericalWaveSqr(descriptor, p.x, p.y, p.z, p.amplitude, p.phase, WINDOW_RECT);
          }},
@@ -193,7 +193,8 @@ int main(int argc, char** argv)
     phase.window = true;
     SavePicture(out + "/cloud_phase.png", detail, phase);
 
-    // Carried back by a depth, the light of the points there runs together again.
+    // Carried back by a depth, the light of the points there runs together again. On its own grid AsmProp would cut off
+    // the steep half of it: the distance is more than N p^2 / lambda.
     const double view = std::min(1.15 * width, 0.98 * hologram.GetWidth());
     std::vector<CloudPoint> byDepth(points);
     std::sort(byDepth.begin(), byDepth.end(), [](const CloudPoint& a, const CloudPoint& b) { return a.z > b.z; });
@@ -213,7 +214,7 @@ int main(int argc, char** argv)
     {
         const double z = byDepth[depths[picture].at].z;
         Lumora image(hologram);
-        image.AsmProp(z);
+        image.ExactAsmProp(z);
         for (auto& depth : depths)
         {
             const std::size_t first = depth.at - std::min(depth.at, near);
@@ -243,7 +244,7 @@ int main(int argc, char** argv)
     const double reference = 1.5 * std::sqrt(hologram.GetSquareAverage());
     Lumora wanted(hologram);
     Pinhole(wanted, share);
-    wanted.AsmProp(middle);
+    wanted.ExactAsmProp(middle);
     const struct
     {
         const char* name;
@@ -280,11 +281,11 @@ int main(int argc, char** argv)
                  stopped = light;
                  Pinhole(light, share);
                  stopped -= light;
-                 light.AsmProp(middle);
+                 light.ExactAsmProp(middle);
              };
              retrieval.back = [&](Lumora& light)
              {
-                 light.AsmProp(-middle);
+                 light.ExactAsmProp(-middle);
                  light += stopped;
              };
              f.EncodeDoublePhase(0.7 * reference).RetrievePhase(wanted, retrieval).HardClipPhase(256);
@@ -302,7 +303,7 @@ int main(int argc, char** argv)
         device.encode(shown);
         const double whole = shown.GetSquareSumWhole();
         Pinhole(shown, share);
-        shown.AsmProp(middle);
+        shown.ExactAsmProp(middle);
         shown.SetWindow(window);
         const Shown result = Judge(shown, wanted, whole);
         std::printf("| %s | %.1f | %.1f | %.3f |\n", device.name, Decibel(result.snr), Decibel(result.amplitudes),

@@ -7,6 +7,12 @@
 
 namespace LumoraLib
 {
+// ---------------------------------------------------------------------------------------------------------------
+// Engine of the transforms                                                                            (Fftsg.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// The split-radix transform by itself, without a field.
+//
 // The transforms computed, with N the length, j the input index and k the output index, unscaled and in natural order:
 //
 //     sign >= 0 (Forward):   X[k] = sum over j of x[j] exp(+2 pi i j k / N)
@@ -46,8 +52,7 @@ LML_API void FftsgTransform1d(Complex* data, int n, int sign);
 LML_API void FftsgTransform2d(Complex* data, int nx, int ny, int sign);
 
 /// Builds both tables for transforms of up to 2 nw points. They serve every shorter power of two as well.
-/// @param nw  number of twiddle factors, a power of two; nw <= 2 records the size only, since no factors are needed
-/// then
+/// @param nw  number of twiddle factors, a power of two; nw <= 2 records the size only: no factors are needed then
 /// @param ip  see above; overwritten
 /// @param w   nw doubles; overwritten
 LML_API void FftsgMakeTables(int nw, int* ip, double* w);

@@ -13,6 +13,12 @@
 
 namespace LumoraLib
 {
+// ---------------------------------------------------------------------------------------------------------------
+// Advice                                                                                             (lml/advice)
+// ---------------------------------------------------------------------------------------------------------------
+
+// Which way to take from plane to plane, and how good it will be.
+//
 // Advise() predicts the relative l2 error of every way from a field to a destination: the root of the energy of the
 // difference between what the way gives and the true field on the destination's samples, over the energy of the true
 // field there. True is the diffraction of the source's samples (band-limited between them, nothing beside the grid).

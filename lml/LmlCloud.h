@@ -11,6 +11,12 @@
 
 namespace LumoraLib
 {
+// ---------------------------------------------------------------------------------------------------------------
+// Clouds of points                                                                               (PointCloud.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// What Lumora::AddPointCloud() and Lumora::PlanPointCloud() take and tell.
+
 /// A point source: place in metres, amplitude, and phase in radians.
 struct CloudPoint
 {
@@ -58,9 +64,12 @@ struct CloudPlan
     double seconds = 0.0;                 ///< expected time of one core of the machine that the model was measured on
     double error = 0.0;                   ///< bound of the relative l2 error, by the terms that the plan leaves out
 };
+
 // ---------------------------------------------------------------------------------------------------------------
 // Clouds in files                                                          (CloudFile.cpp, CloudPly.cpp, CloudMesh.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// Points from text, PLY and meshes, and back.
 
 /// How LoadPointCloud() makes points of what stands in a file. Coordinates are multiplied by unit and scale, turned
 /// about the origin (or the middle) and moved.

@@ -20,6 +20,8 @@ class SegmentedFile;
 // A whole field in segments                                                                  (SegmentedField.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// One field in a file of many segments, and rectangles of it in memory.
+
 /// What a reader makes of a segment that was never written.
 enum MissingSegments : std::int32_t
 {
@@ -199,10 +201,10 @@ LML_API LargeReport LargeShiftedFresnelProp(const char* source, const char* dest
 /// and wavelengths must be the same (code 3); the segments need not.
 LML_API LargeReport LargeAdd(const char* first, const char* second, const char* destination,
                              const LargeOptions& options = {});
-/// first - second.
+/// first - second, otherwise as LargeAdd().
 LML_API LargeReport LargeSubtract(const char* first, const char* second, const char* destination,
                                   const LargeOptions& options = {});
-/// first times second, as Lumora::operator*= multiplies.
+/// first times second, as Lumora::operator*= multiplies, otherwise as LargeAdd().
 LML_API LargeReport LargeMultiply(const char* first, const char* second, const char* destination,
                                   const LargeOptions& options = {});
 

@@ -31,6 +31,12 @@ namespace detail
 struct FieldAccess;
 }
 
+// ---------------------------------------------------------------------------------------------------------------
+// Records of the members                                                                   (no unit of their own)
+// ---------------------------------------------------------------------------------------------------------------
+
+// What members of the field take and tell, where numbers do not do.
+
 /// Reserved record of optional user data in LW and HBI files. No operation reads or writes one; a non-null pointer is
 /// refused when saving with Error code 9.
 struct OptionHead
@@ -108,13 +114,20 @@ enum StackPropagator : std::int32_t
 /// and its index in the list of distances. false ends the stack, without an error.
 using StackPlane = std::function<bool(const Lumora& plane, std::size_t index)>;
 
+// ---------------------------------------------------------------------------------------------------------------
+// The field                                                                        (the units named in the class)
+// ---------------------------------------------------------------------------------------------------------------
+
+// A class of its own page; its sections are the units in which its members stand.
+
 /// A sampled monochromatic scalar field (or its spectrum) on a plane in space.
 ///
 /// The grid has Nx times Ny samples of Complex, row by row, both sizes powers of two. Sample (i, j) stands at linear
 /// index i + Nx * j and at the local coordinates x = (i - Nx/2) * Px, y = (j - Ny/2) * Py. In a spectrum Px and Py are
 /// frequency pitches in cycles per metre, and index (Nx/2, Ny/2) is frequency zero. Copies are deep, mutating members
-/// return the object so that calls chain. One object is used from one thread at a time; the heavy members run their
-/// loops on a team of GetNumThreads() threads.
+/// return the object so that calls chain. The library is used from one thread of the program at a time, whatever fields
+/// its calls work on; only members that say so (the interpolators, the single-threaded point sources) may run on
+/// several. The heavy members run their loops on a team of GetNumThreads() threads.
 ///
 /// A field whose sizes announce more samples than its buffer holds (after SetNx, a parameter load, Dispose) refuses
 /// operations that touch samples with Error code 6 and the operation's name until Init has been called; so it does with
@@ -895,9 +908,12 @@ public:
     Lumora& RawAsmProp(double d);
     /// The same with the band limit of AsmPropFs: the form for every day. Errors as RawAsmProp under its own name.
     Lumora& AsmProp(double d);
-    /// AsmProp on a grid embedded at twice the size (of one row, in x only), so that nothing wraps around. Memory: two
-    /// fields more with the fast engine (kept for the next call, unless the system needs their pages), about five with
-    /// FftLib 0. Errors as RawAsmProp under its own name; code 1 from Init.
+    /// AsmProp on a grid embedded at twice the size (of one row, in x only), so that nothing wraps around. Valid while
+    /// the band limit leaves waves enough, M = (2 W)^2 / (lambda d) of them on an axis with W = Nx Px: the relative
+    /// error is some 1.2 to 5 divided by M for compact light in the middle, 1.6 to 2 divided by the root of M for light
+    /// that fills grid and band (0.23 at M = 53). Beyond: ShiftedAsmProp(source, 2), also without a shift; Advise()
+    /// tells. Memory: two fields more with the fast engine (kept for the next call, unless the system needs their
+    /// pages), about five with FftLib 0. Errors as RawAsmProp under its own name; code 1 from Init.
     Lumora& ExactAsmProp(double d);
     /// Single-transform Fresnel propagation of a real-space field: quadratic phase, transform, quadratic phase and k d.
     /// The pitches become lambda d / (N p), negative for a negative d. The result is the bare sum: multiply by Px * Py
@@ -954,9 +970,11 @@ public:
     ///         for); the parameters and the normal as above; pitches and precision under the name of ShiftedAsmProp.
     Lumora& ShiftedAsmPropAdd(const Lumora& source, int precision);
     /// The propagation between grids of different size, precision 1: along each axis the larger field is cut into tiles
-    /// of the smaller one's size, and every pair of tiles is one propagation with a band limit of its own (tiles should
-    /// keep a Fresnel number (W / 2)^2 / (lambda z) well above 2). The destination is cleared when the first result is
-    /// there. Memory: two tiles and one propagation.
+    /// of the smaller one's size, and every pair of tiles is one propagation with a band limit of its own, which ends
+    /// at the waves of the tile's rims. Valid for smooth light whose tiles have a Fresnel number (W / 2)^2 / (lambda z)
+    /// above 26 (5e-5 there, 2e-2 at 10); sharp shapes are off by 2e-3 there and diffuse light by 4e-2: for those take
+    /// ShiftedAsmProp(tile, 2) and Add() in a loop, or PropagateTo(). The destination is cleared when the first result
+    /// is there. Memory: two tiles and one propagation.
     /// Kept: tiles lie side by side in their own planes, propagation and sum go by global x and y: on tilted planes the
     /// sum is not the undivided operation, and Add may refuse a tile whose plane rounding has set apart. A tile of one
     /// sample along an axis stands half a pitch beside the sample that it holds.
@@ -994,7 +1012,8 @@ public:
     /// The same, added to the samples. Kept: a destination of one row is overwritten instead.
     /// @throws as above with the name "LumoraLib::Lumora::ShiftedFresnelPropAdd".
     Lumora& ShiftedFresnelPropAdd(const Lumora& source, const ShiftedFresnelPropDescriptor& d);
-    /// Carries this field to a parallel plane at `position` with the pitches px and py, which become its own.
+    /// Carries this field to a parallel plane at `position` (global, metres) with the pitches px and py (metres); they
+    /// become its own, its sizes, window and normal stay.
     /// @throws code 6, "LumoraLib::Lumora::ShiftedFresnelProp", "object is in real space" (what is asked for).
     Lumora& ShiftedFresnelProp(const Vector& position, double px, double py);
     /// The same with a descriptor for the new pitches. @throws code 6, "descriptor is not compatible" as well.
@@ -1027,14 +1046,15 @@ public:
     // coordinates, and carrier = rotation * (0, 0, 1 / lambda). The field that results lacks the factor exp(2 pi i (u x
     // + v y)) of the carrier; multiply it in (MultiplyPlaneWave) before a plane wave's true direction matters, e.g.
     // before the field goes on. x and y count from the field's own centre here and from the global axis there: with an
-    // origin (Ox, Oy) aside the product has the phase 2 pi (u Ox + v Oy) too much. Valid while the turned band fits the
-    // destination's: a bandwidth of 1 / pitch about the carrier, and no wave beyond 90 degrees from the destination's
-    // normal.
+    // origin (Ox, Oy) aside the product has the phase 2 pi (u Ox + v Oy) too much: give it the negative of that. Valid
+    // while the turned band fits the destination's: a bandwidth of 1 / pitch about the carrier, and no wave beyond 90
+    // degrees from the destination's normal.
 
     /// This field := `source` on the plane that `rotation` describes, in real space. Grid and pitches are this object's
     /// own; origin is the source's, the normal is turned, the window becomes the whole grid; k and form stay. The
     /// spectrum is read between its samples, whose phase turns the faster the farther light lies from the middle:
-    /// CUBIC4 and BICUBIC, made for smooth values, do worse there than LINEAR (1.8e-3 against 6e-4 in a measured case).
+    /// CUBIC4 and BICUBIC, made for smooth values, do worse there than LINEAR (1.8e-3 against 6e-4 in a measured case):
+    /// take CUBIC8_INTERPOL, and leave the outer quarter of the grid empty.
     /// Kept: the normal is multiplied by the inverse of `rotation` from the left, the global side. After one rotation
     /// that is the plane's true normal; after two about different axes the factors stand in the other order (0.21
     /// degrees off for 10 and 10 degrees): set it with SetNormalVector() then. With
@@ -1074,8 +1094,7 @@ public:
     Lumora& RotateY(double angle, double* carrier);
     /// The same on a spectrum, on one thread, by CubicInterpolX with the selector `kernel`; `interpol` is not read.
     /// @throws code 3, "LumoraLib::Lumora::RotateYFs", "" unless Form is SPECTRUM; what CubicInterpolX throws, the
-    /// field
-    ///         being as it was.
+    ///         field being as it was.
     Lumora& RotateYFs(double angle, Interpol interpol, int kernel, double* carrier);
     /// The same for a field of one row, with the 8-point cubic and without Jacobian. Kept: not divided by Nx.
     /// @throws code 3, "LumoraLib::Lumora::Rotate1d", "" unless Ny = 1 and Form is COMPLEX_AMPLITUDE.
@@ -1213,11 +1232,10 @@ public:
     ///                 matter, nor do points beside the field; zero amplitudes add nothing. null with a count of 0
     /// @param options  tolerance (relative l2 error over the field for points of random phases), edge, method, memory
     /// @throws "LumoraLib::Lumora::AddPointCloud": code 3, "incorrect form" unless Form is 0; code 3 for options
-    /// outside
-    ///         their ranges, for pitches below 1e-6 or above 1e6 wavelengths, for "point <index> is not a finite
-    ///         number", "point <index> lies in the plane of the field" (closer than lambda / 1000) and "point <index>
-    ///         lies too far from the plane of the field" (1e11 wavelengths); code 1, "no method fits the memory and the
-    ///         tolerance"; code 6 without samples; code 6, "cancelled", by the progress handler. Code 1 of
+    ///         outside their ranges, for pitches below 1e-6 or above 1e6 wavelengths, for "point <index> is not a
+    ///         finite number", "point <index> lies in the plane of the field" (closer than lambda / 1000) and "point
+    ///         <index> lies too far from the plane of the field" (1e11 wavelengths); code 1, "no method fits the memory
+    ///         and the tolerance"; code 6 without samples; code 6, "cancelled", by the progress handler. Code 1 of
     ///         "LumoraLib::Malloc" where memory is missing. The field is unchanged in all of them.
     /// Runs on the library's thread count; the samples do not depend on it, nor on the instruction set. What it takes
     /// beforehand: PlanPointCloud(). Valid from about a wavelength to kilometres. Source: SIAM J. Sci. Comput. 41
@@ -1298,7 +1316,7 @@ public:
     void SaveAsCsv(const char* path, Axis axis, int index) const;
     /// SaveAsCsv along x, also in its errors.
     void SaveAsCSV(const char* path, int row) const;
-    /// The same values in columns of 20 characters without a heading.
+    /// The values of SaveAsCsv() along row `row` in columns of 20 characters, without a heading.
     /// @throws code 7 and code 3 (before the file is created), code 2: "LumoraLib::Lumora::SaveAsText", path.
     void SaveAsText(const char* path, int row) const;
     /// Plain text field: heading, the window's width and height, a line "(re, im)" for each of its samples.
@@ -1309,8 +1327,7 @@ public:
     /// grew); blank lines may stand at its end. Lines have at most 200 characters. Memory: at most 256 MiB or 32 bytes
     /// for each byte of the file, whichever is more.
     /// @throws code 3, "LumoraLib::Lumora::LoadCSV", path when Form is exactly 1, the file is empty, its first line has
-    /// no
-    ///         comma, or the sizes are below 0, above 2^30 or out of all proportion to the file; code 2, path: the
+    ///         no comma, or the sizes are below 0, above 2^30 or out of all proportion to the file; code 2, path: the
     ///         field is as it was then. Code 3 for a later line without a comma (a blank one with samples behind it
     ///         too), code 5, "eread", path when the file cannot be read on: the samples before are loaded, the others
     ///         zero.
@@ -1424,12 +1441,12 @@ public:
     ///         on a short write.
     /// Memory: about 2 MiB and one row.
     void WinSaveAsBMPEx(const char* path, Mode mode, double min, double max, Gradation gradation, int bar) const;
-    /// The same; note the order max, min.
+    /// As WinSaveAsBMPEx(); note the order max, min.
     void WinSaveAsBmp(const char* path, Mode mode, Gradation gradation, int bar, double max, double min) const;
-    /// The same in the mode's own range; without a bar argument a rainbow has bar 10, a grey picture none.
+    /// As WinSaveAsBMPEx() in the mode's own range; without a bar argument a rainbow has bar 10, a grey picture none.
     void WinSaveAsBmp(const char* path, Mode mode, Gradation gradation, int bar) const;
     void WinSaveAsBmp(const char* path, Mode mode, Gradation gradation) const;
-    /// Rainbow and grey with bar 10.
+    /// As WinSaveAsBMPEx() with a bar of 10: in rainbow colours (...BMPC) and in grey (...BMP).
     void WinSaveAsBMPC(const char* path, Mode mode, double min, double max) const;
     void WinSaveAsBMP(const char* path, Mode mode, double min, double max) const;
     /// The same six for the whole grid, whatever the window.
@@ -1565,6 +1582,12 @@ private:
     static double* cubicTable_;
 };
 
+// ---------------------------------------------------------------------------------------------------------------
+// Descriptors and tables                     (ScaledFFT.cpp, ShiftedFresnel.cpp, PointSource.cpp, LegacyProp.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// What calls with the same geometry share.
+
 /// The transformed chirp kernel of one (size, parameter) pair of the scaled FFT, reused over many calls.
 /// Its Lumora part is no optical field: twice the size of the fields it fits, samples the transform of the kernel.
 class LML_API ScaledFftDescriptor : public Lumora
@@ -1694,6 +1717,12 @@ public:
     std::uint32_t mask; ///< N - 1
 };
 
+// ---------------------------------------------------------------------------------------------------------------
+// Functions beside the field                                                           (Interpol.cpp, FileLm.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// Interpolators by their choosers, and files of many parts and segments.
+
 /// The interpolator that stands behind a chooser value, for GetInterpolVal or a loop of one's own.
 /// @throws code 6, "LumoraLib::GetInterpolFunc", "unable to use in current version" for 0, SINC_INTERPOL and values
 ///         above 9.
@@ -1715,6 +1744,12 @@ LML_API int GetSizeMpLm(const char* path);
 /// The number of segments of a segmented file, and those along x and y. Errors as LoadSegLm, with
 /// "LumoraLib::GetSizeSegLm".
 LML_API int GetSizeSegLm(const char* path, int& nx, int& ny);
+
+// ---------------------------------------------------------------------------------------------------------------
+// Files replaced whole                                                                            (WholeFile.cpp)
+// ---------------------------------------------------------------------------------------------------------------
+
+// A saved file is the new one or the old one, whatever happens in between.
 
 /// Replaces a file whole or not at all. Savers empty the file at the path first, or write into it in place: one that
 /// fails or is killed, and a loss of power (they leave the bytes to the system), can cost the version that was there.
@@ -1752,9 +1787,8 @@ public:
     /// Brings the bytes to the disk and puts the file in its place. Every stream on Path() has been closed by then, as
     /// all savers of the library do.
     /// @throws code 4, "LumoraLib::WholeFile::Commit", the path when the bytes did not reach the disk or the name
-    /// cannot
-    ///         be taken (the old file stays; Commit can be tried again), or when only the folder's entry did not reach
-    ///         the disk (the new file is in place); code 9 on a second call.
+    ///         cannot be taken (the old file stays; Commit can be tried again), or when only the folder's entry did not
+    ///         reach the disk (the new file is in place); code 9 on a second call.
     void Commit();
 
 private:

@@ -17,9 +17,10 @@ namespace LumoraLib
 // font has ASCII and the signs of optics (µ λ π θ φ ° × · ± − ² ³ √ ∞ ≤ ≥), other letters show as a frame.
 
 // ---------------------------------------------------------------------------------------------------------------
-// Picture files                                          (PictureFile.cpp, PicturePng.cpp, PictureBitmap.cpp,
-// PictureJpeg.cpp)
+// Picture files                                                   (PictureFile.cpp and one unit for each format)
 // ---------------------------------------------------------------------------------------------------------------
+
+// Pixels, read from and written to files.
 
 /// Pixels of a picture, top row first, the channels of a pixel side by side.
 struct PictureImage
@@ -62,8 +63,7 @@ LML_API std::vector<std::uint8_t> EncodePng(const PictureImage& image);
 
 /// Writes a PNG, replaced whole or not at all (see WholeFile).
 /// @throws "LumoraLib::SavePng": code 3, sizes that do not fit, or a name that does not end in ".png" (any case); code
-/// 2
-///         as WholeFile; code 4 when the bytes did not reach the file.
+///         2 as WholeFile; code 4 when the bytes did not reach the file.
 LML_API void SavePng(const std::string& path, const PictureImage& image);
 
 /// Pictures side by side, `columns` in a row, `gap` white pixels between them, each at the top left of its cell:
@@ -74,6 +74,8 @@ LML_API PictureImage JoinPictures(const std::vector<PictureImage>& pictures, int
 // ---------------------------------------------------------------------------------------------------------------
 // Fields as pictures                                                      (Render.cpp, Colours.cpp, Decoration.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// What of a field is shown, in which colours, and what stands around it.
 
 /// What of a sample a picture shows.
 enum PictureQuantity : std::int32_t
@@ -184,6 +186,8 @@ LML_API PictureColour GetPictureColour(PictureColours colours, double t);
 // Line plots                                                                                     (ProfilePlot.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// Rows and columns of fields, and other lines, over axes.
+
 /// A line of a plot. Points that are not finite leave a gap.
 struct ProfileLine
 {
@@ -230,6 +234,8 @@ LML_API void SaveProfilePlot(const std::string& path, const std::vector<ProfileL
 // Pictures as fields                                                                            (FieldPicture.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// Grey values as amplitudes, intensities or phases of samples.
+
 /// What the grey value v = 0 to 1 of a pixel becomes.
 enum PictureValue : std::int32_t
 {
@@ -272,8 +278,7 @@ struct PictureLoadOptions
 /// PICTURE_VALUE_INTENSITY, amplitudes for ..._AMPLITUDE), where they are finer it is interpolated between them;
 /// PICTURE_VALUE_PHASE takes the nearest pixel. Any size of picture will do: the grid's sizes are powers of two.
 /// @throws "LumoraLib::LoadPicture": as ReadPicture(), under this name, and code 3 with path and reason: options
-/// outside
-///         their ranges, a grid of more than 2^28 samples, a picture of less than a sample; code 1.
+///         outside their ranges, a grid of more than 2^28 samples, a picture of less than a sample; code 1.
 LML_API Lumora LoadPicture(const std::string& path, const PictureLoadOptions& options = {});
 
 /// The same into a field whose grid, pitches, wavelength, place and form (cartesian or polar amplitudes) stay: a

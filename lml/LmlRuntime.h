@@ -24,6 +24,8 @@ namespace LumoraLib
 // Errors                                                                                             (Runtime.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// The one way of every failure: Error() ends the process with a message, or throws, as SetErrorHandling() says.
+
 /// Codes of the failures; GetErrorString() gives the text of each.
 enum ErrorCode : std::int32_t
 {
@@ -113,6 +115,8 @@ LML_API ErrorHandling GetErrorHandling();
 // Memory                                                                                             (Runtime.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// Aligned memory, as samples have it.
+
 /// Memory aligned to 64 bytes, not initialised; never null. A size of 0 gives a block that may only be freed.
 /// @param size  bytes
 /// @param what  short label for the error message; null stands as "(null)"
@@ -124,6 +128,8 @@ LML_API void Free(void* p);
 // ---------------------------------------------------------------------------------------------------------------
 // Log                                                                                                (Runtime.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// Start of the library, lines for a log and the console, and reports of likely mistakes.
 
 /// Starts the library: sets the thread count to 1, takes the base of GetTick(), opens the log and prints the first
 /// line of the banner. Optional: without it text goes to the console alone and the tick base is 0.
@@ -178,6 +184,8 @@ LML_API std::FILE* GetLogFile();
 // ---------------------------------------------------------------------------------------------------------------
 // Time                                                                                               (Runtime.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// CPU time since the start, and a watch that adds it up.
 
 /// CPU time of the process since the last Start(), in milliseconds. All threads count, so it can run faster than a
 /// wall clock.
@@ -260,6 +268,8 @@ LML_API Platform GetPlatform();            ///< PLATFORM_X64
 // Instruction set of the wide loops                                                                      (Isa.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// Which vectors the loops run with; shown and limited.
+
 /// The builds of the wide loops, in rising width: 4, 8 and 16 samples of single precision at a time.
 enum InstructionSet : std::int32_t
 {
@@ -329,6 +339,8 @@ LML_API bool GetDynamicThreads();
 // Progress and cancellation of long operations                                                      (Progress.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// A function of the program that is told how far an operation is, and may end it.
+
 /// What a long operation calls while it works, on the thread that called the operation and at most 20 times a second;
 /// short operations may never call it.
 /// @param context    the pointer given to SetProgressHandler()
@@ -359,6 +371,8 @@ LML_API void SetProgressHandler(ProgressHandler handler, void* context);
 // Choice of the FFT engine                                                                               (Fft.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// The engine behind all transforms.
+
 /// The engines behind Lumora::Fft(). Both compute the same transforms; they differ in rounding and speed.
 enum FftLib : std::int32_t
 {
@@ -373,8 +387,10 @@ LML_API void SetFftLib(FftLib lib);
 LML_API FftLib GetFftLib();
 
 // ---------------------------------------------------------------------------------------------------------------
-// Factors kept between propagations.                                                             (FactorCache.cpp)
+// Factors kept between propagations                                                              (FactorCache.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// Memory for the factors of propagations that come again.
 
 /// Sets the most memory, in bytes, for factors of transfer functions that propagations by the spectrum (AsmProp,
 /// RawAsmProp, ExactAsmProp, ShiftedAsmProp; not step by step) keep for later calls; 64 MiB at load, 0 keeps none and

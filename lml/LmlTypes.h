@@ -52,6 +52,8 @@ class RMatrix;
 // Constants and enumerations                                                                      (ValueTypes.cpp)
 // ---------------------------------------------------------------------------------------------------------------
 
+// What the other types and the members of the field are told by: forms, axes, kernels, windows, kinds of picture.
+
 /// The double nearest to pi, 3.141592653589793.
 extern LML_API const double Pi;
 /// Radians per degree, 0.017453292519943295: `30 * Deg` is 30 degrees in radians.
@@ -125,6 +127,8 @@ LML_API void SetPositionTolerance(double tolerance);
 // Angles                                                                                                 (inline)
 // ---------------------------------------------------------------------------------------------------------------
 
+// Radians that know whether they lie in one turn.
+
 /// An angle in radians that is known to lie in its range already: no wrap step, also not when it becomes a Phase.
 class _Phase
 {
@@ -194,6 +198,8 @@ private:
 // ---------------------------------------------------------------------------------------------------------------
 // Complex numbers                                                       (inline; with sine and cosine ValueTypes.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// A sample, and a complex number in double precision for what is computed from samples.
 
 /// The sample of a field: real and imaginary part in single precision, 8 bytes.
 ///
@@ -454,6 +460,8 @@ inline ComplexDouble operator*(double a, ComplexDouble z)
 // Sizes and rectangles                                                                                   (inline)
 // ---------------------------------------------------------------------------------------------------------------
 
+// Whole numbers of samples.
+
 /// Width and height in samples or pixels.
 class Size
 {
@@ -489,6 +497,8 @@ static_assert(sizeof(LML_RECT) == 16 && sizeof(Size) == 8, "packed 32-bit intege
 // ---------------------------------------------------------------------------------------------------------------
 // Vectors                                                                   (inline; with other types Geometry.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// Points and directions in space, in metres.
 
 /// A point or a direction in space: three doubles, metres for points. (0, 0, 0) by default.
 /// `a * b` is the dot product, `a & b` the cross product. Mind that & binds weaker than +, * and ==.
@@ -599,6 +609,8 @@ LML_API std::ostream& operator<<(std::ostream& out, const Vector& v);
 // ---------------------------------------------------------------------------------------------------------------
 // Frequency vectors and matrices                                                                      (Matrix.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// Spatial frequencies in cycles per metre, and matrices that turn frequencies and positions.
 
 /// Spatial-frequency vector of a plane wave, in cycles per metre. For a wave that propagates, u^2 + v^2 + w^2 equals
 /// lambdaInvSq; nothing enforces it. The wavelength is sqrt(1 / lambdaInvSq).
@@ -727,6 +739,8 @@ public:
 // ---------------------------------------------------------------------------------------------------------------
 // Point arrays                                                                                    (PointArray.cpp)
 // ---------------------------------------------------------------------------------------------------------------
+
+// Ordered lists of points: outlines, triangles.
 
 /// An ordered list of points. Up to three points stand in the object itself and cost no allocation; from the fourth on
 /// they stand in a growing vector on the heap. Copies are deep; a move takes the heap record and leaves the source
@@ -910,6 +924,7 @@ class LineSegment : public PointArray
 public:
     /// Two points at (0, 0, 0).
     LML_API LineSegment();
+    /// From `begin` to `end`.
     LML_API LineSegment(const Vector& begin, const Vector& end);
 
     /// The ends.

@@ -49,6 +49,16 @@ if(Python3_FOUND AND NOT LML_SANITIZED)
   set_tests_properties(Pages ErrorsAreFresh PROPERTIES TIMEOUT 300)
 endif()
 
+# The site, where Doxygen is installed: no public name without documentation, no link that leads nowhere. And the recipes.
+if(Python3_FOUND AND NOT LML_SANITIZED)
+  find_program(LML_DOXYGEN doxygen)
+  if(LML_DOXYGEN)
+    add_test(NAME Site COMMAND ${PROJECT_SOURCE_DIR}/tools/site.sh ${CMAKE_CURRENT_BINARY_DIR}/site)
+    set_tests_properties(Site PROPERTIES TIMEOUT 300)
+  endif()
+  add_test(NAME Recipes COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/recipes.py ${PROJECT_VERSION})
+endif()
+
 # The command as a user sees it; its page too where a browser (chromium) is installed.
 if(TARGET lml_command AND Python3_FOUND AND NOT LML_SANITIZED)
   add_test(NAME CommandTest COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/command/run.py

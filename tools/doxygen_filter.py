@@ -7,9 +7,13 @@
 - A variable without a docstring of its own shares that of the one before it.
 - The headings inside a class (`// ---- Name`) become its sections, those of a file (three lines) become groups, and the
   `//` paragraphs below a heading their introductions, tables kept as they are set.
+- The sections of protected members say so: sections of one name would become one, at the end of the page.
+- What is private is left out.
 - The first line of a header is its file's summary.
-- Headings of a page that its own links name get the anchor; a link to a heading of another page leads to the page.
+- A page's summary is what the README's table says of it.
+- Headings of a page get the anchors that links name, "PAGE-heading".
 """
+import pathlib
 import re
 import sys
 
@@ -27,13 +31,13 @@ def introduction(lines, at):
             body = line[2:][1:] if line[2:].startswith(" ") else line[2:]
             if CLASS_HEADING.match(lines[at]) or RULE.match(lines[at]):
                 break
-            if bool(re.search(r"\S {2,}\S", body)) != table:
+            if bool(re.search(r"^    |\S {2,}\S", body)) != table:
                 table = not table
-                text.append("@verbatim" if table else "@endverbatim")
-            text.append(body)
+                text.append("~~~{.unparsed}" if table else "~~~")
+            text.append(re.sub(r"^    ", " ", body))  # four blanks would be code to Markdown
         elif line == "" and at + 1 < len(lines) and re.match(r"^\s*//(?!/)", lines[at + 1]) and text:
             if table:
-                text.append("@endverbatim")
+                text.append("~~~")
                 table = False
             text.append("")
         elif line == "" and not text:
@@ -42,7 +46,7 @@ def introduction(lines, at):
             break
         at += 1
     if table:
-        text.append("@endverbatim")
+        text.append("~~~")
     return text, at
 
 
@@ -52,12 +56,16 @@ def filtered(path):
     out, at = [], 0
     title, at = introduction(lines, 0)
     out += ["/// @file"] + ["/// " + line for line in title] + [""]
-    in_group = in_section = False
+    in_group = in_section = protected = False
     doc = []  # the docstring that still covers what follows
     trailing = ""  # that of the variable before
     fresh = False
     while at < len(lines):
         line = lines[at]
+        if line.startswith("private:"):
+            while not lines[at].startswith("};"):
+                at += 1
+            line = lines[at]
         heading = CLASS_HEADING.match(line)
         if heading or (RULE.match(line) and at + 2 < len(lines) and RULE.match(lines[at + 2])):
             doc = []
@@ -66,7 +74,8 @@ def filtered(path):
                     out.append("    /**@}*/")
                 text, at = introduction(lines, at + 1)
                 # A group of members takes a summary; its reader finds the rest below it.
-                out += ["    /// @name " + heading.group(1)] + ["    /// " + t for t in text] + ["", "    /**@{*/", ""]
+                section = heading.group(1) + (", for derived classes" if protected else "")
+                out += ["    /// @name " + section] + ["    /// " + t for t in text] + ["", "    /**@{*/", ""]
                 in_section = True
                 continue
             if in_group:
@@ -92,6 +101,7 @@ def filtered(path):
             if in_section:
                 out.append("    /**@}*/")
                 in_section = False
+            protected = stripped.startswith("protected")
             doc, fresh = [], False
         elif DECLARATION.match(line) and doc:
             if not fresh and "///<" not in line and starts_declaration(lines, at):
@@ -140,13 +150,20 @@ def starts_declaration(lines, at):
 def page(path):
     text = open(path, encoding="utf-8").read()
     name = re.sub(r".*/|\.md$", "", path)
-    text = re.sub(r"\]\(([\w./-]+\.md)#[\w-]+\)", r"](\1)", text)
-    for slug in set(re.findall(r"\]\(#([\w-]+)\)", text)):
-        def anchored(match, slug=slug):
-            same = re.sub(r"[^\w -]", "", match.group(2).strip().lower()).replace(" ", "-") == slug
-            return match.group(0) + (" {#%s-%s}" % (name, slug) if same else "")
-        text = re.sub(r"(?m)^(#+) (.*)$", anchored, text)
-        text = text.replace("](#%s)" % slug, "](#%s-%s)" % (name, slug))
+    index = (pathlib.Path(__file__).parent.parent / "README.md").read_text(encoding="utf-8")
+    summary = re.search(r"^\| \[docs/%s\.md\]\(.*?\) \| (.*) \|$" % re.escape(name), index, flags=re.M)
+    if summary:
+        text = re.sub(r"\A(# .*\n)", lambda m: "%s\n@brief %s%s.\n" % (m.group(1), summary.group(1)[0].upper(), summary.group(1)[1:]), text)
+    seen = {}
+
+    def anchored(match):
+        slug = re.sub(r"[^\w -]", "", match.group(2).strip().lower()).replace(" ", "-")
+        seen[slug] = seen.get(slug, -1) + 1
+        slug += "-%d" % seen[slug] if seen[slug] else ""
+        return "%s {#%s-%s}" % (match.group(0), name, slug)
+    parts = re.split(r"(?ms)(^```.*?^```$)", text)  # every other one is code
+    text = "".join(part if n % 2 else re.sub(r"(?m)^(##+) (.*)$", anchored, part) for n, part in enumerate(parts))
+    text = re.sub(r"\]\((?:[\w./-]*?([\w-]+)\.md)?#([\w-]+)\)", lambda m: "](#%s-%s)" % (m.group(1) or name, m.group(2)), text)
     return text
 
 

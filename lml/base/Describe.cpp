@@ -283,7 +283,8 @@ constexpr Cure kCures[] = {
     {ERR_NONE, nullptr, "no method fits the memory and the tolerance",
      "Raise CloudOptions::memory, or leave it 0, or ask for a larger tolerance."},
     {ERR_NONE, nullptr, "Dscriptor error",
-     "Make the descriptor from this field's wavelength and pitches; both pitches must be the field's Px."},
+     "Make the descriptor with this field's GetWavelength() (the number given to Lumora may differ in the last bit) "
+     "and its Px for both pitches."},
     {ERR_NONE, nullptr, "descriptor is not compatible",
      "Make the descriptor for this distance, these pitches and sizes; IsCompatibleWith tells before the call."},
     {ERR_NONE, nullptr, "ScaledFftDescriptor is not compatible", "Make the descriptor for this field's sizes."},
