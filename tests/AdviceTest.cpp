@@ -505,6 +505,10 @@ TEST(Advice, IsFollowedWhereverTheFieldsStand)
     beside.SetOrigin(Vector(1.0, 0.0, 2e-3));
     EXPECT_EQ(Advise(start, beside).taken, -1);
     EXPECT_EQ(Advise(start, there, {.maxBytes = 1.0}).taken, -1);
+    Lumora away(512, 64, 4e-6, 4e-6, kGreen); // wide, and shows its back: nothing arrives
+    away.SetOrigin(Vector(0.0, 0.0, 2e-3)).SetNormalVector(Vector(0.0, 0.0, -1.0));
+    EXPECT_EQ(Advise(start, away).taken, -1);
+    EXPECT_EQ(Advise(start, away).figures.leaves, 1.0);
     Lumora wide(64, 64, 90e-6, 90e-6, kGreen);
     wide.Clear().SetOrigin(Vector(0.0, 0.0, 1e-3));
     Lumora letter = MakeSource(kCases[0]);

@@ -179,6 +179,16 @@ TEST(CloudFileTest, MeshesAreSampledEvenlyBySeed)
         return LoadPointCloud(path.c_str(), options);
     };
     EXPECT_EQ(std::memcmp(load().data(), points.data(), points.size() * sizeof(CloudPoint)), 0);
+    // What else a face has is passed over, before its corners and behind them.
+    std::string more = kSquare;
+    for (const auto& [from, to] : {std::pair("property list uchar int", "property int id\nproperty list uchar int"),
+                                   {"end_header", "property list uchar float uv\nend_header"},
+                                   {"4 0 1 2 3", "7 4 0 1 2 3 2 0.5 9"},
+                                   {"4 3 2 1 0", "8 4 3 2 1 0 0"}})
+        more.replace(more.find(from), std::strlen(from), to);
+    const std::vector<CloudPoint> same = LoadPointCloud(Write(more).c_str(), options);
+    ASSERT_EQ(same.size(), points.size());
+    EXPECT_EQ(std::memcmp(same.data(), points.data(), points.size() * sizeof(CloudPoint)), 0);
     options.scale = -1.0; // mirrored: the square lies at z = -1 mm and the same face is the front
     EXPECT_EQ(load()[0].z, -1e-3);
     options.turn = Vector(3.0, 0, 0); // seen from behind it is the other one

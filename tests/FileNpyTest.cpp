@@ -37,6 +37,7 @@ TEST(NpyLoad, HeadsAsPythonReadsThem)
         {"{'descr': '<c8', 'shape': (3, 5)}", 0, 0},
         {"{'descr': [('a', '<c8')], 'fortran_order': False, 'shape': (3, 5)}", 0, 0},
         {"{'descr': '|O', 'fortran_order': False, 'shape': (3, 5)}", 0, 0},
+        {"{'descr': '<c8', 'fortran_order': False, 'shape': (0, 8)}", 8, 0}, // no samples
         {"", 0, 0},
     };
     ScratchFile file("f.npy");
