@@ -140,7 +140,9 @@ struct LargeOptions
     /// Bytes for buffers and tables; 0 counts as 1 GiB. Less than the least that works (a pair of strips of 64 columns
     /// and a row, two of each, and the transforms' own scratch) is raised to it; LargeReport says what was taken.
     std::uint64_t memory = 0;
-    const char* scratch = nullptr; ///< folder of the scratch file; null: that of the destination
+    /// Folder of the scratch file. Null: that of the destination, whose unfinished file then holds most of the scratch
+    /// (without `resume`): the disk needs little more than the destination.
+    const char* scratch = nullptr;
     int threads = 0;               ///< of the arithmetic; 0: the library's count
     /// Keeps a journal beside the scratch file, and goes on where an earlier call for the same source, destination and
     /// parameters was killed: what it repeats is at most the band that was being written. Anything else that lies there
@@ -158,7 +160,7 @@ struct LargeReport
     std::int64_t units = 0;         ///< groups of columns of the sweep between
     std::uint64_t memory = 0;       ///< bytes planned for buffers and tables
     std::uint64_t scratch = 0;      ///< bytes of the scratch file
-    std::uint64_t bytesRead = 0;    ///< from source and scratch
+    std::uint64_t bytesRead = 0;    ///< from source and scratch, wherever that is
     std::uint64_t bytesWritten = 0; ///< to scratch and destination
     std::int64_t resumed = 0;       ///< bands and groups of columns that an earlier call had done
 };

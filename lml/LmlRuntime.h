@@ -363,8 +363,8 @@ using ProgressHandler = bool (*)(void* context, const char* operation, std::int6
 /// comes at the first occasion. Not for use while an operation runs on another thread. Operations that call it, between
 /// tiles, planes, passes over the samples, rows or pieces of files: Fft(), all propagations of fields of both axes,
 /// PropagateStack() and MeasureStack(), ScaledFft() and RawScaledFft(), the rotations, AddPointCloud(),
-/// EncodeErrorDiffusion(), RetrievePhase(), loading of LM, LW, DE and NPY files, saving of LM files above 16 MiB,
-/// LoadPointCloud() and SavePointCloud().
+/// EncodeErrorDiffusion(), RetrievePhase(), loading of LM, LW, DE, CSV and NPY files, saving of PTF files and of LM
+/// files above 16 MiB, LoadPointCloud() and SavePointCloud().
 LML_API void SetProgressHandler(ProgressHandler handler, void* context);
 
 // ---------------------------------------------------------------------------------------------------------------

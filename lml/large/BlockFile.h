@@ -8,6 +8,13 @@
 #include <cstddef>
 #include <cstdint>
 
+/// Bytes of a file that lie side by side.
+struct FilePiece
+{
+    std::int64_t at = 0; ///< position
+    std::uint64_t bytes = 0;
+};
+
 namespace LumoraLib::detail
 {
 /// A file by its descriptor. No call uses a position of the file's own, so that several threads may use one object.

@@ -1,6 +1,7 @@
 // The centred transform and Fresnel propagation from file to file.
 #include "LmlLarge.h"
 
+#include "base/Describe.h"
 #include "base/IntMath.h"
 #include "field/FieldTools.h"
 #include "large/FourierSteps.h"
@@ -60,7 +61,12 @@ LargeReport LargeFft(const char* source, const char* destination, int sign, cons
                                const SegmentGrid& own = call.source.Grid();
                                const GridPlace place = CentredPlace(own, 0);
                                if (own.Nx() != place.nx || own.Ny() != place.ny)
-                                   Error(ERR_PARAMETER, fn, "the whole sizes must be powers of two");
+                                   Error(ERR_PARAMETER, fn,
+                                         Explained("the whole sizes must be powers of two",
+                                                   "They are %lld by %lld: Put() them into the middle of zeros, %d by "
+                                                   "%d, and transform that.",
+                                                   static_cast<long long>(own.Nx()), static_cast<long long>(own.Ny()),
+                                                   place.nx, place.ny));
                                Lumora result(call.source.Common());
                                FieldAccess::SwitchDomain(result);
                                result.SetPx(1.0 / (place.nx * result.GetPx()));

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include <unistd.h>
 
@@ -64,6 +65,21 @@ bool MoveInside(Progress& progress, std::int64_t part, const SegmentGrid& grid, 
             return false;
     }
     return true;
+}
+
+/// Where the rows of each band of a layout will stand in a file whose row 0 is row `first` of the layout.
+std::vector<std::vector<FilePiece>> RoomsOf(SegmentedFile& file, const TileLayout& layout, std::size_t first)
+{
+    const std::size_t rows = static_cast<std::size_t>(file.Grid().Ny());
+    std::vector<std::vector<FilePiece>> rooms;
+    for (std::size_t band = 0; band < layout.Bands(); ++band)
+    {
+        const std::size_t from = band * layout.bandRows;
+        const std::size_t begin = std::clamp(from, first, first + rows) - first;
+        const std::size_t end = std::clamp(from + layout.RowsOf(band), first, first + rows) - first;
+        rooms.push_back(file.PiecesOf(static_cast<std::int64_t>(begin), static_cast<std::int64_t>(end - begin)));
+    }
+    return rooms;
 }
 } // namespace
 
@@ -226,6 +242,8 @@ void LargeCall::RunSweeps(const LargeWork& work, const TileLayout& layout, const
     const bool goesOn = state.sweep > 0 || state.rounds > 0;
     SegmentedFile result(part.Path().c_str(), grid, common, function_, goesOn);
     result.Prepare(0, 0, grid.Nx(), grid.Ny());
+    if (!options_.resume && (options_.scratch == nullptr || *options_.scratch == '\0'))
+        exchange.Lend(result.File(), RoomsOf(result, layout, work.to.y0 - first));
     if (!tiles.Reserve(exchange.Bytes()))
         Error(ERR_FILE_WRITE, function_, scratchPath.c_str());
     Journal journal;
@@ -263,7 +281,7 @@ void LargeCall::RunSweeps(const LargeWork& work, const TileLayout& layout, const
 void LargeCall::Finish(SegmentedFile& result, TemporaryFile& part)
 {
     result.Show();
-    report_.bytesRead += source.File().BytesRead();
+    report_.bytesRead += source.File().BytesRead() + result.File().BytesRead();
     report_.bytesWritten += result.File().BytesWritten();
     if (!result.File().Sync() || !result.File().Close() || !part.MoveTo(destination_))
         Error(ERR_FILE_WRITE, function_, destination_);

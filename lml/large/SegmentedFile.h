@@ -57,6 +57,8 @@ public:
     /// The segments written to must be there: Prepare.
     [[nodiscard]] bool WriteSamples(std::int64_t x, std::int64_t y, std::int64_t nx, std::int64_t ny,
                                     const Complex* from, std::size_t stride);
+    /// The bytes of whole rows, a piece for each segment that they touch. The segments must be there.
+    std::vector<FilePiece> PiecesOf(std::int64_t y, std::int64_t ny);
     /// Gives the segments that a rectangle touches a place at the end of the file, zeros so far, which only the object
     /// knows of until Show(). Errors: code 4.
     void Prepare(std::int64_t x, std::int64_t y, std::int64_t nx, std::int64_t ny);

@@ -5,7 +5,7 @@ import os
 import numpy as np
 
 from . import _picture
-from ._core import Field, Form
+from ._core import Field, Form, load_picture
 
 
 def _number(value):
@@ -131,23 +131,26 @@ def _bool(self):
 
 
 LOADERS = {".lm": "load_lm", ".lw": "load_lw", ".de": "load_de", ".ca": "load_ca", ".csv": "load_csv",
-           ".bmp": "load_bmp",
-           ".hbi": "load_hbi", ".npy": "load_npy"}
+           ".bmp": "load_bmp", ".hbi": "load_hbi", ".npy": "load_npy"}
+PICTURES = (".png", ".jpg", ".jpeg", ".pgm", ".ppm", ".pbm", ".pnm")
 
 
 def load(path, pitch=8e-6, wavelength=532e-9, **how):
-    """A field from a file, its kind taken from the name: .lm, .lw, .de, .ca, .csv, .bmp, .hbi or .npy.
+    """A field from a file, its kind taken from the name.
+
+    Fields: .lm, .lw, .de, .ca, .csv, .npy. Pictures: .bmp and .hbi; by `load_picture`, which lays any size into the
+    middle of a grid, .png, .jpg, .jpeg, .pgm, .ppm, .pbm and .pnm.
 
     Parameters
     ----------
     path : Path
         File name.
     pitch : float or (float, float)
-        Metres, where the file has none (csv, bmp, npy).
+        Metres, where the file has none (csv, npy, pictures). For a picture of a given width= one number.
     wavelength : float
         Metres, where the file has none (all but lm and lw).
     **how
-        Further arguments of the loader, such as mode= and background= for pictures.
+        Further arguments of the loader, such as mode= and background= for .bmp, phase="random" for load_picture.
 
     Returns
     -------
@@ -163,8 +166,16 @@ def load(path, pitch=8e-6, wavelength=532e-9, **how):
     """
     ending = os.path.splitext(os.fspath(path))[1]
     ending = (ending.decode() if isinstance(ending, bytes) else ending).lower()
+    if ending in PICTURES:
+        px, py = pitch if np.ndim(pitch) else (pitch, pitch)
+        if px != py and {"width", "height"} & how.keys():
+            raise ValueError("a picture of a given size has one pitch in x and y")
+        field = load_picture(path, pitch=px, wavelength=wavelength, **how)
+        field.py = py
+        return field
     if ending not in LOADERS:
-        raise ValueError(f"the kind of {path!r} is not known: it ends in none of {', '.join(LOADERS)}")
+        known = ", ".join((*LOADERS, *PICTURES))
+        raise ValueError(f"the kind of {path!r} is not known: it ends in none of {known}")
     field = Field((1, 1), pitch, wavelength)
     getattr(field, LOADERS[ending])(path, **how)
     return field

@@ -269,6 +269,7 @@ void DefineField(py::module_& m, py::class_<Field>& c);
 void DefinePoints(py::module_& m, py::class_<Field>& c);
 void DefineLarge(py::module_& m);
 void DefineAdvice(py::module_& m);
+void DefinePictures(py::module_& m);
 void DefineRetrieval(py::module_& m, py::class_<Field>& c);
 } // namespace LumoraLib::python
 

@@ -3,6 +3,7 @@
 
 #include "LmlAdvice.h"
 #include "LmlLarge.h"
+#include "LmlPictures.h"
 
 #include <cctype>
 #include <string>
@@ -112,6 +113,18 @@ constexpr Named<AdvisedMember> kMembers[] = {{"COPY", ADVISE_COPY},
                                              {"RESAMPLE", ADVISE_RESAMPLE},
                                              {"CONJUGATE", ADVISE_CONJUGATE},
                                              {"STEPS", ADVISE_STEPS}};
+constexpr Named<PictureQuantity> kQuantities[] = {
+    {"AMPLITUDE", PICTURE_AMPLITUDE}, {"INTENSITY", PICTURE_INTENSITY}, {"DECIBEL", PICTURE_DECIBEL},
+    {"PHASE", PICTURE_PHASE},         {"REAL", PICTURE_REAL},           {"IMAGINARY", PICTURE_IMAGINARY},
+    {"COMPLEX", PICTURE_COMPLEX}};
+constexpr Named<PictureColours> kColours[] = {
+    {"AUTOMATIC", COLOURS_AUTOMATIC}, {"GREY", COLOURS_GREY},   {"EMBER", COLOURS_EMBER},
+    {"LAGOON", COLOURS_LAGOON},       {"CYCLE", COLOURS_CYCLE}, {"HUE", COLOURS_HUE},
+    {"BALANCE", COLOURS_BALANCE},     {"RAINBOW", COLOURS_RAINBOW}};
+constexpr Named<PictureFrequencies> kFrequencies[] = {{"PER_MM", FREQUENCIES_PER_MM}, {"DEGREES", FREQUENCIES_DEGREES}};
+constexpr Named<PictureValue> kValues[] = {
+    {"INTENSITY", PICTURE_VALUE_INTENSITY}, {"AMPLITUDE", PICTURE_VALUE_AMPLITUDE}, {"PHASE", PICTURE_VALUE_PHASE}};
+constexpr Named<PicturePhase> kPhases[] = {{"CONSTANT", PICTURE_PHASE_CONSTANT}, {"RANDOM", PICTURE_PHASE_RANDOM}};
 constexpr Named<CpuType> kCpus[] = {{"SSE1", CPU_SSE1}};
 constexpr Named<DevelopEnv> kEnvironments[] = {{"INTEL", DEVELOP_ENV_INTEL}};
 constexpr Named<Platform> kPlatforms[] = {{"X64", PLATFORM_X64}};
@@ -154,6 +167,11 @@ void DefineEnums(py::module_& m)
     DefineEnum(m, "SegmentedAccess", "How a SegmentedField opens its file.", kAccesses);
     DefineEnum(m, "AdvisedMember", "What a way of the adviser, or a step of it, does.", kMembers);
     DefineEnum(m, "InstructionSet", "What the wide loops run with.", kInstructionSets);
+    DefineEnum(m, "PictureQuantity", "What of a sample a picture shows.", kQuantities);
+    DefineEnum(m, "PictureColours", "Colour map of a picture.", kColours);
+    DefineEnum(m, "PictureFrequencies", "Axes of the picture of a spectrum.", kFrequencies);
+    DefineEnum(m, "PictureValue", "What the grey value of a pixel becomes.", kValues);
+    DefineEnum(m, "PicturePhase", "Phase of samples whose amplitude comes from a picture.", kPhases);
     DefineEnum(m, "CpuType", "Instruction set that the library needs at least.", kCpus);
     DefineEnum(m, "DevelopEnv", "Family of the compiler.", kEnvironments);
     DefineEnum(m, "Platform", "Platform that the library was built for.", kPlatforms);

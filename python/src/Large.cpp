@@ -1,5 +1,5 @@
 // Fields larger than memory: segmented files as one grid, and operations from file to file.
-#include "Bind.h"
+#include "Points.h"
 
 #include "LmlLarge.h"
 
@@ -293,12 +293,147 @@ void Combination(py::module_& m, const char* name,
          "Returns\n-------\nLargeReport\n\nRaises\n------\nLumoraError\n    The unfinished destination is removed.")
             .c_str());
 }
+
+void DefineMeasures(py::module_& m)
+{
+    using L = LargeMeasures;
+    py::class_<L> c(m, "LargeMeasures", "What one pass over a field, and over a reference beside it, measures.");
+    c.def_readonly("square_sum", &L::squareSum, "As Field.square_sum on one thread, to the bit.");
+    c.def_readonly("square_average", &L::squareAverage, "The same over the number of samples.");
+    c.def_readonly("amplitude_max", &L::amplitudeMax, "Largest amplitude.");
+    c.def_readonly("x_max", &L::xMax, "Column of the first sample that has it.");
+    c.def_readonly("y_max", &L::yMax, "Its row.");
+    c.def_readonly("scale", &L::scale, "Factor of the reference that comes closest; 0 without one.");
+    c.def_readonly("snr", &L::snr, "square_sum over what that multiple leaves; 0 without a reference.");
+    c.def("__repr__",
+          [](const L& l)
+          {
+              return py::str("LargeMeasures(square_sum={:.9g}, square_average={:.9g}, amplitude_max={:.9g}, x_max={}, "
+                             "y_max={}, scale={:.9g}, snr={:.9g})")
+                  .format(l.squareSum, l.squareAverage, l.amplitudeMax, l.xMax, l.yMax, l.scale, l.snr);
+          });
+}
+
+constexpr char kPassText[] = "memory : int\n    Bytes for buffers; 0: 1 GiB.\n"
+                             "missing : MissingSegments | str | int\n    What segments are that a source lacks: "
+                             "refused, or zero.\n\n";
+
+/// Operations of one pass over a file: `scratch`, `threads` and `resume` do not count.
+void DefinePasses(py::module_& m)
+{
+    const std::string pass(kPassText);
+    const auto options = [](std::uint64_t memory, MissingSegments missing)
+    {
+        return LargeOptions{memory, nullptr, 0, false, missing};
+    };
+    m.def(
+        "large_measure",
+        [options](const Path& path, const std::optional<Path>& reference, std::uint64_t memory, MissingSegments missing)
+        {
+            return Run<LargeMeasures>(0, std::array<Field*, 0>{},
+                                      [&]
+                                      {
+                                          return LargeMeasure(path.text.c_str(),
+                                                              reference ? reference->text.c_str() : nullptr,
+                                                              options(memory, missing));
+                                      });
+        },
+        py::arg("path"), py::arg("reference") = py::none(), py::kw_only(), py::arg("memory") = std::uint64_t{0},
+        py::arg("missing") = MISSING_REFUSED,
+        ("large_measure(path, reference=None, *, memory=0, missing=REFUSED)\n\nEnergy, largest amplitude, and the "
+         "signal to noise ratio against a reference, in one pass.\n\n"
+         "Parameters\n----------\npath : Path\n    Segmented LM file.\nreference : Path, optional\n    One of the same "
+         "sizes, domain, pitches and wavelength.\n" +
+         pass + "Returns\n-------\nLargeMeasures")
+            .c_str());
+    m.def(
+        "large_preview",
+        [options](const Path& path, std::int32_t nx, std::int32_t ny, std::uint64_t memory, MissingSegments missing)
+        {
+            return Run<std::unique_ptr<Field>>(
+                0, std::array<Field*, 0>{},
+                [&]
+                {
+                    Lumora lumora(1, 1);
+                    LargePreview(path.text.c_str(), lumora, nx, ny, options(memory, missing));
+                    return std::make_unique<Field>(std::move(lumora));
+                });
+        },
+        py::arg("path"), py::arg("nx"), py::arg("ny"), py::kw_only(), py::arg("memory") = std::uint64_t{0},
+        py::arg("missing") = MISSING_REFUSED,
+        ("large_preview(path, nx, ny, *, memory=0, missing=REFUSED)\n\nA small picture of a field: amplitudes, the root "
+         "of the mean intensity of the block of samples that\neach pixel stands for.\n\n"
+         "Parameters\n----------\npath : Path\n    Segmented LM file.\nnx, ny : int\n    Pixels along x and y.\n" +
+         pass +
+         "Returns\n-------\nField\n    A new one with the pitches of the pixels; the picture is its window, which lies "
+         "in the\n    middle where nx and ny are no powers of two.")
+            .c_str());
+    m.def(
+        "large_save_as_bmp",
+        [options](const Path& path, const Path& picture, Mode mode, double min, double max, Gradation gradation,
+                  std::uint64_t memory, MissingSegments missing)
+        {
+            Run<void>(0, std::array<Field*, 0>{},
+                      [&]
+                      {
+                          LargeSaveAsBmp(path.text.c_str(), picture.text.c_str(), mode, min, max, gradation,
+                                         options(memory, missing));
+                      });
+        },
+        py::arg("path"), py::arg("picture"), py::arg("mode") = ModeIntensity, py::arg("min") = 0.0,
+        py::arg("max") = 0.0, py::arg("gradation") = GradationGrey, py::kw_only(),
+        py::arg("memory") = std::uint64_t{0}, py::arg("missing") = MISSING_REFUSED,
+        ("large_save_as_bmp(path, picture, mode=INTENSITY, min=0.0, max=0.0, gradation=GREY, *, memory=0, "
+         "missing=REFUSED)\n\nA field of any size as an 8-bit BMP, a pixel for each sample, row by row.\n\n"
+         "Parameters\n----------\npath : Path\n    Segmented LM file.\npicture : Path\n    The BMP, replaced whole or "
+         "not at all.\n"
+         "mode : Mode | str | int\n    What of a sample is shown; not MASKED_PHASE.\nmin : float\n    Value shown "
+         "black.\nmax : float\n    Value shown white; both 0: the range of the mode, as Field.save_as_bmp_ex has it.\n"
+         "gradation : Gradation | str | int\n    Grey or rainbow.\n" +
+         pass + "Raises\n------\nLumoraError\n    The old picture stays.")
+            .c_str());
+    m.def(
+        "large_add_point_cloud",
+        [options](const Path& source, const Path& destination, const Rows& rows, double tolerance, double edge,
+                  CloudMethod method, CloudFrame frame, std::uint64_t cloud, std::uint64_t memory,
+                  MissingSegments missing)
+        {
+            const Points points(rows);
+            return Run<LargeReport>(0, std::array<Field*, 0>{},
+                                    [&]
+                                    {
+                                        return LargeAddPointCloud(
+                                            source.text.c_str(), destination.text.c_str(), points.Data(),
+                                            points.Count(), CloudOptions{tolerance, edge, method, frame, cloud},
+                                            options(memory, missing));
+                                    });
+        },
+        py::arg("source"), py::arg("destination"), py::arg("points"), py::arg("tolerance") = 1e-3,
+        py::arg("edge") = 0.2, py::arg("method") = CLOUD_AUTOMATIC, py::arg("frame") = CLOUD_GLOBAL, py::kw_only(),
+        py::arg("cloud_memory") = std::uint64_t{0}, py::arg("memory") = std::uint64_t{0},
+        py::arg("missing") = MISSING_REFUSED,
+        ("large_add_point_cloud(source, destination, points, tolerance=1e-3, edge=0.2, method=AUTOMATIC, frame=GLOBAL, "
+         "*, cloud_memory=0, memory=0, missing=REFUSED)\n\nAdds the light of points to a field, segment by segment, "
+         "each as Field.add_point_cloud computes it there.\n\n"
+         "Parameters\n----------\nsource, destination : Path\n    Segmented LM files; the destination may be the source.\n"
+         "points : array of shape (n, 3), (n, 4) or (n, 5)\n    x, y, z in metres, amplitude (1), phase in radians "
+         "(0).\n"
+         "tolerance, edge, method : as those of Field.add_point_cloud\n    In the units of there.\n"
+         "frame : CloudFrame | str | int\n    GLOBAL; others are refused.\n"
+         "cloud_memory : int\n    Bytes for working memory beside a segment; 0: six times its samples, at least 256 "
+         "MiB.\n" +
+         pass +
+         "Returns\n-------\nLargeReport\n\nRaises\n------\nLumoraError\n    The unfinished destination is removed.")
+            .c_str());
+}
 } // namespace
 
 void DefineLarge(py::module_& m)
 {
     DefineSegments(m);
     DefineReport(m);
+    DefineMeasures(m);
+    DefinePasses(m);
     Operation(m, "large_fft", &LargeFft, py::arg("sign"), "sign");
     Operation(m, "large_raw_asm_prop", &LargeRawAsmProp, py::arg("distance"), "distance");
     Operation(m, "large_asm_prop", &LargeAsmProp, py::arg("distance"), "distance");

@@ -28,6 +28,7 @@ PYBIND11_MODULE(_core, m)
     DefineRetrieval(m, field);
     DefineLarge(m);
     DefineAdvice(m);
+    DefinePictures(m);
     BindField0(field);
     BindField1(field);
     BindField2(field);

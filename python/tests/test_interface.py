@@ -62,7 +62,7 @@ def test_docstrings_name_each_parameter_with_its_unit():
         parameters = {p.split("=")[0].strip("* ") for s in signatures for p in re.split(r",\s*(?![^(]*\))", s)} - {""}
         for parameter in parameters:
             # On a line of its own, with a meaning behind it; by hand two may share one.
-            if not re.search(rf"^(?:\w+, )*{parameter}(?:, \w+)* : .+\n    \S", text, flags=re.M):
+            if not re.search(rf"^(?:\w+, )*\**{parameter}(?:, \w+)* : .+\n    \S", text, flags=re.M):
                 bad.append((name, parameter))
         if not text:
             bad.append((name, ""))

@@ -8,11 +8,9 @@ import tools
 
 options = tools.arguments(__doc__, 1024)
 
-# 1. The object: a slide in laser light. Lengths are metres; a field of a picture takes its size.
-slide = lumora.load(tools.DATA / "target.bmp", pitch=8e-6, wavelength=632.8e-9)
-while slide.nx > options.size:
-    slide.reduce_by_average(1)
-slide.embed(1)  # dark surroundings: light that spreads does not come in again on the other side
+# 1. The object: a slide in laser light, with dark surroundings: light that spreads does not come in again on the other
+#    side. Lengths are metres.
+slide = lumora.load_picture(tools.DATA / "target.bmp", width=options.size * 8e-6, pitch=8e-6, wavelength=632.8e-9, room=2)
 print(slide)
 
 # 2. Its wave at the place of the hologram.

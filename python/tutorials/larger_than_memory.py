@@ -28,18 +28,17 @@ with lumora.SegmentedField.create(source, like, segments, segments, part, part) 
 report = lumora.large_asm_prop(source, destination, distance, memory=budget)
 print(report)
 
-# 3. Parts of the result: a rectangle about the focus, and every 16th sample of the whole.
-step = max(n // 256, 1)
+# 3. What came of it: figures of one pass, a small picture of the whole, a rectangle about the focus.
+measures = lumora.large_measure(destination)
+print(f"the focus is {measures.amplitude_max ** 2:.0f} times as bright as the light that came")
+overview = lumora.large_preview(destination, 256, 256)
+side = min(128, n)
 with lumora.SegmentedField(destination) as big:
-    side = min(128, n)
-    focus = big.get((n - side) // 2, (n - side) // 2, side, side)
-    overview = lumora.Field(np.array([big[j:j + 1, 0:n][0, ::step] for j in range(0, n, step)]), pitch * step,
-                            wavelength)
-print(f"the focus is {focus.amplitude_max() ** 2:.0f} times as bright as the light that came")
+    focus = big.get(measures.x_max - side // 2, measures.y_max - side // 2, side, side)
 
 figure, axes = plt.subplots(1, 3, figsize=(16, 4.4), layout="constrained")
 lumora.plot.intensity(overview, axes[0], log=True)
-axes[0].set_title("the whole, every %dth sample" % step)
+axes[0].set_title("the whole, as large_preview shows it")
 lumora.plot.intensity(focus, axes[1], log=True)
 axes[1].set_title("about the focus")
 lumora.plot.profile(focus, axes[2])

@@ -7,10 +7,7 @@ import tools
 
 options = tools.arguments(__doc__, 512)
 beam = lumora.Field((options.size,) * 2, 8e-6, 532e-9).set_gaussian(options.size * 8e-6 / 4)
-picture = lumora.load(tools.DATA / "target.bmp")
-while picture.nx > options.size // 2:
-    picture.reduce_by_average(1)
-picture.embed(1)  # the picture stands in the middle of the focal plane
+picture = lumora.load_picture(beam.copy(), tools.DATA / "target.bmp", width=beam.width() / 2)  # in its middle
 errors = []
 beam.set_random_phase().replace_amplitude(lumora.Field(beam.shape).set_gaussian(options.size * 8e-6 / 4))
 beam.retrieve_phase(picture, iterations=40, weighted=True, each=lambda step: errors.append(step.lit_error))
