@@ -17,6 +17,7 @@
 #define LML_PRINTF_LIKE(fmt, args)
 #endif
 
+/// Everything public of the library, and of its component for pictures. `detail` is none of it.
 namespace LumoraLib
 {
 

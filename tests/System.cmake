@@ -11,6 +11,11 @@ if(NOT LML_SANITIZED)
     set_tests_properties(Consumer PROPERTIES TIMEOUT 300)
   endif()
 
+  # Other processors are refused when the build is configured, with what is needed.
+  add_test(NAME OtherProcessor COMMAND ${CMAKE_COMMAND} -S ${PROJECT_SOURCE_DIR} -B ${CMAKE_CURRENT_BINARY_DIR}/processor -G ${CMAKE_GENERATOR}
+           -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=aarch64 -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER})
+  set_tests_properties(OtherProcessor PROPERTIES PASS_REGULAR_EXPRESSION "needs a 64-bit x86 processor.*this build is for aarch64")
+
   # User programs of every build compute with the same bits.
   add_test(NAME Bits COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DLIBRARY=$<TARGET_FILE:lml>
            -DWORK=${CMAKE_CURRENT_BINARY_DIR}/bits -DCXX=${CMAKE_CXX_COMPILER} -P ${CMAKE_CURRENT_SOURCE_DIR}/bits/run.cmake)
