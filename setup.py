@@ -2,6 +2,7 @@
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -20,8 +21,9 @@ class CMakeBuild(build_ext):
         package = pathlib.Path(self.get_ext_fullpath(extension.name)).resolve().parent
         package.mkdir(parents=True, exist_ok=True)
         subprocess.run(["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DLML_BUILD_PYTHON=ON",
-                        "-DLML_BUILD_TESTS=OFF",
-                        "-DLML_BUILD_EXAMPLES=OFF", f"-DPython_EXECUTABLE={sys.executable}"], check=True)
+                        "-DLML_BUILD_TESTS=OFF", "-DLML_BUILD_EXAMPLES=OFF", "-DLML_BUILD_COMMAND=OFF",
+                        f"-DPython_EXECUTABLE={sys.executable}", *shlex.split(os.environ.get("CMAKE_ARGS", ""))],
+                       check=True)
         subprocess.run(["cmake", "--build", build, "--target", "lumora_core", "-j", str(os.cpu_count() or 1)],
                        check=True)
         for file in [*(build / "python" / "lumora").glob("_core*.so"), build / "python" / "lumora" / "_core.pyi"]:

@@ -143,7 +143,7 @@ struct LargeOptions
     /// Folder of the scratch file. Null: that of the destination, whose unfinished file then holds most of the scratch
     /// (without `resume`): the disk needs little more than the destination.
     const char* scratch = nullptr;
-    int threads = 0;               ///< of the arithmetic; 0: the library's count
+    int threads = 0; ///< of the arithmetic; 0: the library's count
     /// Keeps a journal beside the scratch file, and goes on where an earlier call for the same source, destination and
     /// parameters was killed: what it repeats is at most the band that was being written. Anything else that lies there
     /// under these names, also from before a restart of the system, is thrown away. Without, a killed process leaves no

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the regular part of the Python bindings from the public headers and interface.txt.
 
-    generate.py OUT            writes OUT/bind_*.cpp, OUT/lumora/_core.pyi and OUT/reference.md
+    generate.py OUT            writes OUT/bind_*.cpp and OUT/lumora/_core.pyi
 """
 import pathlib
 import re
@@ -292,11 +292,10 @@ def flags_of(row, function):
     return " | ".join(flags) or "0"
 
 
-def emit_class(owner, items, rows, docs, functions):
+def emit_class(owner, items, rows, functions):
     out = []
     for name, group in grouped(items).items():
         text = docstring(group, rows, functions)
-        docs[(owner, name)] = text
         for at, binding in enumerate(group):
             f = binding.function
             doc = f'R"doc({text})doc"' if at == 0 else '""'
@@ -332,7 +331,7 @@ def write(path, text):
         path.write_text(text, encoding="utf-8")
 
 
-def sources(found, rows, docs, functions):
+def sources(found, rows, functions):
     """The C++ sources by name."""
     head = '// Written by python/generate.py.\n#include "Bind.h"\n\nnamespace LumoraLib::python\n{\n'
     files = {}
@@ -340,19 +339,18 @@ def sources(found, rows, docs, functions):
     names = list(grouped(items))
     for part in range(PARTS):
         mine = set(names[part::PARTS])
-        body = emit_class("Lumora", [b for b in items if b.row.python in mine], rows, docs, functions)
+        body = emit_class("Lumora", [b for b in items if b.row.python in mine], rows, functions)
         files[f"bind_field_{part}.cpp"] = (head + f"void BindField{part}(py::class_<Field>& type)\n{{\n" +
                                            "\n".join(body) + "\n}\n}\n")
     body = []
     for owner in VALUE_CLASSES + OTHER_CLASSES:
-        lines = emit_class(owner, found.get(owner, []), rows, docs, functions)
+        lines = emit_class(owner, found.get(owner, []), rows, functions)
         body.append(f"void Bind{owner}(Class<{owner}>& type)\n{{\n    static_cast<void>(type);\n" +
                     "\n".join(lines) + "\n}")
     files["bind_values.cpp"] = head + "\n".join(body) + "\n}\n"
     body = []
     for name, group in grouped(found[""]).items():
         text = docstring(group, rows, functions)
-        docs[("", name)] = text
         for at, binding in enumerate(group):
             doc = f'R"doc({text})doc"' if at == 0 else '""'
             how = flags_of(binding.row, binding.function)
@@ -409,29 +407,14 @@ def stubs(found):
     return "\n".join(out) + "\n"
 
 
-def reference(rows, docs):
-    out = ["# Reference of the package lumora", "", "Written by `python/generate.py` from the docstrings.", ""]
-    for owner in ["Lumora", ""] + VALUE_CLASSES + OTHER_CLASSES:
-        out += [f"## {'Field' if owner == 'Lumora' else owner or 'Functions'}", ""]
-        for (of, name), text in docs.items():
-            if of == owner:
-                out += [f"### {name}", "", "```text", text, "```", ""]
-    out += ["## From C++ to Python", "", "| C++ | Python |", "|---|---|"]
-    for row in rows.values():
-        out.append(f"| `{row.full}` | {'- ' + row.rest if row.python == '-' else '`' + row.python + '`'} |")
-    return "\n".join(out) + "\n"
-
-
 def main():
     out = pathlib.Path(sys.argv[1])
     rows = read_table()
     functions = headers.read(HERE.parent / "lml")
     found = bindings(rows, functions)
-    docs = {}
-    for name, text in sources(found, rows, docs, functions).items():
+    for name, text in sources(found, rows, functions).items():
         write(out / name, text)
     write(out / "lumora" / "_core.pyi", stubs(found))
-    write(out / "reference.md", reference(rows, docs))
 
 
 if __name__ == "__main__":

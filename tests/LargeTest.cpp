@@ -489,6 +489,28 @@ TEST_F(Large, KilledAnywhereItGoesOnWhereItWas)
         EXPECT_EQ(FilesLeft(), 2);
     }
     EXPECT_GT(places.size(), 5u); // the kill comes a moment after the journal says where it is
+    // Without a journal too: what stands in the unfinished file is no field, though tiles may stand where its samples
+    // will.
+    for (int n = 0; n < 8; ++n)
+    {
+        Make("to", s, 7);
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            run(false);
+            _exit(0);
+        }
+        usleep(static_cast<useconds_t>(500 * n));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        const std::vector<Complex> found = ReadAll("to");
+        ASSERT_TRUE(SameBits(found, old) || SameBits(found, expected)); // it may have been through
+        ASSERT_TRUE(SameBits(ReadAll("from"), samples));
+        if (std::filesystem::exists(Path("to.part")) && std::filesystem::file_size(Path("to.part")) > 1000)
+            EXPECT_EQ(SegmentedField(Path("to.part").c_str()).CountMissing(), 4);
+        std::filesystem::remove(Path("to.part"));
+    }
+    Make("to", s, 7);
     // What another work has left counts for nothing.
     const pid_t child = fork();
     if (child == 0)
@@ -579,6 +601,29 @@ TEST_F(Large, FailuresLeaveTheOldDestinationAndNothingElse)
         how.scratch = "/nowhere/at/all";
         check({ERR_FILE_OPEN, fn, "/nowhere/at/all/to"}, run);
         how.scratch = nullptr;
+    }
+    {
+        SCOPED_TRACE("cut short on the way");
+        static std::string cut;
+        cut = from;
+        check({ERR_FILE_READ, fn, "from"},
+              [&]
+              {
+                  struct Unset
+                  {
+                      ~Unset() { SetProgressHandler(nullptr, nullptr); }
+                  } unset;
+                  Make("from", s);
+                  SetProgressHandler(
+                      [](void*, const char*, std::int64_t, std::int64_t)
+                      {
+                          std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
+                          return true;
+                      },
+                      nullptr);
+                  run();
+              });
+        Make("from", s);
     }
     {
         SCOPED_TRACE("cut short");

@@ -106,6 +106,11 @@ void PutField(Segments& s, Field& field, Put&& put)
     Run<void>(0, std::array<Field*, 1>{&field}, [&] { put(file, static_cast<const Lumora&>(field.Get())); });
 }
 
+const std::string kSegmentText = "Parameters\n----------\nix, iy : int\n    Segment along x and y, from 0.\n";
+const std::string kRectangleText = "Parameters\n----------\nx, y : int\n    First column and row.\n";
+const std::string kSizeText = "nx, ny : int\n    Columns and rows.\n";
+const std::string kFieldText = "field : Field\n    Of the file's domain, pitches, wavelength and normal, cartesian.\n";
+
 void DefineSegments(py::module_& m)
 {
     py::class_<Segments> c(m, "SegmentedField",
@@ -125,9 +130,12 @@ void DefineSegments(py::module_& m)
             return made;
         },
         py::arg("path"), py::arg("like"), py::arg("segments_x"), py::arg("segments_y"), py::arg("nx"), py::arg("ny"),
-        "create(path, like, segments_x, segments_y, nx, ny)\n\nMakes a file of segments of nx by ny samples, none of "
-        "them\n"
-        "written, with the parameters of the field `like` (its sizes and samples do not count), open for writing.");
+        "create(path, like, segments_x, segments_y, nx, ny)\n\nMakes a file of segments, none of them written, and "
+        "opens it "
+        "for writing.\n\nParameters\n----------\npath : Path\n    File name; an old file is replaced.\n"
+        "like : Field\n    Its pitches, wavelength, place and domain count, not its sizes and samples.\n"
+        "segments_x, segments_y : int\n    Segments along x and y, at most 16383 in all.\n"
+        "nx, ny : int\n    Samples of a segment.\n\nReturns\n-------\nSegmentedField");
     c.def_property_readonly("nx", Of(&SegmentedField::GetNx), "Columns of the whole field.");
     c.def_property_readonly("ny", Of(&SegmentedField::GetNy), "Rows of the whole field.");
     c.def_property_readonly("segments_x", Of(&SegmentedField::GetSegmentsX), "Segments along x.");
@@ -144,7 +152,9 @@ void DefineSegments(py::module_& m)
     c.def("is_spectrum", Of(&SegmentedField::IsSpectrum), "is_spectrum()\n\nDomain of the samples.");
     c.def("count_missing", Of(&SegmentedField::CountMissing), "count_missing()\n\nSegments that were never written.");
     c.def("origin", Of(static_cast<Vector (SegmentedField::*)() const>(&SegmentedField::GetOrigin)),
-          "origin()\norigin(ix, iy)\n\nGlobal position of the whole field, or of segment (ix, iy), in metres.");
+          ("origin()\norigin(ix, iy)\n\nGlobal position of the whole field, or of a segment, in metres.\n\n" +
+           kSegmentText)
+              .c_str());
     c.def(
         "origin",
         [](Segments& s, int ix, int iy)
@@ -153,41 +163,51 @@ void DefineSegments(py::module_& m)
     c.def(
         "has",
         [](Segments& s, int ix, int iy) { return OnFile<bool>(s, [&](SegmentedField& f) { return f.Has(ix, iy); }); },
-        py::arg("ix"), py::arg("iy"), "has(ix, iy)\n\nWhether a segment was ever written.");
+        py::arg("ix"), py::arg("iy"),
+        ("has(ix, iy)\n\nWhether a segment was ever written.\n\n" + kSegmentText).c_str());
     c.def(
         "get_segment",
         [](Segments& s, int ix, int iy)
         { return FieldFrom(s, [&](SegmentedField& f, Lumora& to) { f.GetSegment(ix, iy, to); }); },
-        py::arg("ix"), py::arg("iy"), "get_segment(ix, iy)\n\nA segment as a new Field, in its place.");
+        py::arg("ix"), py::arg("iy"),
+        ("get_segment(ix, iy)\n\nA segment as a new Field, in its place.\n\n" + kSegmentText).c_str());
     c.def(
         "get",
         [](Segments& s, std::int64_t x, std::int64_t y, std::int32_t nx, std::int32_t ny)
         { return FieldFrom(s, [&](SegmentedField& f, Lumora& to) { f.Get(x, y, nx, ny, to); }); },
         py::arg("x"), py::arg("y"), py::arg("nx"), py::arg("ny"),
-        "get(x, y, nx, ny)\n\nThe rectangle of nx by ny samples from column x and row y on as a new Field, in its "
-        "place;\n"
-        "sizes that are no powers of two come to lie centred in the raised grid.");
+        ("get(x, y, nx, ny)\n\nA rectangle of samples as a new Field, in its place; sizes that are no powers of two "
+         "come "
+         "to lie\ncentred in the raised grid.\n\n" +
+         kRectangleText + kSizeText)
+            .c_str());
     c.def(
         "read",
         [](Segments& s, std::int64_t x, std::int64_t y, std::int32_t nx, std::int32_t ny) {
             return Read(s, {x, y, nx, ny});
         },
         py::arg("x"), py::arg("y"), py::arg("nx"), py::arg("ny"),
-        "read(x, y, nx, ny)\n\nThe samples alone, as an array.");
+        ("read(x, y, nx, ny)\n\nThe samples alone, as an array.\n\n" + kRectangleText + kSizeText).c_str());
     c.def(
         "put_segment",
         [](Segments& s, int ix, int iy, Field& from)
         { PutField(s, from, [&](SegmentedField& f, const Lumora& l) { f.PutSegment(ix, iy, l); }); },
         py::arg("ix"), py::arg("iy"), py::arg("field"),
-        "put_segment(ix, iy, field)\n\nAll samples of a field into a segment, whose sizes it has.");
+        ("put_segment(ix, iy, field)\n\nAll samples of a field into a segment, whose sizes it has.\n\n" + kSegmentText +
+         kFieldText)
+            .c_str());
     c.def(
         "put",
         [](Segments& s, std::int64_t x, std::int64_t y, Field& from)
         { PutField(s, from, [&](SegmentedField& f, const Lumora& l) { f.Put(x, y, l); }); },
         py::arg("x"), py::arg("y"), py::arg("field"),
-        "put(x, y, field)\n\nAll samples of a field into the rectangle from column x and row y on.");
+        ("put(x, y, field)\n\nAll samples of a field into the rectangle that begins there.\n\n" + kRectangleText +
+         kFieldText)
+            .c_str());
     c.def("write", &Write, py::arg("x"), py::arg("y"), py::arg("samples"),
-          "write(x, y, samples)\n\nAn array of samples into the rectangle from column x and row y on.");
+          ("write(x, y, samples)\n\nAn array of samples into the rectangle that begins there.\n\n" + kRectangleText +
+           "samples : array of shape (ny, nx)\n    Complex or real.")
+              .c_str());
     c.def("__getitem__", [](Segments& s, const py::tuple& index) { return Read(s, RectangleOf(s, index)); });
     c.def("__setitem__",
           [](Segments& s, const py::tuple& index, const Samples& samples)
@@ -331,8 +351,7 @@ void DefinePasses(py::module_& m)
         [options](const Path& path, const std::optional<Path>& reference, std::uint64_t memory, MissingSegments missing)
         {
             return Run<LargeMeasures>(0, std::array<Field*, 0>{},
-                                      [&]
-                                      {
+                                      [&] {
                                           return LargeMeasure(path.text.c_str(),
                                                               reference ? reference->text.c_str() : nullptr,
                                                               options(memory, missing));
@@ -350,18 +369,19 @@ void DefinePasses(py::module_& m)
         "large_preview",
         [options](const Path& path, std::int32_t nx, std::int32_t ny, std::uint64_t memory, MissingSegments missing)
         {
-            return Run<std::unique_ptr<Field>>(
-                0, std::array<Field*, 0>{},
-                [&]
-                {
-                    Lumora lumora(1, 1);
-                    LargePreview(path.text.c_str(), lumora, nx, ny, options(memory, missing));
-                    return std::make_unique<Field>(std::move(lumora));
-                });
+            return Run<std::unique_ptr<Field>>(0, std::array<Field*, 0>{},
+                                               [&]
+                                               {
+                                                   Lumora lumora(1, 1);
+                                                   LargePreview(path.text.c_str(), lumora, nx, ny,
+                                                                options(memory, missing));
+                                                   return std::make_unique<Field>(std::move(lumora));
+                                               });
         },
         py::arg("path"), py::arg("nx"), py::arg("ny"), py::kw_only(), py::arg("memory") = std::uint64_t{0},
         py::arg("missing") = MISSING_REFUSED,
-        ("large_preview(path, nx, ny, *, memory=0, missing=REFUSED)\n\nA small picture of a field: amplitudes, the root "
+        ("large_preview(path, nx, ny, *, memory=0, missing=REFUSED)\n\nA small picture of a field: amplitudes, the "
+         "root "
          "of the mean intensity of the block of samples that\neach pixel stands for.\n\n"
          "Parameters\n----------\npath : Path\n    Segmented LM file.\nnx, ny : int\n    Pixels along x and y.\n" +
          pass +
@@ -374,15 +394,14 @@ void DefinePasses(py::module_& m)
                   std::uint64_t memory, MissingSegments missing)
         {
             Run<void>(0, std::array<Field*, 0>{},
-                      [&]
-                      {
+                      [&] {
                           LargeSaveAsBmp(path.text.c_str(), picture.text.c_str(), mode, min, max, gradation,
                                          options(memory, missing));
                       });
         },
         py::arg("path"), py::arg("picture"), py::arg("mode") = ModeIntensity, py::arg("min") = 0.0,
-        py::arg("max") = 0.0, py::arg("gradation") = GradationGrey, py::kw_only(),
-        py::arg("memory") = std::uint64_t{0}, py::arg("missing") = MISSING_REFUSED,
+        py::arg("max") = 0.0, py::arg("gradation") = GradationGrey, py::kw_only(), py::arg("memory") = std::uint64_t{0},
+        py::arg("missing") = MISSING_REFUSED,
         ("large_save_as_bmp(path, picture, mode=INTENSITY, min=0.0, max=0.0, gradation=GREY, *, memory=0, "
          "missing=REFUSED)\n\nA field of any size as an 8-bit BMP, a pixel for each sample, row by row.\n\n"
          "Parameters\n----------\npath : Path\n    Segmented LM file.\npicture : Path\n    The BMP, replaced whole or "
@@ -402,10 +421,10 @@ void DefinePasses(py::module_& m)
             return Run<LargeReport>(0, std::array<Field*, 0>{},
                                     [&]
                                     {
-                                        return LargeAddPointCloud(
-                                            source.text.c_str(), destination.text.c_str(), points.Data(),
-                                            points.Count(), CloudOptions{tolerance, edge, method, frame, cloud},
-                                            options(memory, missing));
+                                        return LargeAddPointCloud(source.text.c_str(), destination.text.c_str(),
+                                                                  points.Data(), points.Count(),
+                                                                  CloudOptions{tolerance, edge, method, frame, cloud},
+                                                                  options(memory, missing));
                                     });
         },
         py::arg("source"), py::arg("destination"), py::arg("points"), py::arg("tolerance") = 1e-3,
@@ -415,7 +434,8 @@ void DefinePasses(py::module_& m)
         ("large_add_point_cloud(source, destination, points, tolerance=1e-3, edge=0.2, method=AUTOMATIC, frame=GLOBAL, "
          "*, cloud_memory=0, memory=0, missing=REFUSED)\n\nAdds the light of points to a field, segment by segment, "
          "each as Field.add_point_cloud computes it there.\n\n"
-         "Parameters\n----------\nsource, destination : Path\n    Segmented LM files; the destination may be the source.\n"
+         "Parameters\n----------\nsource, destination : Path\n    Segmented LM files; the destination may be the "
+         "source.\n"
          "points : array of shape (n, 3), (n, 4) or (n, 5)\n    x, y, z in metres, amplitude (1), phase in radians "
          "(0).\n"
          "tolerance, edge, method : as those of Field.add_point_cloud\n    In the units of there.\n"

@@ -175,11 +175,15 @@ void DefineMatrices(py::module_& m)
           py::arg("rows"));
     c.def(
         "element", [](const SqrMatrix& t, int a, int b) { return t.GetElement(MatrixIndex(t, a), MatrixIndex(t, b)); },
-        py::arg("a"), py::arg("b"), "element(a, b)\n\nThe element in column a and row b.");
+        py::arg("a"), py::arg("b"),
+        "element(a, b)\n\nAn element.\n\nParameters\n----------\na : int\n    Column, from 0.\nb : int\n    Row, from "
+        "0.");
     c.def(
         "set_element",
         [](SqrMatrix& t, int a, int b, double v) { t.SetElement(MatrixIndex(t, a), MatrixIndex(t, b), v); },
-        py::arg("a"), py::arg("b"), py::arg("value"), "set_element(a, b, value)\n\nStores an element.");
+        py::arg("a"), py::arg("b"), py::arg("value"),
+        "set_element(a, b, value)\n\nStores an element.\n\nParameters\n----------\na : int\n    Column, from 0.\n"
+        "b : int\n    Row, from 0.\nvalue : float\n    The new one.");
     c.def("__array__",
           [](const SqrMatrix& t, const py::args&, const py::kwargs&) {
               return py::array_t<double>({t.N(), t.N()}, t.elements);

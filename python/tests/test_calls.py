@@ -182,10 +182,12 @@ def test_mistakes_are_warnings():
         lumora.set_mistake_reports(False)
 
 
-def test_a_bar_of_tqdm():
-    pytest.importorskip("tqdm")
+@pytest.mark.parametrize("tqdm", [True, False])
+def test_a_bar_with_tqdm_and_without(tqdm):
+    if tqdm:
+        pytest.importorskip("tqdm")
     program = ("import lumora, sys; from lumora import _progress; _progress._interactive = lambda: True\n"
-               "_progress.DELAY = 0\n"
+               f"_progress.DELAY = 0; sys.modules.update({{}} if {tqdm} else {{'tqdm': None, 'tqdm.auto': None}})\n"
                "lumora.set_progress(); f = lumora.Field((256, 256)).set_gaussian(1e-3)\n"
                "f.retrieve_phase(lumora.Field((256, 256)).set_rect(1e-3, 1e-3), 20)")
     done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, check=True)

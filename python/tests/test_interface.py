@@ -49,8 +49,9 @@ def test_each_row_is_reachable():
 
 
 def documented():
-    for owner in (lumora, lumora.Field, lumora.Vector, lumora.PointArray, lumora.Plane, lumora.SphericalWaveDescriptor):
-        for name, thing in vars(owner if owner is lumora else owner).items():
+    for owner in (lumora, *(thing for thing in vars(lumora).values() if isinstance(thing, type))):
+        for name, thing in vars(owner).items():
+            thing = thing.__func__ if isinstance(thing, staticmethod) else thing
             if callable(thing) and not name.startswith("_") and not isinstance(thing, type):
                 yield f"{owner.__name__}.{name}", thing.__doc__ or ""
 

@@ -38,8 +38,9 @@ figure, axes = plt.subplots(1, 3, figsize=(16, 4.4), layout="constrained")
 for name, values in errors.items():
     axes[0].loglog(distances * 1e3, np.maximum(values, 1e-7), marker="o", label=name)
 axes[0].axhline(0.02, color="black", linewidth=0.8, linestyle=":")
-axes[0].set(xlabel="distance (mm)", ylabel="predicted error", title="the dotted line is the tolerance")
-axes[0].legend(loc="lower left")
+axes[0].set(xlabel="distance (mm)", ylabel="predicted error", title="the dotted line is the tolerance",
+            ylim=(1e-8, 20))
+axes[0].legend(loc="lower center", ncols=2)
 lumora.plot.intensity(screen, axes[1], log=True)
 axes[1].set_title(f"{done.way.name}, {distances[4] * 1e3:.0f} mm")
 lumora.plot.intensity(wrong, axes[2], log=True)

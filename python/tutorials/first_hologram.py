@@ -35,7 +35,7 @@ seen.asm_prop(-distance)
 correlation = np.corrcoef(seen.amplitude.ravel(), slide.amplitude.ravel())[0, 1]
 print(f"reconstruction: correlation with the slide {correlation:.3f}")
 
-figure, axes = plt.subplots(2, 2, figsize=(11, 9.5), layout="constrained")
+figure, axes = plt.subplots(2, 2, figsize=(12.5, 9.5), layout="constrained")
 for ax, draw, title in (
         (axes[0, 0], lambda ax: lumora.plot.intensity(slide, ax), "the slide"),
         (axes[0, 1], lambda ax: lumora.plot.complex(wave, ax), "its wave at 15 cm: hue is the phase"),

@@ -51,7 +51,7 @@ inside = x**2 + y**2 < (0.9 * radius) ** 2
 print(f"height of the bump {np.percentile(thickness[inside], 99.5) * 1e6:.2f} um (1.50), "
       f"deviation {np.std((thickness - height)[inside]) * 1e9:.1f} nm")
 
-figure, axes = plt.subplots(2, 2, figsize=(11, 9.5), layout="constrained")
+figure, axes = plt.subplots(2, 2, figsize=(12.5, 9.5), layout="constrained")
 lumora.plot.amplitude(recorded, axes[0, 0])
 axes[0, 0].set_title("the camera's picture")
 lumora.plot.intensity(shown, axes[0, 1], log=True)
