@@ -283,6 +283,12 @@ TEST(PointCloudRuns, RefusalsAndCancellationChangeNothing)
     for (const CloudMethod method : {CLOUD_SLABS, CLOUD_DIRECT})
     {
         const Threads team(2);
+        SetProgressHandler(nullptr, nullptr);
+        Lumora alone(before), watched(before); // the same samples, whoever watches
+        alone.AddPointCloud(good.data(), std::int64_t(good.size()), Options(1e-3, method));
+        SetProgressHandler([](void*, const char*, std::int64_t, std::int64_t) { return true; }, nullptr);
+        watched.AddPointCloud(good.data(), std::int64_t(good.size()), Options(1e-3, method));
+        EXPECT_TRUE(SameBits(alone, watched)) << method;
         SetProgressHandler([](void*, const char*, std::int64_t, std::int64_t) { return false; }, nullptr);
         expect(6, "cancelled", good, Options(1e-3, method));
     }
