@@ -217,6 +217,8 @@ TEST(CloudFileTest, WrongFilesEndInOneError)
         {"", "no points in the file"},
         {"1 2\n", "line 1 : expected: x y z [amplitude [phase]]"},
         {"x y z\n1 2 3\nx y z\n", "line 3 : expected: x y z [amplitude [phase]]"},
+        {"1a 2 3\n", "line 1 : expected: x y z [amplitude [phase]]"},
+        {"1Z 2 3\n", "line 1 : expected: x y z [amplitude [phase]]"},
         {"1,,2,3\n", "line 1 : expected: x y z [amplitude [phase]]"},
         {"1 2 1e999\n", "line 1 : expected: x y z [amplitude [phase]]"},
         {std::string("1 2 3\0\n", 7), "line 1 : expected: x y z [amplitude [phase]]"},
