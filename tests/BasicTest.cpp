@@ -120,6 +120,9 @@ TEST(Basic, OwnedBufferKeepsLeadingSamples)
     f.Clear();
     f.Init(nullptr);
     EXPECT_EQ(Catch([&] { f.Clear(); }).code, 0);
+    Lumora one(1, 1);
+    one.Dispose(); // has no room for a single sample either
+    EXPECT_EQ(Catch([&] { one.GetSquareSum(); }).code, 6);
 }
 
 TEST(Basic, CallersBuffer)

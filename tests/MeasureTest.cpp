@@ -292,6 +292,14 @@ TEST(Measure, SnrAndScaleFactorOverTheCommonOffsets)
                     ExpectSame(u.GetScaleFactor(r).Real(), re / r.GetSquareSum(), where);
                     ExpectSame(u.GetScaleFactor(r).Imag(), im / r.GetSquareSum(), where);
                 }
+    Lumora u(256, 2), r(256, 2); // rows of more samples than the wide loops take at a time
+    FillRandom(u, 8);
+    FillRandom(r, 9);
+    std::vector<double> snr;
+    for ([[maybe_unused]] const Engine engine : EachEngine())
+        snr.push_back(u.GetSnr(r, scale));
+    for (const double each : snr)
+        ExpectSame(each, snr[0], "long rows");
 }
 
 TEST(Measure, OverlapFactor)

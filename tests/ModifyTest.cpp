@@ -183,6 +183,9 @@ TEST(Modify, EnlargementsByIndex)
             same.Subdivide(n);
             EXPECT_TRUE(SameBits(same, blocks));
         }
+    Lumora one = Numbered(1, 1);
+    const Complex sample = one.GetPixel(0, 0);
+    EXPECT_TRUE(one.EnlargeZeroFill(1).GetPixel(0, 0) == sample);
 }
 
 TEST(Modify, SizeChangesOfEmptyAndForeignBuffers)

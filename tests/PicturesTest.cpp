@@ -359,6 +359,28 @@ TEST(Pictures, DecorationsAndPlotsOfAnyNumbers)
                     EXPECT_GE(std::max(picture.width, picture.height), 256);
                     EXPECT_EQ(picture.samples.size(), picture.At(0, picture.height));
                 }
+    PictureStyle inMetres; // angles are for spectra alone
+    inMetres.axes = true;
+    PictureStyle inDegrees = inMetres;
+    inDegrees.frequencies = FREQUENCIES_DEGREES;
+    EXPECT_EQ(RenderPicture(Pattern(8, 8), inDegrees).samples, RenderPicture(Pattern(8, 8), inMetres).samples);
+    Lumora dark(256, 256, 1e-6, 1e-6, 500e-9); // its scale bar is the white line of 50 um
+    dark.Clear();
+    for (const bool bar : {false, true})
+    {
+        PictureStyle withBar;
+        withBar.scaleBar = bar;
+        const PictureImage barred = RenderPicture(dark, withBar);
+        int longest = 0;
+        for (int y = 0; y < barred.height; ++y)
+        {
+            int white = 0;
+            for (int x = 0; x < barred.width; ++x)
+                white += At(barred, x, y)[0] > 250;
+            longest = std::max(longest, white);
+        }
+        EXPECT_NEAR(longest, bar ? barred.width * 50 / 256 : 0, 2);
+    }
     const double numbers[] = {0.0, 1.0, -1e300, 1e300, 5e-324, NAN, INFINITY, 1e-9};
     for (const double a : numbers)
         for (const double b : numbers)
@@ -556,6 +578,11 @@ TEST(Pictures, EveryFailure)
          []
          {
              JoinPictures({}, 1);
+         }},
+        {3, "JoinPictures", "give pictures, at least one column and a gap of 0 to 1000",
+         []
+         {
+             JoinPictures({RenderPicture(Pattern(4, 4))}, 1, 1001);
          }},
         {3, "JoinPictures", "sizes, channels, bits and samples do not fit together",
          []

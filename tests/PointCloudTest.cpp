@@ -182,6 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"in front", 128, 128, 4e-6, 4e-6, 532e-9, 0.004, 0.005, 1, 0, 10, 40},
                       Case{"on both sides", 128, 64, 4e-6, 4e-6, 532e-9, -0.005, 0.005, 1, 0, 10, 40},
                       Case{"near", 64, 64, 4e-6, 4e-6, 532e-9, -0.0003, -0.0001, 1, 0, 60, 400},
+                      Case{"many blocks", 512, 64, 4e-6, 4e-6, 532e-9, -0.0006, -0.0004, 1, 0, 40, 150},
                       Case{"beside the grid", 128, 64, 4e-6, 4e-6, 633e-9, -0.008, -0.006, 1, 1.2, 10, 40},
                       Case{"twice as wide", 64, 128, 4e-6, 4e-6, 532e-9, -0.006, -0.004, 2, 0, 12, 40},
                       Case{"unequal pitches", 128, 64, 4e-6, 6e-6, 532e-9, -0.006, -0.005, 1, 0, 10, 40},
@@ -283,6 +284,12 @@ TEST(PointCloudRuns, RefusalsAndCancellationChangeNothing)
     for (const CloudMethod method : {CLOUD_SLABS, CLOUD_DIRECT})
     {
         const Threads team(2);
+        SetProgressHandler(nullptr, nullptr);
+        Lumora alone(before), watched(before); // the same samples, whoever watches
+        alone.AddPointCloud(good.data(), std::int64_t(good.size()), Options(1e-3, method));
+        SetProgressHandler([](void*, const char*, std::int64_t, std::int64_t) { return true; }, nullptr);
+        watched.AddPointCloud(good.data(), std::int64_t(good.size()), Options(1e-3, method));
+        EXPECT_TRUE(SameBits(alone, watched)) << method;
         SetProgressHandler([](void*, const char*, std::int64_t, std::int64_t) { return false; }, nullptr);
         expect(6, "cancelled", good, Options(1e-3, method));
     }
@@ -308,6 +315,8 @@ TEST(PointCloudRuns, PlansTellMethodMemoryAndBound)
     EXPECT_LE(many.memory, std::uint64_t{256} << 20);
     EXPECT_LE(many.error, 1e-3);
     EXPECT_GT(plan(20000, 1e-4).seconds, many.seconds);
+    const Lumora wide(1 << 18, 2, 4e-6, 4e-6, 532e-9); // an axis too long for slabs
+    EXPECT_EQ(Catch([&] { wide.PlanPointCloud(cloud.data(), 3, Options(1e-3, CLOUD_SLABS)); }).code, 1);
 }
 
 /// Lengths with every odd radix, pruned on both sides, against sums in double.

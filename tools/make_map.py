@@ -35,12 +35,12 @@ TESTED_BY = {
     "PhaseEncode": "PhaseRetrievalTest",
     "FreeSpace": "PropagateTest", "ShiftedSpace": "ShiftedAsmTest", "FresnelGeometry": "ShiftedFresnelTest", "ChirpAxis": "FusedTest",
     "SpectrumFactors": "FusedTest",
-    "BlockFile": "LargeTest", "BlockMemory": "LargeTest", "ChirpSteps": "LargeTest", "FourierSteps": "LargeTest", "IoThread": "LargeTest", "Journal":
-    "LargeTest", "LargeFourier": "LargeTest", "LargePicture": "LargeTest", "LargePropagate": "LargeTest", "LargeResample": "LargeTest", "LargeRun":
-    "LargeTest", "LargeSamples": "LargeTest", "LargeShifted": "LargeTest", "NewFile": "LargeTest", "ScratchExchange": "LargeTest", "SegmentedField":
-    "LargeTest", "SegmentedFile": "LargeTest", "SpectralSteps": "LargeTest", "Sweeps": "LargeTest", "TemporaryFile": "LargeTest", "TileLayout":
-    "LargeTest",
+    "CentredFft": "FftTest", "Engine": "FftTest", "EngineTable": "FftTest", "EngineFusedChirp": "FusedTest", "EngineFusedSpectrum": "FusedTest",
+    "EngineSteps": "FusedTest", "EngineStack": "StackTest", "LmHeads": "FileLmTest", "WideFocus": "FocusTest", "Describe": "RuntimeTest",
+    "StepByStep": "ThreadsTest",
 }
+# Folders whose units share a test.
+TESTED_IN = {"advice": "AdviceTest", "large": "LargeTest", "pictures": "PicturesTest", "points": "PointCloudTest"}
 
 
 def purpose(path):
@@ -55,10 +55,11 @@ def purpose(path):
     return text.split(". ")[0].rstrip(".") + "."
 
 
-def test_of(stem):
+def test_of(path):
     # Rooms of the wide code come in one file per instruction set.
+    stem = path.stem.removesuffix("-inl")
     base = re.sub(r"(Sse2|Avx2|Avx512)$", "", stem)
-    for name in (TESTED_BY.get(stem), TESTED_BY.get(base), stem + "Test", base + "Test"):
+    for name in (TESTED_BY.get(stem), TESTED_BY.get(base), stem + "Test", base + "Test", TESTED_IN.get(path.parent.name)):
         if name and ((TESTS / (name + ".cpp")).exists() or (TESTS / "vendor" / (name + ".cc")).exists()):
             return name
     return "-"
@@ -116,7 +117,7 @@ def make():
     for folder in reversed(FOLDERS):
         out += ["", "### lml/%s" % folder, "", "| Unit | Purpose | Test |", "|---|---|---|"]
         for path in sorted((LIB / folder).rglob("*.cpp"), key=lambda p: p.stem.lower()):
-            out.append("| `%s` | %s | %s |" % (inside(path), purpose(path).replace("|", "\\|"), test_of(path.stem)))
+            out.append("| `%s` | %s | %s |" % (inside(path), purpose(path).replace("|", "\\|"), test_of(path)))
     out += ["", "## Headers", "", "| Header | Purpose |", "|---|---|"]
     for path in sorted(LIB.rglob("*.h"), key=lambda p: (p.parent != LIB, str(p).lower())):
         kind = " (public)" if path.parent == LIB else ""
