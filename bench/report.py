@@ -2,7 +2,7 @@
 """Writes the benchmark page and its chart: report.py RESULTS PAGE CHART.
 
 RESULTS holds wide.json (and avx2.json, sse2.json, system.json) of Google Benchmark with repeated medians, accuracy.md,
-busy.md and pointcloud.txt.
+busy.md, sizes.md and pointcloud.txt.
 A benchmark's name is OPERATION/WHO/SIZE/THREADS; ours is divided by the rival of the same operation, size and threads."""
 import json
 import math
@@ -178,8 +178,16 @@ def main():
         out += ["## One of two processors taken by another program", "",
                 "Mean times, medians of nine rounds, one and two threads in turn: alone, and beside a loop bound to the last processor.", "",
                 (results / "busy.md").read_text(encoding="utf-8").rstrip(), ""]
+    if (results / "sizes.md").exists():
+        out += ["## From the cache to grids far beyond it", "",
+                "Least times of nine rounds in random order (`lml_sizes`), factors computed in each call. One thread by its processor time, two by the clock;",
+                "the sweeps, which do nothing but move memory, show what a second thread can gain.", "",
+                (results / "sizes.md").read_text(encoding="utf-8").rstrip(), ""]
     if (results / "accuracy.md").exists():
-        out += ["## Accuracy", "", "Relative l2 error against a reference in double precision (FFTW double, phases in double).", "",
+        out += ["## Accuracy", "",
+                "Against a reference in double precision (`lml_accuracy`: transforms by FFTW in double, phases in double, fields of equally distributed random",
+                "samples). Wide and fused operations keep below 4e-7 in relative l2 error at every size, or the program ends with an error. The largest of",
+                "millions of errors lies above that where all amplitudes are alike, as after `Rotate` by nothing, which gives the field back.", "",
                 (results / "accuracy.md").read_text(encoding="utf-8").rstrip(), ""]
     if (results / "pointcloud.txt").exists():
         out += ["## A point cloud, as a user feels it", "", "```", (results / "pointcloud.txt").read_text(encoding="utf-8").rstrip(), "```", ""]

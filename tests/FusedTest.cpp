@@ -1,7 +1,10 @@
 // The fused forms beside the step-by-step forms: every operation that has both runs on every kind of field with both
 // values of FftLib, and all that a caller sees is compared: samples within the rounding of the transforms, everything
 // else exactly, also after a refused call. And the memory that the fused forms take.
+#include "Oracle.h"
 #include "TestTools.h"
+#include "transform/ChirpAxis.h"
+#include "transform/ChirpPhase.h"
 #include "transform/FactorCache.h"
 
 using namespace lmltest;
@@ -316,6 +319,23 @@ TEST(Fused, KeptFactorsChangeNothing)
     EXPECT_EQ(lease(1.5)->Table(), nullptr);
     SetPropagationCache(usual);
     EXPECT_EQ(GetPropagationCache(), usual);
+}
+
+// The kernel of a chirp is as good as its rounding to float, about 2^-25 of its size: a transform in single precision
+// would be four times worse.
+TEST(Fused, ChirpKernelIsRoundedOnce)
+{
+    for (const std::int32_t n : {2, 64, 2048})
+    {
+        const double a = 0.8 / n;
+        std::vector<Value> chirp(2 * static_cast<std::size_t>(n));
+        for (std::int32_t i = -n; i < n; ++i)
+            chirp[static_cast<std::size_t>((i + 2 * n) % (2 * n))] =
+                std::polar(1.0, detail::ChirpPhase(detail::ChirpSquare(i), 0.0, a, 0.0));
+        Dft(chirp, -1);
+        const auto kernel = detail::AxisKernel(n, a);
+        EXPECT_LT(ErrorConstant(kernel.get(), chirp) * std::sqrt(std::log2(chirp.size())), 0.6) << n;
+    }
 }
 
 TEST(Fused, NotANumberSpreadsAlike)

@@ -2,8 +2,9 @@
 
 namespace LumoraLib::detail::LML_WIDE_NS
 {
-/// Memory that is needed soon, up to two runs of it, fetched into the second cache bit by bit while the arithmetic goes
-/// on: fetched all at once it would keep other loads waiting.
+/// Memory that is needed soon, up to two runs of it, fetched bit by bit while the arithmetic goes on: what is asked for
+/// faster than memory delivers is dropped. The hint is that of the first cache, though a row pushes the next one out of
+/// it before its turn: requests for the second cache alone are dropped sooner.
 struct Fetch
 {
     const char* next = nullptr;
@@ -34,7 +35,7 @@ struct Fetch
         }
 #pragma GCC unroll 16
         for (int i = 0; i < kLines; ++i)
-            _mm_prefetch(next + 64 * i, _MM_HINT_T1);
+            _mm_prefetch(next + 64 * i, _MM_HINT_T0);
         next += 64 * kLines;
     }
 };
