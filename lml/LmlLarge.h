@@ -162,7 +162,7 @@ public:
         std::int64_t count = 0;
     };
     /// Block r of `send` in `from` goes to rank r; what rank r sends comes to block r of `receive` in `to`, whose count
-    /// is that of the sender. A rank's own block too. Each buffer has fewer than 2^31 samples.
+    /// is that of the sender. Nothing goes to a rank itself. Each buffer has fewer than 2^31 samples.
     virtual void Exchange(const Complex* from, const Samples* send, Complex* to, const Samples* receive) = 0;
     /// Sets the counter that all ranks share to zero.
     virtual void ResetCounter() = 0;

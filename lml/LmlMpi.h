@@ -30,7 +30,7 @@ namespace LumoraLib
 ///     MPI_Finalize();
 ///
 /// It has a communicator of its own, so that its messages meet no others. Waiting ranks sleep between looks at their
-/// messages, for the processors belong to the arithmetic: a message takes up to about 0.1 ms longer.
+/// messages, for the processors belong to the arithmetic: after a long wait a message is seen up to 0.5 ms late.
 ///
 /// A failure inside MPI, such as a rank that is gone, ends the job by MPI's means: what is left of files is what a kill
 /// leaves.

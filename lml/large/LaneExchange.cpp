@@ -2,6 +2,7 @@
 #include "large/LaneExchange.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace LumoraLib::detail
 {
@@ -71,12 +72,14 @@ std::size_t LaneExchange::UnitOf(int rank, std::size_t round) const
 void LaneExchange::Send(const Complex* from)
 {
     std::int64_t at = 0;
+    const std::size_t me = static_cast<std::size_t>(rank_);
+    own_ = std::exchange(send_[me], {});
+    receive_[me] = {};
     for (std::size_t r = 0; r < receive_.size(); ++r)
     {
         receive_[r].first = at;
         at += receive_[r].count;
-        if (r != static_cast<std::size_t>(rank_))
-            sent_ += static_cast<std::uint64_t>(send_[r].count) * sizeof(Complex);
+        sent_ += static_cast<std::uint64_t>(send_[r].count) * sizeof(Complex);
     }
     ranks_.Exchange(from, send_.data(), received_.As<Complex>(0), receive_.data());
 }
@@ -107,9 +110,9 @@ bool LaneExchange::PutBand(std::size_t round, const Complex* tiles)
                 theirs == kNone ? 0 : Signed(layout_.RowsOf(theirs) * Count(columnsOf(rank_)));
         }
         Send(tiles);
-        const Complex* from = received_.As<Complex>(0);
         for (int r = 0; r < size_ && lane != LaneShares::kNone; ++r)
         {
+            const Complex* from = From(r, tiles);
             const std::size_t theirs = BandOf(r, round);
             const Block units = map_.Units(lane);
             for (std::size_t u = units.begin; theirs != kNone && u < units.end; ++u)
@@ -155,7 +158,6 @@ bool LaneExchange::PutUnit(std::size_t round, const Complex* unit)
                 theirs == kNone ? 0 : Signed(ownRows * layout_.units[theirs].Width());
         }
         Send(unit);
-        const Complex* from = received_.As<Complex>(0);
         for (int r = 0; r < size_; ++r)
         {
             const std::size_t theirs = UnitOf(r, round);
@@ -163,8 +165,7 @@ bool LaneExchange::PutUnit(std::size_t round, const Complex* unit)
                 continue;
             const std::size_t count = ownRows * layout_.units[theirs].Width();
             const std::size_t before = map_.ColumnsBefore(map_.LaneOfUnit(theirs), Step(round));
-            good = good && stores_[turn].Write(Step(round), ownRows * before, from, count);
-            from += count;
+            good = good && stores_[turn].Write(Step(round), ownRows * before, From(r, unit), count);
         }
     }
     return good;

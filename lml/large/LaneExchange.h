@@ -74,8 +74,14 @@ private:
     using Samples = LargeRanks::Samples;
     std::size_t BandOf(int rank, std::size_t round) const;
     std::size_t UnitOf(int rank, std::size_t round) const;
-    /// One exchange; the blocks that come stand one behind the other.
+    /// One exchange; the blocks that come stand one behind the other, and the rank's own stays where it is.
     void Send(const Complex* from);
+    /// What a rank has sent.
+    const Complex* From(int rank, const Complex* own) const
+    {
+        return rank == rank_ ? own + own_.first
+                             : received_.As<Complex>(0) + receive_[static_cast<std::size_t>(rank)].first;
+    }
     std::size_t Turn(std::size_t round) const { return round % shares_.most; }
     std::size_t Step(std::size_t round) const { return round / shares_.most; }
 
@@ -88,6 +94,7 @@ private:
     std::size_t ahead_; ///< slots between a unit before and behind its transform
     BlockMemory received_;
     std::vector<Samples> send_, receive_;
+    Samples own_;
     std::uint64_t sent_ = 0;
 };
 } // namespace LumoraLib::detail

@@ -220,6 +220,8 @@ LanePlan PlanLanes(const TileNeeds& needs, int lanes, std::uint64_t memory)
 {
     /// So many units of each lane, where there are so many strips: what one sends goes on beside the next one's work.
     constexpr std::size_t kLeastUnits = 4;
+    /// Of a message to one lane, where there is so much to send: 256 KiB.
+    constexpr std::size_t kMessageSamples = std::size_t{1} << 15;
     const std::size_t count = static_cast<std::size_t>(lanes);
     LanePlan plan;
     TileLayout& layout = plan.layout;
@@ -235,7 +237,10 @@ LanePlan PlanLanes(const TileNeeds& needs, int lanes, std::uint64_t memory)
         const std::uint64_t column = kSample * (2 * needs.unitRows + needs.rows + needs.rows / 8);
         const std::size_t most =
             std::max<std::size_t>(step, static_cast<std::size_t>(Rest(budget, needs.stripBytes) / column));
-        const std::size_t wide = std::max(kWideUnit, step * static_cast<std::size_t>(needs.threads));
+        // Files want large tiles; in memory a unit and a band are best as small as the caches, and as messages allow.
+        const std::size_t team = step * static_cast<std::size_t>(needs.threads);
+        const std::size_t message = kMessageSamples * count;
+        const std::size_t wide = std::max(inMemory ? message / needs.rows : kWideUnit, team);
         const std::size_t each = needs.columns.Count(needs.gridColumns) / (count * kLeastUnits) / step * step;
         CutColumns(layout, needs, std::min({most, wide, std::max(step, each)}), count);
         // Two buffers of a band's rows, two of its tiles, and one of what comes from the others.
@@ -243,7 +248,11 @@ LanePlan PlanLanes(const TileNeeds& needs, int lanes, std::uint64_t memory)
         const std::uint64_t rowBytes = kSample * (2 * needs.rowSamples + 3 * columns + count * layout.slot);
         const std::uint64_t fit = Rest(budget, needs.rowBytes) / rowBytes;
         const std::size_t part = (needs.rows + count * kLeastBands - 1) / (count * kLeastBands);
-        const std::size_t tile = static_cast<std::size_t>((kTileSamples + layout.slot - 1) / layout.slot);
+        const std::size_t tile = inMemory
+                                     ? std::max<std::size_t>({kTileSamples / 2, message,
+                                                              columns * 8 * static_cast<std::size_t>(needs.threads)}) /
+                                           columns
+                                     : static_cast<std::size_t>((kTileSamples + layout.slot - 1) / layout.slot);
         const std::size_t rows =
             std::min<std::size_t>(tile, static_cast<std::size_t>(std::clamp<std::uint64_t>(fit, 1, part)));
         const std::size_t bands = ((needs.rows + rows - 1) / rows + count - 1) / count * count; // as many in each lane

@@ -14,19 +14,22 @@ constexpr char fn[] = "LumoraLib::MpiRanks";
 constexpr std::size_t kMostBytes = std::size_t{1} << 30; ///< of one message
 
 /// Until the request is done. A few looks at once, for messages that are under way; then with sleep between, so that a
-/// thread that waits does not take the processor from one that computes.
+/// thread that waits does not take the processor from one that computes: the longer it has waited, the longer.
 void Wait(MPI_Request& request)
 {
     constexpr int kLooks = 64;
-    constexpr std::chrono::microseconds kSleep(20);
+    constexpr std::chrono::nanoseconds kFirst(10'000), kLongest(500'000);
+    std::chrono::nanoseconds sleep = kFirst;
     for (int n = 0;; ++n)
     {
         int done = 0;
         MPI_Test(&request, &done, MPI_STATUS_IGNORE);
         if (done != 0)
             return;
-        if (n >= kLooks)
-            std::this_thread::sleep_for(kSleep);
+        if (n < kLooks)
+            continue;
+        std::this_thread::sleep_for(sleep);
+        sleep = std::min(sleep + sleep / 8, kLongest);
     }
 }
 
@@ -133,13 +136,9 @@ void MpiRanks::Exchange(const Complex* from, const Samples* send, Complex* to, c
         s.theirCounts[r] = static_cast<int>(receive[r].count);
         s.theirPlaces[r] = static_cast<int>(receive[r].first);
     }
-    // The rank's own block is no message.
-    const std::size_t own = static_cast<std::size_t>(s.rank);
-    s.counts[own] = s.theirCounts[own] = 0;
     MPI_Request request = MPI_REQUEST_NULL;
     MPI_Ialltoallv(from, s.counts.data(), s.places.data(), s.sample, to, s.theirCounts.data(), s.theirPlaces.data(),
                    s.sample, s.communicator, &request);
-    std::copy_n(from + send[own].first, send[own].count, to + receive[own].first);
     Wait(request);
 }
 
