@@ -52,7 +52,7 @@ endif()
 # The command as a user sees it; its page too where a browser (chromium) is installed.
 if(TARGET lml_command AND Python3_FOUND AND NOT LML_SANITIZED)
   add_test(NAME CommandTest COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/command/run.py
-           $<TARGET_FILE:lml_command> ${CMAKE_BINARY_DIR}/command/manual ${PROJECT_SOURCE_DIR}/examples/data/target.bmp
+           $<TARGET_FILE:lml_command> ${CMAKE_BINARY_DIR}/command/manual/lml ${PROJECT_SOURCE_DIR}/examples/data/target.bmp
            ${PROJECT_SOURCE_DIR}/docs/command.md)
   set_tests_properties(CommandTest PROPERTIES TIMEOUT 300 ENVIRONMENT OMP_WAIT_POLICY=passive)
 endif()
