@@ -32,4 +32,4 @@ set(pages README CONTRIBUTING CHANGELOG SECURITY)
 list(TRANSFORM pages PREPEND ${PROJECT_SOURCE_DIR}/)
 list(TRANSFORM pages APPEND .md)
 doxygen_add_docs(docs ${pages} ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/bench/bounds.md ${PROJECT_SOURCE_DIR}/LICENSE ${headers}
-                 ${PROJECT_SOURCE_DIR}/lml/LmlPictures.h)
+                 ${PROJECT_SOURCE_DIR}/lml/LmlPictures.h ${PROJECT_SOURCE_DIR}/lml/LmlMpi.h)

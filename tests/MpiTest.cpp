@@ -321,6 +321,7 @@ struct Job : LargeFiles
 
 int main(int argc, char** argv)
 {
+    const Failure early = Catch([] { const MpiRanks none(MPI_COMM_WORLD); });
     int provided = 0;
     MPI_Init_thread(&argc, &argv, MPI_THREAD_SERIALIZED, &provided);
     testing::InitGoogleTest(&argc, argv);
@@ -333,7 +334,7 @@ int main(int argc, char** argv)
         else if (argc > 2)
             Job(argv[2]).Run(argc > 3 ? std::atoi(argv[3]) : 0);
         else
-            result = RUN_ALL_TESTS();
+            result = RUN_ALL_TESTS() + (early.code == ERR_SOMETHING && early.function == "LumoraLib::MpiRanks" ? 0 : 1);
     }
     MPI_Finalize();
     return result;
