@@ -91,14 +91,15 @@ bool OnProgress(void*, const char* operation, std::int64_t done, std::int64_t to
         bar.Draw(operation, static_cast<double>(done) / static_cast<double>(total));
     return caughtSignal == 0;
 }
+} // namespace
 
-int Report(const std::string& name, const std::string& text, int code)
+int Invocation::Report(const std::string& text, int code) const
 {
     bar.Clear();
-    std::fprintf(stderr, "%s: %s\n", name.c_str(), text.c_str());
+    if (Prints())
+        std::fprintf(stderr, "%s: %s\n", name_.c_str(), text.c_str());
     return code;
 }
-} // namespace
 
 void CheckForSignal()
 {
@@ -149,11 +150,11 @@ void Invocation::Begin() const
         SetNumThreads(threads_);
     else
         SetNumThreads();
-    bar.shows = !quiet_ && isatty(STDERR_FILENO) != 0;
+    bar.shows = !quiet_ && Prints() && isatty(STDERR_FILENO) != 0;
     SetProgressHandler(OnProgress, nullptr);
     // The work ends where it can: files that stand beside their place are removed on the way.
     struct sigaction action = {};
-    action.sa_handler = NoteSignal;
+    action.sa_handler = ranks == nullptr ? NoteSignal : SIG_DFL;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         sigaction(signal, &action, nullptr);
 }
@@ -163,41 +164,44 @@ int Invocation::Run()
     try
     {
         Begin();
-        const int code = work_();
+        int code = kDone;
+        LargeTogether(ranks, [&] { code = work_(); });
         bar.Clear();
+        if (!Prints())
+            return code;
         if (json_)
             facts.PrintJson(stdout);
         else if (!quiet_)
             facts.PrintText(stdout);
         if (std::fflush(stdout) != 0)
-            return Report(name_, "the results could not be written", kFailed);
+            return Report("the results could not be written", kFailed);
         return code;
     }
     catch (const Interrupted&)
     {
-        return Report(name_, "cancelled", 128 + caughtSignal);
+        return Report("cancelled", 128 + caughtSignal);
     }
     catch (const Misuse& misuse)
     {
-        return Report(name_, misuse.what(), kUsage);
+        return Report(misuse.what(), kUsage);
     }
     catch (const Refused& refused)
     {
-        return Report(name_, refused.what(), kNo);
+        return Report(refused.what(), kNo);
     }
     catch (const LumoraException& failure)
     {
         if (caughtSignal != 0)
-            return Report(name_, "cancelled", 128 + caughtSignal);
-        return Report(name_, DescribeError(failure), kFailed);
+            return Report("cancelled", 128 + caughtSignal);
+        return Report(DescribeError(failure), kFailed);
     }
     catch (const std::bad_alloc&)
     {
-        return Report(name_, "not enough memory", kFailed);
+        return Report("not enough memory", kFailed);
     }
     catch (const std::exception& failure)
     {
-        return Report(name_, failure.what(), kFailed);
+        return Report(failure.what(), kFailed);
     }
 }
 } // namespace command

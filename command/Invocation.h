@@ -4,6 +4,8 @@
 
 #include "Facts.h"
 
+#include <LmlLarge.h>
+
 #include <CLI/CLI.hpp>
 
 #include <functional>
@@ -52,9 +54,14 @@ public:
     bool Json() const { return json_; }
     /// What the subcommand found out.
     Facts facts;
+    /// The processes that run it together, or null. The first one alone prints; a signal ends them as it ends any job,
+    /// without tidying up, so that an operation that keeps a journal can be resumed.
+    LumoraLib::LargeRanks* ranks = nullptr;
 
 private:
     void Begin() const;
+    bool Prints() const { return ranks == nullptr || ranks->GetRank() == 0; }
+    int Report(const std::string& text, int code) const;
 
     std::function<int()> work_;
     std::string name_;

@@ -26,6 +26,30 @@ ByDistance AlongTheNormal(const std::string& method)
     return method == "fresnel" ? LargeFresnelProp : nullptr;
 }
 
+/// What a rank has on average.
+double MeanOf(LargeRanks& ranks, std::uint64_t own)
+{
+    double sum = 0.0;
+    for (int n = 0; n < ranks.GetSize(); ++n)
+    {
+        std::uint64_t value = own;
+        ranks.Broadcast(&value, sizeof value, n);
+        sum += static_cast<double>(value);
+    }
+    return sum / ranks.GetSize();
+}
+
+void AddRanks(LargeRanks* ranks, const LargeReport& report, Facts& facts)
+{
+    if (ranks == nullptr)
+        return;
+    const double all = ranks->GetSize();
+    facts.Add("ranks", "ranks", all, Kind::Integer);
+    facts.Add("bytes_sent", "sent by a rank", MeanOf(*ranks, report.bytesSent), Kind::Bytes);
+    facts.Add("bytes_model", "and by the model", 2.0 * static_cast<double>(report.kept) * (all - 1.0) / all / all,
+              Kind::Bytes);
+}
+
 /// The file whose place, pitches and sizes the shifted members go to.
 void CreateDestination(const SegmentedField& source, const LargeDestination& there, const char* name)
 {
@@ -57,17 +81,20 @@ void LargeArguments::AddTo(CLI::App& app)
     app.add_flag("--missing-zero", zeros, "Segments that were never written count as zeros")->group(group);
 }
 
-int PropagateLarge(const LargeArguments& arguments, const LargeDestination& there, Facts& facts)
+int PropagateLarge(const LargeArguments& arguments, const LargeDestination& there, LargeRanks* ranks, Facts& facts)
 {
     if (FormatOfFile(there.from) != Format::Lm || ReadLmHead(there.from).kind != LmKind::Segments ||
         FormatOfName(there.to) != Format::Lm)
-        throw Misuse("--memory, --scratch and --resume carry one segmented LM file to another; lml convert --segments "
-                     "makes one");
+        throw Misuse(
+            (ranks != nullptr ? std::string("several ranks") : std::string("--memory, --scratch and --resume")) +
+            " carry one segmented LM file to another; lml convert --segments "
+            "makes one");
     LargeOptions options;
     options.memory = static_cast<std::uint64_t>(arguments.memory.value_or(0.0));
     options.scratch = arguments.scratch.empty() ? nullptr : arguments.scratch.c_str();
     options.resume = arguments.resume;
     options.missing = arguments.zeros ? MISSING_ZERO : MISSING_REFUSED;
+    options.ranks = ranks;
     const bool shifted = there.method == "shifted-asm" || there.method == "shifted-fresnel";
     const ByDistance along = AlongTheNormal(there.method);
     if (along == nullptr && !shifted)
@@ -86,7 +113,13 @@ int PropagateLarge(const LargeArguments& arguments, const LargeDestination& ther
     {
         const auto carry = [&](const char* name)
         {
-            CreateDestination(SegmentedField(there.from.c_str(), SEGMENTED_READ, options.missing), there, name);
+            LargeTogether(ranks,
+                          [&]
+                          {
+                              if (ranks == nullptr || ranks->GetRank() == 0)
+                                  CreateDestination(SegmentedField(there.from.c_str(), SEGMENTED_READ, options.missing),
+                                                    there, name);
+                          });
             report = there.method == "shifted-asm"
                          ? LargeShiftedAsmProp(there.from.c_str(), name, 1, options)
                          : LargeShiftedFresnelProp(there.from.c_str(), name, there.distance < 0.0, options);
@@ -95,7 +128,7 @@ int PropagateLarge(const LargeArguments& arguments, const LargeDestination& ther
         if (arguments.resume)
             carry(there.to.c_str());
         else
-            SaveBeside(there.to, carry);
+            SaveBeside(there.to, carry, ranks);
     }
     facts.Add("way", "way", there.method);
     facts.Add("written", "written", there.to);
@@ -106,6 +139,7 @@ int PropagateLarge(const LargeArguments& arguments, const LargeDestination& ther
     facts.Add("bytes_written", "written to disk", static_cast<double>(report.bytesWritten), Kind::Bytes);
     if (report.resumed > 0)
         facts.Add("resumed", "bands that an earlier call had done", static_cast<double>(report.resumed), Kind::Integer);
+    AddRanks(ranks, report, facts);
     return kDone;
 }
 } // namespace command

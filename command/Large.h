@@ -4,6 +4,8 @@
 
 #include "Facts.h"
 
+#include <LmlLarge.h>
+
 #include <optional>
 #include <string>
 
@@ -33,8 +35,10 @@ struct LargeDestination
     std::optional<Whole2> segments;
 };
 
-/// Carries a segmented file to another one by the named member. Returns the exit code.
-int PropagateLarge(const LargeArguments& arguments, const LargeDestination& destination, Facts& facts);
+/// Carries a segmented file to another one by the named member, in several ranks where there are some. Returns the exit
+/// code.
+int PropagateLarge(const LargeArguments& arguments, const LargeDestination& destination, LumoraLib::LargeRanks* ranks,
+                   Facts& facts);
 } // namespace command
 
 #endif

@@ -131,7 +131,8 @@ void WriteExamples(std::ostream& page, const std::string& footer)
 void WriteRootPage(std::ostream& page, const CLI::App& root)
 {
     WriteHead(page, root.get_name(), root.get_description());
-    page << ".SH SYNOPSIS\n.B lml\n.I subcommand\n[arguments] [options]\n.SH DESCRIPTION\n";
+    page << ".SH SYNOPSIS\n.B " << Troff(root.get_name())
+         << "\n.I subcommand\n[arguments] [options]\n.SH DESCRIPTION\n";
     for (const CLI::App* sub : SubcommandsOf(root))
         page << ".TP\n.BR " << Troff(root.get_name() + "-" + sub->get_name()) << " (1)\n"
              << Troff(sub->get_description()) << ".\n";
@@ -202,7 +203,11 @@ void WriteValues(std::ostream& script, const CLI::App& app, std::map<std::string
 
 void WriteCompletion(std::ostream& script, const CLI::App& root)
 {
-    script << "# Completion of lml for bash, written by the program from its options.\n_lml()\n{\n"
+    std::string function = "_" + root.get_name();
+    std::replace(function.begin(), function.end(), '-', '_');
+    script << "# Completion of " << root.get_name() << " for bash, written by the program from its options.\n"
+           << function
+           << "()\n{\n"
               "    local word=\"${COMP_WORDS[COMP_CWORD]}\" before=\"${COMP_WORDS[COMP_CWORD-1]}\" "
               "command=\"${COMP_WORDS[1]}\" words=\"\" values=\"\"\n"
               "    if [ \"$COMP_CWORD\" -eq 1 ]; then\n        COMPREPLY=($(compgen -W \""
@@ -228,7 +233,8 @@ void WriteCompletion(std::ostream& script, const CLI::App& root)
         << "    esac\n    if [ -n \"$values\" ]; then\n        COMPREPLY=($(compgen -W \"$values\" -- \"$word\"))\n"
            "    elif [ \"${word#-}\" != \"$word\" ] || [ \"$COMP_CWORD\" -eq 2 -a \"${COMP_WORDS[1]}\" = make ]; then\n"
            "        COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n    else\n        compopt -o filenames\n"
-           "        COMPREPLY=($(compgen -f -- \"$word\"))\n    fi\n}\ncomplete -F _lml lml\n";
+           "        COMPREPLY=($(compgen -f -- \"$word\"))\n    fi\n}\n"
+        << "complete -F " << function << " " << root.get_name() << "\n";
 }
 
 int WriteAll(const CLI::App& root, const std::string& folder)
@@ -242,10 +248,10 @@ int WriteAll(const CLI::App& root, const std::string& folder)
         if (!file)
             throw Failure(folder + "/" + name + ": cannot be written");
     };
-    write("lml.1", [&](std::ostream& page) { WriteRootPage(page, root); });
+    write(root.get_name() + ".1", [&](std::ostream& page) { WriteRootPage(page, root); });
     for (const CLI::App* sub : SubcommandsOf(root))
         write(root.get_name() + "-" + sub->get_name() + ".1", [&](std::ostream& page) { WritePage(page, root, *sub); });
-    write("lml.bash", [&](std::ostream& script) { WriteCompletion(script, root); });
+    write(root.get_name() + ".bash", [&](std::ostream& script) { WriteCompletion(script, root); });
     return kDone;
 }
 } // namespace

@@ -155,14 +155,27 @@ void OutputOptions::AddPictureTo(CLI::App& app)
     AddWhole2(app, "--segments", segments, "Write a segmented LM file of so many segments", {1, 16383})->group(group);
 }
 
-void SaveBeside(const std::string& path, const std::function<void(const char*)>& save)
+void SaveBeside(const std::string& path, const std::function<void(const char*)>& save, LargeRanks* ranks)
 {
     CheckForSignal();
-    WholeFile file(path.c_str());
-    const std::string beside = file.Path();
+    const bool first = ranks == nullptr || ranks->GetRank() == 0;
+    std::optional<WholeFile> file;
+    std::string beside;
+    LargeTogether(ranks,
+                  [&]
+                  {
+                      if (first)
+                          beside = file.emplace(path.c_str()).Path();
+                  });
+    if (ranks != nullptr)
+    {
+        beside.resize(4096);
+        ranks->Broadcast(beside.data(), beside.size(), 0);
+        beside = beside.c_str();
+    }
     try
     {
-        save(file.Path());
+        save(beside.c_str());
     }
     catch (const LumoraException& failure)
     {
@@ -173,7 +186,12 @@ void SaveBeside(const std::string& path, const std::function<void(const char*)>&
         throw Failure(text);
     }
     CheckForSignal();
-    file.Commit();
+    LargeTogether(ranks,
+                  [&]
+                  {
+                      if (first)
+                          file->Commit();
+                  });
 }
 
 void SaveOutput(const Lumora& field, const OutputOptions& options, Facts& facts)

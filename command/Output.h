@@ -4,6 +4,8 @@
 
 #include "Files.h"
 
+#include <LmlLarge.h>
+
 namespace command
 {
 /// Arguments of what is written.
@@ -22,8 +24,9 @@ struct OutputOptions
 /// it that came from a file of other sizes.
 void SaveOutput(const LumoraLib::Lumora& field, const OutputOptions& options, Facts& facts);
 
-/// Runs save(name) beside `path`; failures name `path`.
-void SaveBeside(const std::string& path, const std::function<void(const char*)>& save);
+/// Runs save(name) beside `path`; failures name `path`. Of several ranks (or null) all run it with the same name.
+void SaveBeside(const std::string& path, const std::function<void(const char*)>& save,
+                LumoraLib::LargeRanks* ranks = nullptr);
 } // namespace command
 
 #endif

@@ -3,6 +3,8 @@
 #include "Output.h"
 #include "Subcommands.h"
 
+#include <LmlLarge.h>
+
 #include <memory>
 
 namespace command
@@ -72,30 +74,30 @@ void Describe(Facts& facts, const CloudPlan& plan, std::int64_t count)
             "move the cloud with --position");
 }
 
-/// Segment after segment of a whole that need not fit into memory.
-void AddBySegments(Lumora& field, const std::vector<CloudPoint>& points, const Options& options, const Whole2& cuts,
-                   const char* name)
+/// Segment after segment of a whole that need not fit into memory, each by the rank that is free for it. `field`: one
+/// of them, with the origin of the whole.
+void AddBySegments(const Lumora& field, const std::vector<CloudPoint>& points, const Options& options,
+                   const Whole2& cuts, const char* name, LargeRanks* ranks)
 {
-    CreateFileSegLm(name, static_cast<std::uint16_t>(cuts.x), static_cast<std::uint16_t>(cuts.y));
-    const Vector centre = field.GetOrigin();
-    for (int iy = 0; iy < cuts.y; ++iy)
-        for (int ix = 0; ix < cuts.x; ++ix)
-        {
-            CheckForSignal();
-            SetProgressTitle("segment " + std::to_string(iy * cuts.x + ix + 1) + " of " +
-                             std::to_string(cuts.x * cuts.y));
-            field.Clear().SetOrigin(centre + SegmentDisplacement(field, ix, iy, cuts.x, cuts.y));
-            field.AddPointCloud(points.data(), static_cast<std::int64_t>(points.size()), options.how);
-            field.SetOrigin(centre); // the file's common place, whichever segment is saved
-            field.SaveAsSegLm(name, static_cast<std::uint16_t>(ix), static_cast<std::uint16_t>(iy));
-        }
-    SetProgressTitle("");
+    LargeTogether(ranks,
+                  [&]
+                  {
+                      if (ranks == nullptr || ranks->GetRank() == 0)
+                          SegmentedField::Create(name, field, static_cast<std::uint16_t>(cuts.x),
+                                                 static_cast<std::uint16_t>(cuts.y), field.GetNx(), field.GetNy());
+                  });
+    LargeOptions how;
+    how.missing = MISSING_ZERO;
+    how.ranks = ranks;
+    LargeAddPointCloud(name, name, points.data(), static_cast<std::int64_t>(points.size()), options.how, how);
 }
 
-int Points(Options options, Facts& facts)
+int Points(Options options, LargeRanks* ranks, Facts& facts)
 {
     if (!options.planOnly && options.output.path.empty())
         throw Misuse("say where the hologram is to go, or --plan to see only what it would take");
+    if (ranks != nullptr && !options.planOnly && !options.output.segments)
+        throw Misuse("several ranks write a file of segments, each into its own: say how many with --segments");
     if (!options.output.path.empty())
     {
         const Format format = FormatOfName(options.output.path);
@@ -120,7 +122,9 @@ int Points(Options options, Facts& facts)
     if (options.planOnly)
         return kDone;
     if (options.output.segments)
-        SaveBeside(options.output.path, [&](const char* name) { AddBySegments(field, points, options, cuts, name); });
+        SaveBeside(
+            options.output.path, [&](const char* name) { AddBySegments(field, points, options, cuts, name, ranks); },
+            ranks);
     else
     {
         field.AddPointCloud(points.data(), count, options.how).SetWindowMax();
@@ -170,6 +174,6 @@ void AddPoints(CLI::App& app, Invocation& invocation)
     sub.add_flag("--plan", options->planOnly, "Say what it would take, and do nothing")->group(work);
     sub.footer("Examples:\n  lml points bunny.ply bunny.lm --unit 1mm --centre --position 0,0,-10cm --density 2000 "
                "--random-phase");
-    invocation.OnCall(sub, [options, &invocation] { return Points(*options, invocation.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Points(*options, invocation.ranks, invocation.facts); });
 }
 } // namespace command

@@ -231,11 +231,11 @@ void Warn(Facts& facts, const Advice& advice, const AdviceMember& way)
         facts.Note(Show(f.evanescent, Kind::Share) + " of the energy is evanescent");
 }
 
-int Propagate(const Options& options, Facts& facts)
+int Propagate(const Options& options, LargeRanks* ranks, Facts& facts)
 {
     FormatOfName(options.output.path);
-    if (options.large.IsAsked())
-        return PropagateLarge(options.large, LargeDestinationOf(options), facts);
+    if (options.large.IsAsked() || ranks != nullptr)
+        return PropagateLarge(options.large, LargeDestinationOf(options), ranks, facts);
     Input input = LoadSource(options);
     input.field.SetWindowMax();
     const AdviceGeometry to = Destination(input.field, options);
@@ -287,7 +287,7 @@ void AddPropagate(CLI::App& app, Invocation& invocation)
     options->large.AddTo(sub);
     sub.footer("Examples:\n  lml propagate slit.lm far.lm --distance 15cm\n  lml propagate slit.lm zoom.lm --distance "
                "15cm --to-pitch 2um --shift 1mm,0");
-    invocation.OnCall(sub, [options, &invocation] { return Propagate(*options, invocation.facts); });
+    invocation.OnCall(sub, [options, &invocation] { return Propagate(*options, invocation.ranks, invocation.facts); });
 }
 
 void AddAdvise(CLI::App& app, Invocation& invocation)

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace LumoraLib
@@ -14,7 +15,8 @@ namespace LumoraLib
 namespace detail
 {
 class SegmentedFile;
-}
+class Agreement;
+} // namespace detail
 
 // ---------------------------------------------------------------------------------------------------------------
 // A whole field in segments                                                                  (SegmentedField.cpp)
@@ -134,6 +136,57 @@ private:
 // sense, missing segments, and what the member refuses with code 3; code 6 for an engine that needs the whole field in
 // memory, and an axis that is too long; code 8 for the wrong domain; code 1 without memory.
 
+/// Processes that share operations from file to file: ranks 0 ... GetSize() - 1, on one machine or on several that see
+/// the same files. LmlMpi.h has them over MPI; another transport derives its own class. Every rank calls an operation
+/// with the same arguments and an object of its own in LargeOptions::ranks, in the same order. A failure of one rank
+/// (or its handler's cancellation) is reported by all of them, with the same code, operation and text.
+///
+/// The functions that derived classes define are called by all ranks together, unless they say otherwise, and return on
+/// every rank when they have done their work; from one thread at a time, not always the same one.
+class LML_API LargeRanks
+{
+public:
+    LargeRanks();
+    virtual ~LargeRanks();
+    LargeRanks(const LargeRanks&) = delete;
+    LargeRanks& operator=(const LargeRanks&) = delete;
+
+    virtual int GetRank() const = 0; ///< Of this process.
+    virtual int GetSize() const = 0; ///< Number of ranks.
+    /// `bytes` bytes of rank `from` to all the others.
+    virtual void Broadcast(void* data, std::size_t bytes, int from) = 0;
+    /// The largest of what the ranks give.
+    virtual std::int64_t GetLargest(std::int64_t value) = 0;
+    /// Samples of one block: its first one in a buffer, and how many.
+    struct Samples
+    {
+        std::int64_t first = 0;
+        std::int64_t count = 0;
+    };
+    /// Block r of `send` in `from` goes to rank r; what rank r sends comes to block r of `receive` in `to`, whose count
+    /// is that of the sender. Nothing goes to a rank itself. Each buffer has fewer than 2^31 samples.
+    virtual void Exchange(const Complex* from, const Samples* send, Complex* to, const Samples* receive) = 0;
+    /// Sets the counter that all ranks share to zero.
+    virtual void ResetCounter() = 0;
+    /// Adds to the counter and returns what it was before. By one rank alone, whatever the others do.
+    virtual std::int64_t AddToCounter(std::int64_t value) = 0;
+
+private:
+    friend class detail::Agreement;
+    struct Failure
+    {
+        std::int32_t code = 0; ///< none
+        char function[128] = {};
+        char text[128] = {};
+    };
+    Failure failure_; ///< the one that all ranks have agreed on
+};
+
+/// Runs call() on every rank and waits for all of them: a failure of one, which is an Error inside call(), becomes the
+/// same failure of all. For work of one rank between operations: a file that rank 0 makes, say. Without ranks (null) it
+/// is call() and nothing else.
+LML_API void LargeTogether(LargeRanks* ranks, const std::function<void()>& call);
+
 /// How an operation from file to file works. The same samples whatever stands here.
 struct LargeOptions
 {
@@ -150,9 +203,14 @@ struct LargeOptions
     /// scratch file at all, only the unfinished destination.
     bool resume = false;
     MissingSegments missing = MISSING_REFUSED; ///< segments that the source lacks
+    /// Null: this process alone. Otherwise the work is shared: `memory` and `threads` are those of each rank, and each
+    /// has a scratch file of its own, or none where the memory of all ranks holds the tiles. All ranks see source and
+    /// destination; `scratch` may be a folder of each machine's own. A killed call can be resumed by any number of
+    /// ranks that find all of its scratch files.
+    LargeRanks* ranks = nullptr;
 };
 
-/// What an operation from file to file did.
+/// What an operation from file to file did; of several ranks, what this one did.
 struct LargeReport
 {
     bool inMemory = false;          ///< no scratch file was used
@@ -163,6 +221,8 @@ struct LargeReport
     std::uint64_t bytesRead = 0;    ///< from source and scratch, wherever that is
     std::uint64_t bytesWritten = 0; ///< to scratch and destination
     std::int64_t resumed = 0;       ///< bands and groups of columns that an earlier call had done
+    std::uint64_t kept = 0;         ///< bytes of the samples of the whole grid that stay between the sweeps
+    std::uint64_t bytesSent = 0;    ///< to other ranks: over all of them, 2 kept (P - 1) / P for P ranks
 };
 
 /// As Lumora::Fft: sign -1 to the spectrum, 1 back. Needs whole sizes that are powers of two (code 3).

@@ -6,7 +6,7 @@ if(NOT LML_SANITIZED)
   if(PkgConfig_FOUND)
     add_test(NAME Consumer COMMAND ${CMAKE_COMMAND} -DBUILD=${CMAKE_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}
              -DWORK=${CMAKE_CURRENT_BINARY_DIR}/consumer -DGENERATOR=${CMAKE_GENERATOR} -DCXX=${CMAKE_CXX_COMPILER} "-DFLAGS=${CMAKE_CXX_FLAGS}"
-             "-DLINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}" -DPICTURES=$<TARGET_EXISTS:lml_pictures>
+             "-DLINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}" -DPICTURES=$<TARGET_EXISTS:lml_pictures> -DMPI=$<TARGET_EXISTS:lml_mpi>
              -DCOMMAND_BUILT=$<TARGET_EXISTS:lml_command> -P ${CMAKE_CURRENT_SOURCE_DIR}/consumer/run.cmake)
     set_tests_properties(Consumer PROPERTIES TIMEOUT 300)
   endif()
@@ -67,7 +67,7 @@ endif()
 # The command as a user sees it; its page too where a browser (chromium) is installed.
 if(TARGET lml_command AND Python3_FOUND AND NOT LML_SANITIZED)
   add_test(NAME CommandTest COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/command/run.py
-           $<TARGET_FILE:lml_command> ${CMAKE_BINARY_DIR}/command/manual ${PROJECT_SOURCE_DIR}/examples/data/target.bmp
+           $<TARGET_FILE:lml_command> ${CMAKE_BINARY_DIR}/command/manual/lml ${PROJECT_SOURCE_DIR}/examples/data/target.bmp
            ${PROJECT_SOURCE_DIR}/docs/command.md)
   set_tests_properties(CommandTest PROPERTIES TIMEOUT 300 ENVIRONMENT OMP_WAIT_POLICY=passive)
 endif()

@@ -30,6 +30,9 @@ UNREACHABLE = {
     (4, "LumoraLib::LargeResample", None),  # likewise
     (4, "LumoraLib::LargeSaveAsBmp", None),  # likewise
     (5, "LumoraLib::LargeSaveAsBmp", None),  # likewise
+    # A component of its own: MpiTest has the first, and the second is what an MPI without threads gives.
+    (6, "LumoraLib::MpiRanks", "MPI has not begun, or has ended: call MPI_Init_thread first"),
+    (6, "LumoraLib::MpiRanks", "MPI was begun for one thread: ask MPI_Init_thread for MPI_THREAD_SERIALIZED"),
 }
 # Failures that tests of their own show under every name: only the code and the message need a row here.
 GUARDS = {"the grid is empty: give both Nx and Ny a size", "an axis is longer than a transform takes (2^29 samples)", "tables",

@@ -10,7 +10,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LIB = ROOT / "lml"
 TESTS = ROOT / "tests"
-PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "LmlCloud.h", "LmlAdvice.h", "LmlPictures.h", "LmlLarge.h", "Fftsg.h"]
+PUBLIC = ["LmlLumora.h", "LmlTypes.h", "LmlRuntime.h", "LmlCloud.h", "LmlAdvice.h", "LmlPictures.h", "LmlLarge.h", "LmlMpi.h", "Fftsg.h"]
 # From the bottom up: a file includes its own folder and those above it in this list (tests/folders.py holds them to it).
 FOLDERS = {
     "base": "What everything stands on: failures, log, threads, parallel loops, sums, memory, integer arithmetic, instruction set, progress.",
@@ -21,8 +21,9 @@ FOLDERS = {
     "propagate": "From plane to plane: angular spectrum, Fresnel, shifted and scaled, rotation to tilted planes, tiles.",
     "points": "Fields of point sources, one by one and as clouds.",
     "files": "Every file format, the byte-wise layer below them, and files replaced whole.",
-    "large": "Fields larger than memory: segmented files as one grid, three sweeps over a scratch file, operations from file to file.",
+    "large": "Fields larger than memory: segmented files as one grid, three sweeps over a scratch file, operations from file to file, alone or in ranks.",
     "advice": "The adviser: which members carry a field to a plane, how well and at what cost, and the way it would go.",
+    "mpi": "The component `lml::mpi`, on the public interface alone: the ranks of large fields over MPI.",
     "pictures": "The component `lml::pictures`, on the public interface alone: picture files, fields in colour, line plots.",
 }
 # Units whose tests have another name than their own.
@@ -38,6 +39,7 @@ TESTED_BY = {
     "CentredFft": "FftTest", "Engine": "FftTest", "EngineTable": "FftTest", "EngineFusedChirp": "FusedTest", "EngineFusedSpectrum": "FusedTest",
     "EngineSteps": "FusedTest", "EngineStack": "StackTest", "LmHeads": "FileLmTest", "WideFocus": "FocusTest", "Describe": "RuntimeTest",
     "StepByStep": "ThreadsTest",
+    "LaneExchange": "MpiTest", "LargeRunRanks": "MpiTest", "Together": "MpiTest", "MpiRanks": "MpiTest",
 }
 # Folders whose units share a test.
 TESTED_IN = {"advice": "AdviceTest", "large": "LargeTest", "pictures": "PicturesTest", "points": "PointCloudTest"}

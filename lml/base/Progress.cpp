@@ -14,6 +14,8 @@ constexpr std::int64_t kBetweenCalls = 50'000'000; // nanoseconds: at most 20 ca
 
 ProgressHandler handler = nullptr;
 void* handlerContext = nullptr;
+bool (*watch)(void* context) = nullptr;
+void* watchContext = nullptr;
 std::atomic<std::int64_t> nextCall{0}; // clock of the next call; 0: at once
 thread_local detail::Progress* current = nullptr;
 thread_local bool calling = false; // the handler runs: it is not called again from inside
@@ -49,8 +51,20 @@ Unwatched::~Unwatched()
     calling = before_;
 }
 
+ProgressWatch::ProgressWatch(bool (*goesOn)(void* context), void* context) noexcept
+{
+    watch = goesOn;
+    watchContext = context;
+}
+
+ProgressWatch::~ProgressWatch()
+{
+    watch = nullptr;
+}
+
 Progress::Progress(const char* operation, std::int64_t total, std::int64_t inside)
-    : operation_(operation), total_(std::max<std::int64_t>(total, 1)), inside_(inside), watched_(handler != nullptr)
+    : operation_(operation), total_(std::max<std::int64_t>(total, 1)), inside_(inside),
+      watched_(handler != nullptr || watch != nullptr)
 {
     if (watched_)
         outer_ = std::exchange(current, this);
@@ -64,7 +78,7 @@ Progress::~Progress()
 
 void Progress::Poll() noexcept
 {
-    if (handler == nullptr || calling || stopped_.load(std::memory_order_relaxed) || !TakeCall())
+    if ((handler == nullptr && watch == nullptr) || calling || stopped_.load(std::memory_order_relaxed) || !TakeCall())
         return;
     // The share of each operation moves the one around it.
     const Progress* outermost = this;
@@ -81,7 +95,8 @@ void Progress::Poll() noexcept
     calling = true;
     try
     {
-        if (!handler(handlerContext, outermost->operation_, done, outermost->total_))
+        if ((watch != nullptr && !watch(watchContext)) ||
+            (handler != nullptr && !handler(handlerContext, outermost->operation_, done, outermost->total_)))
             stopped_.store(true, std::memory_order_relaxed);
     }
     catch (...)

@@ -80,6 +80,17 @@ private:
     std::exception_ptr thrown_;
 };
 
+/// While an object lives, watched operations ask goesOn(context) too, when they would ask the handler: a reason to stop
+/// that is not the caller's.
+class ProgressWatch
+{
+public:
+    ProgressWatch(bool (*goesOn)(void* context), void* context) noexcept;
+    ~ProgressWatch();
+    ProgressWatch(const ProgressWatch&) = delete;
+    ProgressWatch& operator=(const ProgressWatch&) = delete;
+};
+
 /// Operations in its scope do not ask the handler: work that is no part of what the caller has asked for.
 class Unwatched
 {

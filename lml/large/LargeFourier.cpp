@@ -52,7 +52,7 @@ private:
 LargeReport LargeFft(const char* source, const char* destination, int sign, const LargeOptions& options)
 {
     static constexpr char fn[] = "LumoraLib::LargeFft";
-    return LargeWithMemory(fn,
+    return LargeWithMemory(fn, options,
                            [&]
                            {
                                if (sign != 1 && sign != -1)
@@ -79,7 +79,7 @@ LargeReport LargeFft(const char* source, const char* destination, int sign, cons
 LargeReport LargeFresnelProp(const char* source, const char* destination, double d, const LargeOptions& options)
 {
     static constexpr char fn[] = "LumoraLib::LargeFresnelProp";
-    return LargeWithMemory(fn,
+    return LargeWithMemory(fn, options,
                            [&]
                            {
                                LargeCall call(fn, source, destination, options, 0);

@@ -2,11 +2,11 @@
 #include "LmlLarge.h"
 
 #include "base/Progress.h"
-#include "base/WithMemory.h"
 #include "field/FieldTools.h"
 #include "files/Bmp.h"
 #include "large/SegmentedFile.h"
 #include "large/TemporaryFile.h"
+#include "large/Together.h"
 
 #include <algorithm>
 #include <string>
@@ -16,15 +16,17 @@ namespace LumoraLib
 namespace
 {
 constexpr char fn[] = "LumoraLib::LargeSaveAsBmp";
-
 } // namespace
 
 void LargeSaveAsBmp(const char* path, const char* picture, Mode mode, double min, double max, Gradation gradation,
                     const LargeOptions& options)
 {
-    detail::WithMemory(
+    static_cast<void>(detail::LargeWithMemory(
+        fn, options,
         [&]
         {
+            if (!detail::IsFirst(options.ranks))
+                return LargeReport(); // one rank writes, the others wait
             detail::SegmentedFile file(path, detail::BlockFile::Read, fn);
             if (options.missing == MISSING_REFUSED && file.CountMissing() > 0)
                 Error(ERR_PARAMETER, fn, "the source lacks segments");
@@ -69,7 +71,7 @@ void LargeSaveAsBmp(const char* path, const char* picture, Mode mode, double min
             to.Close(part.Path().c_str());
             if (!part.MoveTo(picture))
                 Error(ERR_FILE_WRITE, fn, picture);
-        },
-        [] { Error(ERR_MEMORY, fn, "tables"); });
+            return LargeReport();
+        }));
 }
 } // namespace LumoraLib

@@ -57,7 +57,7 @@ LargeReport Propagate(const char* function, const char* source, const char* dest
                       bool embed, SpectralWork::Member member, const LargeOptions& options)
 {
     return LargeWithMemory(
-        function,
+        function, options,
         [&]
         {
             const int doublings = embed ? 1 : 0;

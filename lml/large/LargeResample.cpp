@@ -46,7 +46,7 @@ Span SpanUnder(double low, double high, std::int64_t n, double p, double c)
 LargeReport LargeResample(const char* source, const char* destination, Interpol interpol, const LargeOptions& options)
 {
     return LargeWithMemory(
-        fn,
+        fn, options,
         [&]
         {
             SegmentedFile from = OpenSource(fn, source, options);
@@ -65,19 +65,21 @@ LargeReport LargeResample(const char* source, const char* destination, Interpol 
             const double fit = std::sqrt(static_cast<double>(MemoryOf(options)) / (5.0 * sizeof(Complex))) / scale;
             const std::int32_t side = static_cast<std::int32_t>(
                 std::int64_t{1} << std::clamp(static_cast<int>(std::log2(fit > 1.0 ? fit : 1.0)), 6, 13));
-            NewFile result(fn, destination, target);
+            NewFile result(fn, destination, grid, b, options.ranks);
             const std::int64_t nx = grid.Nx();
             const std::int64_t ny = grid.Ny();
-            Progress progress(fn, nx * ny, std::int64_t{side} * side);
             LargeReport report;
             Lumora tile(side, side, b.GetPx(), b.GetPy(), b.GetWavelength());
             tile.SetNormalVector(b.GetNormalVector());
             FieldAccess::SetForm(tile, FieldAccess::Form(b));
             Lumora part(1, 1);
-            for (std::int64_t y = 0; y < ny; y += side)
-                for (std::int64_t x = 0; x < nx; x += side)
+            const std::int64_t tilesX = (nx + side - 1) / side;
+            ForEachPiece(
+                options.ranks, fn, tilesX * ((ny + side - 1) / side),
+                [&](std::int64_t n)
                 {
-                    progress.Step(y * nx + x);
+                    const std::int64_t x = n % tilesX * side;
+                    const std::int64_t y = n / tilesX * side;
                     ++report.bands;
                     const double px = b.GetPx(), py = b.GetPy();
                     const Vector origin = b.GetOrigin();
@@ -86,7 +88,7 @@ LargeReport LargeResample(const char* source, const char* destination, Interpol 
                     const Span i = SpanUnder(left, left + side * px, from.Grid().Nx(), a.GetPx(), a.GetOrigin().x);
                     const Span j = SpanUnder(low, low + side * py, from.Grid().Ny(), a.GetPy(), a.GetOrigin().y);
                     if (i.count == 0 || j.count == 0)
-                        continue; // zeros, as the new file is
+                        return; // zeros, as the new file is
                     reader.Get(i.first, j.first, static_cast<std::int32_t>(i.count), static_cast<std::int32_t>(j.count),
                                part);
                     report.bytesRead += static_cast<std::uint64_t>(i.count * j.count) * sizeof(Complex);
@@ -100,7 +102,7 @@ LargeReport LargeResample(const char* source, const char* destination, Interpol 
                     if (!result.File().WriteSamples(x, y, wide, high, tile.GetDataPointer(),
                                                     static_cast<std::size_t>(side)))
                         Error(ERR_FILE_WRITE, fn, result.File().Path().c_str());
-                }
+                });
             report.bytesWritten = result.File().File().BytesWritten();
             result.Finish();
             return report;

@@ -7,7 +7,6 @@
 #include "base/Mistakes.h"
 #include "field/FieldTools.h"
 #include "large/ScratchExchange.h"
-#include "large/TemporaryFile.h"
 #include "transform/Engine.h"
 #include "transform/EngineTable.h"
 
@@ -22,7 +21,6 @@ namespace LumoraLib::detail
 {
 namespace
 {
-constexpr std::uint64_t kDefaultMemory = std::uint64_t{1} << 30;
 /// Units of progress of one of three parts.
 constexpr std::int64_t kPart = std::int64_t{1} << 20;
 
@@ -99,7 +97,7 @@ GridPlace CentredPlace(const SegmentGrid& own, int doublings)
 LargeCall::LargeCall(const char* function, const char* sourcePath, const char* destination, const LargeOptions& options,
                      int doublings)
     : source(sourcePath, BlockFile::Read, function), function_(function), sourcePath_(sourcePath),
-      destination_(destination), options_(options), memory_(options.memory == 0 ? kDefaultMemory : options.memory),
+      destination_(destination), options_(options), memory_(MemoryOf(options)),
       threads_(options.threads == 0 ? GetNumThreads() : options.threads)
 {
     if (destination == nullptr || *destination == '\0')
@@ -115,7 +113,7 @@ LargeCall::LargeCall(const char* function, const char* sourcePath, const char* d
     source.File().Sequential();
 }
 
-std::string LargeCall::ScratchName(const char* kind) const
+std::string LargeCall::ScratchName(const std::string& tail) const
 {
     const std::string destination = destination_;
     const std::string folder = options_.scratch == nullptr || *options_.scratch == '\0'
@@ -126,20 +124,18 @@ std::string LargeCall::ScratchName(const char* kind) const
     char* const real = realpath(FolderOf("./" + destination).c_str(), nullptr);
     place.Add(real != nullptr ? real : destination);
     std::free(real);
-    char tail[64];
+    char middle[32];
     if (options_.resume)
-        std::snprintf(tail, sizeof tail, "-%016llx.%s", static_cast<unsigned long long>(place.Value()), kind);
+        std::snprintf(middle, sizeof middle, "-%016llx", static_cast<unsigned long long>(place.Value()));
     else
-        std::snprintf(tail, sizeof tail, "-%d.%s", static_cast<int>(getpid()), kind);
-    return folder + destination.substr(FolderOf(destination).size()) + tail;
+        std::snprintf(middle, sizeof middle, "-%d", static_cast<int>(getpid()));
+    return folder + destination.substr(FolderOf(destination).size()) + middle + tail;
 }
 
-void LargeCall::Identify(Identity& identity, const LargeWork& work, const TileLayout& layout, const Lumora& common,
-                         const SegmentGrid& grid) const
+void LargeCall::Identify(Identity& identity, const LargeWork& work, const Lumora& common, const SegmentGrid& grid) const
 {
     identity.Add(std::string(GetVersionString()));
     identity.Add(std::string(function_));
-    static_cast<void>(AddFile(identity, sourcePath_));
     identity.Add(std::string(destination_));
     work.Identify(identity);
     for (const double number : {common.GetPx(), common.GetPy(), common.GetWavelength()})
@@ -148,28 +144,29 @@ void LargeCall::Identify(Identity& identity, const LargeWork& work, const TileLa
     AddVector(identity, common.GetNormalVector());
     for (const std::int64_t number : {grid.Nx(), grid.Ny(), std::int64_t{grid.nx}, std::int64_t{grid.ny}})
         identity.AddNumber(number);
-    for (const std::size_t number : {layout.rows, layout.bandRows, layout.slot, layout.units.size()})
-        identity.AddNumber(static_cast<std::uint64_t>(number));
 }
 
 LargeReport LargeCall::Run(const LargeWork& work, const Lumora& common, const SegmentGrid& grid)
 {
     const MistakeScope inside;
+    LargeRanks* const ranks = options_.ranks;
+    if (ranks != nullptr)
+        Meet(*ranks, work, common, grid);
     const GridPlace& place = work.from;
     const std::uint64_t field =
         sizeof(Complex) * static_cast<std::uint64_t>(place.raisedX) * static_cast<std::uint64_t>(place.raisedY);
     const std::uint64_t whole = field + work.InsideBytes(threads_);
     const bool sweeps = WideEngineBound() && place.raisedX > 1 && place.raisedY > 1;
-    if (whole <= memory_ || work.IsZero())
+    // Several ranks share the sweeps even where one of them could do without.
+    const bool alone = ranks == nullptr || ranks->GetSize() == 1;
+    if (work.IsZero() || (whole <= memory_ && (alone || !sweeps)))
     {
         report_.inMemory = true;
         report_.memory = work.IsZero() ? 0 : whole;
-        TemporaryFile part(std::string(destination_) + ".part");
-        SegmentedFile result(part.Path().c_str(), grid, common, function_);
-        result.Prepare(0, 0, grid.Nx(), grid.Ny()); // zeros so far
-        if (!work.IsZero())
-            RunInside(work, result);
-        Finish(result, part);
+        NewFile result(function_, destination_, grid, common, ranks); // zeros so far
+        if (!work.IsZero() && IsFirst(ranks))
+            RunInside(work, result.File());
+        Finish(result);
         return report_;
     }
     if (!sweeps)
@@ -180,10 +177,10 @@ LargeReport LargeCall::Run(const LargeWork& work, const Lumora& common, const Se
     needs.rows = static_cast<std::size_t>(std::max(source.Grid().Ny(), grid.Ny()));
     needs.rowSamples = static_cast<std::size_t>(std::max(source.Grid().Nx(), grid.Nx()));
     needs.unitRows = work.WholeColumns() ? static_cast<std::size_t>(work.from.ny) : needs.rows;
-    const TileLayout layout = PlanTiles(needs, memory_, report_.memory);
-    report_.bands = static_cast<std::int64_t>(layout.Bands());
-    report_.units = static_cast<std::int64_t>(layout.units.size());
-    RunSweeps(work, layout, common, grid);
+    if (ranks == nullptr)
+        RunAlone(work, needs, common, grid);
+    else
+        RunOnRanks(work, needs, common, grid);
     return report_;
 }
 
@@ -217,16 +214,41 @@ void LargeCall::RunInside(const LargeWork& work, SegmentedFile& result)
         Error(ERR_FILE_WRITE, function_, result.Path().c_str());
 }
 
-void LargeCall::RunSweeps(const LargeWork& work, const TileLayout& layout, const Lumora& common,
-                          const SegmentGrid& grid)
+void LargeCall::Sweep(SweepRun& run, const LargeWork& work, NewFile& result, const TileLayout& layout,
+                      const char* scratch)
 {
-    Progress progress(function_, 3 * kPart);
     const std::size_t first = std::min(work.from.y0, work.to.y0); // of the layout's rows in the grid
-    TemporaryFile part(std::string(destination_) + ".part");
-    TemporaryFile scratch(ScratchName("scratch"));
-    TemporaryFile notes(options_.resume ? ScratchName("journal") : std::string());
+    const std::unique_ptr<SweepSteps> steps = work.Steps(layout, threads_);
+    run.function = function_;
+    run.scratchPath = scratch;
+    run.source = {&source, work.from.y0 - first};
+    run.destination = {&result.File(), work.to.y0 - first};
+    run.layout = &layout;
+    run.steps = steps.get();
+    run.unitRows = work.WholeColumns() ? static_cast<std::size_t>(work.from.ny) : layout.rows;
+    run.unitFirst = work.WholeColumns() ? first : 0;
+    run.threads = threads_;
+    report_.bands = static_cast<std::int64_t>(run.exchange->BandRounds());
+    report_.units = static_cast<std::int64_t>(run.exchange->UnitRounds());
+    const std::size_t done = static_cast<std::size_t>(std::min<std::uint64_t>(run.state.sweep, 2));
+    const std::int64_t before[] = {0, report_.bands, report_.bands + report_.units};
+    report_.resumed = before[done] + static_cast<std::int64_t>(run.state.rounds);
+    for (const TileUnit& unit : layout.units)
+        report_.kept += sizeof(Complex) * std::uint64_t{layout.rows} * unit.Width();
+    Progress progress(function_, 3 * kPart);
+    RunSweeps(run, progress);
+}
+
+void LargeCall::RunAlone(const LargeWork& work, const TileNeeds& needs, const Lumora& common, const SegmentGrid& grid)
+{
+    const TileLayout layout = PlanTiles(needs, memory_, report_.memory);
+    TemporaryFile scratch(ScratchName(".scratch"));
+    TemporaryFile notes(options_.resume ? ScratchName(".journal") : std::string());
     Identity identity;
-    Identify(identity, work, layout, common, grid);
+    Identify(identity, work, common, grid);
+    static_cast<void>(AddFile(identity, sourcePath_));
+    for (const std::size_t number : {layout.rows, layout.bandRows, layout.slot, layout.units.size()})
+        identity.AddNumber(static_cast<std::uint64_t>(number));
     Journal::State state;
     if (options_.resume)
         state = Journal::ReadState(notes.Path(), identity.Value());
@@ -237,13 +259,12 @@ void LargeCall::RunSweeps(const LargeWork& work, const TileLayout& layout, const
     if (!options_.resume)
         scratch.Remove(); // it has no name from here on: a killed process leaves nothing
     ScratchExchange exchange(tiles, layout);
-    if (tiles.Length() != exchange.Bytes() || access(part.Path().c_str(), F_OK) != 0)
+    if (tiles.Length() != exchange.Bytes() || access(UnfinishedName(destination_).c_str(), F_OK) != 0)
         state = {};
-    const bool goesOn = state.sweep > 0 || state.rounds > 0;
-    SegmentedFile result(part.Path().c_str(), grid, common, function_, goesOn);
-    result.Prepare(0, 0, grid.Nx(), grid.Ny());
+    NewFile result(function_, destination_, grid, common, nullptr, state.sweep > 0 || state.rounds > 0);
     if (!options_.resume && (options_.scratch == nullptr || *options_.scratch == '\0'))
-        exchange.Lend(result.File(), RoomsOf(result, layout, work.to.y0 - first));
+        exchange.Lend(result.File().File(),
+                      RoomsOf(result.File(), layout, work.to.y0 - std::min(work.from.y0, work.to.y0)));
     if (!tiles.Reserve(exchange.Bytes()))
         Error(ERR_FILE_WRITE, function_, scratchPath.c_str());
     Journal journal;
@@ -253,37 +274,24 @@ void LargeCall::RunSweeps(const LargeWork& work, const TileLayout& layout, const
         if (!journal.IsOpen())
             Error(ERR_FILE_OPEN, function_, notes.Path().c_str());
     }
-    const std::size_t sweepsDone = static_cast<std::size_t>(std::min<std::uint64_t>(state.sweep, 2));
-    const std::size_t before[] = {0, layout.Bands(), layout.Bands() + layout.units.size()};
-    report_.resumed = static_cast<std::int64_t>(before[sweepsDone] + state.rounds);
     report_.scratch = static_cast<std::uint64_t>(exchange.Bytes());
-
-    const std::unique_ptr<SweepSteps> steps = work.Steps(layout, threads_);
     SweepRun run;
-    run.function = function_;
-    run.scratchPath = scratchPath.c_str();
-    run.source = {&source, work.from.y0 - first};
-    run.destination = {&result, work.to.y0 - first};
-    run.layout = &layout;
-    run.steps = steps.get();
-    run.unitRows = work.WholeColumns() ? static_cast<std::size_t>(work.from.ny) : layout.rows;
-    run.unitFirst = work.WholeColumns() ? first : 0;
-    run.threads = threads_;
     run.exchange = &exchange;
-    run.journal = &journal;
+    run.note = [&journal](std::uint64_t sweep, std::uint64_t rounds)
+    {
+        return journal.Note(sweep, rounds);
+    };
     run.state = state;
-    detail::RunSweeps(run, progress);
+    Sweep(run, work, result, layout, scratchPath.c_str());
     report_.bytesRead = tiles.BytesRead();
     report_.bytesWritten = tiles.BytesWritten();
-    Finish(result, part);
+    Finish(result);
 }
 
-void LargeCall::Finish(SegmentedFile& result, TemporaryFile& part)
+void LargeCall::Finish(NewFile& result)
 {
-    result.Show();
-    report_.bytesRead += source.File().BytesRead() + result.File().BytesRead();
-    report_.bytesWritten += result.File().BytesWritten();
-    if (!result.File().Sync() || !result.File().Close() || !part.MoveTo(destination_))
-        Error(ERR_FILE_WRITE, function_, destination_);
+    report_.bytesRead += source.File().BytesRead() + result.File().File().BytesRead();
+    report_.bytesWritten += result.File().File().BytesWritten();
+    result.Finish();
 }
 } // namespace LumoraLib::detail

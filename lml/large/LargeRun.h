@@ -3,8 +3,7 @@
 #ifndef LML_LARGERUN_H
 #define LML_LARGERUN_H
 
-#include "base/WithMemory.h"
-#include "large/SegmentedFile.h"
+#include "large/NewFile.h"
 #include "large/Sweeps.h"
 
 #include <cstdint>
@@ -68,11 +67,16 @@ public:
 
 private:
     void RunInside(const LargeWork& work, SegmentedFile& result);
-    void RunSweeps(const LargeWork& work, const TileLayout& layout, const Lumora& common, const SegmentGrid& grid);
-    void Finish(SegmentedFile& result, class TemporaryFile& part);
-    void Identify(Identity& identity, const LargeWork& work, const TileLayout& layout, const Lumora& common,
-                  const SegmentGrid& grid) const;
-    std::string ScratchName(const char* kind) const;
+    void RunAlone(const LargeWork& work, const TileNeeds& needs, const Lumora& common, const SegmentGrid& grid);
+    /// Takes memory and threads that do for all ranks. Errors: code 3 where they were not called alike.
+    void Meet(LargeRanks& ranks, const LargeWork& work, const Lumora& common, const SegmentGrid& grid);
+    void RunOnRanks(const LargeWork& work, TileNeeds needs, const Lumora& common, const SegmentGrid& grid);
+    /// The sweeps of a run whose exchange, notes and state are set.
+    void Sweep(SweepRun& run, const LargeWork& work, NewFile& result, const TileLayout& layout, const char* scratch);
+    void Finish(NewFile& result);
+    /// What makes two calls the same work, but for the source's state.
+    void Identify(Identity& identity, const LargeWork& work, const Lumora& common, const SegmentGrid& grid) const;
+    std::string ScratchName(const std::string& tail) const;
 
     const char* function_;
     const char* sourcePath_;
@@ -82,13 +86,6 @@ private:
     int threads_;
     LargeReport report_;
 };
-
-/// Runs call() and reports missing memory of the standard library's containers in the name of the operation.
-template <class Call>
-LargeReport LargeWithMemory(const char* function, const Call& call)
-{
-    return WithMemory(call, [function] { Error(ERR_MEMORY, function, "tables"); });
-}
 } // namespace LumoraLib::detail
 
 #endif

@@ -108,7 +108,7 @@ LargeReport LargeShiftedAsmProp(const char* source, const char* destination, int
 {
     static constexpr char fn[] = "LumoraLib::LargeShiftedAsmProp";
     return LargeWithMemory(
-        fn,
+        fn, options,
         [&]
         {
             if (precision < 1 || precision > kMostPrecision)
@@ -146,7 +146,7 @@ LargeReport LargeShiftedFresnelProp(const char* source, const char* destination,
 {
     static constexpr char fn[] = "LumoraLib::LargeShiftedFresnelProp";
     return LargeWithMemory(
-        fn,
+        fn, options,
         [&]
         {
             LargeCall call(fn, source, destination, options, 1);

@@ -1,4 +1,4 @@
-// What operations in one pass share: a source opened and checked, and a destination that takes its name last.
+// What operations from file to file share: a source opened and checked, and a destination that takes its name last.
 #include "large/NewFile.h"
 
 #include "base/Describe.h"
@@ -32,17 +32,48 @@ std::uint64_t MemoryOf(const LargeOptions& options)
     return options.memory == 0 ? kDefaultMemory : options.memory;
 }
 
-NewFile::NewFile(const char* function, const char* destination, const SegmentedFile& like)
-    : function_(function), destination_(RequirePath(function, destination)), part_(destination_ + ".part"),
-      file_(part_.Path().c_str(), like.Grid(), like.Common(), function)
+std::string UnfinishedName(const char* destination)
 {
-    file_.Prepare(0, 0, like.Grid().Nx(), like.Grid().Ny());
+    return std::string(destination) + ".part";
+}
+
+NewFile::NewFile(const char* function, const char* destination, const SegmentGrid& grid, const Lumora& common,
+                 LargeRanks* ranks, bool goesOn)
+    : function_(function), destination_(RequirePath(function, destination)), ranks_(ranks),
+      part_(IsFirst(ranks) ? UnfinishedName(destination) : std::string()), file_(Make(grid, common, goesOn))
+{
+}
+
+SegmentedFile NewFile::Make(const SegmentGrid& grid, const Lumora& common, bool goesOn) const
+{
+    const std::string name = UnfinishedName(destination_.c_str());
+    const auto make = [&](SegmentedFile::Start start)
+    {
+        SegmentedFile file(name.c_str(), grid, common, function_, start);
+        file.Prepare(0, 0, grid.Nx(), grid.Ny());
+        return file;
+    };
+    if (!IsFirst(ranks_))
+    {
+        Agreement::Require(ranks_); // the first rank has made it
+        return make(SegmentedFile::Join);
+    }
+    SegmentedFile file = make(goesOn ? SegmentedFile::TakeUp : SegmentedFile::Fresh);
+    Agreement::Require(ranks_);
+    return file;
 }
 
 void NewFile::Finish()
 {
-    file_.Show();
-    if (!file_.File().Sync() || !file_.File().Close() || !part_.MoveTo(destination_))
+    const auto fail = [this]
+    {
         Error(ERR_FILE_WRITE, function_, destination_.c_str());
+    };
+    file_.Show();
+    if (!file_.File().Sync() || !file_.File().Close())
+        fail();
+    Agreement::Require(ranks_); // all ranks' samples are on the disk
+    if (IsFirst(ranks_) && !part_.MoveTo(destination_))
+        fail();
 }
 } // namespace LumoraLib::detail

@@ -65,8 +65,9 @@ SegmentedFile::SegmentedFile(const char* path, BlockFile::Access access, const c
 }
 
 SegmentedFile::SegmentedFile(const char* path, const SegmentGrid& grid, const Lumora& common, const char* function,
-                             bool takeUp)
-    : path_(path == nullptr ? "" : path), function_(function), writes_(true), grid_(grid), common_(0, 0)
+                             Start start)
+    : path_(path == nullptr ? "" : path), function_(function), writes_(true), joined_(start == Join), grid_(grid),
+      common_(0, 0)
 {
     if (!HasPositions(grid) || std::int64_t{grid.segmentsX} * grid.segmentsY > kMostSegments)
         Error(ERR_PARAMETER, function_,
@@ -77,10 +78,13 @@ SegmentedFile::SegmentedFile(const char* path, const SegmentGrid& grid, const Lu
     common_.SetOrigin(common.GetOrigin());
     common_.SetNormalVector(common.GetNormalVector());
     entries_.assign(static_cast<std::size_t>(grid.segmentsX) * static_cast<std::size_t>(grid.segmentsY), 0);
-    file_ = BlockFile(path, takeUp ? BlockFile::Keep : BlockFile::Create);
+    constexpr BlockFile::Access kHow[] = {BlockFile::Create, BlockFile::Keep, BlockFile::Update};
+    file_ = BlockFile(path, kHow[start]);
     if (!file_.IsOpen())
         Fail(ERR_FILE_OPEN);
-    WriteHeads();
+    end_ = RecordAt(grid_) + static_cast<std::int64_t>(kSegmentRecord.bytes) + kHeadsBytes;
+    if (!joined_)
+        WriteHeads();
 }
 
 void SegmentedFile::Fail(ErrorCode code) const
@@ -161,7 +165,6 @@ void SegmentedFile::WriteHeads()
     if (!file_.WriteAt(0, start.data(), start.size()) || !WriteHead(file_, kSegmentRecord, record, recordAt) ||
         !WriteHead(file_, kDataHead, head, headAt) || !WriteHead(file_, kPositionHead, place, head.positionHead))
         Fail(ERR_FILE_WRITE);
-    end_ = headAt + kHeadsBytes;
 }
 
 int SegmentedFile::CountMissing() const
@@ -265,7 +268,7 @@ void SegmentedFile::Prepare(std::int64_t x, std::int64_t y, std::int64_t nx, std
     if (wanted.empty())
         return;
     fresh_.reserve(fresh_.size() + wanted.size());
-    if (!file_.Reserve(end_ + static_cast<std::int64_t>(wanted.size()) * grid_.SegmentBytes()))
+    if (!joined_ && !file_.Reserve(end_ + static_cast<std::int64_t>(wanted.size()) * grid_.SegmentBytes()))
         Fail(ERR_FILE_WRITE);
     for (const std::size_t number : wanted)
     {
@@ -278,7 +281,7 @@ void SegmentedFile::Prepare(std::int64_t x, std::int64_t y, std::int64_t nx, std
 void SegmentedFile::Show()
 {
     for (const std::size_t number : fresh_)
-        if (!WriteEntry(file_, number, entries_[number]))
+        if (!joined_ && !WriteEntry(file_, number, entries_[number]))
             Fail(ERR_FILE_WRITE);
     fresh_.clear();
 }

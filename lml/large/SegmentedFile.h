@@ -35,10 +35,15 @@ public:
     /// Opens and checks everything before a sample is read: heads, and that the file holds every segment of its table.
     /// Errors: codes 2, 3 and 5 as SegmentedField, with the name of the operation.
     SegmentedFile(const char* path, BlockFile::Access access, const char* function);
-    /// Makes a file without segments and with the parameters of `common`, or takes up one that was made so and not
-    /// shown yet, with its samples. Errors: codes 2, 3, 4.
+    enum Start
+    {
+        Fresh,  ///< makes a file without segments
+        TakeUp, ///< keeps the samples of one that was made so and not shown yet
+        Join    ///< writes into one that another process makes, which alone reserves room and shows segments
+    };
+    /// A file with the parameters of `common`. Errors: codes 2, 3, 4.
     SegmentedFile(const char* path, const SegmentGrid& grid, const Lumora& common, const char* function,
-                  bool takeUp = false);
+                  Start start = Fresh);
 
     const SegmentGrid& Grid() const { return grid_; }
     /// A field without samples that has the parameters of the whole.
@@ -83,6 +88,7 @@ private:
     std::string path_;
     const char* function_;
     bool writes_;
+    bool joined_ = false;
     BlockFile file_;
     SegmentGrid grid_;
     Lumora common_;

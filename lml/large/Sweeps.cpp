@@ -83,10 +83,7 @@ private:
         progress_.Step(static_cast<std::int64_t>(sweep_) * kUnits +
                        static_cast<std::int64_t>(round * static_cast<std::size_t>(kUnits) / rounds_));
     }
-    bool Note(std::size_t round)
-    {
-        return failure_.Is(run_.journal->Note(sweep_, round + 1), ERR_FILE_WRITE, run_.scratchPath);
-    }
+    bool Note(std::size_t round) { return failure_.Is(run_.note(sweep_, round + 1), ERR_FILE_WRITE, run_.scratchPath); }
 
     bool ReadRows(std::size_t round, Complex* to)
     {

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 namespace LumoraLib::detail
 {
@@ -54,7 +55,8 @@ struct SweepRun
     std::size_t unitFirst = 0; ///< the one that row 0 of the layout comes to; the others are zeros
     int threads = 1;
     Exchange* exchange = nullptr;
-    Journal* journal = nullptr;
+    /// Told of every round of a sweep that is done, and how many of them are: false when that could not be noted.
+    std::function<bool(std::uint64_t sweep, std::uint64_t rounds)> note;
     Journal::State state; ///< where to go on
 };
 

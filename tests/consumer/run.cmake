@@ -23,6 +23,21 @@ int main()
     return LumoraLib::ReadPicture(\"slit.png\").width == 256 ? 0 : 1;
 }
 ")
+file(WRITE ${WORK}/source/mpi.cpp "#include <LmlMpi.h>
+int main()
+{
+    LumoraLib::SetErrorHandling(LumoraLib::ERROR_HANDLING_THROW);
+    try
+    {
+        LumoraLib::MpiRanks(MPI_COMM_WORLD);
+    }
+    catch (const LumoraLib::LumoraException&)
+    {
+        return 0; // MPI has not begun
+    }
+    return 1;
+}
+")
 file(COPY ${SOURCE}/tests/consumer/CMakeLists.txt DESTINATION ${WORK}/source)
 file(GLOB_RECURSE pc ${WORK}/prefix/lml.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
@@ -32,12 +47,15 @@ set(settings -G ${GENERATOR} -S ${WORK}/source -DCMAKE_CXX_COMPILER=${CXX} "-DCM
 # An older program of the same major version finds this one; one that asks for more does not.
 foreach(version 2 2.80)
   run(${CMAKE_COMMAND} ${settings} -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_BUILD_TYPE=Release
-      -DLML_VERSION=${version} -DPICTURES=${PICTURES})
+      -DLML_VERSION=${version} -DPICTURES=${PICTURES} -DMPI=${MPI})
 endforeach()
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 set(programs by_cmake by_pkgconfig)
 if(PICTURES)
   list(APPEND programs pictures_by_cmake pictures_by_pkgconfig)
+endif()
+if(MPI)
+  list(APPEND programs mpi_by_cmake mpi_by_pkgconfig)
 endif()
 foreach(program IN LISTS programs)
   execute_process(COMMAND ${WORK}/build/${program} WORKING_DIRECTORY ${WORK} RESULT_VARIABLE result OUTPUT_VARIABLE output
@@ -74,6 +92,15 @@ if(PICTURES)
       lib/cmake/lml/lml_picturesTargets.cmake lib/liblmlpictures.so lib/liblmlpictures.so.2.81 lib/liblmlpictures.so.2.81.3
       lib/pkgconfig/lmlpictures.pc)
   list(SORT expected)
+endif()
+if(MPI)
+  list(APPEND expected include/lml/LmlMpi.h lib/cmake/lml/lml_mpiTargets-config.cmake lib/cmake/lml/lml_mpiTargets.cmake
+      lib/liblmlmpi.so lib/liblmlmpi.so.2.81 lib/liblmlmpi.so.2.81.3 lib/pkgconfig/lmlmpi.pc)
+  list(SORT expected)
+  if(COMMAND_BUILT)
+    list(APPEND expected bin/lml-mpi share/bash-completion/completions/lml-mpi share/man/man1/lml-mpi.1
+        share/man/man1/lml-mpi-points.1 share/man/man1/lml-mpi-propagate.1)
+  endif()
 endif()
 if(COMMAND_BUILT)
   list(APPEND expected bin/lml share/bash-completion/completions/lml share/man/man1/lml.1)

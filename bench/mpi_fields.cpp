@@ -1,0 +1,178 @@
+// Large fields on several ranks: AsmProp from file to file, beside the same by one process with as many threads, and
+// the bytes that the ranks send beside the model's. The samples are compared before a figure is printed.
+//
+//   mpiexec -n P mpi_fields [--size N] [--memory MiB] [--threads N] [--distance METRES] [--folder PATH] [--repeats N]
+//                           [--keep 1] [--alone 0]
+//
+// Runs of both alternate; least and median wall time of each are shown, and the load of the machine. While one process
+// works alone the others sleep. mpi_rival.cpp reads the same source file: --keep 1 leaves it.
+#include "LmlMpi.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace
+{
+using namespace LumoraLib;
+
+double Seconds()
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+/// Reproducible samples, some rows of the source at a time.
+void MakeSource(const std::string& path, int size)
+{
+    Lumora like(0, 0);
+    like.SetPx(2e-6).SetPy(2e-6).SetWavelength(532e-9);
+    const int segments = size >= 4096 ? 8 : 2;
+    SegmentedField file =
+        SegmentedField::Create(path.c_str(), like, static_cast<std::uint16_t>(segments),
+                               static_cast<std::uint16_t>(segments), size / segments, size / segments);
+    std::vector<Complex> rows(static_cast<std::size_t>(size) * 64);
+    std::uint32_t state = 1;
+    for (int y = 0; y < size; y += 64)
+    {
+        for (Complex& c : rows)
+        {
+            state = state * 1664525u + 1013904223u;
+            c = Complex(static_cast<double>(state >> 8) / 16777216.0 - 0.5, static_cast<double>(state >> 20) / 4096.0);
+        }
+        file.Write(0, y, size, 64, rows.data(), static_cast<std::size_t>(size));
+    }
+}
+
+bool Same(const std::string& a, const std::string& b, int size)
+{
+    const SegmentedField x(a.c_str()), y(b.c_str());
+    std::vector<Complex> u(static_cast<std::size_t>(size)), v(u.size());
+    for (int row = 0; row < size; ++row)
+    {
+        x.Read(0, row, size, 1, u.data(), u.size());
+        y.Read(0, row, size, 1, v.data(), v.size());
+        if (std::memcmp(u.data(), v.data(), u.size() * sizeof(Complex)) != 0)
+            return false;
+    }
+    return true;
+}
+
+void Print(const char* name, std::vector<double> times)
+{
+    std::sort(times.begin(), times.end());
+    std::printf("%-28s least %7.3f s  median %7.3f s\n", name, times.front(), times[times.size() / 2]);
+}
+
+int Run(LargeRanks& ranks, int argc, char** argv)
+{
+    int size = 4096, memory = 4096, threads = 1, repeats = 5, keep = 0, alone = 1;
+    double distance = 0.01;
+    std::string folder = ".";
+    for (int n = 1; n + 1 < argc; n += 2)
+    {
+        const std::string name = argv[n];
+        const char* const value = argv[n + 1];
+        if (name == "--folder")
+            folder = value;
+        else if (name == "--distance")
+            distance = std::atof(value);
+        else
+            for (const auto& [option, target] :
+                 {std::pair{"--size", &size}, std::pair{"--memory", &memory}, std::pair{"--threads", &threads},
+                  std::pair{"--repeats", &repeats}, std::pair{"--keep", &keep}, std::pair{"--alone", &alone}})
+                if (name == option)
+                    *target = std::atoi(value);
+    }
+    const bool first = ranks.GetRank() == 0;
+    const int all = ranks.GetSize();
+    const std::string from = folder + "/mpi_bench_from.lm", to = folder + "/mpi_bench_to.lm",
+                      other = folder + "/mpi_bench_alone.lm";
+    const auto wait = [&ranks]
+    {
+        LargeTogether(&ranks, [] {});
+    };
+    if (first)
+        MakeSource(from, size);
+    wait();
+    LargeOptions how, single;
+    how.memory = static_cast<std::uint64_t>(memory) << 20;
+    how.threads = threads;
+    how.ranks = &ranks;
+    single.memory = how.memory * static_cast<std::uint64_t>(all);
+    single.threads = threads * all;
+    std::vector<double> together, by_one;
+    LargeReport report;
+    for (int n = 0; n < repeats + 1; ++n)
+    {
+        wait();
+        double start = Seconds();
+        report = LargeAsmProp(from.c_str(), to.c_str(), distance, how);
+        wait();
+        if (n > 0)
+            together.push_back(Seconds() - start);
+        start = Seconds();
+        if (first && alone != 0)
+            LargeAsmProp(from.c_str(), other.c_str(), distance, single);
+        wait();
+        if (n > 0)
+            by_one.push_back(Seconds() - start);
+    }
+    double sent = 0.0;
+    for (int r = 0; r < all; ++r)
+    {
+        std::uint64_t bytes = report.bytesSent;
+        ranks.Broadcast(&bytes, sizeof bytes, r);
+        sent += static_cast<double>(bytes) / all;
+    }
+    int result = 0;
+    if (first)
+    {
+        if (alone != 0 && !Same(to, other, size))
+        {
+            std::puts("FAILED: other samples than by one process");
+            result = 1;
+        }
+        double load[3] = {};
+        static_cast<void>(getloadavg(load, 3));
+        const double model = 2.0 * static_cast<double>(report.kept) * (all - 1) / all / all;
+        std::printf("%d^2 samples, %d ranks of %d threads, %d MiB each (%s); load %.1f\n", size, all, threads, memory,
+                    report.inMemory ? "tiles in memory" : "tiles in files", load[0]);
+        std::printf("sent %.1f MiB a rank, the model says %.1f: %+.2f %%; kept %.2f of the grid\n", sent / 1048576.0,
+                    model / 1048576.0, all == 1 ? 0.0 : 100.0 * (sent / model - 1.0),
+                    static_cast<double>(report.kept) / (8.0 * size * size));
+        Print("ranks", together);
+        if (alone != 0)
+        {
+            Print("one process, their threads", by_one);
+            std::sort(together.begin(), together.end());
+            std::sort(by_one.begin(), by_one.end());
+            std::printf("ranks over one process: least %.2f, median %.2f\n", together.front() / by_one.front(),
+                        together[together.size() / 2] / by_one[by_one.size() / 2]);
+            std::remove(other.c_str());
+        }
+        if (keep == 0)
+            std::remove(from.c_str());
+        std::remove(to.c_str());
+    }
+    ranks.Broadcast(&result, sizeof result, 0);
+    return result;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    int provided = 0;
+    MPI_Init_thread(&argc, &argv, MPI_THREAD_SERIALIZED, &provided);
+    int result = 0;
+    {
+        MpiRanks ranks(MPI_COMM_WORLD);
+        result = Run(ranks, argc, argv);
+    }
+    MPI_Finalize();
+    return result;
+}

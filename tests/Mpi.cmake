@@ -1,0 +1,20 @@
+# Tests of the component lml::mpi: one program on several numbers of ranks, more than there are processors too.
+if(TARGET lml_mpi AND MPIEXEC_EXECUTABLE AND NOT LML_SANITIZED)
+  add_executable(MpiTest MpiTest.cpp)
+  target_include_directories(MpiTest PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/lml)
+  target_link_libraries(MpiTest PRIVATE lml_options lml_static lml_mpi_objects GTest::gtest MPI::MPI_CXX)
+  target_compile_definitions(MpiTest PRIVATE LML_SCRATCH_DIR="${CMAKE_CURRENT_BINARY_DIR}")
+  target_compile_options(MpiTest PRIVATE $<$<CONFIG:Release>:-O1>)
+  # Open MPI refuses root, and more ranks than processors, unless it is told; other MPIs do not look at these.
+  set(LML_MPI_ENVIRONMENT OMP_WAIT_POLICY=passive OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
+      OMPI_MCA_rmaps_base_oversubscribe=1 OMPI_MCA_btl_base_warn_component_unused=0)
+  foreach(ranks 1 2 3 4 7)
+    add_test(NAME MpiTest.${ranks} COMMAND ${MPIEXEC_EXECUTABLE} ${MPIEXEC_NUMPROC_FLAG} ${ranks} $<TARGET_FILE:MpiTest>)
+    set_tests_properties(MpiTest.${ranks} PROPERTIES TIMEOUT 300 ENVIRONMENT "${LML_MPI_ENVIRONMENT}")
+  endforeach()
+  if(Python3_FOUND)
+    add_test(NAME MpiKill COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/mpi_kill.py ${MPIEXEC_EXECUTABLE}
+             $<TARGET_FILE:MpiTest>)
+    set_tests_properties(MpiKill PROPERTIES TIMEOUT 300 ENVIRONMENT "${LML_MPI_ENVIRONMENT}")
+  endif()
+endif()
