@@ -160,8 +160,8 @@ public:
     /// Samples of one block: its first one in a buffer, and how many.
     struct Samples
     {
-        std::int64_t first = 0;
-        std::int64_t count = 0;
+        std::int64_t first = 0; ///< index in the buffer
+        std::int64_t count = 0; ///< samples
     };
     /// Block r of `send` in `from` goes to rank r; what rank r sends comes to block r of `receive` in `to`, whose count
     /// is that of the sender. Nothing goes to a rank itself. Each buffer has fewer than 2^31 samples.

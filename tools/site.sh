@@ -8,7 +8,7 @@ out=$(realpath -m "${1:-build/site/html}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cmake -S . -B "$work" -G Ninja -DLML_BUILD_DOCS=ON -DLML_BUILD_TESTS=OFF -DLML_BUILD_EXAMPLES=OFF -DLML_BUILD_PICTURES=OFF \
-    -DLML_BUILD_COMMAND=OFF -DLML_BUILD_PYTHON=OFF >"$work/log" || { cat "$work/log" >&2; exit 1; }
+    -DLML_BUILD_COMMAND=OFF -DLML_BUILD_PYTHON=OFF -DLML_WITH_MPI=OFF >"$work/log" || { cat "$work/log" >&2; exit 1; }
 cmake --build "$work" --target docs >"$work/log" || { cat "$work/log" >&2; exit 1; }
 python3 tests/site_links.py "$work/html"
 if [ -e "$out" ] && [ ! -e "$out/doxygen.css" ]; then

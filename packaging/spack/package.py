@@ -10,6 +10,7 @@ class Lumoralib(CMakePackage):
     version("2.81.3")
 
     variant("pictures", default=True, description="Pictures of fields, and the command lml")
+    variant("mpi", default=False, description="Fields on many machines")
     variant("shared", default=True, description="A shared library")
 
     depends_on("cmake@3.25:", type="build")
@@ -17,6 +18,7 @@ class Lumoralib(CMakePackage):
     depends_on("libpng", when="+pictures")
     depends_on("jpeg", when="+pictures")
     depends_on("cli11", when="+pictures", type="build")
+    depends_on("mpi@3:", when="+mpi")
     requires("target=x86_64:")
 
     generator("ninja")
@@ -29,4 +31,5 @@ class Lumoralib(CMakePackage):
             self.define_from_variant("BUILD_SHARED_LIBS", "shared"),
             self.define_from_variant("LML_BUILD_PICTURES", "pictures"),
             self.define_from_variant("LML_BUILD_COMMAND", "pictures"),
+            self.define_from_variant("LML_WITH_MPI", "mpi"),
         ]
