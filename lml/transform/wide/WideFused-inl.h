@@ -62,10 +62,44 @@ LML_INLINE void FusedLine(const WideLength& length, const StripLayout& at, float
     }
 }
 
+/// Fetches the next column of a strip's buffer while the transforms of the present one go on: its pairs lie a line
+/// apart, each in a place of its own of the last cache where the buffer is larger than the second one.
+struct BufferAhead
+{
+    const float* first;
+    std::ptrdiff_t line, group, pairs; ///< pairs of a group
+    std::ptrdiff_t next = 0, due = 0, end;
+    LML_MEMBER BufferAhead(const StripLayout& at, std::size_t b)
+        : first(at.buffer + std::ptrdiff_t(b) * kPair), line(at.line), group(at.group), pairs(std::ptrdiff_t(at.a)),
+          end(b < at.b ? pairs * kGroups : 0)
+    {
+    }
+    LML_MEMBER void One()
+    {
+        const float* const pair = first + next / pairs * group + next % pairs * line;
+        ++next;
+#pragma GCC unroll 2
+        for (std::ptrdiff_t f = 0; f < kPair; f += 16)
+            _mm_prefetch(reinterpret_cast<const char*>(pair + f), _MM_HINT_T0);
+    }
+    LML_MEMBER void Step()
+    {
+        for (int i = 0; i < 4 && next < end; ++i)
+            One();
+    }
+    LML_MEMBER void Group()
+    {
+        due += pairs;
+        while (next < due && next < end)
+            One();
+    }
+};
+
 /// Inverse transforms over k1 and the way out. With `far`, the rows that are written next, which no reader has brought
-/// near, are fetched meanwhile.
+/// near, are fetched meanwhile; else what comes next of a buffer that is larger than the second cache.
 LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWriter& writer, bool far = false)
 {
+    const bool wide = 2 * kWideStrip * sizeof(float) * length.n > kWideNext;
     NoSide none;
     RowAhead ahead;
     for (std::size_t b = 0; b < at.b; ++b)
@@ -77,6 +111,11 @@ LML_INLINE void FusedLast(const WideLength& length, const StripLayout& at, RowWr
         {
             ahead.Set(writer.place, b + 1 < at.b ? b + 1 : 0, at.b, b + 1 < at.b ? at.a : 0);
             Lane<Form::Split, Form::Split, Post::None>(*length.lengthA, args, ahead);
+        }
+        else if (wide)
+        {
+            BufferAhead buffer(at, b + 1);
+            Lane<Form::Split, Form::Split, Post::None>(*length.lengthA, args, buffer);
         }
         else
             Lane<Form::Split, Form::Split, Post::None>(*length.lengthA, args, none);
