@@ -182,10 +182,13 @@ private:
     Failure failure_; ///< the one that all ranks have agreed on
 };
 
+/// Work that ranks do together.
+using RankWork = std::function<void()>;
+
 /// Runs call() on every rank and waits for all of them: a failure of one, which is an Error inside call(), becomes the
 /// same failure of all. For work of one rank between operations: a file that rank 0 makes, say. Without ranks (null) it
 /// is call() and nothing else.
-LML_API void LargeTogether(LargeRanks* ranks, const std::function<void()>& call);
+LML_API void LargeTogether(LargeRanks* ranks, const RankWork& call);
 
 /// How an operation from file to file works. The same samples whatever stands here.
 struct LargeOptions

@@ -387,7 +387,9 @@ TEST_F(Large, KilledAnywhereItGoesOnWhereItWas)
         ASSERT_TRUE(SameBits(found, old) || SameBits(found, expected)); // it may have been through
         ASSERT_TRUE(SameBits(ReadAll("from"), samples));
         if (std::filesystem::exists(Path("to.part")) && std::filesystem::file_size(Path("to.part")) > 1000)
+        {
             EXPECT_EQ(SegmentedField(Path("to.part").c_str()).CountMissing(), 4);
+        }
         std::filesystem::remove(Path("to.part"));
     }
     Make("to", s, 7);
@@ -438,10 +440,9 @@ TEST_F(Large, FailuresLeaveTheOldDestinationAndNothingElse)
         rlimit before{};
         getrlimit(RLIMIT_FSIZE, &before);
         std::signal(SIGXFSZ, SIG_IGN);
-        const std::string folder = folder_.Path();
         for (const rlim_t bytes : {rlim_t{1} << 20, rlim_t{2200000}}) // for the destination, for the scratch alone
         {
-            how.scratch = bytes > 1 << 20 ? folder.c_str() : nullptr; // named, it is not the destination's room
+            how.scratch = bytes > 1 << 20 ? folder_.c_str() : nullptr; // named, it is not the destination's room
             const rlimit small = {bytes, before.rlim_max};
             check({ERR_FILE_WRITE, fn, folder_},
                   [&]

@@ -140,7 +140,7 @@ void ForEachPiece(LargeRanks* ranks, const char* function, std::int64_t count,
 LargeRanks::LargeRanks() = default;
 LargeRanks::~LargeRanks() = default;
 
-void LargeTogether(LargeRanks* ranks, const std::function<void()>& call)
+void LargeTogether(LargeRanks* ranks, const RankWork& call)
 {
     if (ranks == nullptr)
         call();
