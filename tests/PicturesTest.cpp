@@ -585,6 +585,11 @@ TEST(Pictures, EveryFailure)
          {
              JoinPictures({RenderPicture(Pattern(4, 4))}, 1, 1001);
          }},
+        {3, "JoinPictures", "give pictures, at least one column and a gap of 0 to 1000",
+         []
+         {
+             JoinPictures({RenderPicture(Pattern(4, 4))}, 0);
+         }},
         {3, "JoinPictures", "sizes, channels, bits and samples do not fit together",
          []
          {
