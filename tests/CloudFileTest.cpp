@@ -105,7 +105,7 @@ TEST(CloudFileTest, PlyTakesWhatItKnowsAndSkipsTheRest)
 
 TEST(CloudFileTest, HeadingsTypesAndTurnsOneByOne)
 {
-    for (const char* heading : {"abc\n", "z0 1 2\n", "A;B\n", "Z\n", "\"x\",\"y\"\n", "1 2 3\n"})
+    for (const char* heading : {"abc\n", "z0 1 2\n", "A;B\n", "Z\n", "\"x\",\"y\"\n", "Name\n", "a{\n", "1 2 3\n"})
         EXPECT_EQ(LoadPointCloud(Write(std::string(heading) + "4 5 6\n").c_str()).size(), heading[0] == '1' ? 2u : 1u)
             << heading;
     const std::vector<std::pair<const char*, std::string>> types = {

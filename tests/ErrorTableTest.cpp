@@ -674,6 +674,7 @@ const Row kRows[] = {
     {7, "SegmentedField", "the samples are polar", CALL(SegmentedField(kSegmented).PutSegment(0, 0, s.polar))},
     {3, "LargeAsmProp", "the source lacks segments", CALL(LargeAsmProp(kSegmented, kPatched, 1e-3))},
     {3, "LargeAsmProp", "no such number of threads", CALL(LargeOptions o; o.threads = -1; LargeAsmProp(kSegmented, kPatched, 1e-3, o))},
+    {3, "LargeAsmProp", "no such number of threads", CALL(LargeOptions o; o.threads = 1025; LargeAsmProp(kSegmented, kPatched, 1e-3, o))},
     {2, "LargeAsmProp", "", CALL(LargeAsmProp(kSegmented, nullptr, 1e-3, kZeros))},
     {8, "LargeAsmProp", "the source is a spectrum", CALL(LargeAsmProp(SegmentFile(s.spectrum, 2, 2, 8, 8), kPatched, 1e-3, kZeros))},
     {6, "LargeAsmProp", "this engine takes the whole field in memory", CALL(LargeOptions o = kZeros; o.memory = 1; LargeAsmProp(SegmentFile(s.f, 1, 1, 8, 1), kPatched, 0.0, o))},

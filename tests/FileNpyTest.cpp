@@ -116,6 +116,9 @@ TEST(Npy, ThereAndBackWithNumPy)
                 ASSERT_TRUE(run(python, std::string("import numpy as np\n") + "np.save('" + theirs.Path() +
                                             "', np.load('" + ours.Path() + "'))"));
                 EXPECT_EQ(ours.Read(), theirs.Read());
+                Lumora again;
+                again.LoadNpy(ours.Path());
+                EXPECT_TRUE(SameBits(again, expected)) << path;
             }
     std::filesystem::remove_all(folder);
 }

@@ -172,6 +172,7 @@ TEST(Pictures, BitmapsByHandAndCamerasTurned)
     const PictureImage plain = Read(deep(0, ""));
     EXPECT_EQ(plain.channels, 3);
     EXPECT_EQ(At(plain, 0, 0), (std::vector<int>{3, 2, 1}));
+    EXPECT_NEAR(plain.Grey(0, 0), (0.2126 * 3 + 0.7152 * 2 + 0.0722 * 1) / 255, 1e-12);
     const PictureImage masked = Read(deep(3, Le(0xFF, 4) + Le(0xFF00, 4) + Le(0xFF0000, 4) + Le(0xFF000000, 4)));
     EXPECT_EQ(At(masked, 0, 1), (std::vector<int>{0x11, 0x12, 0x13, 0x14}));
 
@@ -583,6 +584,11 @@ TEST(Pictures, EveryFailure)
          []
          {
              JoinPictures({RenderPicture(Pattern(4, 4))}, 1, 1001);
+         }},
+        {3, "JoinPictures", "give pictures, at least one column and a gap of 0 to 1000",
+         []
+         {
+             JoinPictures({RenderPicture(Pattern(4, 4))}, 0);
          }},
         {3, "JoinPictures", "sizes, channels, bits and samples do not fit together",
          []
