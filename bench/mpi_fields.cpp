@@ -140,7 +140,7 @@ int Run(LargeRanks& ranks, int argc, char** argv)
         wait();
         double start = Seconds();
         sweeps.Run([&] { report = LargeAsmProp(from.c_str(), to.c_str(), distance, how); });
-        for (int k = 0; k < 3; ++k)
+        for (int k = 0; k < 3 && sweeps.seen == 3 && sweeps.marks[2] > sweeps.marks[1]; ++k) // sweeps that were seen
             least[k] = std::min(least[k], sweeps.marks[k + 1] - sweeps.marks[k]);
         wait();
         if (n > 0)

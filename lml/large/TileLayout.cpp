@@ -249,7 +249,7 @@ LanePlan PlanLanes(const TileNeeds& needs, int lanes, std::uint64_t memory)
         const std::uint64_t fit = Rest(budget, needs.rowBytes) / rowBytes;
         const std::size_t part = (needs.rows + count * kLeastBands - 1) / (count * kLeastBands);
         const std::size_t tile = inMemory
-                                     ? std::max<std::size_t>({kTileSamples / 2, message,
+                                     ? std::max<std::size_t>({kTileSamples, message,
                                                               columns * 8 * static_cast<std::size_t>(needs.threads)}) /
                                            columns
                                      : static_cast<std::size_t>((kTileSamples + layout.slot - 1) / layout.slot);

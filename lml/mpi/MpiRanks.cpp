@@ -17,7 +17,7 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 30; ///< of one message
 /// thread that waits does not take the processor from one that computes: the longer it has waited, the longer.
 void Wait(MPI_Request& request)
 {
-    constexpr int kLooks = 64;
+    constexpr int kLooks = 500;
     constexpr std::chrono::nanoseconds kFirst(10'000), kLongest(500'000);
     std::chrono::nanoseconds sleep = kFirst;
     for (int n = 0;; ++n)
