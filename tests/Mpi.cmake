@@ -15,6 +15,11 @@ if(TARGET lml_mpi AND MPIEXEC_EXECUTABLE AND NOT LML_SANITIZED)
   if(Python3_FOUND)
     add_test(NAME MpiKill COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/mpi_kill.py ${MPIEXEC_EXECUTABLE}
              $<TARGET_FILE:MpiTest>)
+    if(TARGET lml_mpi_command)
+      add_test(NAME MpiCommand COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/mpi_command.py ${MPIEXEC_EXECUTABLE}
+               $<TARGET_FILE:lml_mpi_command> $<TARGET_FILE:lml_command>)
+      set_tests_properties(MpiCommand PROPERTIES TIMEOUT 300 ENVIRONMENT "${LML_MPI_ENVIRONMENT}")
+    endif()
     set_tests_properties(MpiKill PROPERTIES TIMEOUT 300 ENVIRONMENT "${LML_MPI_ENVIRONMENT}")
   endif()
 endif()
