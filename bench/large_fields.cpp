@@ -6,12 +6,11 @@
 // Runs of both alternate; the least wall and processor time of each is shown. The files are in the page cache where it
 // has room for them. With --member 0 the field need not fit into memory: the sweeps alone. The rival in Python is
 // large_rival.py, which reads the same source file: --keep 1 leaves it.
-#include "LmlLarge.h"
+#include "LargeSource.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -46,28 +45,6 @@ double PeakMiB()
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
-
-/// Reproducible samples, a row of the source at a time.
-void MakeSource(const std::string& path, int size)
-{
-    Lumora like(0, 0);
-    like.SetPx(2e-6).SetPy(2e-6).SetWavelength(532e-9);
-    const int segments = size >= 4096 ? 8 : 2;
-    SegmentedField file =
-        SegmentedField::Create(path.c_str(), like, static_cast<std::uint16_t>(segments),
-                               static_cast<std::uint16_t>(segments), size / segments, size / segments);
-    std::vector<Complex> rows(static_cast<std::size_t>(size) * 64);
-    std::uint32_t state = 1;
-    for (int y = 0; y < size; y += 64)
-    {
-        for (Complex& c : rows)
-        {
-            state = state * 1664525u + 1013904223u;
-            c = Complex(static_cast<double>(state >> 8) / 16777216.0 - 0.5, static_cast<double>(state >> 20) / 4096.0);
-        }
-        file.Write(0, y, size, 64, rows.data(), static_cast<std::size_t>(size));
-    }
 }
 
 bool Same(const std::string& path, const Lumora& field)
@@ -106,7 +83,7 @@ int main(int argc, char** argv)
     }
     SetNumThreads(threads);
     const std::string from = folder + "/large_bench_from.lm", to = folder + "/large_bench_to.lm";
-    MakeSource(from, size);
+    bench::MakeSource(from, size);
     LargeOptions how;
     how.memory = static_cast<std::uint64_t>(memory) << 20;
     LargeReport report;

@@ -6,11 +6,11 @@
 //
 // Runs of both alternate; least and median wall time of each are shown, and the load of the machine. While one process
 // works alone the others sleep. mpi_rival.cpp reads the same source file: --keep 1 leaves it.
+#include "LargeSource.h"
 #include "LmlMpi.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,28 +26,6 @@ using namespace LumoraLib;
 double Seconds()
 {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-/// Reproducible samples, some rows of the source at a time.
-void MakeSource(const std::string& path, int size)
-{
-    Lumora like(0, 0);
-    like.SetPx(2e-6).SetPy(2e-6).SetWavelength(532e-9);
-    const int segments = size >= 4096 ? 8 : 2;
-    SegmentedField file =
-        SegmentedField::Create(path.c_str(), like, static_cast<std::uint16_t>(segments),
-                               static_cast<std::uint16_t>(segments), size / segments, size / segments);
-    std::vector<Complex> rows(static_cast<std::size_t>(size) * 64);
-    std::uint32_t state = 1;
-    for (int y = 0; y < size; y += 64)
-    {
-        for (Complex& c : rows)
-        {
-            state = state * 1664525u + 1013904223u;
-            c = Complex(static_cast<double>(state >> 8) / 16777216.0 - 0.5, static_cast<double>(state >> 20) / 4096.0);
-        }
-        file.Write(0, y, size, 64, rows.data(), static_cast<std::size_t>(size));
-    }
 }
 
 bool Same(const std::string& a, const std::string& b, int size)
@@ -123,7 +101,7 @@ int Run(LargeRanks& ranks, int argc, char** argv)
         LargeTogether(&ranks, [] {});
     };
     if (first)
-        MakeSource(from, size);
+        bench::MakeSource(from, size);
     wait();
     LargeOptions how, single;
     how.memory = static_cast<std::uint64_t>(memory) << 20;

@@ -204,7 +204,7 @@ Lumora& Lumora::LoadCSV(const char* path)
     bool refused = false;
     Progress progress(fn, static_cast<std::int64_t>(count));
     constexpr std::size_t kBetween = std::size_t{1} << 16; // samples: some milliseconds
-    const auto clearRest = [&] // no mixture with another field
+    const auto clearRest = [&]                             // no mixture with another field
     {
         std::fill(dataPointer_ + n, dataPointer_ + count, Complex(0.0, 0.0));
     };

@@ -82,7 +82,8 @@ bool ScratchExchange::TakeUnit(std::size_t round, Complex* unit)
     char* to = reinterpret_cast<char*>(unit);
     for (std::size_t band = 0; band < layout_.Bands(); ++band)
     {
-        const std::uint64_t length = std::uint64_t{layout_.RowsOf(band)} * layout_.units[round].Width() * sizeof(Complex);
+        const std::uint64_t length =
+            std::uint64_t{layout_.RowsOf(band)} * layout_.units[round].Width() * sizeof(Complex);
         if (!ForEachPiece(band, round + 1, length,
                           [to](BlockFile& file, std::int64_t at, std::uint64_t offset, std::uint64_t bytes)
                           { return file.ReadAt(at, to + offset, bytes); }))
@@ -97,7 +98,8 @@ bool ScratchExchange::PutUnit(std::size_t round, const Complex* unit)
     const char* from = reinterpret_cast<const char*>(unit);
     for (std::size_t band = 0; band < layout_.Bands(); ++band)
     {
-        const std::uint64_t length = std::uint64_t{layout_.RowsOf(band)} * layout_.units[round].Width() * sizeof(Complex);
+        const std::uint64_t length =
+            std::uint64_t{layout_.RowsOf(band)} * layout_.units[round].Width() * sizeof(Complex);
         if (!ForEachPiece(band, round, length,
                           [from](BlockFile& file, std::int64_t at, std::uint64_t offset, std::uint64_t bytes)
                           { return file.WriteAt(at, from + offset, bytes); }))

@@ -15,9 +15,10 @@ namespace LumoraLib::detail
 /// is put back into slot u, which the unit before it has left: a process that is killed while it writes has destroyed
 /// nothing that is still needed. The file holds band after band.
 ///
-/// With Lend() a band begins where its own rows will stand in the destination, and goes on in the file where it has more:
-/// nothing is written there before the band has been taken for the last time, so the destination needs no second file
-/// of its size beside it. What is lent is no longer there when a band is computed again: not for work that resumes.
+/// With Lend() a band begins where its own rows will stand in the destination, and goes on in the file where it has
+/// more: nothing is written there before the band has been taken for the last time, so the destination needs no second
+/// file of its size beside it. What is lent is no longer there when a band is computed again: not for work that
+/// resumes.
 class ScratchExchange final : public Exchange
 {
 public:

@@ -245,13 +245,13 @@ bool SegmentedFile::WriteSamples(std::int64_t x, std::int64_t y, std::int64_t nx
 std::vector<FilePiece> SegmentedFile::PiecesOf(std::int64_t y, std::int64_t ny)
 {
     std::vector<FilePiece> pieces;
-    static_cast<void>(ForEachPart(0, y, grid_.Nx(), ny,
-                                  [&](std::size_t, std::int64_t at, std::int64_t, std::int64_t, std::size_t columns,
-                                      std::size_t rows)
-                                  {
-                                      pieces.push_back({at, std::uint64_t{columns} * rows * sizeof(Complex)});
-                                      return true;
-                                  }));
+    static_cast<void>(
+        ForEachPart(0, y, grid_.Nx(), ny,
+                    [&](std::size_t, std::int64_t at, std::int64_t, std::int64_t, std::size_t columns, std::size_t rows)
+                    {
+                        pieces.push_back({at, std::uint64_t{columns} * rows * sizeof(Complex)});
+                        return true;
+                    }));
     return pieces;
 }
 

@@ -113,14 +113,14 @@ constexpr Named<AdvisedMember> kMembers[] = {{"COPY", ADVISE_COPY},
                                              {"RESAMPLE", ADVISE_RESAMPLE},
                                              {"CONJUGATE", ADVISE_CONJUGATE},
                                              {"STEPS", ADVISE_STEPS}};
-constexpr Named<PictureQuantity> kQuantities[] = {
-    {"AMPLITUDE", PICTURE_AMPLITUDE}, {"INTENSITY", PICTURE_INTENSITY}, {"DECIBEL", PICTURE_DECIBEL},
-    {"PHASE", PICTURE_PHASE},         {"REAL", PICTURE_REAL},           {"IMAGINARY", PICTURE_IMAGINARY},
-    {"COMPLEX", PICTURE_COMPLEX}};
-constexpr Named<PictureColours> kColours[] = {
-    {"AUTOMATIC", COLOURS_AUTOMATIC}, {"GREY", COLOURS_GREY},   {"EMBER", COLOURS_EMBER},
-    {"LAGOON", COLOURS_LAGOON},       {"CYCLE", COLOURS_CYCLE}, {"HUE", COLOURS_HUE},
-    {"BALANCE", COLOURS_BALANCE},     {"RAINBOW", COLOURS_RAINBOW}};
+constexpr Named<PictureQuantity> kQuantities[] = {{"AMPLITUDE", PICTURE_AMPLITUDE}, {"INTENSITY", PICTURE_INTENSITY},
+                                                  {"DECIBEL", PICTURE_DECIBEL},     {"PHASE", PICTURE_PHASE},
+                                                  {"REAL", PICTURE_REAL},           {"IMAGINARY", PICTURE_IMAGINARY},
+                                                  {"COMPLEX", PICTURE_COMPLEX}};
+constexpr Named<PictureColours> kColours[] = {{"AUTOMATIC", COLOURS_AUTOMATIC}, {"GREY", COLOURS_GREY},
+                                              {"EMBER", COLOURS_EMBER},         {"LAGOON", COLOURS_LAGOON},
+                                              {"CYCLE", COLOURS_CYCLE},         {"HUE", COLOURS_HUE},
+                                              {"BALANCE", COLOURS_BALANCE},     {"RAINBOW", COLOURS_RAINBOW}};
 constexpr Named<PictureFrequencies> kFrequencies[] = {{"PER_MM", FREQUENCIES_PER_MM}, {"DEGREES", FREQUENCIES_DEGREES}};
 constexpr Named<PictureValue> kValues[] = {
     {"INTENSITY", PICTURE_VALUE_INTENSITY}, {"AMPLITUDE", PICTURE_VALUE_AMPLITUDE}, {"PHASE", PICTURE_VALUE_PHASE}};

@@ -50,7 +50,8 @@ py::array PixelsOf(const PictureImage& image)
     const auto filled = [&](auto pixels)
     {
         std::transform(image.samples.begin(), image.samples.end(), pixels.mutable_data(),
-                       [&](std::uint16_t v) { return static_cast<std::remove_reference_t<decltype(*pixels.data())>>(v); });
+                       [&](std::uint16_t v)
+                       { return static_cast<std::remove_reference_t<decltype(*pixels.data())>>(v); });
         return py::array(std::move(pixels));
     };
     return image.bits > 8 ? filled(py::array_t<std::uint16_t>(shape)) : filled(py::array_t<std::uint8_t>(shape));
@@ -64,14 +65,15 @@ py::bytes PngOf(const PictureImage& image)
 
 void DefineImage(py::module_& m)
 {
-    py::class_<PictureImage> c(m, "PictureImage",
-                               "Pixels of a picture, top row first. A notebook shows it; ``pixels`` is it as an array.\n\n"
-                               "Wherever a PictureImage is asked for, an array of pixels does.\n\n"
-                               "Parameters\n----------\n"
-                               "pixels : array of uint8 or uint16\n"
-                               "    Shape (height, width), or (height, width, channels): 2 grey and opacity, 3 red\n"
-                               "    green blue, 4 with opacity.\n"
-                               "per_metre : (float, float)\n    Pixels per metre along x and y; 0: not stated.");
+    py::class_<PictureImage> c(
+        m, "PictureImage",
+        "Pixels of a picture, top row first. A notebook shows it; ``pixels`` is it as an array.\n\n"
+        "Wherever a PictureImage is asked for, an array of pixels does.\n\n"
+        "Parameters\n----------\n"
+        "pixels : array of uint8 or uint16\n"
+        "    Shape (height, width), or (height, width, channels): 2 grey and opacity, 3 red\n"
+        "    green blue, 4 with opacity.\n"
+        "per_metre : (float, float)\n    Pixels per metre along x and y; 0: not stated.");
     c.def(py::init([](const py::array& pixels, const std::pair<double, double>& perMetre)
                    { return ImageOf(pixels, perMetre.first, perMetre.second); }),
           py::arg("pixels"), py::arg("per_metre") = std::pair(0.0, 0.0));
@@ -97,7 +99,8 @@ void DefineImage(py::module_& m)
         },
         py::arg("column"), py::arg("row"),
         "grey(column, row)\n\nGrey value 0 to 1 of a pixel: its luminance times its opacity.\n\n"
-        "Parameters\n----------\ncolumn : int\n    From 0.\nrow : int\n    From 0, the top one.\n\nReturns\n-------\nfloat");
+        "Parameters\n----------\ncolumn : int\n    From 0.\nrow : int\n    From 0, the top "
+        "one.\n\nReturns\n-------\nfloat");
     c.def(
         "__array__",
         [](const PictureImage& image, const py::object& dtype, const py::object&)
@@ -141,8 +144,9 @@ py::class_<Style> StyleClass(py::module_& m, const char* name, const char* doc)
     return c;
 }
 
-constexpr char kStyleText[] = "style : PictureStyle, optional\n    How the field is shown.\n**changes : of PictureStyle\n"
-                              "    Attributes that differ from it: quantity=\"phase\", axes=True.\n";
+constexpr char kStyleText[] =
+    "style : PictureStyle, optional\n    How the field is shown.\n**changes : of PictureStyle\n"
+    "    Attributes that differ from it: quantity=\"phase\", axes=True.\n";
 
 void DefineStyle(py::module_& m)
 {
@@ -186,7 +190,8 @@ void DefineStyle(py::module_& m)
     p.def_readwrite("text_size", &P::textSize, "Of all texts, 0.5 to 4.");
 
     using L = PictureLoadOptions;
-    auto l = StyleClass<L>(m, "PictureLoadOptions", "How a picture becomes a field: lengths in metres, angles in radians.");
+    auto l =
+        StyleClass<L>(m, "PictureLoadOptions", "How a picture becomes a field: lengths in metres, angles in radians.");
     l.def_readwrite("width", &L::width, "Metres of the picture on the field; 0: from the height, or a sample a pixel.");
     l.def_readwrite("height", &L::height, "Metres, likewise.");
     l.def_readwrite("keep_aspect", &L::keepAspect, "With both: the largest size that fits; else stretched to both.");
@@ -196,7 +201,8 @@ void DefineStyle(py::module_& m)
     l.def_readwrite("phase", &L::phase, "CONSTANT (`phase_value`) or RANDOM: a diffuser.");
     l.def_readwrite("phase_value", &L::phaseValue, "Radians.");
     l.def_readwrite("seed", &L::seed, "Equal seeds give equal random phases.");
-    l.def_readwrite("pitch", &L::pitch, "Metres per sample of a new field; 0: a sample a pixel of `width`, or the default pitches.");
+    l.def_readwrite("pitch", &L::pitch,
+                    "Metres per sample of a new field; 0: a sample a pixel of `width`, or the default pitches.");
     l.def_readwrite("wavelength", &L::wavelength, "Metres, of a new field; 0: the default wavelength.");
     l.def_readwrite("room", &L::room, "A new grid holds the picture this many times on each axis, 1 to 64.");
 }
@@ -213,11 +219,11 @@ void DefineFiles(py::module_& m)
           "encode_png(image)\n\nThe bytes of a PNG file, for pages and streams.\n\n"
           "Parameters\n----------\nimage : PictureImage or array\n    Pixels.\n\nReturns\n-------\nbytes");
     m.def(
-        "save_png",
-        [](const Path& path, const PictureImage& image) { OffLock([&] { SavePng(path.text, image); }); },
+        "save_png", [](const Path& path, const PictureImage& image) { OffLock([&] { SavePng(path.text, image); }); },
         py::arg("path"), py::arg("image"),
         "save_png(path, image)\n\nWrites a PNG, replaced whole or not at all.\n\n"
-        "Parameters\n----------\npath : Path\n    File name, ends in .png.\nimage : PictureImage or array\n    Pixels.\n\n"
+        "Parameters\n----------\npath : Path\n    File name, ends in .png.\nimage : PictureImage or array\n    "
+        "Pixels.\n\n"
         "Raises\n------\nLumoraError\n    Another ending; a file that cannot be written.");
     m.def(
         "join_pictures",
@@ -225,7 +231,8 @@ void DefineFiles(py::module_& m)
         { return OffLock([&] { return JoinPictures(pictures, columns, gap); }); },
         py::arg("pictures"), py::arg("columns"), py::arg("gap") = 12,
         "join_pictures(pictures, columns, gap=12)\n\nPictures side by side, each at the top left of its cell.\n\n"
-        "Parameters\n----------\npictures : sequence of PictureImage or array\n    All become colour pictures of 8 bits.\n"
+        "Parameters\n----------\npictures : sequence of PictureImage or array\n    All become colour pictures of 8 "
+        "bits.\n"
         "columns : int\n    Pictures in a row.\ngap : int\n    White pixels between them.\n\n"
         "Returns\n-------\nPictureImage");
     m.def(
@@ -253,11 +260,13 @@ void DefineFieldPictures(py::module_& m)
             return Run<PictureImage>(0, std::array<Field*, 1>{&field}, [&] { return RenderPicture(field.Get(), how); });
         },
         py::arg("field"), py::arg("style") = py::none(),
-        ("render_picture(field, style=None, **changes)\n\nThe field as a picture of 8 bits and three channels; +y is up. "
+        ("render_picture(field, style=None, **changes)\n\nThe field as a picture of 8 bits and three channels; +y is "
+         "up. "
          "Samples that are not finite are grey.\n\n"
          "Parameters\n----------\nfield : Field\n    Any form, either domain.\n" +
-         style + "\nReturns\n-------\nPictureImage\n\nRaises\n------\nLumoraError\n    A style outside its ranges, and what to "
-                 "change.")
+         style +
+         "\nReturns\n-------\nPictureImage\n\nRaises\n------\nLumoraError\n    A style outside its ranges, and what to "
+         "change.")
             .c_str());
     m.def(
         "save_picture",
@@ -268,7 +277,8 @@ void DefineFieldPictures(py::module_& m)
         },
         py::arg("path"), py::arg("field"), py::arg("style") = py::none(),
         ("save_picture(path, field, style=None, **changes)\n\nrender_picture() into a PNG, replaced whole or not at "
-         "all.\n\nParameters\n----------\npath : Path\n    File name, ends in .png.\nfield : Field\n    Any form, either "
+         "all.\n\nParameters\n----------\npath : Path\n    File name, ends in .png.\nfield : Field\n    Any form, "
+         "either "
          "domain.\n" +
          style)
             .c_str());
@@ -283,7 +293,8 @@ void DefineFieldPictures(py::module_& m)
         },
         py::arg("field"), py::arg("style") = py::none(),
         ("picture_range(field, style=None, **changes)\n\nThe range that render_picture() would use, to show several "
-         "fields on one scale: low= and high= of the others.\n\nParameters\n----------\nfield : Field\n    Any form, either "
+         "fields on one scale: low= and high= of the others.\n\nParameters\n----------\nfield : Field\n    Any form, "
+         "either "
          "domain.\n" +
          style + "\nReturns\n-------\n(float, float)\n    In the unit of the quantity; decibels over intensity 1.")
             .c_str());
@@ -298,20 +309,25 @@ std::vector<double> ListOf(const Numbers& numbers)
 
 void DefineProfiles(py::module_& m)
 {
-    py::class_<ProfileLine> c(m, "ProfileLine",
-                              "A line of a plot. Points that are not finite leave a gap.\n\n"
-                              "Parameters\n----------\ny : array\n    Values.\nx : array, optional\n    As many places; "
-                              "0, 1, 2 ... where they are left out.\nname : str\n    In the legend.\nmarkers : bool\n    "
-                              "Marks at the points instead of a line.");
-    c.def(py::init([](const Numbers& y, const std::optional<Numbers>& x, const std::string& name, bool markers)
-                   { return ProfileLine{name, x ? ListOf(*x) : std::vector<double>(), ListOf(y), markers}; }),
+    py::class_<ProfileLine> c(
+        m, "ProfileLine",
+        "A line of a plot. Points that are not finite leave a gap.\n\n"
+        "Parameters\n----------\ny : array\n    Values.\nx : array, optional\n    As many places; "
+        "0, 1, 2 ... where they are left out.\nname : str\n    In the legend.\nmarkers : bool\n    "
+        "Marks at the points instead of a line.");
+    c.def(py::init(
+              [](const Numbers& y, const std::optional<Numbers>& x, const std::string& name, bool markers) {
+                  return ProfileLine{name, x ? ListOf(*x) : std::vector<double>(), ListOf(y), markers};
+              }),
           py::arg("y"), py::arg("x") = py::none(), py::arg("name") = "", py::arg("markers") = false);
     const auto array = [](const std::vector<double>& values)
     {
         return py::array_t<double>(static_cast<py::ssize_t>(values.size()), values.data());
     };
-    c.def_property_readonly("x", [array](const ProfileLine& l) { return array(l.x); }, "Places, a new array.");
-    c.def_property_readonly("y", [array](const ProfileLine& l) { return array(l.y); }, "Values, a new array.");
+    c.def_property_readonly(
+        "x", [array](const ProfileLine& l) { return array(l.x); }, "Places, a new array.");
+    c.def_property_readonly(
+        "y", [array](const ProfileLine& l) { return array(l.y); }, "Values, a new array.");
     c.def_readwrite("name", &ProfileLine::name, "In the legend.");
     c.def_readwrite("markers", &ProfileLine::markers, "Marks at the points instead of a line.");
     m.def(
@@ -323,14 +339,16 @@ void DefineProfiles(py::module_& m)
         },
         py::arg("field"), py::arg("axis"), py::arg("index"), py::arg("quantity") = PICTURE_AMPLITUDE,
         py::arg("name") = "",
-        "make_profile_line(field, axis, index, quantity=AMPLITUDE, name=\"\")\n\nA row or a column of the whole grid.\n\n"
+        "make_profile_line(field, axis, index, quantity=AMPLITUDE, name=\"\")\n\nA row or a column of the whole "
+        "grid.\n\n"
         "Parameters\n----------\nfield : Field\n    Places are metres, of a spectrum cycles per metre.\n"
         "axis : Axis | str | int\n    X for a row, Y for a column.\nindex : int\n    Row or column, from 0.\n"
         "quantity : PictureQuantity | str | int\n    Any but COMPLEX; decibels are over intensity 1.\n"
         "name : str\n    In the legend.\n\nReturns\n-------\nProfileLine");
     using Style = std::optional<ProfileStyle>;
-    const std::string text = "lines : sequence of ProfileLine\n    1 to 12.\nstyle : ProfileStyle, optional\n    The look.\n"
-                             "**changes : of ProfileStyle\n    Attributes that differ from it: title=\"focus\".\n";
+    const std::string text =
+        "lines : sequence of ProfileLine\n    1 to 12.\nstyle : ProfileStyle, optional\n    The look.\n"
+        "**changes : of ProfileStyle\n    Attributes that differ from it: title=\"focus\".\n";
     m.def(
         "render_profile_plot",
         [](const std::vector<ProfileLine>& lines, const Style& given, const py::kwargs& changes)
@@ -373,10 +391,13 @@ void DefineLoaders(py::module_& m)
         py::arg("path"), py::arg("options") = py::none(),
         ("load_picture(path, options=None, **changes)\nload_picture(field, path, options=None, **changes)\n\n"
          "A new field with a picture in its middle, 0 around it, the window set to the picture; any size of picture "
-         "will do.\nWith a field: the picture into it, its grid, place and form as they are; what does not fit is cut.\n\n"
-         "Parameters\n----------\npath : Path\n    PNG, BMP, JPEG or portable map.\nfield : Field\n    In real space.\n" +
+         "will do.\nWith a field: the picture into it, its grid, place and form as they are; what does not fit is "
+         "cut.\n\n"
+         "Parameters\n----------\npath : Path\n    PNG, BMP, JPEG or portable map.\nfield : Field\n    In real "
+         "space.\n" +
          text +
-         "Returns\n-------\nField\n    The new one, or the one given.\n\nRaises\n------\nLumoraError\n    As read_picture(), "
+         "Returns\n-------\nField\n    The new one, or the one given.\n\nRaises\n------\nLumoraError\n    As "
+         "read_picture(), "
          "and options outside their ranges; the field stays as it was.")
             .c_str());
     m.def(
@@ -416,11 +437,10 @@ void DefinePictures(py::module_& m)
 #else
 void DefinePictures(py::module_& m)
 {
-    for (const char* const name :
-         {"PictureImage", "PictureStyle", "ProfileStyle", "ProfileLine", "PictureLoadOptions", "read_picture",
-          "encode_png", "save_png", "join_pictures", "picture_colour", "render_picture", "save_picture",
-          "picture_range", "make_profile_line", "render_profile_plot", "save_profile_plot", "load_picture",
-          "place_picture"})
+    for (const char* const name : {"PictureImage", "PictureStyle", "ProfileStyle", "ProfileLine", "PictureLoadOptions",
+                                   "read_picture", "encode_png", "save_png", "join_pictures", "picture_colour",
+                                   "render_picture", "save_picture", "picture_range", "make_profile_line",
+                                   "render_profile_plot", "save_profile_plot", "load_picture", "place_picture"})
         m.def(
             name,
             [name](const py::args&, const py::kwargs&)
