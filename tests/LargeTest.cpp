@@ -391,6 +391,9 @@ TEST_F(Large, KilledAnywhereItGoesOnWhereItWas)
             EXPECT_EQ(SegmentedField(Path("to.part").c_str()).CountMissing(), 4);
         }
         std::filesystem::remove(Path("to.part"));
+        for (const auto& entry : std::filesystem::directory_iterator(folder_))
+            if (entry.path().extension() == ".scratch") // it has its name until it is open
+                std::filesystem::remove(entry.path());
     }
     Make("to", s, 7);
     // What another work has left counts for nothing.

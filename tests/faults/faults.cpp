@@ -356,7 +356,7 @@ int main(int argc, char** argv)
         {faults::FileCall, faults::Kill, "killed at file call"},
         {faults::FileCall, faults::KillTorn, "killed within file call"},
     };
-    const bool bounded = argc > 1 && std::strcmp(argv[1], "--bounded") == 0; // some 40 places of each fault
+    const bool bounded = argc > 1 && std::strcmp(argv[1], "--bounded") == 0; // some 24 places of each fault
     const char* const filter = argc > 1 && !bounded ? argv[1] : "";
     for (const Operation& operation : kOperations)
     {
@@ -375,7 +375,7 @@ int main(int argc, char** argv)
                 Judge(operation, "undisturbed", 0, whole);
                 break;
             }
-            const int step = bounded ? undisturbed.calls / 40 + 1 : 1;
+            const int step = bounded ? undisturbed.calls / 24 + 1 : 1;
             for (int n = 1 + static_cast<int>(&fault - list) % step; n <= undisturbed.calls; n += step)
             {
                 int status = InChild([&] { Run(operation, fault.kind, fault.way, n, undisturbed.digest); });
