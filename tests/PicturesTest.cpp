@@ -178,19 +178,27 @@ TEST(Pictures, BitmapsByHandAndCamerasTurned)
 
     if (!HasTool("pnmtojpeg"))
         GTEST_SKIP() << "no netpbm";
-    // Left half dark, right half bright; orientation 6 is turned a quarter clockwise to be upright: dark is on top.
+    // Four parts, each of its own grey; upright they stand as each orientation has them, upper ones first.
     std::string map = "P5 32 16 255 ";
     for (int n = 0; n < 32 * 16; ++n)
-        map += static_cast<char>(n % 32 < 16 ? 10 : 240);
-    std::string jpeg = Through("pnmtojpeg", map);
-    const std::string tiff =
-        "II" + Le(42, 2) + Le(8, 4) + Le(1, 2) + Le(0x0112, 2) + Le(3, 2) + Le(1, 4) + Le(6, 4) + Le(0, 4);
-    jpeg.insert(2,
-                std::string("\xff\xe1\0", 3) + static_cast<char>(tiff.size() + 8) + std::string("Exif\0\0", 6) + tiff);
-    const PictureImage turned = Read(jpeg);
-    ASSERT_EQ(turned.width, 16);
-    EXPECT_LT(turned.Grey(8, 2), 0.1);
-    EXPECT_GT(turned.Grey(8, 29), 0.9);
+        map += static_cast<char>(10 + (n % 32 < 16 ? 0 : 80) + (n < 32 * 8 ? 0 : 160));
+    const std::string jpeg = Through("pnmtojpeg", map);
+    const char* const upright[] = {"0123", "1032", "3210", "2301", "0213", "2031", "3120", "1302"};
+    for (unsigned orientation = 1; orientation <= 8; ++orientation)
+    {
+        const std::string tiff = "II" + Le(42, 2) + Le(8, 4) + Le(1, 2) + Le(0x0112, 2) + Le(3, 2) + Le(1, 4) +
+                                 Le(orientation, 4) + Le(0, 4);
+        std::string turned = jpeg;
+        turned.insert(2, std::string("\xff\xe1\0", 3) + static_cast<char>(tiff.size() + 8) +
+                             std::string("Exif\0\0", 6) + tiff);
+        const PictureImage image = Read(turned);
+        ASSERT_EQ(image.width, orientation > 4 ? 16 : 32);
+        std::string parts;
+        for (const std::int32_t y : {image.height / 4, 3 * image.height / 4})
+            for (const std::int32_t x : {image.width / 4, 3 * image.width / 4})
+                parts += static_cast<char>('0' + (At(image, x, y)[0] - 10 + 40) / 80);
+        EXPECT_EQ(parts, upright[orientation - 1]) << orientation;
+    }
 }
 
 TEST(Pictures, DamagedFilesEndInOneFailure)

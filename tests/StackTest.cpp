@@ -9,7 +9,8 @@ namespace
 {
 using namespace lmltest;
 
-// Nothing cut, part of the band cut on one axis or both, almost nothing left; in no order.
+// Nothing cut, part of the band cut on one axis or both, almost nothing left; in no order. The last two need the middle
+// of the spectrum alone.
 constexpr std::array kDistances{0.0, 1e-4, -3e-3, 0.5, 0.02};
 
 TEST(StackTest, PlanesAreThoseOfSingleCalls)
@@ -27,13 +28,14 @@ TEST(StackTest, PlanesAreThoseOfSingleCalls)
                         field.SetOrigin(Vector(1e-3, 0, 1)).SetNormalVector(Vector(0, 0.6, 0.8)).Form() = form;
                         field.Window() = LML_RECT(0, ny, 1, 0);
                         const Lumora before(field);
+                        std::size_t first = 0;
                         std::size_t seen = 0;
                         const auto each = [&](const Lumora& plane, std::size_t index)
                         {
                             EXPECT_EQ(index, seen++);
                             Lumora single(before);
-                            propagator == STACK_ASM ? single.AsmProp(kDistances[index])
-                                                    : single.ExactAsmProp(kDistances[index]);
+                            const double d = kDistances[first + index];
+                            propagator == STACK_ASM ? single.AsmProp(d) : single.ExactAsmProp(d);
                             EXPECT_TRUE(SameBits(plane, single)) << nx << " by " << ny << ", plane " << index;
                             EXPECT_EQ(plane.GetPx(), 2e-6);
                             EXPECT_EQ(plane.GetWavelength(), single.GetWavelength());
@@ -42,9 +44,13 @@ TEST(StackTest, PlanesAreThoseOfSingleCalls)
                             ExpectNear(plane.GetOrigin(), single.GetOrigin(), 0.0);
                             return true;
                         };
-                        EXPECT_EQ(field.PropagateStack(kDistances.data(), kDistances.size(), each, propagator),
-                                  kDistances.size());
-                        EXPECT_TRUE(SameBits(field, before));
+                        for (first = 0; first < kDistances.size(); first += 3)
+                        {
+                            seen = 0;
+                            const std::size_t count = kDistances.size() - first;
+                            EXPECT_EQ(field.PropagateStack(kDistances.data() + first, count, each, propagator), count);
+                            EXPECT_TRUE(SameBits(field, before));
+                        }
                     });
 }
 
