@@ -1,16 +1,41 @@
-// The source of the benchmarks of large fields.
+// What the benchmarks of large fields share: their options and their source.
 #ifndef LML_LARGESOURCE_H
 #define LML_LARGESOURCE_H
 
 #include "LmlLarge.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench
 {
 using namespace LumoraLib;
+
+/// Options of the form --name value: whole numbers under their names, --folder and --distance in metres.
+struct LargeArguments
+{
+    std::string folder = ".";
+    double distance = 0.01;
+
+    void Read(int argc, char** argv, const std::vector<std::pair<const char*, int*>>& numbers)
+    {
+        for (int n = 1; n + 1 < argc; n += 2)
+        {
+            const std::string name = argv[n];
+            const char* const value = argv[n + 1];
+            if (name == "--folder")
+                folder = value;
+            else if (name == "--distance")
+                distance = std::atof(value);
+            for (const auto& [option, target] : numbers)
+                if (name == option)
+                    *target = std::atoi(value);
+        }
+    }
+};
 
 /// Reproducible samples, some rows of the file at a time.
 inline void MakeSource(const std::string& path, int size)

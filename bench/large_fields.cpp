@@ -64,23 +64,15 @@ bool Same(const std::string& path, const Lumora& field)
 int main(int argc, char** argv)
 {
     int size = 4096, memory = 32, threads = 1, repeats = 3, member = 1, keep = 0;
-    double distance = 0.01;
-    std::string folder = ".";
-    for (int n = 1; n + 1 < argc; n += 2)
-    {
-        const std::string name = argv[n];
-        const char* const value = argv[n + 1];
-        if (name == "--folder")
-            folder = value;
-        else if (name == "--distance")
-            distance = std::atof(value);
-        else
-            for (const auto& [option, target] :
-                 {std::pair{"--size", &size}, std::pair{"--memory", &memory}, std::pair{"--threads", &threads},
-                  std::pair{"--repeats", &repeats}, std::pair{"--member", &member}, std::pair{"--keep", &keep}})
-                if (name == option)
-                    *target = std::atoi(value);
-    }
+    bench::LargeArguments given;
+    given.Read(argc, argv,
+               {{"--size", &size},
+                {"--memory", &memory},
+                {"--threads", &threads},
+                {"--repeats", &repeats},
+                {"--member", &member},
+                {"--keep", &keep}});
+    const auto& [folder, distance] = given;
     SetNumThreads(threads);
     const std::string from = folder + "/large_bench_from.lm", to = folder + "/large_bench_to.lm";
     bench::MakeSource(from, size);

@@ -75,23 +75,15 @@ struct SweepTimes
 int Run(LargeRanks& ranks, int argc, char** argv)
 {
     int size = 4096, memory = 4096, threads = 1, repeats = 5, keep = 0, alone = 1;
-    double distance = 0.01;
-    std::string folder = ".";
-    for (int n = 1; n + 1 < argc; n += 2)
-    {
-        const std::string name = argv[n];
-        const char* const value = argv[n + 1];
-        if (name == "--folder")
-            folder = value;
-        else if (name == "--distance")
-            distance = std::atof(value);
-        else
-            for (const auto& [option, target] :
-                 {std::pair{"--size", &size}, std::pair{"--memory", &memory}, std::pair{"--threads", &threads},
-                  std::pair{"--repeats", &repeats}, std::pair{"--keep", &keep}, std::pair{"--alone", &alone}})
-                if (name == option)
-                    *target = std::atoi(value);
-    }
+    bench::LargeArguments given;
+    given.Read(argc, argv,
+               {{"--size", &size},
+                {"--memory", &memory},
+                {"--threads", &threads},
+                {"--repeats", &repeats},
+                {"--keep", &keep},
+                {"--alone", &alone}});
+    const auto& [folder, distance] = given;
     const bool first = ranks.GetRank() == 0;
     const int all = ranks.GetSize();
     const std::string from = folder + "/mpi_bench_from.lm", to = folder + "/mpi_bench_to.lm",

@@ -69,8 +69,15 @@ std::size_t LaneExchange::UnitOf(int rank, std::size_t round) const
     return lane == LaneShares::kNone ? kNone : ItemOf(map_.Units(lane), Step(round));
 }
 
-void LaneExchange::Send(const Complex* from)
+template <class Items, class Span>
+void LaneExchange::Send(const Complex* from, const Items& items, const Span& span)
 {
+    for (int r = 0; r < size_; ++r)
+    {
+        const std::size_t own = items(rank_);
+        send_[static_cast<std::size_t>(r)] = {Signed(own * span(r).begin), Signed(own * Count(span(r)))};
+        receive_[static_cast<std::size_t>(r)].count = Signed(items(r) * Count(span(rank_)));
+    }
     std::int64_t at = 0;
     const std::size_t me = static_cast<std::size_t>(rank_);
     own_ = std::exchange(send_[me], {});
@@ -88,7 +95,6 @@ bool LaneExchange::PutBand(std::size_t round, const Complex* tiles)
 {
     if (!Agreement::Reach(ranks_))
         return false;
-    const std::size_t band = BandOf(round);
     bool good = true;
     for (std::size_t turn = 0; turn < shares_.most; ++turn)
     {
@@ -100,16 +106,12 @@ bool LaneExchange::PutBand(std::size_t round, const Complex* tiles)
                        : Block{layout_.places[map_.Units(lane).begin], layout_.places[map_.Units(lane).end]};
         };
         const int lane = shares_.Lane(rank_, turn);
-        for (int r = 0; r < size_; ++r)
+        const auto rowsOf = [&](int rank)
         {
-            const std::size_t rows = band == kNone ? 0 : layout_.RowsOf(band);
-            send_[static_cast<std::size_t>(r)] = {Signed(rows * columnsOf(r).begin),
-                                                  Signed(rows * Count(columnsOf(r)))};
-            const std::size_t theirs = BandOf(r, round);
-            receive_[static_cast<std::size_t>(r)].count =
-                theirs == kNone ? 0 : Signed(layout_.RowsOf(theirs) * Count(columnsOf(rank_)));
-        }
-        Send(tiles);
+            const std::size_t band = BandOf(rank, round);
+            return band == kNone ? 0 : layout_.RowsOf(band);
+        };
+        Send(tiles, rowsOf, columnsOf);
         for (int r = 0; r < size_ && lane != LaneShares::kNone; ++r)
         {
             const Complex* from = From(r, tiles);
@@ -139,7 +141,6 @@ bool LaneExchange::PutUnit(std::size_t round, const Complex* unit)
 {
     if (!Agreement::Reach(ranks_))
         return false;
-    const std::size_t own = UnitOf(round);
     bool good = true;
     for (std::size_t turn = 0; turn < shares_.most; ++turn)
     {
@@ -149,15 +150,12 @@ bool LaneExchange::PutUnit(std::size_t round, const Complex* unit)
             return lane == LaneShares::kNone ? Block{0, 0} : map_.Rows(lane);
         };
         const std::size_t ownRows = Count(rowsOf(rank_));
-        for (int r = 0; r < size_; ++r)
+        const auto widthOf = [&](int rank)
         {
-            const std::size_t width = own == kNone ? 0 : layout_.units[own].Width();
-            send_[static_cast<std::size_t>(r)] = {Signed(rowsOf(r).begin * width), Signed(Count(rowsOf(r)) * width)};
-            const std::size_t theirs = UnitOf(r, round);
-            receive_[static_cast<std::size_t>(r)].count =
-                theirs == kNone ? 0 : Signed(ownRows * layout_.units[theirs].Width());
-        }
-        Send(unit);
+            const std::size_t item = UnitOf(rank, round);
+            return item == kNone ? 0 : layout_.units[item].Width();
+        };
+        Send(unit, widthOf, rowsOf);
         for (int r = 0; r < size_; ++r)
         {
             const std::size_t theirs = UnitOf(r, round);

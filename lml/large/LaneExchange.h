@@ -74,8 +74,10 @@ private:
     using Samples = LargeRanks::Samples;
     std::size_t BandOf(int rank, std::size_t round) const;
     std::size_t UnitOf(int rank, std::size_t round) const;
-    /// One exchange; the blocks that come stand one behind the other, and the rank's own stays where it is.
-    void Send(const Complex* from);
+    /// One exchange: of its items(rank) rows or columns a rank gives each other one the part span(rank). The blocks
+    /// that come stand one behind the other, and the rank's own stays where it is.
+    template <class Items, class Span>
+    void Send(const Complex* from, const Items& items, const Span& span);
     /// What a rank has sent.
     const Complex* From(int rank, const Complex* own) const
     {

@@ -4,9 +4,7 @@
 #include "base/Progress.h"
 #include "field/FieldTools.h"
 #include "files/Bmp.h"
-#include "large/SegmentedFile.h"
-#include "large/TemporaryFile.h"
-#include "large/Together.h"
+#include "large/NewFile.h"
 
 #include <algorithm>
 #include <string>
@@ -27,9 +25,7 @@ void LargeSaveAsBmp(const char* path, const char* picture, Mode mode, double min
         {
             if (!detail::IsFirst(options.ranks))
                 return LargeReport(); // one rank writes, the others wait
-            detail::SegmentedFile file(path, detail::BlockFile::Read, fn);
-            if (options.missing == MISSING_REFUSED && file.CountMissing() > 0)
-                Error(ERR_PARAMETER, fn, "the source lacks segments");
+            detail::SegmentedFile file = detail::OpenSource(fn, path, options);
             if (mode == ModeMaskedPhase)
                 Error(ERR_PARAMETER, fn, "the masked phase needs the largest amplitude of all rows");
             if (!(min <= max))

@@ -104,9 +104,7 @@ LargeCall::LargeCall(const char* function, const char* sourcePath, const char* d
         Error(ERR_FILE_OPEN, function, "");
     if (options.threads < 0 || options.threads > 1024)
         Error(ERR_PARAMETER, function, Explained("no such number of threads", "%d threads.", options.threads));
-    if (options.missing == MISSING_REFUSED && source.CountMissing() > 0)
-        Error(ERR_PARAMETER, function,
-              Explained("the source lacks segments", "%d of its segments were never written.", source.CountMissing()));
+    RequireSegments(function, source, options);
     const std::int64_t longest = std::max(source.Grid().Nx(), source.Grid().Ny());
     if (longest > (kLongestTransform >> doublings))
         Error(ERR_SOMETHING, function, kTextTooLong);

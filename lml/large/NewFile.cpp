@@ -17,12 +17,17 @@ const char* RequirePath(const char* function, const char* path)
 }
 } // namespace
 
+void RequireSegments(const char* function, const SegmentedFile& source, const LargeOptions& options)
+{
+    if (options.missing == MISSING_REFUSED && source.CountMissing() > 0)
+        Error(ERR_PARAMETER, function,
+              Explained("the source lacks segments", "%d of its segments were never written.", source.CountMissing()));
+}
+
 SegmentedFile OpenSource(const char* function, const char* path, const LargeOptions& options)
 {
     SegmentedFile file(path, BlockFile::Read, function);
-    if (options.missing == MISSING_REFUSED && file.CountMissing() > 0)
-        Error(ERR_PARAMETER, function,
-              Explained("the source lacks segments", "%d of its segments were never written.", file.CountMissing()));
+    RequireSegments(function, file, options);
     file.File().Sequential();
     return file;
 }

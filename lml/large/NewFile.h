@@ -11,6 +11,9 @@
 
 namespace LumoraLib::detail
 {
+/// Refuses a source that lacks segments where the options do. Errors: code 3.
+void RequireSegments(const char* function, const SegmentedFile& source, const LargeOptions& options);
+
 /// A source, opened and checked. Errors: as SegmentedField, in the name of the operation.
 SegmentedFile OpenSource(const char* function, const char* path, const LargeOptions& options);
 

@@ -239,6 +239,7 @@ void DefineReport(py::module_& m)
     c.def_readonly("scratch", &LargeReport::scratch, "Bytes of the scratch file.");
     c.def_readonly("bytes_read", &LargeReport::bytesRead, "From source and scratch.");
     c.def_readonly("bytes_written", &LargeReport::bytesWritten, "To scratch and destination.");
+    c.def_readonly("kept", &LargeReport::kept, "Bytes of the samples that stay between the sweeps; 0 in memory.");
     c.def_readonly("resumed", &LargeReport::resumed, "Bands and groups that an earlier call had done.");
     c.def(
         "__repr__",
