@@ -54,7 +54,8 @@ bool Same(const std::string& path, const Lumora& field)
     for (int j = 0; j < field.GetNy(); ++j)
     {
         file.Read(0, j, field.GetNx(), 1, row.data(), row.size());
-        if (std::memcmp(row.data(), field.GetDataPointer() + field.IJ(0, j), row.size() * sizeof(Complex)) != 0)
+        if (std::memcmp(row.data(), field.GetDataPointer() + static_cast<std::size_t>(j) * row.size(),
+                        row.size() * sizeof(Complex)) != 0)
             return false;
     }
     return true;
@@ -72,7 +73,8 @@ int main(int argc, char** argv)
                 {"--repeats", &repeats},
                 {"--member", &member},
                 {"--keep", &keep}});
-    const auto& [folder, distance] = given;
+    const std::string& folder = given.folder;
+    const double distance = given.distance;
     SetNumThreads(threads);
     const std::string from = folder + "/large_bench_from.lm", to = folder + "/large_bench_to.lm";
     bench::MakeSource(from, size);

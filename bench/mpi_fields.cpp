@@ -83,7 +83,8 @@ int Run(LargeRanks& ranks, int argc, char** argv)
                 {"--repeats", &repeats},
                 {"--keep", &keep},
                 {"--alone", &alone}});
-    const auto& [folder, distance] = given;
+    const std::string& folder = given.folder;
+    const double distance = given.distance;
     const bool first = ranks.GetRank() == 0;
     const int all = ranks.GetSize();
     const std::string from = folder + "/mpi_bench_from.lm", to = folder + "/mpi_bench_to.lm",
