@@ -2,6 +2,7 @@
 #include "transform/FactorCache.h"
 
 #include "LmlRuntime.h"
+#include "base/Memory.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -115,8 +116,8 @@ FactorLease::FactorLease(const FactorKey& key, std::size_t floats)
     {
         if (!CameBefore(key) || !MakeRoom(bytes) || (place == nullptr && !DropOldest()))
             return;
-        void* table = nullptr;
-        if (posix_memalign(&table, 64, bytes) != 0)
+        void* const table = AlignedBlock(bytes);
+        if (table == nullptr)
             return;
         place = Find(key);
         *place = {.key = key, .table = static_cast<float*>(table), .bytes = bytes};
