@@ -48,8 +48,8 @@ LML_INLINE void AddTurned(float* p, VD re, VD im, VD t)
 // -------------------------------------------------------------------------------------------------------- exact family
 
 // A step is a group of vectors. Roots and divisions run a step ahead of the sines and cosines, through a ring of two
-// steps: both units of the processor are busy, and nothing that waits for a root fills its scheduler. The last step of a
-// row looks ahead to the next row.
+// steps: both units of the processor are busy, and nothing that waits for a root fills its scheduler. The last step of
+// a row looks ahead to the next row.
 static constexpr std::int32_t kStep = kSinCosGroup * kLanes;
 static_assert(kColumns % kStep == 0);
 
@@ -119,7 +119,8 @@ struct ExactRing
     {
         const VD square = Max(VD(columns.squares[0]), VD(columns.squares[columns.count - 1]));
         const VD reach = k * Sqrt(square + Max(first.square, last.square));
-        const VD largest = single ? RoundToFloat(Abs(reach)) : Abs(reach) + Abs(shift), near = largest * VD(kSinCosNear);
+        const VD largest = single ? RoundToFloat(Abs(reach)) : Abs(reach) + Abs(shift),
+                 near = largest * VD(kSinCosNear);
         return Select(largest <= VD(kSinCosFar), near * near, VD(HUGE_VAL));
     }
 };

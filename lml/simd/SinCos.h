@@ -1,6 +1,6 @@
 // The library's sine and cosine in double: scalar form, and what the wide form (SinCosBody-inl.h) shares with it.
 //
-// Error below 0.9 units in the last place for every finite argument (the sum of its roundings; 0.83 seen); cosine even,
+// Error below 0.9 units in the last place for every finite argument (the sum of its roundings; 0.82 seen); cosine even,
 // sine odd, sin(-0) = -0; infinities and NaN give NaN. Built of single IEEE operations without FMA, so that the scalar
 // form, every lane of every width and every processor give the same bits. SinCosBody-inl.h repeats SinCos1 and
 // SinCosSlow operation by operation: change both or none.

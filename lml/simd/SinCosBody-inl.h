@@ -4,9 +4,12 @@
 //   Room.inl   #include "simd/SinCosBody-inl.h"    before the room opens its namespace
 //
 //   SinCosV(x, s, c)          any DoubleN<N> of the region
-//   SinCosGroup<U>(x, s, c)   arrays of U vectors, interleaved: faster, since one vector alone waits for itself. Two
-//                             are best at every width; keep square roots and divisions out of the same loop, or a
-//                             step ahead of it, for they fill the scheduler with what waits for them.
+//   SinCosGroup<U>(x, s, c)   arrays of U vectors, interleaved: faster, since one vector alone waits for itself.
+//                             kSinCosGroup are best at every width; keep square roots and divisions out of the same
+//                             loop, or a step ahead of it, for they fill the scheduler with what waits for them.
+//
+// A loop that knows a bound of its phases may put SinCosGroup together from its parts, SinCosReduce, SinCosRest and
+// SinCosTurn, with a test of its own for what SinCosSlowGroup has to do.
 //
 // Each lane has the bits of SinCos1, whatever the other lanes hold.
 //
@@ -48,13 +51,13 @@ LML_INLINE DoubleN<8>::Mask OddLanes(Int64N<8> q)
 }
 #endif
 
-/// Vectors that SinCosGroup is best given.
+/// Vectors that SinCosGroup is best given, also where sixteen registers do not hold them.
 static constexpr int kSinCosGroup = 4;
 
 // One operation on all vectors before the next operation: the order that the processor is given.
 #define LML_EACH _Pragma("GCC unroll 8") for (int u = 0; u < U; ++u)
 
-/// The fast reduction: x is q pi/2 + r + lo, q in the low bits of t. Either sign; good where SinCosNear is false.
+/// The fast reduction: x, of either sign, is q pi/2 + r + lo, q in the low bits of t.
 template <int U, int N>
 LML_INLINE void SinCosReduce(const DoubleN<N>* x, DoubleN<N>* t, DoubleN<N>* r, DoubleN<N>* lo)
 {
