@@ -285,18 +285,90 @@ LML_INLINE void AddPair(float* p, const float* pairs, std::int32_t index)
 static constexpr std::int32_t kAhead = 512;
 static constexpr std::int32_t kApart = 512;
 
+#if LML_WIDE_LEVEL == 2
+static constexpr std::int32_t kEarly = 64;
+#else
+static constexpr std::int32_t kEarly = 0;
+#endif
+
+/// The phase indices of a block of columns, row after row, vector after vector. Eight lanes pass through memory, kEarly
+/// samples before they are used: by then their store has left the processor's queue, and loading them one by one is
+/// cheaper than taking a vector apart. With fewer lanes the roots are what takes the time.
+class TableIndices
+{
+public:
+    /// The squares of `columns` columns, whole vectors there; ring has room for 2 kEarly indices.
+    LML_MEMBER TableIndices(const PointPatch& patch, const TableWave& wave, const double* squares, std::int32_t columns,
+                            std::int32_t* ring)
+        : squares_(squares), ring_(ring), columns_(columns), py_(patch.py), ys_(wave.ys), d2_(wave.d2),
+          factor_(wave.factor), offset_(wave.offset), mask_(wave.mask)
+    {
+        Enter((static_cast<double>(patch.jLo) - patch.ny / 2) * patch.py);
+        for (std::int32_t n = 0; n < kEarly; n += kLanes)
+            Take().StoreU(ring + n);
+    }
+    /// A function that gives the i-th index of the coming vector.
+    LML_MEMBER auto Next()
+    {
+        if constexpr (kEarly > 0)
+        {
+            const std::int32_t* const index = ring_ + slot_;
+            Take().StoreU(ring_ + (slot_ ^ kEarly));
+            slot_ = (slot_ + kLanes) & (2 * kEarly - 1);
+            return [=](int i) LML_LAMBDA
+            {
+                return static_cast<std::uint64_t>(static_cast<std::uint32_t>(index[i]));
+            };
+        }
+        else
+        {
+            return IndexPieces(Take());
+        }
+    }
+    LML_MEMBER void RowDone()
+    {
+        if (kEarly == 0)
+            NextRow();
+    }
+
+private:
+    LML_MEMBER void Enter(double y)
+    {
+        y_ = y;
+        row_ = VD((y - ys_) * (y - ys_) + d2_);
+    }
+    LML_MEMBER VH Take()
+    {
+        const VH index = TruncToInt(factor_ * Sqrt(VD::Load(squares_ + column_) + row_) + offset_) & mask_;
+        column_ += kLanes;
+        if (kEarly > 0 && __builtin_expect(column_ >= columns_, 0))
+            NextRow();
+        return index;
+    }
+    LML_MEMBER void NextRow()
+    {
+        column_ = 0;
+        Enter(y_ + py_);
+    }
+    const double* squares_;
+    std::int32_t* ring_;
+    std::int32_t columns_, column_ = 0, slot_ = 0;
+    double py_, ys_, d2_, y_;
+    VD factor_, offset_, row_;
+    VH mask_;
+};
+
 static void Table(const PointPatch& patch, const TableWave& wave)
 {
     alignas(64) float pairs[2 * kPhaseSteps];
     alignas(64) double room[kColumns + kApart];
+    alignas(64) std::int32_t ring[2 * kEarly + 1];
     // A load whose address is close to that of a store before it, modulo 4 KiB, waits for the store. Both advance by 8
     // bytes a sample, so the table is put half of that apart from the samples.
     const std::uintptr_t gap = reinterpret_cast<std::uintptr_t>(SampleAt(patch, patch.iLo, patch.jLo)) -
                                reinterpret_cast<std::uintptr_t>(room);
     double* const squares = room + (gap / 8 + kApart / 2) % kApart / 8 * 8;
     MakePairs(pairs, wave.cosTable, wave.sinTable, wave.amp);
-    const VD factor(wave.factor), offset(wave.offset);
-    const VH mask(wave.mask);
     double x = (static_cast<double>(patch.iLo) - patch.nx / 2) * patch.px;
     for (std::int32_t first = patch.iLo; first < patch.iHi; first += kColumns)
     {
@@ -305,23 +377,18 @@ static void Table(const PointPatch& patch, const TableWave& wave)
             squares[n] = (x - wave.xs) * (x - wave.xs);
         for (std::int32_t n = count; n % kLanes != 0; ++n)
             squares[n] = 0.0;
+        TableIndices indices(patch, wave, squares, count, ring);
         const std::int32_t whole = count - count % kLanes;
         const std::int32_t lead = whole < kAhead ? whole : kAhead;
-        double y = (static_cast<double>(patch.jLo) - patch.ny / 2) * patch.py;
-        for (std::int32_t j = patch.jLo; j < patch.jHi; ++j, y += patch.py)
+        for (std::int32_t j = patch.jLo; j < patch.jHi; ++j)
         {
-            const VD row((y - wave.ys) * (y - wave.ys) + wave.d2);
             float* const p = SampleAt(patch, first, j);
-            const auto indexAt = [&](std::int32_t n) LML_LAMBDA
-            {
-                return TruncToInt(factor * Sqrt(VD::Load(squares + n) + row) + offset) & mask;
-            };
             const auto run = [&](std::int32_t begin, std::int32_t end, const float* ahead) LML_LAMBDA
             {
                 for (std::int32_t n = begin; n < end; n += kLanes, ahead += 2 * kLanes)
                 {
                     _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T1);
-                    (VF::LoadU(p + 2 * n) + PairsAt(pairs, IndexPieces(indexAt(n)))).StoreU(p + 2 * n);
+                    (VF::LoadU(p + 2 * n) + PairsAt(pairs, indices.Next())).StoreU(p + 2 * n);
                 }
             };
             // The samples kAhead further on, at the end of a row those of the next one.
@@ -330,11 +397,11 @@ static void Table(const PointPatch& patch, const TableWave& wave)
             run(whole - lead, whole, next);
             if (whole < count)
             {
-                std::int32_t index[kLanes];
-                indexAt(whole).StoreU(index);
+                const auto index = indices.Next();
                 for (std::int32_t n = whole; n < count; ++n)
-                    AddPair(p + 2 * n, pairs, index[n - whole]);
+                    AddPair(p + 2 * n, pairs, static_cast<std::int32_t>(index(n - whole)));
             }
+            indices.RowDone();
         }
     }
 }
