@@ -52,6 +52,8 @@ LML_INLINE void AddTurned(float* p, VD re, VD im, VD t)
 // a row looks ahead to the next row.
 static constexpr std::int32_t kStep = kSinCosGroup * kLanes;
 static_assert(kColumns % kStep == 0);
+// Memory is asked for this many samples before they are needed.
+static constexpr std::int32_t kExactAhead = 256;
 
 /// What depends on the column alone, whole steps of it, for `count` columns from `first` on.
 template <bool weighted>
@@ -162,6 +164,14 @@ LML_INLINE void AddStep(const Ring& ring, std::int32_t slot, VD near, float* p, 
     }
 }
 
+template <std::int32_t count>
+LML_INLINE void Fetch(const float* samples)
+{
+#pragma GCC unroll 8
+    for (std::int32_t n = 0; n < count; n += 8)
+        _mm_prefetch(reinterpret_cast<const char*>(samples + 2 * n), _MM_HINT_T0);
+}
+
 template <bool weighted, bool single>
 LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std::int32_t jBegin, std::int32_t jEnd)
 {
@@ -170,6 +180,7 @@ LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std:
     for (columns.first = patch.iLo; columns.first < patch.iHi; columns.first += kColumns)
     {
         const std::int32_t left = patch.iHi - columns.first, count = left < kColumns ? left : kColumns;
+        const std::int32_t lead = count < kExactAhead ? count : kExactAhead;
         columns.count = count;
         columns.Fill(patch, wave);
         ExactRow row = ExactRow::At<weighted>(patch, wave, jBegin);
@@ -179,6 +190,7 @@ LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std:
         for (std::int32_t j = jBegin; j < jEnd; ++j)
         {
             float* const samples = SampleAt(patch, columns.first, j);
+            const float* const next = j + 1 < jEnd ? samples + 2 * static_cast<std::ptrdiff_t>(patch.nx) : samples;
             for (std::int32_t n = 0; n < count; n += kStep)
             {
                 const bool last = n + kStep >= count;
@@ -187,6 +199,7 @@ LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std:
                 // A step that is not whole is added to a copy.
                 float part[2 * kStep];
                 const bool whole = n + kStep <= count;
+                Fetch<kStep>(n + lead < count ? samples + 2 * (n + lead) : next + 2 * (n + lead - count));
                 const std::size_t bytes = static_cast<std::size_t>(count - n) * 2 * sizeof(float);
                 if (!whole)
                     std::memcpy(part, samples + 2 * n, bytes);
