@@ -1,6 +1,9 @@
 // Point sources: each family against waves computed on the spot, the families' own treatment of phase, sign, snapping
 // and limits, refusals, safety at the edges, and the wide forms bit by bit against the plain ones.
+#include "points/PointSource.h"
 #include "TestTools.h"
+#include "points/WidePoint.h"
+#include "simd/SinCos.h"
 
 #include <thread>
 
@@ -424,6 +427,51 @@ TEST(PointSource, HostileArgumentsStayInsideTheGrid)
     f.Clear().AddSphericalWaveRF(4294.0, 0, 1e-2, 1, 0, WINDOW_NONE);
     f.AddSphericalWaveRF(-4294.0, 0, 1e-2, 1, 0, WINDOW_NONE);
     EXPECT_TRUE(std::isfinite(At(f, 3, 1).real()));
+}
+
+// Phases of every kind for the wide sine and cosine: negative, around and far beyond its limit (80.53 m), one number
+// that is nearer to a multiple of pi/2 than any of its size. Rows longer than a block of columns that end within a
+// step.
+TEST(PointSource, ExactSamplesHaveTheScalarBits)
+{
+    constexpr int nx = 2110, ny = 4;
+    const struct
+    {
+        double k, z, phase, pitch;
+        WindowFunc window;
+        bool single;
+    } cases[] = {{1e7, 0.05, -6e5, 1e-4, WINDOW_RECT, false}, {1, 0x1.b951f1572eba5p+23, 0, 1e-30, WINDOW_RECT, false},
+                 {1e7, 80.5306, 0, 1e-4, WINDOW_RECT, false}, {1e7, 80.5306, 0, 1e-4, WINDOW_COSINE, true},
+                 {1e7, 2.0, 0.3, 1e-4, WINDOW_COSINE, false}, {1e7, 4e4, 0, 1e-4, WINDOW_RECT, false}};
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.z);
+        const detail::ExactWave w{c.k,      200 * c.pitch, 0,           c.z,     c.z, c.phase,
+                                  c.window, 900 * c.pitch, 4 * c.pitch, c.single};
+        std::vector<float> field(2 * nx * ny), want(field);
+        const detail::PointPatch patch{field.data(), nx, ny, c.pitch, c.pitch, 3, nx - 2, 0, ny};
+        for (int j = 0; j < ny; ++j)
+            for (int i = patch.iLo; i < patch.iHi; ++i)
+            {
+                const double x = (i - nx / 2) * c.pitch, y = (j - ny / 2) * c.pitch;
+                const double r = std::sqrt((x - w.x0) * (x - w.x0) + ((y - w.y0) * (y - w.y0) + w.z0 * w.z0));
+                const double a = w.amp / r * detail::PointWindow(w.window, w.x0, x, w.halfX) *
+                                 detail::PointWindow(w.window, w.y0, y, w.halfY);
+                double sine, cosine;
+                detail::SinCos1(c.single ? static_cast<float>(w.k * r) : w.k * r + w.phase, sine, cosine);
+                float* const sample = want.data() + 2 * (nx * j + i);
+                sample[0] += static_cast<float>(a * cosine);
+                sample[1] += static_cast<float>(a * sine);
+            }
+        AtEveryIsa(
+            [&]
+            {
+                std::fill(field.begin(), field.end(), 0.0f);
+                detail::WidePoints().exact(patch, w, 0, 1);
+                detail::WidePoints().exact(patch, w, 1, ny);
+                EXPECT_EQ(std::memcmp(field.data(), want.data(), field.size() * sizeof(float)), 0);
+            });
+    }
 }
 
 TEST(PointSource, WideFormsRepeatThePlainBits)

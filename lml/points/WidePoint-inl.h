@@ -17,89 +17,53 @@ LML_INLINE float* SampleAt(const PointPatch& patch, std::int32_t i, std::int32_t
     return patch.samples + 2 * (static_cast<std::ptrdiff_t>(patch.nx) * j + i);
 }
 
-/// Adds re and im, rounded to float, to kLanes samples in single precision.
-LML_INLINE void AddRounded(float* p, VD re, VD im)
+/// Adds re and im, turned by the quarter turns in the low bits of t and rounded to float, to kLanes samples in single
+/// precision.
+LML_INLINE void AddTurned(float* p, VD re, VD im, VD t)
 {
-#if LML_WIDE_LEVEL == 0
-    (VF::LoadU(p) + VF(_mm_unpacklo_ps(_mm_cvtpd_ps(re.v), _mm_cvtpd_ps(im.v)))).StoreU(p);
-#elif LML_WIDE_LEVEL == 1
+#if LML_WIDE_LEVEL == 2
+    const __m512 both = _mm512_castpd_ps(_mm512_insertf64x4(
+        _mm512_castps_pd(_mm512_castps256_ps512(_mm512_cvtpd_ps(re.v))), _mm256_castps_pd(_mm512_cvtpd_ps(im.v)), 1));
+    // For each number of quarter turns the signs of a sample's members, and in the bits that say where they come from
+    // whether they change places.
+    const __m512i turns = _mm512_setr_epi32(0, 0, 8 | INT32_MIN, 8, INT32_MIN, INT32_MIN, 8, 8 | INT32_MIN, 0, 0,
+                                            8 | INT32_MIN, 8, INT32_MIN, INT32_MIN, 8, 8 | INT32_MIN);
+    const __m512i turn = _mm512_permutexvar_epi64(_mm512_castpd_si512(t.v), turns);
+    const __m512i order = _mm512_setr_epi32(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
+    const __m512 samples = _mm512_permutexvar_ps(_mm512_xor_si512(order, turn), both);
+    const __m512 signs = _mm512_and_ps(_mm512_castsi512_ps(turn), _mm512_set1_ps(-0.0f));
+    (VF::LoadU(p) + VF(_mm512_xor_ps(samples, signs))).StoreU(p);
+#else
+    SinCosTurn(t, im, re);
+#if LML_WIDE_LEVEL == 1
     const __m256 both = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(re.v)), _mm256_cvtpd_ps(im.v), 1);
     const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     (VF::LoadU(p) + VF(_mm256_permutevar8x32_ps(both, order))).StoreU(p);
 #else
-    const __m512 both = _mm512_castpd_ps(_mm512_insertf64x4(
-        _mm512_castps_pd(_mm512_castps256_ps512(_mm512_cvtpd_ps(re.v))), _mm256_castps_pd(_mm512_cvtpd_ps(im.v)), 1));
-    const __m512i order = _mm512_setr_epi32(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
-    (VF::LoadU(p) + VF(_mm512_permutexvar_ps(order, both))).StoreU(p);
+    (VF::LoadU(p) + VF(_mm_unpacklo_ps(_mm_cvtpd_ps(re.v), _mm_cvtpd_ps(im.v)))).StoreU(p);
+#endif
 #endif
 }
 
 // -------------------------------------------------------------------------------------------------------- exact family
 
-// Roots and divisions run a step ahead of the sines and cosines, through a ring of two steps: both units of the
-// processor are busy, and nothing that waits for a root fills its scheduler.
-static constexpr std::int32_t kStep = 2 * kLanes;
+// A step is a group of vectors. Roots and divisions run a step ahead of the sines and cosines, through a ring of two
+// steps: both units of the processor are busy, and nothing that waits for a root fills its scheduler. The last step of
+// a row looks ahead to the next row.
+static constexpr std::int32_t kStep = kSinCosGroup * kLanes;
+static_assert(kColumns % kStep == 0);
+// Memory is asked for this many samples before they are needed.
+static constexpr std::int32_t kExactAhead = 256;
 
-/// The samples of a row; the tables go on for kStep entries behind the last one.
-template <bool weighted, bool single>
-LML_INLINE void ExactRow(const ExactWave& wave, const double* squares, const double* weights, double rowSquare,
-                         double rowWeight, std::int32_t count, float* samples)
+/// What depends on the column alone, whole steps of it, for `count` columns from `first` on.
+template <bool weighted>
+struct ExactColumns
 {
-    alignas(64) double amplitude[2 * kStep];
-    alignas(64) double phase[2 * kStep];
-    const VD row(rowSquare), weightY(rowWeight), amp(wave.amp), k(wave.k), shift(wave.phase);
-    const auto prepare = [&](std::int32_t n) LML_LAMBDA
+    std::int32_t first, count;
+    alignas(64) double squares[kColumns];
+    alignas(64) double weights[weighted ? kColumns : 1];
+    LML_MEMBER void Fill(const PointPatch& patch, const ExactWave& wave)
     {
-        const VD r = Sqrt(VD::Load(squares + n) + row);
-        VD a = amp / r;
-        if constexpr (weighted)
-            a = a * VD::Load(weights + n) * weightY;
-        const std::int32_t slot = n & (2 * kStep - 1);
-        a.Store(amplitude + slot);
-        (single ? RoundToFloat(k * r) : k * r + shift).Store(phase + slot);
-    };
-    VD x[2], s[2], c[2];
-    prepare(0);
-    prepare(kLanes);
-    std::int32_t n = 0;
-    for (; n + kStep <= count; n += kStep)
-    {
-        prepare(n + kStep);
-        prepare(n + kStep + kLanes);
-        const std::int32_t slot = n & kStep;
-        x[0] = VD::Load(phase + slot);
-        x[1] = VD::Load(phase + slot + kLanes);
-        SinCosGroup<2>(x, s, c);
-        const VD a = VD::Load(amplitude + slot), b = VD::Load(amplitude + slot + kLanes);
-        AddRounded(samples + 2 * n, a * c[0], a * s[0]);
-        AddRounded(samples + 2 * (n + kLanes), b * c[1], b * s[1]);
-    }
-    for (; n < count; n += kLanes)
-    {
-        const std::int32_t slot = n & (2 * kStep - 1);
-        SinCosV(VD::Load(phase + slot), s[0], c[0]);
-        const VD a = VD::Load(amplitude + slot);
-        if (n + kLanes <= count)
-        {
-            AddRounded(samples + 2 * n, a * c[0], a * s[0]);
-            continue;
-        }
-        const std::size_t bytes = static_cast<std::size_t>(count - n) * 2 * sizeof(float);
-        float part[2 * kLanes] = {};
-        std::memcpy(part, samples + 2 * n, bytes);
-        AddRounded(part, a * c[0], a * s[0]);
-        std::memcpy(samples + 2 * n, part, bytes);
-    }
-}
-
-template <bool weighted, bool single>
-LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std::int32_t jBegin, std::int32_t jEnd)
-{
-    alignas(64) double squares[kColumns + kStep];
-    alignas(64) double weights[weighted ? kColumns + kStep : 1];
-    for (std::int32_t first = patch.iLo; first < patch.iHi; first += kColumns)
-    {
-        const std::int32_t count = patch.iHi - first < kColumns ? patch.iHi - first : kColumns;
         for (std::int32_t n = 0; n < count; ++n)
         {
             const double x = (static_cast<double>(first + n) - patch.nx / 2) * patch.px;
@@ -107,19 +71,144 @@ LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std:
             if constexpr (weighted)
                 weights[n] = PointWindow(wave.window, wave.x0, x, wave.halfX);
         }
-        for (std::int32_t n = count; n < count + kStep; ++n)
+        for (std::int32_t n = count; n % kStep != 0; ++n)
         {
             squares[n] = squares[count - 1];
             if constexpr (weighted)
                 weights[n] = 0.0;
         }
+    }
+};
+
+/// What depends on the row alone: the square, and the weight where there are some.
+struct ExactRow
+{
+    VD square, weight;
+    template <bool weighted>
+    LML_MEMBER static ExactRow At(const PointPatch& patch, const ExactWave& wave, std::int32_t j)
+    {
+        const double y = (static_cast<double>(j) - patch.ny / 2) * patch.py;
+        return {VD((y - wave.y0) * (y - wave.y0) + wave.z0 * wave.z0),
+                VD(weighted ? PointWindow(wave.window, wave.y0, y, wave.halfY) : 1.0)};
+    }
+};
+
+/// Amplitudes and phases of a step's samples, two steps in turn.
+template <bool weighted, bool single>
+struct ExactRing
+{
+    VD amp, k, shift;
+    alignas(64) double amplitude[2 * kStep];
+    alignas(64) double phase[2 * kStep];
+    LML_MEMBER explicit ExactRing(const ExactWave& wave) : amp(wave.amp), k(wave.k), shift(wave.phase) {}
+    LML_MEMBER VD Phase(VD distance) const { return single ? RoundToFloat(k * distance) : k * distance + shift; }
+    LML_MEMBER void Prepare(std::int32_t slot, const ExactColumns<weighted>& columns, std::int32_t n, ExactRow row)
+    {
+#pragma GCC unroll 8
+        for (std::int32_t u = 0; u < kStep; u += kLanes)
+        {
+            const VD distance = Sqrt(VD::Load(columns.squares + n + u) + row.square);
+            VD a = amp / distance;
+            if constexpr (weighted)
+                a = a * VD::Load(columns.weights + n + u) * row.weight;
+            a.Store(amplitude + slot + u);
+            Phase(distance).Store(phase + slot + u);
+        }
+    }
+    /// Squares of remainders up to here may belong to phases too near to a multiple of pi/2 for the fast sine and
+    /// cosine, all of them where a phase may be too large for these. Squares and phases are largest at the ends.
+    LML_MEMBER VD NearSquare(const ExactColumns<weighted>& columns, ExactRow first, ExactRow last) const
+    {
+        const VD square = Max(VD(columns.squares[0]), VD(columns.squares[columns.count - 1]));
+        const VD reach = k * Sqrt(square + Max(first.square, last.square));
+        const VD largest = single ? RoundToFloat(Abs(reach)) : Abs(reach) + Abs(shift),
+                 near = largest * VD(kSinCosNear);
+        return Select(largest <= VD(kSinCosFar), near * near, VD(HUGE_VAL));
+    }
+};
+
+/// Adds a step's samples. next() prepares the coming step: behind the reduction, where it delays least.
+template <class Ring, class Next>
+LML_INLINE void AddStep(const Ring& ring, std::int32_t slot, VD near, float* p, const Next& next)
+{
+    constexpr int U = kSinCosGroup;
+    VD x[U], t[U], r[U], lo[U], z[U], s[U], c[U];
+#pragma GCC unroll 8
+    for (int u = 0; u < U; ++u)
+        x[u] = VD::Load(ring.phase + slot + u * kLanes);
+    SinCosReduce<U>(x, t, r, lo);
+#pragma GCC unroll 8
+    for (int u = 0; u < U; ++u)
+        z[u] = r[u] * r[u];
+    next();
+    VD nearest = z[0];
+#pragma GCC unroll 8
+    for (int u = 1; u < U; ++u)
+        nearest = Min(nearest, z[u]);
+    if (__builtin_expect(Any(nearest <= near), 0))
+    {
+        SinCosSlowGroup<U>(x, s, c);
+#pragma GCC unroll 8
+        for (int u = 0; u < U; ++u)
+            t[u] = VD::Zero();
+    }
+    else
+    {
+        SinCosRest<U>(r, lo, z, s, c);
+    }
+#pragma GCC unroll 8
+    for (int u = 0; u < U; ++u)
+    {
+        const VD a = VD::Load(ring.amplitude + slot + u * kLanes);
+        AddTurned(p + 2 * u * kLanes, a * c[u], a * s[u], t[u]);
+    }
+}
+
+template <std::int32_t count>
+LML_INLINE void Fetch(const float* samples)
+{
+#pragma GCC unroll 8
+    for (std::int32_t n = 0; n < count; n += 8)
+        _mm_prefetch(reinterpret_cast<const char*>(samples + 2 * n), _MM_HINT_T0);
+}
+
+template <bool weighted, bool single>
+LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std::int32_t jBegin, std::int32_t jEnd)
+{
+    ExactColumns<weighted> columns;
+    ExactRing<weighted, single> ring(wave);
+    for (columns.first = patch.iLo; columns.first < patch.iHi; columns.first += kColumns)
+    {
+        const std::int32_t left = patch.iHi - columns.first, count = left < kColumns ? left : kColumns;
+        const std::int32_t lead = count < kExactAhead ? count : kExactAhead;
+        columns.count = count;
+        columns.Fill(patch, wave);
+        ExactRow row = ExactRow::At<weighted>(patch, wave, jBegin);
+        const VD near = ring.NearSquare(columns, row, ExactRow::At<weighted>(patch, wave, jEnd - 1));
+        std::int32_t slot = 0;
+        ring.Prepare(slot, columns, 0, row);
         for (std::int32_t j = jBegin; j < jEnd; ++j)
         {
-            const double y = (static_cast<double>(j) - patch.ny / 2) * patch.py;
-            const double rowSquare = (y - wave.y0) * (y - wave.y0) + wave.z0 * wave.z0;
-            const double rowWeight = weighted ? PointWindow(wave.window, wave.y0, y, wave.halfY) : 1.0;
-            float* const row = SampleAt(patch, first, j);
-            ExactRow<weighted, single>(wave, squares, weights, rowSquare, rowWeight, count, row);
+            float* const samples = SampleAt(patch, columns.first, j);
+            const float* const next = j + 1 < jEnd ? samples + 2 * static_cast<std::ptrdiff_t>(patch.nx) : samples;
+            for (std::int32_t n = 0; n < count; n += kStep)
+            {
+                const bool last = n + kStep >= count;
+                if (last && j + 1 < jEnd)
+                    row = ExactRow::At<weighted>(patch, wave, j + 1);
+                // A step that is not whole is added to a copy.
+                float part[2 * kStep];
+                const bool whole = n + kStep <= count;
+                Fetch<kStep>(n + lead < count ? samples + 2 * (n + lead) : next + 2 * (n + lead - count));
+                const std::size_t bytes = static_cast<std::size_t>(count - n) * 2 * sizeof(float);
+                if (!whole)
+                    std::memcpy(part, samples + 2 * n, bytes);
+                AddStep(ring, slot, near, whole ? samples + 2 * n : part,
+                        [&]() LML_LAMBDA { ring.Prepare(kStep - slot, columns, last ? 0 : n + kStep, row); });
+                if (!whole)
+                    std::memcpy(samples + 2 * n, part, bytes);
+                slot = kStep - slot;
+            }
         }
     }
 }
@@ -209,18 +298,90 @@ LML_INLINE void AddPair(float* p, const float* pairs, std::int32_t index)
 static constexpr std::int32_t kAhead = 512;
 static constexpr std::int32_t kApart = 512;
 
+#if LML_WIDE_LEVEL == 2
+static constexpr std::int32_t kEarly = 64;
+#else
+static constexpr std::int32_t kEarly = 0;
+#endif
+
+/// The phase indices of a block of columns, row after row, vector after vector. Eight lanes pass through memory, kEarly
+/// samples before they are used: by then their store has left the processor's queue, and loading them one by one is
+/// cheaper than taking a vector apart. With fewer lanes the roots are what takes the time.
+class TableIndices
+{
+public:
+    /// The squares of `columns` columns, whole vectors there; ring has room for 2 kEarly indices.
+    LML_MEMBER TableIndices(const PointPatch& patch, const TableWave& wave, const double* squares, std::int32_t columns,
+                            std::int32_t* ring)
+        : squares_(squares), ring_(ring), columns_(columns), py_(patch.py), ys_(wave.ys), d2_(wave.d2),
+          factor_(wave.factor), offset_(wave.offset), mask_(wave.mask)
+    {
+        Enter((static_cast<double>(patch.jLo) - patch.ny / 2) * patch.py);
+        for (std::int32_t n = 0; n < kEarly; n += kLanes)
+            Take().StoreU(ring + n);
+    }
+    /// A function that gives the i-th index of the coming vector.
+    LML_MEMBER auto Next()
+    {
+        if constexpr (kEarly > 0)
+        {
+            const std::int32_t* const index = ring_ + slot_;
+            Take().StoreU(ring_ + (slot_ ^ kEarly));
+            slot_ = (slot_ + kLanes) & (2 * kEarly - 1);
+            return [=](int i) LML_LAMBDA
+            {
+                return static_cast<std::uint64_t>(static_cast<std::uint32_t>(index[i]));
+            };
+        }
+        else
+        {
+            return IndexPieces(Take());
+        }
+    }
+    LML_MEMBER void RowDone()
+    {
+        if (kEarly == 0)
+            NextRow();
+    }
+
+private:
+    LML_MEMBER void Enter(double y)
+    {
+        y_ = y;
+        row_ = VD((y - ys_) * (y - ys_) + d2_);
+    }
+    LML_MEMBER VH Take()
+    {
+        const VH index = TruncToInt(factor_ * Sqrt(VD::Load(squares_ + column_) + row_) + offset_) & mask_;
+        column_ += kLanes;
+        if (kEarly > 0 && __builtin_expect(column_ >= columns_, 0))
+            NextRow();
+        return index;
+    }
+    LML_MEMBER void NextRow()
+    {
+        column_ = 0;
+        Enter(y_ + py_);
+    }
+    const double* squares_;
+    std::int32_t* ring_;
+    std::int32_t columns_, column_ = 0, slot_ = 0;
+    double py_, ys_, d2_, y_;
+    VD factor_, offset_, row_;
+    VH mask_;
+};
+
 static void Table(const PointPatch& patch, const TableWave& wave)
 {
     alignas(64) float pairs[2 * kPhaseSteps];
     alignas(64) double room[kColumns + kApart];
+    alignas(64) std::int32_t ring[2 * kEarly + 1];
     // A load whose address is close to that of a store before it, modulo 4 KiB, waits for the store. Both advance by 8
     // bytes a sample, so the table is put half of that apart from the samples.
     const std::uintptr_t gap = reinterpret_cast<std::uintptr_t>(SampleAt(patch, patch.iLo, patch.jLo)) -
                                reinterpret_cast<std::uintptr_t>(room);
     double* const squares = room + (gap / 8 + kApart / 2) % kApart / 8 * 8;
     MakePairs(pairs, wave.cosTable, wave.sinTable, wave.amp);
-    const VD factor(wave.factor), offset(wave.offset);
-    const VH mask(wave.mask);
     double x = (static_cast<double>(patch.iLo) - patch.nx / 2) * patch.px;
     for (std::int32_t first = patch.iLo; first < patch.iHi; first += kColumns)
     {
@@ -229,23 +390,18 @@ static void Table(const PointPatch& patch, const TableWave& wave)
             squares[n] = (x - wave.xs) * (x - wave.xs);
         for (std::int32_t n = count; n % kLanes != 0; ++n)
             squares[n] = 0.0;
+        TableIndices indices(patch, wave, squares, count, ring);
         const std::int32_t whole = count - count % kLanes;
         const std::int32_t lead = whole < kAhead ? whole : kAhead;
-        double y = (static_cast<double>(patch.jLo) - patch.ny / 2) * patch.py;
-        for (std::int32_t j = patch.jLo; j < patch.jHi; ++j, y += patch.py)
+        for (std::int32_t j = patch.jLo; j < patch.jHi; ++j)
         {
-            const VD row((y - wave.ys) * (y - wave.ys) + wave.d2);
             float* const p = SampleAt(patch, first, j);
-            const auto indexAt = [&](std::int32_t n) LML_LAMBDA
-            {
-                return TruncToInt(factor * Sqrt(VD::Load(squares + n) + row) + offset) & mask;
-            };
             const auto run = [&](std::int32_t begin, std::int32_t end, const float* ahead) LML_LAMBDA
             {
                 for (std::int32_t n = begin; n < end; n += kLanes, ahead += 2 * kLanes)
                 {
                     _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T1);
-                    (VF::LoadU(p + 2 * n) + PairsAt(pairs, IndexPieces(indexAt(n)))).StoreU(p + 2 * n);
+                    (VF::LoadU(p + 2 * n) + PairsAt(pairs, indices.Next())).StoreU(p + 2 * n);
                 }
             };
             // The samples kAhead further on, at the end of a row those of the next one.
@@ -254,11 +410,11 @@ static void Table(const PointPatch& patch, const TableWave& wave)
             run(whole - lead, whole, next);
             if (whole < count)
             {
-                std::int32_t index[kLanes];
-                indexAt(whole).StoreU(index);
+                const auto index = indices.Next();
                 for (std::int32_t n = whole; n < count; ++n)
-                    AddPair(p + 2 * n, pairs, index[n - whole]);
+                    AddPair(p + 2 * n, pairs, static_cast<std::int32_t>(index(n - whole)));
             }
+            indices.RowDone();
         }
     }
 }

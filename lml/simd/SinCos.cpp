@@ -42,14 +42,12 @@ std::uint64_t ReduceNear(double ax, double& r, double& lo)
 {
     using namespace sincosk;
     const double t = ax * kTwoOverPi + kSinCosRound, k = t - kSinCosRound;
-    const double a = ax - k * kPiece1, b = k * kPiece2;
-    const double r1 = a - b, e = (a - r1) - b;
+    const double r1 = (ax - k * kPiece1) - k * kPiece2;
     const double m = k * kTail2;
     r = r1 - m;
-    lo = ((r1 - r) - m) + e;
+    lo = (r1 - r) - m;
     if ((r < 0 ? -r : r) < ax * kSinCosNear)
     {
-        // r1 is exact here (e = 0): it has few bits, since its size is far below that of ax.
         double e3, e4;
         const double r3 = Difference(r1, k * kPiece3, e3), r4 = Difference(r3, k * kPiece4, e4);
         const double rest = (e3 + e4) - k * kTail4;

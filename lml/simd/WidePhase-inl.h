@@ -192,15 +192,18 @@ LML_NOINLINE void FillBlock(const PhaseForm& f, std::int32_t first, std::size_t 
 template <class From, class Sink>
 LML_INLINE void Drive(const From& from, std::size_t n, const Sink& sink)
 {
-    VD x[2], s[2], c[2];
+    constexpr std::size_t U = kSinCosGroup;
+    VD x[U], s[U], c[U];
     std::size_t i = 0;
-    for (; i + 2 * kLanes <= n; i += 2 * kLanes)
+    for (; i + U * kLanes <= n; i += U * kLanes)
     {
-        x[0] = from.Phase(i);
-        x[1] = from.Phase(i + kLanes);
-        SinCosGroup<2>(x, s, c);
-        sink.Whole(i, c[0], s[0]);
-        sink.Whole(i + kLanes, c[1], s[1]);
+#pragma GCC unroll 8
+        for (std::size_t u = 0; u < U; ++u)
+            x[u] = from.Phase(i + u * kLanes);
+        SinCosGroup<U>(x, s, c);
+#pragma GCC unroll 8
+        for (std::size_t u = 0; u < U; ++u)
+            sink.Whole(i + u * kLanes, c[u], s[u]);
     }
     for (; i < n; i += kLanes)
     {
@@ -396,19 +399,24 @@ template <class Form, class Sink>
 LML_INLINE void DriveAhead(const PhaseForm& f, std::int32_t first, std::size_t n, const Sink& sink)
 {
     const Form form(f);
-    VD x[2], next[2], s[2], c[2];
+    constexpr std::size_t U = kSinCosGroup;
+    VD x[U], next[U], s[U], c[U];
     std::size_t i = 0;
-    next[0] = form.At(Columns(first, 0));
-    next[1] = form.At(Columns(first, kLanes));
-    for (; i + 2 * kLanes <= n; i += 2 * kLanes)
+#pragma GCC unroll 8
+    for (std::size_t u = 0; u < U; ++u)
+        next[u] = form.At(Columns(first, u * kLanes));
+    for (; i + U * kLanes <= n; i += U * kLanes)
     {
-        x[0] = next[0];
-        x[1] = next[1];
-        next[0] = form.At(Columns(first, i + 2 * kLanes));
-        next[1] = form.At(Columns(first, i + 3 * kLanes));
-        SinCosGroup<2>(x, s, c);
-        sink.Whole(i, c[0], s[0]);
-        sink.Whole(i + kLanes, c[1], s[1]);
+#pragma GCC unroll 8
+        for (std::size_t u = 0; u < U; ++u)
+        {
+            x[u] = next[u];
+            next[u] = form.At(Columns(first, i + (U + u) * kLanes));
+        }
+        SinCosGroup<U>(x, s, c);
+#pragma GCC unroll 8
+        for (std::size_t u = 0; u < U; ++u)
+            sink.Whole(i + u * kLanes, c[u], s[u]);
     }
     for (int v = 0; i < n; i += kLanes, ++v)
     {
