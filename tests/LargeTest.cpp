@@ -526,6 +526,15 @@ TEST_F(Large, FailuresLeaveTheOldDestinationAndNothingElse)
         how.scratch = nullptr;
     }
     {
+        SCOPED_TRACE("a folder in its place");
+        const std::string folder = Path("folder");
+        std::filesystem::create_directory(folder);
+        EXPECT_EQ(Catch([&] { LargeAsmProp(from.c_str(), folder.c_str(), 2e-4, how); }),
+                  (Failure{ERR_FILE_WRITE, fn, folder}));
+        EXPECT_EQ(FilesLeft(), 3);
+        std::filesystem::remove(folder);
+    }
+    {
         SCOPED_TRACE("cut short on the way");
         static std::string cut;
         cut = from;
