@@ -184,7 +184,7 @@ TEST(LargeLayouts, KeepToTheMemory)
         {
             const TileNeeds needs = {3000, 4096, 8192, 4096, columns, columns.end == 696, 100000, 2000000, 2};
             std::uint64_t least = 0;
-            for (const std::uint64_t memory : {1, 8 << 20, 24 << 20, 50 << 20, 80 << 20, 1 << 30})
+            for (const std::uint64_t memory : {1u, 8u << 20, 24u << 20, 50u << 20, 80u << 20, 1u << 30})
             {
                 SCOPED_TRACE(std::to_string(lanes) + " lanes, " + std::to_string(memory));
                 LanePlan plan;

@@ -139,8 +139,10 @@ TEST(ProgressTest, OperationsAskAndAreTheSameWhenWatched)
             c.call(watched);
             ASSERT_FALSE(watcher.calls.empty()) << c.name;
             EXPECT_EQ(watcher.calls[0].operation, std::string("LumoraLib::Lumora::") + c.name);
-            if (std::strstr(c.name, "PropEx") != nullptr) // pairs of tiles
-                EXPECT_EQ(watcher.calls[0].total, 2) << c.name;
+            if (std::strstr(c.name, "PropEx") != nullptr)
+            {
+                EXPECT_EQ(watcher.calls[0].total, 2) << c.name; // pairs of tiles
+            }
         }
         EXPECT_TRUE(SameBits(alone, watched)) << c.name;
         Watcher watcher;
