@@ -138,6 +138,9 @@ TEST(Conversion, NormalizeSpecialFields)
     EXPECT_EQ(g.NormalizeWin(1.0)[0].Real(), 2.0f);
     g.Window() = LML_RECT(-5, 60, 60, -5);
     EXPECT_EQ(g.NormalizeWin(1.0)[15].Real(), 1.0f);
+    g.SetConst(Complex(8.0, 0.0)).SetPixel(1, 2, Complex(2.0, 0.0)); // brighter on every side of the window
+    g.SetWindow(1, 2, 2, 3);
+    EXPECT_EQ(g.NormalizeWin(1.0)[0].Real(), 4.0f);
 }
 
 TEST(Conversion, Turns)

@@ -169,7 +169,11 @@ TEST(PlaneTest, MeetsPlanes)
     } cases[] = {
         {Plane(Vector(1, 0, 0), Vector::I()), Plane(Vector(0, 2, 0), Vector::J()), Vector(1, 2, 0), Vector(0, 0, 1)},
         {Plane(Vector(0, 0, 1), Vector::K()), Plane(Vector(1, 0, 0), Vector::I()), Vector(1, 0, 1), Vector(0, 1, 0)},
-        {Plane(Vector(0, 2, 0), Vector::J()), Plane(Vector(0, 0, 3), Vector::K()), Vector(0, 2, 3), Vector(1, 0, 0)}};
+        {Plane(Vector(0, 2, 0), Vector::J()), Plane(Vector(0, 0, 3), Vector::K()), Vector(0, 2, 3), Vector(1, 0, 0)},
+        {Plane(Vector(0, 0, 1), Vector::K()), Plane(Vector(3, 0, 0), Vector(3, 0, 4)), Vector(5.0 / 3, 0, 1),
+         Vector(0, 0.6, 0)},
+        {Plane(Vector(0, 2, 0), Vector::J()), Plane(Vector(0, 0, 5), Vector(0, 4, 3)), Vector(0, 2, 7.0 / 3),
+         Vector(0.6, 0, 0)}};
     for (const auto& c : cases)
     {
         const Line line = c.a.GetIntersectionLine(c.b);

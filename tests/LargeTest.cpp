@@ -1,6 +1,7 @@
 // Fields larger than memory: segmented files as one grid, and operations from file to file with the members' bits.
 #include "LargeTable.h"
 #include "Operations.h"
+#include "large/TileLayout.h"
 
 #include <csignal>
 #include <set>
@@ -133,7 +134,7 @@ TEST_F(Large, OperationsHaveTheMembersBits)
 {
     int sweeps = 0;
     OneRank one;
-    for (const Sizes& s : {Sizes{2, 2, 256, 256}, Sizes{3, 5, 128, 64}, Sizes{1, 4, 64, 128}})
+    for (const Sizes& s : {Sizes{2, 2, 256, 256}, Sizes{3, 5, 128, 64}, Sizes{1, 4, 64, 128}, Sizes{1, 2, 2, 64}})
     {
         const bool all = s.sx == 2;
         Make("from", s);
@@ -170,6 +171,44 @@ TEST_F(Large, OperationsHaveTheMembersBits)
         }
     }
     EXPECT_GT(sweeps, 50);
+}
+
+// Layouts for this process alone (0 lanes) and for lanes: within the memory from the least that works on, tiles of
+// about 4 MiB where it is plenty, and every kept column in one unit.
+TEST(LargeLayouts, KeepToTheMemory)
+{
+    using namespace LumoraLib::detail;
+    for (const WideRange& columns :
+         {WideRange{0, 4096}, WideRange{3500, 700}, WideRange{3400, 696}, WideRange{100, 900}})
+        for (const int lanes : {0, 1, 2, 5})
+        {
+            const TileNeeds needs = {3000, 4096, 8192, 4096, columns, columns.end == 696, 100000, 2000000, 2};
+            std::uint64_t least = 0;
+            for (const std::uint64_t memory : {1u, 8u << 20, 24u << 20, 50u << 20, 80u << 20, 1u << 30})
+            {
+                SCOPED_TRACE(std::to_string(lanes) + " lanes, " + std::to_string(memory));
+                LanePlan plan;
+                if (lanes == 0)
+                    plan.layout = PlanTiles(needs, memory, plan.memory);
+                else
+                    plan = PlanLanes(needs, lanes, memory);
+                const TileLayout& layout = plan.layout;
+                least = memory == 1 ? plan.memory : least;
+                EXPECT_LE(plan.memory, std::max(memory, least + least / 100));
+                EXPECT_LT((layout.Bands() - 1) * layout.bandRows, layout.rows);
+                std::vector<int> kept(needs.gridColumns);
+                for (const TileUnit& unit : layout.units)
+                    for (const ColumnRun& run : {unit.left, unit.right})
+                        for (std::size_t n = 0; n < run.count; ++n)
+                            ++kept[run.first + n];
+                for (std::size_t n = 0; n < kept.size(); ++n)
+                {
+                    const bool wanted = columns.begin < columns.end ? n >= columns.begin && n < columns.end
+                                                                    : n >= columns.begin || n < columns.end;
+                    EXPECT_TRUE(kept[n] == 1 || (kept[n] == 0 && !wanted)) << n;
+                }
+            }
+        }
 }
 
 TEST_F(Large, BackwardsEveryPhaseIsTheConjugateOne)
@@ -485,6 +524,15 @@ TEST_F(Large, FailuresLeaveTheOldDestinationAndNothingElse)
         how.scratch = "/nowhere/at/all";
         check({ERR_FILE_OPEN, fn, "/nowhere/at/all/to"}, run);
         how.scratch = nullptr;
+    }
+    {
+        SCOPED_TRACE("a folder in its place");
+        const std::string folder = Path("folder");
+        std::filesystem::create_directory(folder);
+        EXPECT_EQ(Catch([&] { LargeAsmProp(from.c_str(), folder.c_str(), 2e-4, how); }),
+                  (Failure{ERR_FILE_WRITE, fn, folder}));
+        EXPECT_EQ(FilesLeft(), 3);
+        std::filesystem::remove(folder);
     }
     {
         SCOPED_TRACE("cut short on the way");

@@ -79,6 +79,8 @@ Lumora Pattern(int nx, int ny)
     return f;
 }
 
+constexpr double kPi = 3.14159265358979323846;
+
 PictureStyle Plain(PictureQuantity quantity)
 {
     PictureStyle style;
@@ -423,6 +425,58 @@ TEST(Pictures, DecorationsAndPlotsOfAnyNumbers)
     while (plot.samples[plot.At(500, top)] > 60)
         ++top;
     EXPECT_NEAR((bottom - 0.5 * (first + last)) / (bottom - top), 0.1, 0.01);
+}
+
+// Texts, ticks, frames, lines and colours stand where they stood, with the weight they had: the first cosines over the
+// light of each picture, to a third of a pixel.
+TEST(Pictures, LooksStay)
+{
+    Lumora field(32, 24, 3e-6, 4e-6, 500e-9), spectrum(16, 16, 1e3, 2e3, 500e-9);
+    for (const auto [i, j] : Grid(field))
+        field.SetPixel(i, j, Complex(0.5 + i, j - 11.5));
+    for (const auto [i, j] : Grid(spectrum))
+        spectrum.SetPixel(i, j, Complex(1.0 + i * j, 0.0));
+    spectrum.Form() = SPECTRUM;
+    PictureStyle complex, decibel;
+    complex.quantity = PICTURE_COMPLEX;
+    decibel.quantity = PICTURE_DECIBEL;
+    complex.axes = complex.colourBar = complex.scaleBar = decibel.axes = decibel.colourBar = true;
+    decibel.frequencies = FREQUENCIES_DEGREES;
+    complex.title = "ABCDEFGHIJKLMNOPQRSTUV\\WXYZ!\"#$%&'()*+,";
+    decibel.title = "abcdefghijklmnopqrstuvwxyz-./:;<=>?@[]^_`{|}~";
+    decibel.label = "°±²³µ·×Δθλ";
+    ProfileStyle linear, logarithmic;
+    linear.title = "0123456789 ÄÖÜäöü";
+    logarithmic.logarithmic = true;
+    logarithmic.yUnit = "V";
+    logarithmic.textSize = 1.5;
+    const std::vector<ProfileLine> lines = {{"first", {0.0, 1e-3, 2e-3}, {1.0, 30.0, 2.0}},
+                                            {"second", {0.0, 1e-3, 2e-3}, {20.0, 3.0, -4.0}, true},
+                                            {"third", {0.0, 1.5e-3, 2e-3}, {5.0, 7.0, 11.0}}};
+    const struct
+    {
+        PictureImage picture;
+        double look[9];
+    } cases[] = {
+        {RenderPicture(field, complex), {87982.2, -11628.5, 18550.1, -4551.0, 111.7, 782.6, 10931.6, 3758.6, -5237.0}},
+        {RenderPicture(spectrum, decibel), {90320.6, -7933.4, 11904.3, 4.5, -290.2, -1146.5, 5932.7, 1769.2, -3210.6}},
+        {RenderProfilePlot(lines, linear), {507741.3, 214.5, -322.5, -914.7, 664.1, 800.4, -1314.8, 432.1, 1536.5}},
+        {RenderProfilePlot(lines, logarithmic),
+         {507236.0, 1539.6, -462.5, -1958.4, 1601.3, -167.5, -327.7, 1047.0, 946.8}},
+    };
+    for (const auto& [picture, look] : cases)
+        for (std::size_t k = 0; k < 9; ++k)
+        {
+            double sum = 0.0;
+            for (const auto [i, j] : Grid(picture.width, picture.height))
+            {
+                const std::uint16_t* const c = picture.samples.data() + picture.At(i, j);
+                sum += (c[0] + 2 * c[1] + 4 * c[2]) / (7.0 * 255.0) *
+                       std::cos(kPi * double(k % 3) * (i + 0.5) / picture.width) *
+                       std::cos(kPi * double(k / 3) * (j + 0.5) / picture.height);
+            }
+            EXPECT_NEAR(sum, look[k], 0.3) << k;
+        }
 }
 
 TEST(Pictures, PicturesAsFields)

@@ -172,7 +172,9 @@ TEST_P(PointCloud, LightWithinTheTolerance)
                 continue;
             f.Clear();
             f.AddPointCloud(cloud.data(), count, Options(tolerance, method));
-            EXPECT_LE(truth.ErrorOf(f), tolerance) << "method " << method;
+            const double bound = f.PlanPointCloud(cloud.data(), count, Options(tolerance, method)).error;
+            EXPECT_LE(truth.ErrorOf(f), bound) << "method " << method;
+            EXPECT_LE(bound, tolerance);
         }
 }
 
@@ -229,6 +231,30 @@ TEST(PointCloudRuns, BitsOfThreadsInstructionSetsAndPanels)
             const std::uint64_t all = f.PlanPointCloud(cloud.data(), count, Options(1e-3, method)).memory;
             EXPECT_LT(RelativeL2(run(2, Isa::Avx512, all * 3 / 4), first), 1e-3);
         }
+    }
+}
+
+// Patches of several hundred samples on planes of many strips and tiles, the spectrum whole and in parts.
+TEST(PointCloudRuns, SlabsOfLargerFieldsAgreeWithDirectSums)
+{
+    const Case deep = {"", 1024, 1024, 2e-6, 2e-6, 532e-9, -0.05, -0.01, 1, 0, 10, 0};
+    const std::vector<CloudPoint> cloud = MakeCloud(deep);
+    const std::int64_t count = static_cast<std::int64_t>(cloud.size());
+    const auto run = [&](const CloudOptions& o)
+    {
+        const Threads team(2);
+        Lumora f(deep.nx, deep.ny, deep.px, deep.py, deep.lambda);
+        f.Clear();
+        return f.AddPointCloud(cloud.data(), count, o);
+    };
+    const Lumora direct = run(Options(1e-3, CLOUD_DIRECT));
+    CloudOptions o = Options(1e-2, CLOUD_SLABS);
+    const CloudPlan whole = direct.PlanPointCloud(cloud.data(), count, o);
+    EXPECT_GT(whole.width, 256);
+    for (const std::uint64_t memory : {whole.memory, whole.memory / 2})
+    {
+        o.memory = memory;
+        EXPECT_LT(RelativeL2(run(o), direct), 1e-2);
     }
 }
 
@@ -317,6 +343,48 @@ TEST(PointCloudRuns, PlansTellMethodMemoryAndBound)
     EXPECT_GT(plan(20000, 1e-4).seconds, many.seconds);
     const Lumora wide(1 << 18, 2, 4e-6, 4e-6, 532e-9); // an axis too long for slabs
     EXPECT_EQ(Catch([&] { wide.PlanPointCloud(cloud.data(), 3, Options(1e-3, CLOUD_SLABS)); }).code, 1);
+}
+
+// Samples follow from the plan: it is the same on every machine, and with every compiler.
+TEST(PointCloudRuns, PlansStayAsTheyAre)
+{
+    const Threads one(1);
+    const Case wide = {"", 1024, 1024, 4e-6, 4e-6, 532e-9, -0.1, -0.09, 1, 0, 20000, 0};
+    const Case near = {"", 512, 96, 2e-6, 3e-6, 633e-9, -0.004, 0.003, 1.5, 0.3, 3000, 0};
+    const Case before = {"", 512, 96, 4e-6, 3e-6, 633e-9, 0.002, 0.005, 1.5, 0.3, 3000, 0};
+    const Case few = {"", 1024, 300, 4e-6, 4e-6, 532e-9, -0.01, -0.001, 1, 0, 30, 0};
+    const Case beside = {"", 2048, 64, 8e-6, 8e-6, 532e-9, -0.3, -0.01, 0.2, 1, 30, 0};
+    const struct
+    {
+        const Case& cloud;
+        CloudMethod method;
+        double tolerance;
+        std::uint64_t memory;
+        CloudPlan plan;
+    } cases[] = {
+        {wide, CLOUD_SLABS, 1e-3, 0, {CLOUD_SLABS, 2, 2, 128, 0, 86183420, 0.175233, 0.000600736}},
+        {wide, CLOUD_SLABS, 1e-3, 60 << 20, {CLOUD_SLABS, 3, 2, 88, 0, 53520652, 0.321843, 0.000600193}},
+        {near, CLOUD_SLABS, 1e-4, 0, {CLOUD_SLABS, 9, 3, 104, 0, 9813592, 0.0397435, 6.00337e-05}},
+        {before, CLOUD_SLABS, 1e-2, 0, {CLOUD_SLABS, 4, 1, 32, 0, 6756052, 0.0104121, 0.0065154}},
+        {before, CLOUD_DIRECT, 1e-4, 0, {CLOUD_DIRECT, 0, 4, 256, 0, 6895224, 0.0608882, 7e-05}},
+        {few, CLOUD_DIRECT, 1e-2, 0, {CLOUD_DIRECT, 0, 2, 256, 0, 13404376, 0.00185351, 0.007}},
+        {beside, CLOUD_DIRECT, 1e-3, 0, {CLOUD_DIRECT, 0, 2, 512, 0, 8021432, 0.000333811, 0.0007}},
+    };
+    for (const auto& c : cases)
+    {
+        CloudOptions o = Options(c.tolerance, c.method);
+        o.memory = c.memory;
+        const std::vector<CloudPoint> cloud = MakeCloud(c.cloud);
+        const Lumora f(c.cloud.nx, c.cloud.ny, c.cloud.px, c.cloud.py, c.cloud.lambda);
+        const CloudPlan plan = f.PlanPointCloud(cloud.data(), static_cast<std::int64_t>(cloud.size()), o);
+        EXPECT_EQ(plan.method, c.plan.method);
+        EXPECT_EQ(plan.planes, c.plan.planes);
+        EXPECT_EQ(plan.terms, c.plan.terms);
+        EXPECT_EQ(plan.width, c.plan.width);
+        EXPECT_EQ(plan.memory, c.plan.memory);
+        EXPECT_NEAR(plan.seconds, c.plan.seconds, 1e-5 * c.plan.seconds);
+        EXPECT_NEAR(plan.error, c.plan.error, 1e-5 * c.plan.error);
+    }
 }
 
 /// Lengths with every odd radix, pruned on both sides, against sums in double.

@@ -31,6 +31,7 @@ struct Watcher
     static bool Called(void* context, const char* operation, std::int64_t done, std::int64_t total)
     {
         Watcher& me = *static_cast<Watcher*>(context);
+        EXPECT_TRUE(done <= total && (me.calls.empty() || done >= me.calls.back().done)) << operation;
         me.calls.push_back({operation, done, total});
         me.thread = std::this_thread::get_id();
         detail::Progress("inside the handler", 1).Step(1); // reports nothing
@@ -138,6 +139,10 @@ TEST(ProgressTest, OperationsAskAndAreTheSameWhenWatched)
             c.call(watched);
             ASSERT_FALSE(watcher.calls.empty()) << c.name;
             EXPECT_EQ(watcher.calls[0].operation, std::string("LumoraLib::Lumora::") + c.name);
+            if (std::strstr(c.name, "PropEx") != nullptr)
+            {
+                EXPECT_EQ(watcher.calls[0].total, 2) << c.name; // pairs of tiles
+            }
         }
         EXPECT_TRUE(SameBits(alone, watched)) << c.name;
         Watcher watcher;

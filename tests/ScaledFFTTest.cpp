@@ -232,6 +232,12 @@ TEST(ScaledFFT, Descriptors)
         EXPECT_TRUE(SameBits(first, second));
         EXPECT_TRUE(SameBits(moved, made));
 
+        // The samples count, even where a single one is no longer that of the parameters.
+        moved.SetPixel(127, 63, moved.GetPixel(127, 63) * 2.0);
+        second = Lumora(u);
+        second.RawScaledFft(moved);
+        EXPECT_GT(RelativeL2(second, first), 1e-4);
+
         moved.Dispose();
         EXPECT_TRUE(moved.IsCompatibleWith(64, 32, a, b));
         EXPECT_EQ(moved.GetDataPointer(), nullptr);
