@@ -164,12 +164,13 @@ LML_INLINE void AddStep(const Ring& ring, std::int32_t slot, VD near, float* p, 
     }
 }
 
-template <std::int32_t count>
-LML_INLINE void Fetch(const float* samples)
+/// Asks for the lines of a step's samples, which may end behind the grid.
+LML_INLINE void FetchStep(const float* samples)
 {
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(samples);
 #pragma GCC unroll 8
-    for (std::int32_t n = 0; n < count; n += 8)
-        _mm_prefetch(reinterpret_cast<const char*>(samples + 2 * n), _MM_HINT_T0);
+    for (std::uintptr_t bytes = 0; bytes < kStep * 2 * sizeof(float); bytes += 64)
+        _mm_prefetch(reinterpret_cast<const char*>(at + bytes), _MM_HINT_T0);
 }
 
 template <bool weighted, bool single>
@@ -199,7 +200,7 @@ LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std:
                 // A step that is not whole is added to a copy.
                 float part[2 * kStep];
                 const bool whole = n + kStep <= count;
-                Fetch<kStep>(n + lead < count ? samples + 2 * (n + lead) : next + 2 * (n + lead - count));
+                FetchStep(n + lead < count ? samples + 2 * (n + lead) : next + 2 * (n + lead - count));
                 const std::size_t bytes = static_cast<std::size_t>(count - n) * 2 * sizeof(float);
                 if (!whole)
                     std::memcpy(part, samples + 2 * n, bytes);
