@@ -150,7 +150,7 @@ struct FusedStrips
     RowWriter writer;
     const float* spectrum = nullptr; ///< of the strip, where it is kept
     float *values, *mid, *factors, *turned, *kept;
-    static constexpr std::size_t kLargeStrip = 8192; ///< rows of strips whose buffer takes much of the last cache
+    static constexpr std::size_t kLargeStrip = 16384; ///< rows of strips whose buffer takes much of the last cache
     static constexpr std::size_t kRoom = kWideStrip + 16;
     static constexpr std::ptrdiff_t kFactorStep = 2 * std::ptrdiff_t(kWideStrip);
 

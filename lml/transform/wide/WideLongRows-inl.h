@@ -117,9 +117,12 @@ LML_INLINE void GetLast(const float* t, std::ptrdiff_t line, C* x)
 }
 #endif
 
-/// Rows from this length on, 32 KiB, are out of the first cache when their turn comes. They are fetched at the pace of
-/// the arithmetic, and once more shortly before the first radix reads them.
-static constexpr std::size_t kFarRow = 4096;
+/// Rows from this length on, 32 KiB, are out of the first cache when their turn comes. With 16 lanes they are fetched
+/// at the pace of the arithmetic, and once more shortly before the first radix reads them; narrower lanes gain nothing.
+LML_INLINE bool IsFar(std::size_t n)
+{
+    return W == 16 && n >= 4096;
+}
 static constexpr std::size_t kSoon = 32; // samples
 
 /// One row: where it is read and written, which may be the same place, and what is fetched meanwhile.
@@ -132,12 +135,6 @@ struct RowJob
     bool stream = false; ///< stores past the caches
     Fetch fetch = {};
 };
-
-/// What goes on beside the first and the last radix of a far row, and of others.
-LML_INLINE void FetchBeside(Fetch& fetch, bool far)
-{
-    far ? fetch.Some<3 * W / 4>() : fetch.Some<W / 2>();
-}
 
 /// The vectors from `first` on of eight inputs of the first radix, once more: some requests were dropped.
 LML_INLINE void FetchSoon(const float* first, std::ptrdiff_t step)
@@ -160,19 +157,23 @@ LML_INLINE void RowFirst(const AxisView<const Complex>& row, Fetch& fetch, float
     const float* low = x + (shift ? 8 * step : 0);  // inputs 0..7 of the transform
     const float* high = x + (shift ? 0 : 8 * step); // and 8..15
     const std::size_t flip = shift ? 8 * m : 0;
-    const bool far = 16 * m >= kFarRow && fetch.next != nullptr; // a row alone is in a cache
+    const bool far = IsFar(16 * m) && fetch.next != nullptr; // a row alone is in a cache
     for (std::size_t b = 0; b < m; b += W, roots += 16 * kPair)
     {
-        FetchBeside(fetch, far);
-        C y[16];
+        fetch.Some<W / 2>();
         const std::ptrdiff_t at = std::ptrdiff_t(2 * b);
-        if constexpr (kAll)
+        if (far)
         {
-            if (far && b + kSoon < m)
+            fetch.Some<W / 4>();
+            if (kAll && b + kSoon < m)
             {
                 FetchSoon(low + at + 2 * kSoon, step);
                 FetchSoon(high + at + 2 * kSoon, step);
             }
+        }
+        C y[16];
+        if constexpr (kAll)
+        {
 #pragma GCC unroll 8
             for (int a = 0; a < 8; ++a)
             {
@@ -188,15 +189,15 @@ LML_INLINE void RowFirst(const AxisView<const Complex>& row, Fetch& fetch, float
     }
 }
 
-/// A radix in between, in place on R * `step` samples of a line: roots [vector][k] pairs. Fetches a line for so many
-/// samples.
+/// A radix in between, in place on R * `step` samples of a line: roots [vector][k] pairs. With 16 lanes a line
+/// is fetched for so many samples.
 template <int R, int kSamples>
 LML_INLINE void RowMiddle(float* t, std::ptrdiff_t step, const float* roots, Fetch& fetch)
 {
     const std::ptrdiff_t apart = kSpan * step;
     for (std::ptrdiff_t v = 0; v < apart; v += kPair, t += kPair, roots += R * kPair)
     {
-        fetch.Some<W * R >= kSamples || R == 2 ? W * R / kSamples : 1>();
+        fetch.Some<W * R / (W == 16 ? kSamples : 16)>();
         C x[R];
 #pragma GCC unroll 16
         for (int p = 0; p < R; ++p)
@@ -302,6 +303,7 @@ LML_NOINLINE void RowEnd(const WideLength& length, const RowJob& job, const floa
     const std::size_t m = length.n / 16;
     const std::ptrdiff_t line = LineStep(m);
     Fetch fetch = job.fetch;
+    const bool far = IsFar(length.n);
     // Outputs k + 16 j of the radices so far, W at once; j counts runs of 16 samples. Where two radices stood in
     // between, the runs lie in the reversed order of their digits: j = k2 + R k3 at (m / 16 R) k2 + k3, R the first of
     // the two.
@@ -311,7 +313,9 @@ LML_NOINLINE void RowEnd(const WideLength& length, const RowJob& job, const floa
         const float* run = buffer + 16 * kSpan * std::ptrdiff_t(ways == 1 ? j : j % ways * (m / 16 / ways) + j / ways);
         for (int k = 0; k < 16; k += W)
         {
-            FetchBeside(fetch, length.n >= kFarRow);
+            fetch.Some<W / 2>();
+            if (far)
+                fetch.Some<W / 4>();
             RowLast<kInverse, kOut>(run + k / kLineOutputs * line, line, job, std::size_t(k) + 16 * j, m);
         }
     }
