@@ -147,7 +147,7 @@ LML_INLINE void FetchSoon(const float* first, std::ptrdiff_t step)
 }
 
 /// First radix: x[a m + b], m = n / 16, to the lines of the buffer with the root factors.
-template <bool kInverse, bool kAll>
+template <bool kInverse, bool kAll, bool kFar>
 LML_INLINE void RowFirst(const AxisView<const Complex>& row, Fetch& fetch, float* buffer, const float* roots,
                          std::size_t m)
 {
@@ -157,19 +157,14 @@ LML_INLINE void RowFirst(const AxisView<const Complex>& row, Fetch& fetch, float
     const float* low = x + (shift ? 8 * step : 0);  // inputs 0..7 of the transform
     const float* high = x + (shift ? 0 : 8 * step); // and 8..15
     const std::size_t flip = shift ? 8 * m : 0;
-    const bool far = IsFar(16 * m) && fetch.next != nullptr; // a row alone is in a cache
     for (std::size_t b = 0; b < m; b += W, roots += 16 * kPair)
     {
-        fetch.Some<W / 2>();
+        fetch.Some<kFar ? 3 * W / 4 : W / 2>();
         const std::ptrdiff_t at = std::ptrdiff_t(2 * b);
-        if (far)
+        if (kFar && kAll && b + kSoon < m)
         {
-            fetch.Some<W / 4>();
-            if (kAll && b + kSoon < m)
-            {
-                FetchSoon(low + at + 2 * kSoon, step);
-                FetchSoon(high + at + 2 * kSoon, step);
-            }
+            FetchSoon(low + at + 2 * kSoon, step);
+            FetchSoon(high + at + 2 * kSoon, step);
         }
         C y[16];
         if constexpr (kAll)
@@ -290,7 +285,10 @@ LML_NOINLINE void RowBegin(const WideLength& length, RowJob& job, float* buffer)
     const WideLength& rest = *length.rowNext;
     const std::ptrdiff_t line = LineStep(rest.n);
     Fetch fetch = job.fetch;
-    RowFirst<kInverse, kAll>(job.source, fetch, buffer, length.rowRoots, rest.n);
+    if (IsFar(length.n) && fetch.next != nullptr) // a row alone is in a cache
+        RowFirst<kInverse, kAll, true>(job.source, fetch, buffer, length.rowRoots, rest.n);
+    else
+        RowFirst<kInverse, kAll, false>(job.source, fetch, buffer, length.rowRoots, rest.n);
     if (rest.n > 16)
         for (int k = 0; k < 16 / kLineOutputs; ++k)
             RowRest(buffer + k * line, rest, fetch);
