@@ -125,6 +125,12 @@ LML_INLINE bool IsFar(std::size_t n)
 }
 static constexpr std::size_t kSoon = 32; // samples
 
+/// Samples of a radix in between for which a line is fetched, where 16 lanes take `wide`.
+constexpr int SamplesALine(int wide)
+{
+    return W == 16 ? wide : 16;
+}
+
 /// One row: where it is read and written, which may be the same place, and what is fetched meanwhile.
 struct RowJob
 {
@@ -192,7 +198,7 @@ LML_INLINE void RowMiddle(float* t, std::ptrdiff_t step, const float* roots, Fet
     const std::ptrdiff_t apart = kSpan * step;
     for (std::ptrdiff_t v = 0; v < apart; v += kPair, t += kPair, roots += R * kPair)
     {
-        fetch.Some<W * R / (W == 16 ? kSamples : 16)>();
+        fetch.Some<W * R / SamplesALine(kSamples)>();
         C x[R];
 #pragma GCC unroll 16
         for (int p = 0; p < R; ++p)
