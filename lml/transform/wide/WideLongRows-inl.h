@@ -126,7 +126,7 @@ LML_INLINE bool IsFar(std::size_t n)
 static constexpr std::size_t kSoon = 32; // samples
 
 /// Samples of a radix in between for which a line is fetched, where 16 lanes take `wide`.
-constexpr int SamplesALine(int wide)
+LML_INLINE constexpr int SamplesALine(int wide)
 {
     return W == 16 ? wide : 16;
 }
