@@ -98,12 +98,13 @@ TEST(Fft, EveryLengthAndShapeKeepsTheErrorBoundAndComesBack)
         }
 }
 
-// The largest grid is above the size from which stores go past the caches; where the buffer starts off a cache line or
-// a vector they may not.
+// The largest grids are above the size from which stores go past the caches, those of rows in place too where rows are
+// long; where the buffer starts off a cache line or a vector they may not.
 TEST(Fft, SameBitsForEveryInstructionSetTeamAndAlignment)
 {
     std::vector<std::pair<int, int>> shapes = Shapes();
     shapes.emplace_back(2048, 2048);
+    shapes.emplace_back(8192, 512);
     for (const auto& [nx, ny] : shapes)
         for (const Engine lib : EachEngine())
         {

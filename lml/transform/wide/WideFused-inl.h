@@ -150,6 +150,7 @@ struct FusedStrips
     RowWriter writer;
     const float* spectrum = nullptr; ///< of the strip, where it is kept
     float *values, *mid, *factors, *turned, *kept;
+    static constexpr std::size_t kLargeStrip = 16384; ///< rows of strips whose buffer takes much of the last cache
     static constexpr std::size_t kRoom = kWideStrip + 16;
     static constexpr std::ptrdiff_t kFactorStep = 2 * std::ptrdiff_t(kWideStrip);
 
@@ -263,6 +264,22 @@ struct FusedStrips
         FunctionKept, ///< and kept for the mirror
         Kept
     };
+    /// Fetches the pairs of one k2 of two lines of a large buffer: asked for with the factors, which take their time.
+    LML_MEMBER void FetchLines(std::size_t k1, std::size_t other, std::size_t k2) const
+    {
+        const float* const one = at.buffer + std::ptrdiff_t(k1) * at.line + std::ptrdiff_t(k2) * kPair;
+        const std::ptrdiff_t apart = other == at.a ? 0 : std::ptrdiff_t(other - k1) * at.line;
+#pragma GCC unroll 16
+        for (int g = 0; g < kGroups; ++g)
+#pragma GCC unroll 2
+            for (std::ptrdiff_t f = 0; f < kPair; f += 16)
+            {
+                const char* const line = reinterpret_cast<const char*>(one + g * at.group + f);
+                _mm_prefetch(line, _MM_HINT_T1);
+                _mm_prefetch(line + apart * std::ptrdiff_t(sizeof(float)), _MM_HINT_T1);
+            }
+    }
+
     template <bool kMirrored>
     LML_MEMBER void Half(WideStripAt strip, std::size_t column, Source source)
     {
@@ -271,12 +288,15 @@ struct FusedStrips
         // The column behind a strip belongs to the next one's thread, if there is a next.
         const bool behind = column + kWideStrip + 1 == table.firstColumn + table.columns;
         Begin(strip);
+        const bool large = spectrum == nullptr && length.n >= kLargeStrip;
         for (std::size_t k1 = 0; k1 <= at.a / 2; ++k1)
         {
             const std::size_t other = k1 == 0 || at.a - k1 == k1 ? at.a : at.a - k1;
             for (std::size_t k2 = 0; k2 < at.b; ++k2)
             {
                 const std::size_t k = k1 + at.a * k2, back = length.n - k;
+                if (large)
+                    FetchLines(k1, other, k2);
                 if (fused.zeroRows.Has(k) && (other == at.a || fused.zeroRows.Has(back)))
                     continue;
                 const std::size_t row = k < back ? k : back;

@@ -149,6 +149,9 @@ extern const WideKernels wideKernels;
 /// what does. Below it stores past the caches cost up to twice the time.
 inline constexpr std::size_t kWideStream = std::size_t{24} << 20;
 
+/// Rows longer than this are out of the first cache before they are written.
+inline constexpr std::size_t kWideNearRow = 4096;
+
 /// Whether so many samples of a target are stored past the caches.
 inline bool WideMayStream(const AxisView<Complex>& target, std::size_t samples)
 {

@@ -117,6 +117,20 @@ LML_INLINE void GetLast(const float* t, std::ptrdiff_t line, C* x)
 }
 #endif
 
+/// Rows from this length on, 32 KiB, are out of the first cache when their turn comes. With 16 lanes they are fetched
+/// at the pace of the arithmetic, and once more shortly before the first radix reads them; narrower lanes gain nothing.
+LML_INLINE bool IsFar(std::size_t n)
+{
+    return W == 16 && n >= 4096;
+}
+static constexpr std::size_t kSoon = 32; // samples
+
+/// Samples of a radix in between for which a line is fetched, where 16 lanes take `wide`.
+LML_INLINE constexpr int SamplesALine(int wide)
+{
+    return W == 16 ? wide : 16;
+}
+
 /// One row: where it is read and written, which may be the same place, and what is fetched meanwhile.
 struct RowJob
 {
@@ -128,8 +142,18 @@ struct RowJob
     Fetch fetch = {};
 };
 
+/// The vectors from `first` on of eight inputs of the first radix, once more: some requests were dropped.
+LML_INLINE void FetchSoon(const float* first, std::ptrdiff_t step)
+{
+#pragma GCC unroll 8
+    for (int a = 0; a < 8; ++a)
+#pragma GCC unroll 2
+        for (std::ptrdiff_t f = 0; f < kPair; f += 16)
+            _mm_prefetch(reinterpret_cast<const char*>(first + a * step + f), _MM_HINT_T0);
+}
+
 /// First radix: x[a m + b], m = n / 16, to the lines of the buffer with the root factors.
-template <bool kInverse, bool kAll>
+template <bool kInverse, bool kAll, bool kFar>
 LML_INLINE void RowFirst(const AxisView<const Complex>& row, Fetch& fetch, float* buffer, const float* roots,
                          std::size_t m)
 {
@@ -141,9 +165,14 @@ LML_INLINE void RowFirst(const AxisView<const Complex>& row, Fetch& fetch, float
     const std::size_t flip = shift ? 8 * m : 0;
     for (std::size_t b = 0; b < m; b += W, roots += 16 * kPair)
     {
-        fetch.Some<W / 2>();
-        C y[16];
+        fetch.Some<kFar ? 3 * W / 4 : W / 2>();
         const std::ptrdiff_t at = std::ptrdiff_t(2 * b);
+        if (kFar && kAll && b + kSoon < m)
+        {
+            FetchSoon(low + at + 2 * kSoon, step);
+            FetchSoon(high + at + 2 * kSoon, step);
+        }
+        C y[16];
         if constexpr (kAll)
         {
 #pragma GCC unroll 8
@@ -161,14 +190,15 @@ LML_INLINE void RowFirst(const AxisView<const Complex>& row, Fetch& fetch, float
     }
 }
 
-/// A radix in between, in place on R * `step` samples of a line: roots [vector][k] pairs.
-template <int R>
+/// A radix in between, in place on R * `step` samples of a line: roots [vector][k] pairs. With 16 lanes a line
+/// is fetched for so many samples.
+template <int R, int kSamples>
 LML_INLINE void RowMiddle(float* t, std::ptrdiff_t step, const float* roots, Fetch& fetch)
 {
     const std::ptrdiff_t apart = kSpan * step;
     for (std::ptrdiff_t v = 0; v < apart; v += kPair, t += kPair, roots += R * kPair)
     {
-        fetch.Some<W * R / 16>();
+        fetch.Some<W * R / SamplesALine(kSamples)>();
         C x[R];
 #pragma GCC unroll 16
         for (int p = 0; p < R; ++p)
@@ -190,34 +220,41 @@ LML_INLINE void RowRest(float* t, const WideLength& length, Fetch& fetch)
     case 4:
         return;
     case 5:
-        return RowMiddle<2>(t, 16, roots, fetch);
+        return RowMiddle<2, 16>(t, 16, roots, fetch);
     case 6:
-        return RowMiddle<4>(t, 16, roots, fetch);
+        return RowMiddle<4, 16>(t, 16, roots, fetch);
     case 7:
-        return RowMiddle<8>(t, 16, roots, fetch);
+        return RowMiddle<8, 16>(t, 16, roots, fetch);
     case 8:
-        return RowMiddle<16>(t, 16, roots, fetch);
+        return RowMiddle<16, 32>(t, 16, roots, fetch);
     case 9:
-        RowMiddle<4>(t, 128, roots, fetch);
+        RowMiddle<4, 64>(t, 128, roots, fetch);
         break;
     case 10:
-        RowMiddle<8>(t, 128, roots, fetch);
+        RowMiddle<8, 64>(t, 128, roots, fetch);
         break;
     case 11:
-        RowMiddle<16>(t, 128, roots, fetch);
+        RowMiddle<16, 64>(t, 128, roots, fetch);
         break;
     default:
-        RowMiddle<16>(t, 256, roots, fetch);
+        RowMiddle<16, 64>(t, 256, roots, fetch);
         for (std::ptrdiff_t k = 0; k < 16; ++k)
-            RowMiddle<16>(t + k * 256 * kSpan, 16, length.lineNext->lineRoots, fetch);
+            RowMiddle<16, 64>(t + k * 256 * kSpan, 16, length.lineNext->lineRoots, fetch);
         return;
     }
     for (std::size_t k = 0; k < length.n / 128; ++k)
-        RowMiddle<8>(t + std::ptrdiff_t(k) * 128 * kSpan, 16, length.lineNext->lineRoots, fetch);
+        RowMiddle<8, 64>(t + std::ptrdiff_t(k) * 128 * kSpan, 16, length.lineNext->lineRoots, fetch);
 }
 
+enum class RowOut
+{
+    Part,
+    Whole,
+    WholePast ///< past the caches
+};
+
 /// Outputs axis + d n / 16 of a row.
-template <bool kInverse, bool kAll>
+template <bool kInverse, RowOut kOut>
 LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, const RowJob& job, std::size_t axis, std::size_t m)
 {
     C x[16];
@@ -237,8 +274,10 @@ LML_INLINE void RowLast(const float* t, std::ptrdiff_t line, const RowJob& job, 
         for (int q = 0; q < 4; ++q)
         {
             const C v = Exchanged<kInverse>(Scaled(x[4 * k + q], scale));
-            if constexpr (kAll)
+            if constexpr (kOut == RowOut::Whole)
                 StoreSamples((q < 2 ? low : high) + (k + 4 * q % 8) * step, v);
+            else if constexpr (kOut == RowOut::WholePast)
+                StreamSamples((q < 2 ? low : high) + (k + 4 * q % 8) * step, v);
             else
                 StorePart(job.target, (axis + std::size_t(k + 4 * q) * m) ^ flip, v, job.stream);
         }
@@ -252,19 +291,23 @@ LML_NOINLINE void RowBegin(const WideLength& length, RowJob& job, float* buffer)
     const WideLength& rest = *length.rowNext;
     const std::ptrdiff_t line = LineStep(rest.n);
     Fetch fetch = job.fetch;
-    RowFirst<kInverse, kAll>(job.source, fetch, buffer, length.rowRoots, rest.n);
+    if (IsFar(length.n) && fetch.next != nullptr) // a row alone is in a cache
+        RowFirst<kInverse, kAll, true>(job.source, fetch, buffer, length.rowRoots, rest.n);
+    else
+        RowFirst<kInverse, kAll, false>(job.source, fetch, buffer, length.rowRoots, rest.n);
     if (rest.n > 16)
         for (int k = 0; k < 16 / kLineOutputs; ++k)
             RowRest(buffer + k * line, rest, fetch);
     job.fetch = fetch;
 }
 
-template <bool kInverse, bool kAll>
+template <bool kInverse, RowOut kOut>
 LML_NOINLINE void RowEnd(const WideLength& length, const RowJob& job, const float* buffer)
 {
     const std::size_t m = length.n / 16;
     const std::ptrdiff_t line = LineStep(m);
     Fetch fetch = job.fetch;
+    const bool far = IsFar(length.n);
     // Outputs k + 16 j of the radices so far, W at once; j counts runs of 16 samples. Where two radices stood in
     // between, the runs lie in the reversed order of their digits: j = k2 + R k3 at (m / 16 R) k2 + k3, R the first of
     // the two.
@@ -275,23 +318,28 @@ LML_NOINLINE void RowEnd(const WideLength& length, const RowJob& job, const floa
         for (int k = 0; k < 16; k += W)
         {
             fetch.Some<W / 2>();
-            RowLast<kInverse, kAll>(run + k / kLineOutputs * line, line, job, std::size_t(k) + 16 * j, m);
+            if (far)
+                fetch.Some<W / 4>();
+            RowLast<kInverse, kOut>(run + k / kLineOutputs * line, line, job, std::size_t(k) + 16 * j, m);
         }
     }
 }
 
+template <bool kInverse>
+LML_INLINE void LongRow(const WideLength& length, RowJob& job, float* buffer)
+{
+    IsWhole(job.source, job.n) ? RowBegin<kInverse, true>(length, job, buffer)
+                               : RowBegin<kInverse, false>(length, job, buffer);
+    if (!IsWhole(job.target, job.n))
+        RowEnd<kInverse, RowOut::Part>(length, job, buffer);
+    else if (job.stream)
+        RowEnd<kInverse, RowOut::WholePast>(length, job, buffer);
+    else
+        RowEnd<kInverse, RowOut::Whole>(length, job, buffer);
+}
+
 LML_INLINE void LongRow(bool inverse, const WideLength& length, RowJob& job, float* buffer)
 {
-    const bool readAll = IsWhole(job.source, job.n), writeAll = IsWhole(job.target, job.n) && !job.stream;
-    if (inverse)
-    {
-        readAll ? RowBegin<true, true>(length, job, buffer) : RowBegin<true, false>(length, job, buffer);
-        writeAll ? RowEnd<true, true>(length, job, buffer) : RowEnd<true, false>(length, job, buffer);
-    }
-    else
-    {
-        readAll ? RowBegin<false, true>(length, job, buffer) : RowBegin<false, false>(length, job, buffer);
-        writeAll ? RowEnd<false, true>(length, job, buffer) : RowEnd<false, false>(length, job, buffer);
-    }
+    inverse ? LongRow<true>(length, job, buffer) : LongRow<false>(length, job, buffer);
 }
 } // namespace LumoraLib::detail::LML_WIDE_NS

@@ -25,8 +25,8 @@ bool Lends(const Scratch* lender, int threads, std::size_t bytes)
 
 WideRowPass::WideRowPass(const WideRows& job, int threads, const Scratch* lender)
     : job_(job), kernels_(&BoundKernels()), length_(&WideLengthOf(job.n, kernels_->isa)),
-      // Rows that go back to their place are in a cache already.
-      stream_(job.target.samples != job.source.samples &&
+      // Short rows that go back to their place are in the first cache already.
+      stream_((job.target.samples != job.source.samples || job.n > kWideNearRow) &&
               WideMayStream(job.target, job.target.range.Count(job.n) * job.rows)),
       own_(Lends(lender, threads, Bytes(WideRowFloats(*length_))) ? 0 : std::max(threads, 1),
            Bytes(WideRowFloats(*length_))),

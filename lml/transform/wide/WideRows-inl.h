@@ -150,11 +150,13 @@ static void Rows(const WideRowArgs& p, std::size_t first, std::size_t last, floa
     const WideRows& job = p.job;
     if (p.length->lg < 8)
         return ManyShortRows(p, first, last, scratch);
+    // What is in a cache already goes past it in whole lines at once only.
+    const bool lines = W == 16 || job.target.samples != job.source.samples;
     RowJob row = {.source = job.source,
                   .target = job.target,
                   .n = job.n,
                   .scale = job.scale,
-                  .stream = p.stream && job.target.origin % 8 == 0};
+                  .stream = p.stream && lines && job.target.origin % 8 == 0};
     row.source.samples += first * job.source.stride;
     row.target.samples += first * job.target.stride;
     for (std::size_t r = first; r < last; ++r)
