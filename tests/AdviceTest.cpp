@@ -463,6 +463,14 @@ Embed, AsmProp, Rotate, Extract 18849, 2560
                                                "pitch at most 91.1 nm on y of the source: ShiftedFresnelProp",
                                                "a destination 145 um wide on y holds the light"};
     EXPECT_EQ(Advise(source, wide, {.steps = false}).remedies, remedies);
+    // From a row to a plane nothing is predicted, but the light spreads; two columns are as good as many.
+    Lumora row(64, 1, 4e-6, 4e-6, kGreen), columns(2, 64, 4e-6, 4e-6, kGreen);
+    row.SetGaussian(25.6e-6, 2.0, 1.0);
+    tilted.SetOrigin(Vector(0.0, 0.0, 2e-3)).SetNormalVector(Vector::K());
+    EXPECT_NEAR(Advise(row, tilted).figures.leaves, 0.035, 0.001);
+    columns.SetConst(Complex(1.0, 0.5)).SetPixel(1, 20, Complex(0.3, 2.0));
+    there = columns;
+    EXPECT_NEAR(Advise(columns, there.SetOrigin(Vector(0.0, 0.0, 1e-4))).ways[0].error, 0.41, 0.005);
 }
 
 class AdviceOf : public ::testing::TestWithParam<Case>

@@ -303,6 +303,28 @@ TEST(Pictures, WhatAStyleShows)
         ASSERT_NEAR(same.samples[n], cartesian.samples[n], 6) << n;
 }
 
+TEST(Pictures, ColoursStay)
+{
+    constexpr int colours[][3] = {{0x171717, 0x6b6b6b, 0xc7c7c7}, {0x130832, 0xb12861, 0xfeae30},
+                                  {0x1d1f54, 0x007f86, 0x89d36c}, {0x0e6da1, 0xc8db83, 0xc45984},
+                                  {0x76b5ff, 0x9ac067, 0xf28eab}, {0x2454a2, 0xd0e1f0, 0xd4503f},
+                                  {0x3f0081, 0x00f9ba, 0xf9f900}};
+    for (int map = COLOURS_GREY; map <= COLOURS_RAINBOW; ++map)
+        for (int n = 0; n < 3; ++n)
+        {
+            const PictureColour c = GetPictureColour(static_cast<PictureColours>(map), 0.1 + 0.35 * n);
+            const int expected = colours[map - 1][n];
+            EXPECT_NEAR(c.red, expected >> 16, 1) << map;
+            EXPECT_NEAR(c.green, expected >> 8 & 255, 1) << map;
+            EXPECT_NEAR(c.blue, expected & 255, 1) << map;
+        }
+    PictureImage opaque; // grey times its opacity
+    opaque.width = opaque.height = 1;
+    opaque.channels = 2;
+    opaque.samples = {100, 51};
+    EXPECT_NEAR(opaque.Grey(0, 0), 0.2 * 100 / 255, 1e-15);
+}
+
 TEST(Pictures, ColourMapsAreEven)
 {
     // CIE lightness from sRGB, apart from the space in which the maps were made.
