@@ -177,7 +177,7 @@ TEST(PointArrayTest, ThreePointsNeverTouchTheHeap)
         EXPECT_FALSE(segment.IsEmpty() && points.GetPlane().IsEmpty());
         EXPECT_EQ(mallinfo2().uordblks, used);
         points.Insert(P(1)); // and the fourth does
-        EXPECT_GT(mallinfo2().uordblks, used);
+        EXPECT_TRUE(used == 0 || mallinfo2().uordblks > used); // a memory checker's allocator counts nothing
     }
 }
 #endif

@@ -37,7 +37,7 @@ case "${1:-}" in
         for test in $tests; do
             echo "== $test"
             valgrind --quiet --error-exitcode=9 --leak-check=full --show-leak-kinds=definite --errors-for-leak-kinds=definite \
-                "build/release/tests/$test" --gtest_brief=1
+                --suppressions=tests/valgrind.supp "build/release/tests/$test" --gtest_brief=1
         done
         ;;
     threads)
