@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the figures of docs/reliability.md. Each step builds what it needs.
 # tools/reliability.sh coverage   lines and branches that the tests reach, by unit (preset coverage, gcovr)
-# tools/reliability.sh memcheck   valgrind over the tests of life cycle and files (preset release)
+# tools/reliability.sh memcheck   valgrind over the tests of fields, points, propagations and files (preset release)
 # tools/reliability.sh threads    the thread sanitizer over the tests with teams (preset tsan: clang, libomp with Archer)
 # tools/reliability.sh faults     every operation with a fault at every allocation and file call (preset release)
 # tools/reliability.sh fuzz SECONDS   each fuzz driver so long (preset fuzz)
@@ -31,7 +31,8 @@ case "${1:-}" in
         ;;
     memcheck)
         tools/setup.sh valgrind
-        tests="BasicTest PointArrayTest FileTest FileTextTest HbiRawTest BmpTest"
+        tests="BasicTest ArithematicTest EmbedTest LocalSystemTest PointArrayTest PointSourceTest PropagateTest FileTest FileTextTest"
+        tests="$tests FileLmTest FileNpyTest CloudFileTest WholeFileTest HbiRawTest BmpTest PictureTest"
         # shellcheck disable=SC2086
         build release $tests
         for test in $tests; do
