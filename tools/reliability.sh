@@ -20,7 +20,7 @@ case "${1:-}" in
         build coverage
         ctest --preset coverage
         units() { # the lines of the files that match, as one figure
-            gcovr -r . --filter "$1" --exclude-throw-branches --exclude-unreachable-branches --print-summary -o /dev/null |
+            gcovr -r . --filter "$1" --exclude-throw-branches --exclude-unreachable-branches --print-summary |
                 grep -E '^(lines|branches)'
         }
         gcovr -r . --filter 'lml/' --exclude-throw-branches --exclude-unreachable-branches
