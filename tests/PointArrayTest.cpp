@@ -176,7 +176,7 @@ TEST(PointArrayTest, ThreePointsNeverTouchTheHeap)
         const LineSegment segment(foot, points.GetCenter());
         EXPECT_FALSE(segment.IsEmpty() && points.GetPlane().IsEmpty());
         EXPECT_EQ(mallinfo2().uordblks, used);
-        points.Insert(P(1)); // and the fourth does
+        points.Insert(P(1));                                   // and the fourth does
         EXPECT_TRUE(used == 0 || mallinfo2().uordblks > used); // a memory checker's allocator counts nothing
     }
 }
