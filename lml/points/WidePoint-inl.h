@@ -164,13 +164,12 @@ LML_INLINE void AddStep(const Ring& ring, std::int32_t slot, VD near, float* p, 
     }
 }
 
-/// Asks for the lines of a step's samples, which may end behind the grid.
-LML_INLINE void FetchStep(const float* samples)
+/// Asks for the lines of a step's samples, of which the row still has `left`.
+LML_INLINE void FetchStep(const float* samples, std::int32_t left)
 {
-    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(samples);
 #pragma GCC unroll 8
-    for (std::uintptr_t bytes = 0; bytes < kStep * 2 * sizeof(float); bytes += 64)
-        _mm_prefetch(reinterpret_cast<const char*>(at + bytes), _MM_HINT_T0);
+    for (std::int32_t n = 0; n < kStep; n += 8) // a line
+        _mm_prefetch(reinterpret_cast<const char*>(samples + 2 * (n < left ? n : left - 1)), _MM_HINT_T0);
 }
 
 template <bool weighted, bool single>
@@ -200,7 +199,8 @@ LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std:
                 // A step that is not whole is added to a copy.
                 float part[2 * kStep];
                 const bool whole = n + kStep <= count;
-                FetchStep(n + lead < count ? samples + 2 * (n + lead) : next + 2 * (n + lead - count));
+                const std::int32_t ahead = n + lead < count ? n + lead : n + lead - count;
+                FetchStep((n + lead < count ? samples : next) + 2 * ahead, count - ahead);
                 const std::size_t bytes = static_cast<std::size_t>(count - n) * 2 * sizeof(float);
                 if (!whole)
                     std::memcpy(part, samples + 2 * n, bytes);
