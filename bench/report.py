@@ -44,6 +44,16 @@ def medians(path):
     return data["context"], rows
 
 
+ORDER = ["Transform2d", "Transform1d", "Fft", "AsmProp", "RawAsmProp", "ExactAsmProp", "ShiftedAsmProp", "ScaledFft",
+         "ShiftedFresnelProp", "FresnelProp", "FourierProp", "Rotate", "RotateFs", "ResamplingCopy", "point", "sine"]
+
+
+def in_order(rows):
+    def rank(name):
+        return next((n for n, o in enumerate(ORDER) if name.split(",")[0].split("(")[0].split(" ")[0] == o), len(ORDER))
+    return dict(sorted(rows.items(), key=lambda item: (rank(item[0][0]), item[0][0], item[0][2], item[0][1])))
+
+
 def milliseconds(value):
     return "%.3g" % value
 
@@ -55,7 +65,7 @@ def table(rows, with_target):
         if "ours" not in sides:
             continue
         ours, samples = sides["ours"]
-        for who, (rival, _) in list(sides.items()) if len(sides) == 1 else [s for s in sides.items() if s[0] != "ours"]:
+        for who, (rival, _) in list(sides.items()) if len(sides) == 1 else sorted(s for s in sides.items() if s[0] != "ours"):
             if who == "ours":
                 who, rival = "-", None
             wanted = wanted_of(operation, size, threads)
@@ -77,7 +87,7 @@ def chart(rows, path):
             for (op, size, threads), sides in sorted(rows.items(), key=lambda r: r[0][1]):
                 if op != operation or threads != 1:
                     continue
-                pick = [v for who, v in sides.items() if (who == "ours") == ours]
+                pick = [v for who, v in sorted(sides.items()) if (who == "ours") == ours]
                 if pick:
                     points.append((size, pick[0][0] * 1e6 / pick[0][1]))
             if points:
@@ -133,10 +143,7 @@ def main():
     context, rows = medians(results / "wide.json")
     if (results / "small.json").exists():
         rows.update(medians(results / "small.json")[1])
-    order = ["Transform2d", "Transform1d", "Fft", "AsmProp", "RawAsmProp", "ExactAsmProp", "ShiftedAsmProp", "ScaledFft",
-             "ShiftedFresnelProp", "FresnelProp", "FourierProp", "Rotate", "RotateFs", "ResamplingCopy", "point", "sine"]
-    rank = lambda name: next((n for n, o in enumerate(order) if name.split(",")[0].split("(")[0].split(" ")[0] == o), len(order))
-    rows = dict(sorted(rows.items(), key=lambda item: (rank(item[0][0]), item[0][0], item[0][2], item[0][1])))
+    rows = in_order(rows)
     compiler = subprocess.run(["c++", "--version"], capture_output=True, text=True, check=False).stdout.splitlines()[:1]
     out = ["# Benchmarks", "",
            "Written by `./bench/run`. Medians of 7 repetitions in random order; ours and the rival of a row ran in the same process, with the same number of",
@@ -153,9 +160,9 @@ def main():
     missed = []
     for (operation, size, threads), sides in rows.items():
         wanted = wanted_of(operation, size, threads)
-        rivals = [v for who, v in sides.items() if who != "ours"]
+        rivals = sorted((who, v) for who, v in sides.items() if who != "ours")
         if wanted and "ours" in sides and rivals:
-            ratio = rivals[0][0] / sides["ours"][0]
+            ratio = rivals[0][1][0] / sides["ours"][0]
             if ratio < wanted:
                 missed.append("| %s | %d | %d | %.2f | %.1f |" % (operation, size, threads, ratio, wanted))
     if missed:
@@ -172,10 +179,10 @@ def main():
     for name, title in (("avx2", "AVX2"), ("sse2", "SSE2")):
         if (results / (name + ".json")).exists():
             _, capped = medians(results / (name + ".json"))
-            out += ["## The same library capped at %s, one thread" % title, ""] + table(capped, False) + [""]
+            out += ["## The same library capped at %s, one thread" % title, ""] + table(in_order(capped), False) + [""]
     if (results / "system.json").exists():
         context, system = medians(results / "system.json")
-        out += ["## Beside the system's build of FFTW (%s)" % context["fftw"], ""] + table(system, False) + [""]
+        out += ["## Beside the system's build of FFTW (%s)" % context["fftw"], ""] + table(in_order(system), False) + [""]
     if (results / "busy.md").exists():
         out += ["## One of two processors taken by another program", "",
                 "Mean times, medians of nine rounds, one and two threads in turn: alone, and beside a loop bound to the last processor.", "",
