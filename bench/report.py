@@ -48,6 +48,12 @@ ORDER = ["Transform2d", "Transform1d", "Fft", "AsmProp", "RawAsmProp", "ExactAsm
          "ShiftedFresnelProp", "FresnelProp", "FourierProp", "Rotate", "RotateFs", "ResamplingCopy", "point", "sine"]
 
 
+def repetitions(results):
+    """How many repetitions medians are taken of, `7 to 9` where parts of a run differ."""
+    counts = {b["repetitions"] for path in results.glob("*.json") for b in json.loads(path.read_text(encoding="utf-8"))["benchmarks"]}
+    return " to ".join(str(count) for count in sorted({min(counts), max(counts)}))
+
+
 def in_order(rows):
     def rank(name):
         return next((n for n, o in enumerate(ORDER) if name.split(",")[0].split("(")[0].split(" ")[0] == o), len(ORDER))
@@ -146,7 +152,8 @@ def main():
     rows = in_order(rows)
     compiler = subprocess.run(["c++", "--version"], capture_output=True, text=True, check=False).stdout.splitlines()[:1]
     out = ["# Benchmarks", "",
-           "Written by `./bench/run`. Medians of 7 repetitions in random order; ours and the rival of a row ran in the same process, with the same number of",
+           "Written by `./bench/run`. Medians of %s repetitions in random order; ours and the rival of a row ran in the same process, with the same number of"
+           % repetitions(results),
            "threads, on the same data, and every result was checked before it was timed. FFTW is planned with MEASURE, and planning is not",
            "counted. Compare ratios, not milliseconds: the machine is a small virtual one and noisy. `GetSquareSum` runs the same code on",
            "both sides: its ratio shows how far noise alone can move one. `FftLib 0` rows are the step-by-step engine.", "",
