@@ -14,14 +14,21 @@ namespace bench
 {
 using namespace LumoraLib;
 
-/// Options of the form --name value: whole numbers under their names, --folder and --distance in metres.
+/// Options of the form --name value: --size in samples, --memory in MiB, --distance in metres, and what a program adds.
 struct LargeArguments
 {
+    int size = 4096, memory, threads = 1, repeats, keep = 0;
     std::string folder = ".";
     double distance = 0.01;
 
-    void Read(int argc, char** argv, const std::vector<std::pair<const char*, int*>>& numbers)
+    LargeArguments(int memoryMiB, int rounds) : memory(memoryMiB), repeats(rounds) {}
+    void Read(int argc, char** argv, std::vector<std::pair<const char*, int*>> numbers)
     {
+        numbers.insert(numbers.end(), {{"--size", &size},
+                                       {"--memory", &memory},
+                                       {"--threads", &threads},
+                                       {"--repeats", &repeats},
+                                       {"--keep", &keep}});
         for (int n = 1; n + 1 < argc; n += 2)
         {
             const std::string name = argv[n];

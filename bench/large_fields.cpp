@@ -64,22 +64,17 @@ bool Same(const std::string& path, const Lumora& field)
 
 int main(int argc, char** argv)
 {
-    int size = 4096, memory = 32, threads = 1, repeats = 3, member = 1, keep = 0;
-    bench::LargeArguments given;
-    given.Read(argc, argv,
-               {{"--size", &size},
-                {"--memory", &memory},
-                {"--threads", &threads},
-                {"--repeats", &repeats},
-                {"--member", &member},
-                {"--keep", &keep}});
+    int member = 1;
+    bench::LargeArguments given(32, 3);
+    given.Read(argc, argv, {{"--member", &member}});
+    const int size = given.size, repeats = given.repeats;
     const std::string& folder = given.folder;
     const double distance = given.distance;
-    SetNumThreads(threads);
+    SetNumThreads(given.threads);
     const std::string from = folder + "/large_bench_from.lm", to = folder + "/large_bench_to.lm";
     bench::MakeSource(from, size);
     LargeOptions how;
-    how.memory = static_cast<std::uint64_t>(memory) << 20;
+    how.memory = static_cast<std::uint64_t>(given.memory) << 20;
     LargeReport report;
     Times sweeps, inside;
     const double before = PeakMiB();
@@ -103,7 +98,7 @@ int main(int argc, char** argv)
     }
     const double mib = 8.0 * size * size / 1048576.0;
     std::printf("%d^2 samples, %.0f MiB; %d MiB allowed, %.0f planned, %.0f more than before; %d threads\n", size, mib,
-                memory, static_cast<double>(report.memory) / 1048576.0, used, threads);
+                given.memory, static_cast<double>(report.memory) / 1048576.0, used, given.threads);
     std::printf("%s; moved %.2f times the field in, %.2f out\n", report.inMemory ? "in memory" : "three sweeps",
                 static_cast<double>(report.bytesRead) / 1048576.0 / mib,
                 static_cast<double>(report.bytesWritten) / 1048576.0 / mib);
@@ -111,7 +106,7 @@ int main(int argc, char** argv)
     if (member != 0)
         std::printf("the member   %8.3f s wall %8.3f s processor   ratio %.2f wall, %.2f processor\n", inside.wall,
                     inside.processor, sweeps.wall / inside.wall, sweeps.processor / inside.processor);
-    if (keep == 0)
+    if (given.keep == 0)
         std::remove(from.c_str());
     std::remove(to.c_str());
     return 0;

@@ -74,15 +74,10 @@ struct SweepTimes
 
 int Run(LargeRanks& ranks, int argc, char** argv)
 {
-    int size = 4096, memory = 4096, threads = 1, repeats = 5, keep = 0, alone = 1;
-    bench::LargeArguments given;
-    given.Read(argc, argv,
-               {{"--size", &size},
-                {"--memory", &memory},
-                {"--threads", &threads},
-                {"--repeats", &repeats},
-                {"--keep", &keep},
-                {"--alone", &alone}});
+    int alone = 1;
+    bench::LargeArguments given(4096, 5);
+    given.Read(argc, argv, {{"--alone", &alone}});
+    const int size = given.size, repeats = given.repeats;
     const std::string& folder = given.folder;
     const double distance = given.distance;
     const bool first = ranks.GetRank() == 0;
@@ -97,11 +92,11 @@ int Run(LargeRanks& ranks, int argc, char** argv)
         bench::MakeSource(from, size);
     wait();
     LargeOptions how, single;
-    how.memory = static_cast<std::uint64_t>(memory) << 20;
-    how.threads = threads;
+    how.memory = static_cast<std::uint64_t>(given.memory) << 20;
+    how.threads = given.threads;
     how.ranks = &ranks;
     single.memory = how.memory * static_cast<std::uint64_t>(all);
-    single.threads = threads * all;
+    single.threads = given.threads * all;
     std::vector<double> together, by_one;
     LargeReport report;
     SweepTimes sweeps;
@@ -141,8 +136,8 @@ int Run(LargeRanks& ranks, int argc, char** argv)
         double load[3] = {};
         static_cast<void>(getloadavg(load, 3));
         const double model = 2.0 * static_cast<double>(report.kept) * (all - 1) / all / all;
-        std::printf("%d^2 samples, %d ranks of %d threads, %d MiB each (%s); load %.1f\n", size, all, threads, memory,
-                    report.inMemory ? "tiles in memory" : "tiles in files", load[0]);
+        std::printf("%d^2 samples, %d ranks of %d threads, %d MiB each (%s); load %.1f\n", size, all, given.threads,
+                    given.memory, report.inMemory ? "tiles in memory" : "tiles in files", load[0]);
         std::printf("sent %.1f MiB a rank, the model says %.1f: %+.2f %%; kept %.2f of the grid\n", sent / 1048576.0,
                     model / 1048576.0, all == 1 ? 0.0 : 100.0 * (sent / model - 1.0),
                     static_cast<double>(report.kept) / (8.0 * size * size));
@@ -160,7 +155,7 @@ int Run(LargeRanks& ranks, int argc, char** argv)
                         together[together.size() / 2] / by_one[by_one.size() / 2]);
             std::remove(other.c_str());
         }
-        if (keep == 0)
+        if (given.keep == 0)
             std::remove(from.c_str());
         std::remove(to.c_str());
     }

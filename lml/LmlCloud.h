@@ -62,7 +62,7 @@ struct CloudPlan
     std::int64_t points = 0;              ///< points whose light reaches the field
     std::uint64_t memory = 0;             ///< bytes beside the field
     double seconds = 0.0;                 ///< expected time of one core of the machine that the model was measured on
-    double error = 0.0;                   ///< bound of the relative l2 error, by the terms that the plan leaves out
+    double error = 0.0;                   ///< bound of the relative l2 error; of direct sums the tolerance
 };
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -623,7 +623,7 @@ DirectPlan PlanDirect(const CloudScene& scene, const CloudExtent& extent, const 
         plan.possible = plan.memory <= scene.memory;
         plan.seconds = kSecondsDesk + seconds / static_cast<double>(std::max<std::size_t>(sample.size(), 1)) *
                                           static_cast<double>(extent.points);
-        plan.error = 0.7 * scene.tolerance; // with the edges of the frequencies that reach a block
+        plan.error = scene.tolerance; // terms and the edges of a block's frequencies share it
         if (plan.possible && (!best.possible || plan.seconds < best.seconds))
             best = plan;
     }
