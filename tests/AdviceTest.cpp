@@ -463,6 +463,15 @@ Embed, AsmProp, Rotate, Extract 18849, 2560
                                                "pitch at most 91.1 nm on y of the source: ShiftedFresnelProp",
                                                "a destination 145 um wide on y holds the light"};
     EXPECT_EQ(Advise(source, wide, {.steps = false}).remedies, remedies);
+    // A wave along the normal and one at the corner of the band, where none goes on.
+    Lumora waves(64, 64, 0.3e-6, 0.3e-6, kGreen);
+    waves.FakeFft();
+    waves.Clear().SetPixel(32, 32, Complex(1.0, 0.0)).SetPixel(0, 56, Complex(1.0, 0.0)).Fft(1);
+    there = waves;
+    const Advice corner = Advise(waves, there.SetOrigin(Vector(0.0, 0.0, 5e-6)));
+    EXPECT_NEAR(corner.figures.evanescent, 0.5, 1e-5);
+    EXPECT_EQ(corner.remedies.back(),
+              "the pitch is below half a wavelength and part of the light is evanescent: filter the source");
     // From a row to a plane nothing is predicted, but the light spreads; two columns are as good as many.
     Lumora row(64, 1, 4e-6, 4e-6, kGreen), columns(2, 64, 4e-6, 4e-6, kGreen);
     row.SetGaussian(25.6e-6, 2.0, 1.0);

@@ -62,7 +62,20 @@ TEST(Basic, ConstructorsAndDefaults)
     EXPECT_DOUBLE_EQ(h.lambda(), 5e-7);
     h.k() = 6.283185307179586 / 6e-7;
     EXPECT_DOUBLE_EQ(h.GetWavelength(), 6e-7);
-    Lumora::SetDefault(256, 256, 1e-6, 1e-6, 632.8e-9);
+    const auto are = [](int nx, int ny, double px, double py)
+    {
+        return Lumora::GetDefaultNx() == nx && Lumora::GetDefaultNy() == ny && Lumora::GetDefaultPx() == px &&
+               Lumora::GetDefaultPy() == py && Lumora::GetDefaultWavelength() == 5e-7;
+    };
+    EXPECT_TRUE((Lumora::SetDefault(4), are(4, 4, 2e-6, 3e-6)));
+    EXPECT_TRUE((Lumora::SetDefault(8, 16), are(8, 16, 2e-6, 3e-6)));
+    EXPECT_TRUE((Lumora::SetDefault(1, 2, 5e-6), are(1, 2, 5e-6, 5e-6)));
+    EXPECT_TRUE((Lumora::SetDefault(2, 4, 6e-6, 7e-6), are(2, 4, 6e-6, 7e-6)));
+    Lumora::SetDefaultNx(32), Lumora::SetDefaultNy(64), Lumora::SetDefaultPx(8e-6), Lumora::SetDefaultPy(9e-6);
+    EXPECT_TRUE(are(32, 64, 8e-6, 9e-6));
+    Lumora::SetDefault(256, 256, 1e-6, 1e-6, 5e-7);
+    Lumora::SetDefaultWavelength(632.8e-9);
+    EXPECT_EQ(Lumora().GetWavelength(), 632.8e-9);
     EXPECT_EQ(g.GetPx(), 2e-6);
     EXPECT_EQ(g.SetNormalVector(Vector(0, 3, 4)).GetNormalVector().z, 4 * (1.0 / 5.0));
     EXPECT_EQ(g.SetNormalVector(Vector(0, 0, 0)).GetNormalVector().GetLength(), 0.0);

@@ -258,20 +258,21 @@ TEST(Fused, LargerFieldsOnTeamsAndInstructionSets)
         }
 }
 
-// Above the size from which stores go past the caches.
+// Above the size from which stores go past the caches; rows and columns that take several sweeps.
 TEST(Fused, LargestGrids)
 {
     const Operation table[] = {TRANSFORM(f.AsmProp(2e-3)), OPERATION(f.ExactAsmProp(2e-3)),
                                OPERATION(f.ShiftedAsmProp(s, 1)), OPERATION(f.ScaledFft(-0.7, 1.3)),
                                OPERATION(f.ShiftedFresnelProp(s))};
     for (const Operation& operation : table)
-    {
-        const Scene scene{1024, 2048, 2e-6, 1e-6, 0, false, 0};
-        ExpectSame(scene, operation, 2);
-        const Outcome wide = Perform(scene, operation, FFT_LIB_VENDOR, 3);
-        const Cap cap(detail::Isa::Sse2);
-        EXPECT_TRUE(SameBits(Perform(scene, operation, FFT_LIB_VENDOR, 1).field, wide.field)) << operation.name;
-    }
+        for (const auto& [nx, ny] : {std::pair{1024, 2048}, {1 << 17, 4}, {16, 8192}})
+        {
+            const Scene scene{nx, ny, 2e-6, 1e-6, 0, false, 0};
+            ExpectSame(scene, operation, 2);
+            const Outcome wide = Perform(scene, operation, FFT_LIB_VENDOR, 3);
+            const Cap cap(detail::Isa::Sse2);
+            EXPECT_TRUE(SameBits(Perform(scene, operation, FFT_LIB_VENDOR, 1).field, wide.field)) << operation.name;
+        }
 }
 
 // Kept for the second call of a kind, read from the third on; and under a limit that one table fits, or none.

@@ -53,6 +53,8 @@ TEST(Mistakes, EachKindIsReportedOnceAndItsHealthyTwinIsNot)
     const Lumora lastBit = Changed([](Lumora& f) { f.SetPx(std::nextafter(4e-6, 1.0)); });
     const Lumora red = Changed([](Lumora& f) { f.SetWavelength(0.6e-6); });
     const Lumora behind = Changed([](Lumora& f) { f.SetOrigin(Vector(0.0, 0.0, 1e-3)); });
+    const Lumora aslant =
+        Changed([](Lumora& f) { f.SetNormalVector(Vector(0.0, 0.6, 0.8)).SetOrigin(Vector(0.0, 0.0, 1e-3)); });
     const Lumora polar = Changed([](Lumora& f) { f.ConvToPolarForm(); });
     const Lumora spectrum = Changed([](Lumora& f) { f.Fft(-1); });
     const Lumora healthy = Field();
@@ -77,6 +79,7 @@ TEST(Mistakes, EachKindIsReportedOnceAndItsHealthyTwinIsNot)
         {"operator+=", "pitch in x is 4 um in this field and 5 um", [&] { Field() += other; }},
         {"operator-=", "wavelength is 500 nm in this field and 600 nm", [&] { Field() -= red; }},
         {"operator*=", "different planes. The origin is (0, 0, 0) mm in this field and (0, 0, 1) mm", [&] { Field() *= behind; }},
+        {"operator*=", "(0, 0.6, 0.8) in the other one. The origin is (0, 0, 0) mm", [&] { Field() *= aslant; }},
         {"operator/=", "polar", [&] { Field() /= polar; }},
         {"operator+=", "spectrum", [&] { Field() += spectrum; }},
         {"", "", [&] { (((Field() += healthy) -= lastBit) *= healthy) /= healthy; }},
@@ -93,6 +96,8 @@ TEST(Mistakes, EachKindIsReportedOnceAndItsHealthyTwinIsNot)
         {"", "", [] { (Field().SetGaussian(5e-5, 2.0, 1e-6)).ConvToPolarForm().AsmProp(0.1); }},
         {"AddSphericalWave", "stands in the plane", [] { Field().AddSphericalWave(0.0, 0.0, 0.0, 1.0, WINDOW_RECT); }},
         {"AddSphericalWave", "below half a wavelength", [] { Field(64, 0.2e-6).AddSphericalWave(Vector(0.0, 0.0, -1e-3)); }},
+        {"AddSphericalWave", "stands in the plane", [] { Field().AddSphericalWave(Vector(9.0, 0.0, -31e-6)); }},
+        {"", "", [] { Field().AddSphericalWave(Vector(9.0, 0.0, -33e-6)); }},
         {"AddSphericalWaveSQR", "stands in the plane",
          [] { Lumora field = Field(); field.InitSphericalWaveSQR(Vector(0.0, 0.0, 1.0)); field.AddSphericalWaveSQR(0.0, 0.0, 0.0, 1.0, 0.0, WINDOW_RECT); }},
         {"AddSphericalWaveRF", "positive z only",

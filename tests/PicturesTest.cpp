@@ -118,6 +118,7 @@ TEST(Pictures, FilesOfNetpbmAreReadAndItReadsOurs)
         {"pamditherbw -threshold | pamtopnm", '5', 1, 17, 0},
         {"pnmtojpeg -quality=100", '5', 1, 16, 3},
         {"pnmtojpeg -progressive -quality=100", '5', 1, 32, 3},
+        {"pnmtojpeg -quality=100 -sample=1x1", '6', 1, 16, 4},
     };
     for (const auto& c : cases)
     {
@@ -147,7 +148,7 @@ TEST(Pictures, FilesOfNetpbmAreReadAndItReadsOurs)
             p.height = 2;
             p.channels = channels;
             p.bits = bits;
-            p.perMetreX = p.perMetreY = 125000.0;
+            p.perMetreX = p.perMetreY = bits == 8 ? 125000.0 : 2147483647.0;
             p.samples.resize(p.At(0, 2));
             for (std::size_t n = 0; n < p.samples.size(); ++n)
                 p.samples[n] = static_cast<std::uint16_t>((n + 1) * (bits == 8 ? 10 : 2500));
@@ -156,7 +157,7 @@ TEST(Pictures, FilesOfNetpbmAreReadAndItReadsOurs)
             const PictureImage q = ReadPicture(file.Path());
             EXPECT_EQ(q.samples, p.samples);
             EXPECT_EQ(q.channels, channels);
-            EXPECT_EQ(q.perMetreX, 125000.0);
+            EXPECT_EQ(q.perMetreX, p.perMetreX);
         }
 }
 
@@ -177,13 +178,34 @@ TEST(Pictures, BitmapsByHandAndCamerasTurned)
     EXPECT_NEAR(plain.Grey(0, 0), (0.2126 * 3 + 0.7152 * 2 + 0.0722 * 1) / 255, 1e-12);
     const PictureImage masked = Read(deep(3, Le(0xFF, 4) + Le(0xFF00, 4) + Le(0xFF0000, 4) + Le(0xFF000000, 4)));
     EXPECT_EQ(At(masked, 0, 1), (std::vector<int>{0x11, 0x12, 0x13, 0x14}));
+    // The oldest head with its palette of three bytes; 16 bits, whose masks follow the short head or are 5 of each.
+    const std::string oldest = "BM" + Le(0, 8) + Le(32, 4) + Le(12, 4) + Le(2, 2) + Le(1, 2) + Le(1, 2) + Le(1, 2) +
+                               std::string("\1\2\3\7\x8\x9\x40\0\0\0", 10);
+    EXPECT_EQ(Colours(Read(oldest)), (std::vector<int>{3, 2, 1, 9, 8, 7}));
+    const auto sixteen = [](int compression, const std::string& masks)
+    {
+        return "BM" + Le(0, 8) + Le(54 + masks.size(), 4) + Le(40, 4) + Le(2, 4) + Le(1, 4) + Le(1, 2) + Le(16, 2) +
+               Le(static_cast<unsigned>(compression), 4) + Le(0, 20) + masks + Le(0x7C1F, 2) + Le(0x03E1, 2);
+    };
+    EXPECT_EQ(Colours(Read(sixteen(0, ""))), (std::vector<int>{255, 0, 255, 0, 255, 8}));
+    EXPECT_EQ(Colours(Read(sixteen(3, Le(0x1F, 4) + Le(0x7E0, 4) + Le(0xF800, 4)))),
+              (std::vector<int>{255, 130, 123, 8, 125, 0}));
+    // Bits of a plain map need no blanks, 1 is black; packed rows end with a byte.
+    const std::vector<int> bits = {255, 255, 255, 0, 0, 0, 0, 0, 0, 255, 255, 255};
+    EXPECT_EQ(Colours(Read("P1 2 2 01\n1 0")), bits);
+    EXPECT_EQ(Colours(Read(std::string("P4 2 2 \x40\x80", 9))), bits);
+    for (const char* const wrong : {"P1 2 2 012", "P1 2 2 01\n1", "P2 1 1 1000001 0", "P2 1 1 x"})
+        EXPECT_EQ(Catch([&] { Read(wrong); }).code, ERR_FILE_READ) << wrong;
 
     if (!HasTool("pnmtojpeg"))
         GTEST_SKIP() << "no netpbm";
-    // Four parts, each of its own grey; upright they stand as each orientation has them, upper ones first.
-    std::string map = "P5 32 16 255 ";
+    // Four parts, each of its own colour; upright they stand as each orientation has them, upper ones first.
+    std::string map = "P6 32 16 255 ";
     for (int n = 0; n < 32 * 16; ++n)
-        map += static_cast<char>(10 + (n % 32 < 16 ? 0 : 80) + (n < 32 * 8 ? 0 : 160));
+    {
+        const int red = 10 + (n % 32 < 16 ? 0 : 80) + (n < 32 * 8 ? 0 : 160);
+        map += {static_cast<char>(red), static_cast<char>(red / 2), static_cast<char>(255 - red)};
+    }
     const std::string jpeg = Through("pnmtojpeg", map);
     const char* const upright[] = {"0123", "1032", "3210", "2301", "0213", "2031", "3120", "1302"};
     for (unsigned orientation = 1; orientation <= 8; ++orientation)
@@ -198,7 +220,11 @@ TEST(Pictures, BitmapsByHandAndCamerasTurned)
         std::string parts;
         for (const std::int32_t y : {image.height / 4, 3 * image.height / 4})
             for (const std::int32_t x : {image.width / 4, 3 * image.width / 4})
-                parts += static_cast<char>('0' + (At(image, x, y)[0] - 10 + 40) / 80);
+            {
+                const std::vector<int> c = At(image, x, y);
+                parts += static_cast<char>('0' + (c[0] - 10 + 40) / 80);
+                EXPECT_NEAR(c[0] + c[2], 255, 8);
+            }
         EXPECT_EQ(parts, upright[orientation - 1]) << orientation;
     }
 }
@@ -241,9 +267,16 @@ TEST(Pictures, DamagedFilesEndInOneFailure)
         bomb[29 + n] = static_cast<char>(~crc >> (24 - 8 * n));
     std::string wide = Tiny24();
     wide.replace(18, 8, Le(60000, 4) + Le(4000, 4));
-    for (const std::string& text : {bomb, wide, std::string("P5 60000 4000 255 x"), std::string("P1 60000 4000 1"),
-                                    std::string("P6 70000 1 255 "), std::string("P5 4 4 0 ")})
+    for (const std::string& text :
+         {bomb, wide, std::string("P5 60000 4000 255 x"), std::string("P1 60000 4000 1"), std::string("P5 4 4 0 ")})
         EXPECT_EQ(Catch([&] { Read(text); }).code, ERR_FILE_READ) << text.substr(0, 12);
+    EXPECT_EQ(Read("P5 65535 1 255 " + std::string(65535, 'x')).width, 65535);
+    const auto tooLarge = [](const char* head)
+    {
+        return Catch([&] { Read(head); }).message.find("2^28 in all") != std::string::npos;
+    };
+    EXPECT_TRUE(tooLarge("P5 65536 1 255 x") && tooLarge("P5 65535 4097 255 x"));
+    EXPECT_FALSE(tooLarge("P5 65535 4096 255 x")); // cut short
 }
 
 TEST(Pictures, WhatAStyleShows)
@@ -264,6 +297,12 @@ TEST(Pictures, WhatAStyleShows)
     style.window = true;
     f.SetWindow(2, 10, 56, 64);
     EXPECT_EQ(RenderPicture(f, style).width, 8);
+    Lumora outside(f);
+    outside.Window() = LML_RECT(-3, 70, 70, -2);
+    const std::vector<std::uint16_t> whole = RenderPicture(outside, style).samples;
+    style.window = false;
+    EXPECT_EQ(RenderPicture(outside, style).samples, whole);
+    style.window = true;
     EXPECT_EQ(At(RenderPicture(f, style), 1, 3), (std::vector<int>{255, 255, 255}));
 
     // Downsizing averages intensities, whatever the phases; the sum of both quadratures here is 0.
@@ -276,16 +315,37 @@ TEST(Pictures, WhatAStyleShows)
     EXPECT_NEAR(GetPictureRange(g, small).high, std::sqrt(0.5), 1e-6);
     small.quantity = PICTURE_REAL;
     EXPECT_NEAR(GetPictureRange(g, small).high, 0.5, 1e-6);
-    small.maxSize = 21; // no whole factor: the weights of partly covered samples
+    small.quantity = PICTURE_IMAGINARY;
+    EXPECT_NEAR(GetPictureRange(Lumora(g) *= Complex(0.0, -1.0), small).low, -0.5, 1e-6);
+    EXPECT_EQ(MakeProfileLine(Lumora(g) *= Complex(0.0, -1.0), X_AXIS, 0, PICTURE_IMAGINARY).y[0], -1.0);
+    // Few bright samples count where the share that is shown is dark. Pictures side by side, each in its place.
+    Lumora point(16, 16, 4e-6, 4e-6, 500e-9);
+    point.Clear().SetPixel(3, 3, Complex(4.0, 0.0));
+    PictureStyle half = Plain(PICTURE_AMPLITUDE);
+    half.clip = 50.0;
+    EXPECT_EQ(GetPictureRange(point, half).high, 4.0);
+    half.colours = COLOURS_GREY;
+    const PictureImage lit = RenderPicture(point, half);
+    const PictureImage coloured = RenderPicture(Pattern(8, 4), Plain(PICTURE_COMPLEX));
+    const PictureImage joined = JoinPictures({lit, coloured, lit}, 2, 3);
+    EXPECT_EQ(At(joined, 16 + 3, 3), At(coloured, 0, 3));
+    EXPECT_EQ(joined.width, 16 + 3 + 8);
+    EXPECT_EQ(joined.height, 16 + 3 + 16);
+    EXPECT_EQ(At(joined, 3, 12)[0] + At(joined, 3, 19 + 12)[0], 510);
+    EXPECT_EQ(At(joined, 20, 30)[0], 255); // nothing there is white
+    small.maxSize = 21;                    // no whole factor: the weights of partly covered samples
     small.quantity = PICTURE_INTENSITY;
     EXPECT_NEAR(GetPictureRange(Lumora(g).SetConst(Complex(3.0, 4.0)), small).high, 25.0, 1e-4);
 
     // Decibels, a stated range, gamma, polar samples, pitches that differ, samples that are no numbers.
     PictureStyle decibel = Plain(PICTURE_DECIBEL);
+    decibel.decibels = 1000.0;
+    EXPECT_NO_THROW(GetPictureRange(f, decibel));
     decibel.decibels = 30.0;
     const PictureRange range = GetPictureRange(f, decibel);
     EXPECT_NEAR(range.high, 20.0 * std::log10(400.0), 1e-4);
     EXPECT_NEAR(range.high - range.low, 30.0, 1e-9);
+    EXPECT_EQ(GetPictureRange(Lumora(f).Clear(), decibel).low, -30.0);
     PictureStyle phase = Plain(PICTURE_PHASE);
     phase.colours = COLOURS_GREY;
     Lumora h(32, 16, 2e-6, 4e-6, 500e-9);
@@ -318,6 +378,12 @@ TEST(Pictures, ColoursStay)
             EXPECT_NEAR(c.green, expected >> 8 & 255, 1) << map;
             EXPECT_NEAR(c.blue, expected & 255, 1) << map;
         }
+    const PictureColour low = GetPictureColour(COLOURS_BALANCE, 0.0);
+    const PictureColour high = GetPictureColour(COLOURS_BALANCE, 1.0);
+    EXPECT_LT(low.red + 40, low.blue);
+    EXPECT_LT(high.blue + 40, high.red);
+    for (const int n : {127, 128}) // the middle of two arms
+        EXPECT_GT(GetPictureColour(COLOURS_BALANCE, n / 255.0).green, 235);
     PictureImage opaque; // grey times its opacity
     opaque.width = opaque.height = 1;
     opaque.channels = 2;
@@ -414,6 +480,12 @@ TEST(Pictures, DecorationsAndPlotsOfAnyNumbers)
         }
         EXPECT_NEAR(longest, bar ? barred.width * 50 / 256 : 0, 2);
     }
+    // Letters grow with the picture, to a size.
+    PictureStyle titled;
+    titled.title = "x";
+    titled.maxSize = 8192;
+    for (const auto& [width, height] : {std::pair{512, 128 + 40}, {4096, 256 + 160}, {8192, 512 + 160}})
+        EXPECT_EQ(RenderPicture(Lumora(width, 128, 1e-6, 1e-6, 500e-9).Clear(), titled).height, height);
     const double numbers[] = {0.0, 1.0, -1e300, 1e300, 5e-324, NAN, INFINITY, 1e-9};
     for (const double a : numbers)
         for (const double b : numbers)
@@ -475,6 +547,14 @@ TEST(Pictures, LooksStay)
     const std::vector<ProfileLine> lines = {{"first", {0.0, 1e-3, 2e-3}, {1.0, 30.0, 2.0}},
                                             {"second", {0.0, 1e-3, 2e-3}, {20.0, 3.0, -4.0}, true},
                                             {"third", {0.0, 1.5e-3, 2e-3}, {5.0, 7.0, 11.0}}};
+    // Lines of every kind, one with several points in a column of pixels.
+    std::vector<ProfileLine> many(7);
+    for (std::size_t n = 0; n < 7; ++n)
+        for (int i = 0; i < (n == 0 ? 8000 : 40); ++i)
+            many[n].y.push_back(double(n) + 0.4 * std::sin(i * (n == 0 ? 0.09 : 0.2)) + (n == 0 && i % 7 == 0));
+    for (std::size_t n = 1; n < 7; ++n)
+        for (int i = 0; i < 40; ++i)
+            many[n].x.push_back(205.0 * i);
     const struct
     {
         PictureImage picture;
@@ -485,6 +565,7 @@ TEST(Pictures, LooksStay)
         {RenderProfilePlot(lines, linear), {507741.3, 214.5, -322.5, -914.7, 664.1, 800.4, -1314.8, 432.1, 1536.5}},
         {RenderProfilePlot(lines, logarithmic),
          {507236.0, 1539.6, -462.5, -1958.4, 1601.3, -167.5, -327.7, 1047.0, 946.8}},
+        {RenderProfilePlot(many, {}), {457764.0, 126.5, 3582.7, 31347.5, -416.7, -2919.4, 6452.4, -91.0, -234.3}},
     };
     for (const auto& [picture, look] : cases)
         for (std::size_t k = 0; k < 9; ++k)
@@ -547,6 +628,32 @@ TEST(Pictures, PicturesAsFields)
     for (std::size_t n = 0; n < many.N(); ++n)
         sum += ComplexDouble(std::cos(many[n].Phase()), std::sin(many[n].Phase()));
     EXPECT_LT(sum.Amplitude() / 4096.0, 0.05);
+    // The same ones everywhere: these are of the published generator, made apart.
+    const std::pair<std::size_t, double> phases[] = {
+        {0, -0.744124585}, {1, -2.552538359}, {63, 2.878528780}, {64, -1.814067134}};
+    for (const auto& [n, phase] : phases)
+        EXPECT_NEAR(many[n].Phase(), phase, 1e-6) << n;
+    // Grey levels as phases, of the nearest pixel, or through a power and reversed; without a size a sample a pixel.
+    options = {};
+    options.value = PICTURE_VALUE_PHASE;
+    f = LoadPicture(file.Path(), options);
+    EXPECT_EQ(f.GetPx(), Lumora::GetDefaultPx());
+    EXPECT_NEAR(f.GetPixel(2, 1).Phase(), 0.0, 2e-2);
+    EXPECT_NEAR(f.GetIntensity(3, 1), 1.0, 1e-6);
+    options.value = PICTURE_VALUE_INTENSITY;
+    options.gamma = 2.0;
+    options.negative = true;
+    options.height = 8e-6;
+    f = LoadPicture(file.Path(), options);
+    EXPECT_NEAR(f.GetPx(), 4e-6, 1e-18);
+    EXPECT_NEAR(f.GetIntensity(2, 0), 1.0 - 0.0625, 2e-3);
+    // A pipe has no length to begin with.
+    const ScratchFile pipe("pipe");
+    file.Write("P5 1500 1000 255 " + std::string(1500 * 1000 - 1, 'a') + "z");
+    const std::string end = pipe.Path();
+    ASSERT_EQ(std::system(("mkfifo " + end + " && { cat " + file.Path() + " >" + end + " & }").c_str()), 0);
+    EXPECT_EQ(At(ReadPicture(end), 1499, 999)[0], 'z');
+    file.Write("P2 3 2 4  4 2 0  1 1 1 ");
     // Cut at the edge of the grid, centre on centre; a refused file leaves the field.
     options = {};
     options.width = options.height = 200e-6;
@@ -631,13 +738,15 @@ TEST(Pictures, EveryFailure)
         {3, "RenderPicture", "decibels must be above 0 and at most 1000", STYLE(s.decibels = 0.0)},
         {3, "RenderPicture", "gamma must be 0.1 to 10", STYLE(s.gamma = 0.0)},
         {3, "RenderPicture", "maxSize must be 0 or 16 to 32768", STYLE(s.maxSize = 15)},
+        {3, "RenderPicture", "maxSize must be 0 or 16 to 32768", STYLE(s.maxSize = 32769)},
         {3, "RenderPicture", "minSize must be 0 to 32768", STYLE(s.minSize = -1)},
+        {3, "RenderPicture", "minSize must be 0 to 32768", STYLE(s.minSize = 32769)},
         {3, "RenderPicture", "textSize must be 0.5 to 4", STYLE(s.textSize = 5.0)},
         {3, "RenderPicture", "the window is empty: set it, or show the whole grid",
          []
          {
              Lumora f = Pattern(4, 4);
-             f.SetWindow(3, 1, 0, 4);
+             f.Window() = LML_RECT(3, 4, 3, 0);
              PictureStyle s;
              s.window = true;
              RenderPicture(f, s);
@@ -695,7 +804,9 @@ TEST(Pictures, EveryFailure)
              RenderProfilePlot({{"", {1.0}, {}}});
          }},
         {3, "RenderProfilePlot", "width must be 200 to 8192", PLOT(s.width = 1)},
+        {3, "RenderProfilePlot", "width must be 200 to 8192", PLOT(s.width = 8193)},
         {3, "RenderProfilePlot", "height must be 150 to 8192", PLOT(s.height = 1)},
+        {3, "RenderProfilePlot", "height must be 150 to 8192", PLOT(s.height = 8193)},
         {3, "RenderProfilePlot", "textSize must be 0.5 to 4", PLOT(s.textSize = 0.0)},
         {3, "RenderProfilePlot", "xLow must be at most xHigh, both finite", PLOT(s.xLow = 1.0)},
         {3, "RenderProfilePlot", "yLow must be at most yHigh, both finite", PLOT(s.yHigh = INFINITY)},
@@ -756,6 +867,8 @@ TEST(Pictures, EveryFailure)
         {"PlacePicture", 3, "picture: phase: one of the list", LOAD(o.phase = PicturePhase(2))},
         {"PlacePicture", 3, "picture: gamma must be 0.01 to 100", LOAD(o.gamma = NAN)},
         {"PlacePicture", 3, "picture: phaseValue must be finite", LOAD(o.phaseValue = NAN)},
+        {"PlacePicture", 3, "picture: pitch must be 0 or a number of metres above", LOAD(o.pitch = INFINITY)},
+        {"PlacePicture", 3, "picture: wavelength must be 0 or a number of metres above", LOAD(o.wavelength = -1.0)},
         {"PlacePicture", 3, "picture: room must be 1 to 64", LOAD(o.room = 0.0)},
         {"PlacePicture", 3, "picture: the picture is smaller than a sample: a larger width or a smaller pitch",
          LOAD(o.width = 1e-9)},

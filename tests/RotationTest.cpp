@@ -216,6 +216,15 @@ TEST(Rotation, BackToTheGlobalAxes)
     const Vector axis = tilted.GetCRMatrixGL() * Vector(0, 0, 1);
     EXPECT_NEAR(carrier.u * kWavelength, axis.x, 1e-12);
     EXPECT_NEAR(carrier.v * kWavelength, axis.y, 1e-12);
+    // A field may be its own destination.
+    RMatrix turn = Turn(0.02, 0.1);
+    for (const bool paraxial : {false, true})
+    {
+        Lumora source(tilted), itself(tilted), other(tilted);
+        paraxial ? itself.GetRotationParaFs(itself) : itself.GetRotationFs(itself, turn);
+        paraxial ? source.GetRotationParaFs(other) : source.GetRotationFs(other, turn);
+        EXPECT_TRUE(SameBits(itself, other)) << paraxial;
+    }
 }
 
 TEST(Rotation, AboutYInPlace)

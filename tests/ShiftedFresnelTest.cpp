@@ -215,5 +215,8 @@ TEST(ShiftedFresnel, NoDistance)
         EXPECT_EQ(Catch([&] { large.ShiftedFresnelPropEx(u); }),
                   (Failure{6, "LumoraLib::Lumora::ShiftedFresnelProp", "descriptor is not compatible"}));
         EXPECT_TRUE(SameBits(large, before)); // not cleared
+        Lumora itself(u);
+        EXPECT_EQ(Catch([&] { itself.ShiftedFresnelPropEx(itself); }).code, 6);
+        EXPECT_TRUE(SameBits(itself, u));
     }
 }

@@ -417,6 +417,37 @@ TEST(WidePhase, UnitRowsEqualThePlainLoop)
         }
 }
 
+TEST(WidePhase, PhasesSetAndPolarSamplesEqualThePlainLoop)
+{
+    const std::vector<double> given = GivenPhases();
+    const PhaseForm form = FormCases(given)[0].form;
+    AtEveryIsa(
+        [&]
+        {
+            for (std::size_t n : kLengths)
+            {
+                std::vector<float> set = RandomSamples(n + 1, 3), plain = set, polar = set, plainPolar = set;
+                Phases().setPhase(form, -170, n, set.data());
+                Phases().polarToComplex(polar.data(), n);
+                for (std::size_t i = 0; i < n; ++i)
+                {
+                    double s, c;
+                    SinCos1(FormCases(given)[0].phase(Column(-170, i), i), s, c);
+                    const double re = plain[2 * i];
+                    const double amplitude = std::sqrt(re * re + plain[2 * i + 1] * plain[2 * i + 1]);
+                    plain[2 * i] = static_cast<float>(amplitude * c);
+                    plain[2 * i + 1] = static_cast<float>(amplitude * s);
+                    SinCos1(plainPolar[2 * i + 1], s, c);
+                    const double length = plainPolar[2 * i];
+                    plainPolar[2 * i] = static_cast<float>(length * c);
+                    plainPolar[2 * i + 1] = static_cast<float>(length * s);
+                }
+                ASSERT_EQ(FirstDifference(set, plain), -1) << n;
+                ASSERT_EQ(FirstDifference(polar, plainPolar), -1) << n;
+            }
+        });
+}
+
 TEST(WidePhase, ProductsEqualThePlainLoop)
 {
     const std::vector<double> given = GivenPhases();

@@ -1,9 +1,12 @@
 // The team behind parallel regions: every part is done once, whatever surrounds the region.
 #include "TestTools.h"
 #include "base/Parallel.h"
+#include "base/Scratch.h"
 
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <cstring>
 #include <immintrin.h>
 #include <omp.h>
 #include <sys/resource.h>
@@ -78,4 +81,28 @@ TEST(Team, EveryPartIsDoneOnceWhateverSurroundsTheRegion)
     EXPECT_TRUE(InChild(true));
 #endif
     EXPECT_TRUE(AllParts()) << "after the children";
+}
+
+TEST(Team, WorkersTakePartsAndHaveTheirScratch)
+{
+    const std::thread::id caller = std::this_thread::get_id();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    std::atomic<bool> helped{false};
+    while (!helped && std::chrono::steady_clock::now() < end)
+        detail::ParallelTeam(2,
+                             [&](int, int)
+                             {
+                                 if (std::this_thread::get_id() != caller)
+                                     helped = true;
+                                 std::this_thread::sleep_for(std::chrono::microseconds(200));
+                             });
+    EXPECT_TRUE(helped);
+    for (const int threads : {1, 4, 5, 64})
+    {
+        const detail::Scratch scratch(threads, 64);
+        for (int n = 0; n < threads; ++n)
+            std::memset(scratch[n], n, 64);
+        for (int n = 0; n < threads; ++n)
+            EXPECT_EQ(scratch.As<unsigned char>(n)[63], n);
+    }
 }

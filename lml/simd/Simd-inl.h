@@ -50,86 +50,86 @@ using VH = Int32N<kLanesD>;
     using Element = ELEM;                                                                                              \
     static constexpr int lanes = N;                                                                                    \
     REG v;                                                                                                             \
-    LML_MEMBER TYPE() = default;                                                                                       \
-    LML_MEMBER explicit TYPE(REG r) : v(r) {}                                                                          \
-    LML_MEMBER explicit TYPE(ELEM x) : v(P##_set1_##S(x)) {}                                                           \
-    LML_MEMBER static TYPE Load(const ELEM* p)                                                                         \
+    LML_LANEWISE TYPE() = default;                                                                                     \
+    LML_LANEWISE explicit TYPE(REG r) : v(r) {}                                                                        \
+    LML_LANEWISE explicit TYPE(ELEM x) : v(P##_set1_##S(x)) {}                                                         \
+    LML_LANEWISE static TYPE Load(const ELEM* p)                                                                       \
     {                                                                                                                  \
         return TYPE(P##_load_##S(p));                                                                                  \
     }                                                                                                                  \
-    LML_MEMBER static TYPE LoadU(const ELEM* p)                                                                        \
+    LML_LANEWISE static TYPE LoadU(const ELEM* p)                                                                      \
     {                                                                                                                  \
         return TYPE(P##_loadu_##S(p));                                                                                 \
     }                                                                                                                  \
-    LML_MEMBER static TYPE Zero()                                                                                      \
+    LML_LANEWISE static TYPE Zero()                                                                                    \
     {                                                                                                                  \
         return TYPE(P##_setzero_##S());                                                                                \
     }                                                                                                                  \
-    LML_MEMBER void Store(ELEM* p) const                                                                               \
+    LML_LANEWISE void Store(ELEM* p) const                                                                             \
     {                                                                                                                  \
         P##_store_##S(p, v);                                                                                           \
     }                                                                                                                  \
-    LML_MEMBER void StoreU(ELEM* p) const                                                                              \
+    LML_LANEWISE void StoreU(ELEM* p) const                                                                            \
     {                                                                                                                  \
         P##_storeu_##S(p, v);                                                                                          \
     }                                                                                                                  \
     /** Past the caches; p aligned to the register, and an _mm_sfence before others may read. */                       \
-    LML_MEMBER void Stream(ELEM* p) const                                                                              \
+    LML_LANEWISE void Stream(ELEM* p) const                                                                            \
     {                                                                                                                  \
         P##_stream_##S(p, v);                                                                                          \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator+(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator+(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_add_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator-(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator-(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_sub_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator*(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator*(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_mul_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator/(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator/(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_div_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE Sqrt(TYPE a)                                                                                \
+    LML_LANEWISE friend TYPE Sqrt(TYPE a)                                                                              \
     {                                                                                                                  \
         return TYPE(P##_sqrt_##S(a.v));                                                                                \
     }                                                                                                                  \
     /** The instruction's rule: the second operand where either is not a number. */                                    \
-    LML_MEMBER friend TYPE Min(TYPE a, TYPE b)                                                                         \
+    LML_LANEWISE friend TYPE Min(TYPE a, TYPE b)                                                                       \
     {                                                                                                                  \
         return TYPE(P##_min_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE Max(TYPE a, TYPE b)                                                                         \
+    LML_LANEWISE friend TYPE Max(TYPE a, TYPE b)                                                                       \
     {                                                                                                                  \
         return TYPE(P##_max_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
     /** Bitwise on the stored form. */                                                                                 \
-    LML_MEMBER friend TYPE operator&(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator&(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_and_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator|(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator|(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_or_##S(a.v, b.v));                                                                             \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator^(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator^(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_xor_##S(a.v, b.v));                                                                            \
     }                                                                                                                  \
     /** ~a & b */                                                                                                      \
-    LML_MEMBER friend TYPE AndNot(TYPE a, TYPE b)                                                                      \
+    LML_LANEWISE friend TYPE AndNot(TYPE a, TYPE b)                                                                    \
     {                                                                                                                  \
         return TYPE(P##_andnot_##S(a.v, b.v));                                                                         \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE Abs(TYPE a)                                                                                 \
+    LML_LANEWISE friend TYPE Abs(TYPE a)                                                                               \
     {                                                                                                                  \
         return AndNot(TYPE(ELEM(-0.0)), a);                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator-(TYPE a)                                                                           \
+    LML_LANEWISE friend TYPE operator-(TYPE a)                                                                         \
     {                                                                                                                  \
         return a ^ TYPE(ELEM(-0.0));                                                                                   \
     }
@@ -139,41 +139,41 @@ using VH = Int32N<kLanesD>;
     struct Mask                                                                                                        \
     {                                                                                                                  \
         Reg m;                                                                                                         \
-        LML_MEMBER friend Mask operator&(Mask a, Mask b) { return {P##_and_##S(a.m, b.m)}; }                           \
-        LML_MEMBER friend Mask operator|(Mask a, Mask b) { return {P##_or_##S(a.m, b.m)}; }                            \
-        LML_MEMBER friend bool Any(Mask a) { return P##_movemask_##S(a.m) != 0; }                                      \
-        LML_MEMBER friend bool All(Mask a) { return P##_movemask_##S(a.m) == (1 << lanes) - 1; }                       \
-        LML_MEMBER friend unsigned Bits(Mask a) { return unsigned(P##_movemask_##S(a.m)); }                            \
+        LML_LANEWISE friend Mask operator&(Mask a, Mask b) { return {P##_and_##S(a.m, b.m)}; }                         \
+        LML_LANEWISE friend Mask operator|(Mask a, Mask b) { return {P##_or_##S(a.m, b.m)}; }                          \
+        LML_LANEWISE friend bool Any(Mask a) { return P##_movemask_##S(a.m) != 0; }                                    \
+        LML_LANEWISE friend bool All(Mask a) { return P##_movemask_##S(a.m) == (1 << lanes) - 1; }                     \
+        LML_LANEWISE friend unsigned Bits(Mask a) { return unsigned(P##_movemask_##S(a.m)); }                          \
     };                                                                                                                 \
-    LML_MEMBER friend Mask operator<(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend Mask operator<(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return {P##_cmplt_##S(a.v, b.v)};                                                                              \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator<=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator<=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmple_##S(a.v, b.v)};                                                                              \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator>(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend Mask operator>(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return {P##_cmplt_##S(b.v, a.v)};                                                                              \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator>=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator>=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmple_##S(b.v, a.v)};                                                                              \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator==(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator==(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmpeq_##S(a.v, b.v)};                                                                              \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator!=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator!=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmpneq_##S(a.v, b.v)};                                                                             \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE Select(Mask c, TYPE a, TYPE b)                                                              \
+    LML_LANEWISE friend TYPE Select(Mask c, TYPE a, TYPE b)                                                            \
     {                                                                                                                  \
         return TYPE(P##_or_##S(P##_and_##S(c.m, a.v), P##_andnot_##S(c.m, b.v)));                                      \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE ZeroUnless(Mask c, TYPE a)                                                                  \
+    LML_LANEWISE friend TYPE ZeroUnless(Mask c, TYPE a)                                                                \
     {                                                                                                                  \
         return TYPE(P##_and_##S(c.m, a.v));                                                                            \
     }
@@ -182,41 +182,41 @@ using VH = Int32N<kLanesD>;
     struct Mask                                                                                                        \
     {                                                                                                                  \
         Reg m;                                                                                                         \
-        LML_MEMBER friend Mask operator&(Mask a, Mask b) { return {P##_and_##S(a.m, b.m)}; }                           \
-        LML_MEMBER friend Mask operator|(Mask a, Mask b) { return {P##_or_##S(a.m, b.m)}; }                            \
-        LML_MEMBER friend bool Any(Mask a) { return P##_movemask_##S(a.m) != 0; }                                      \
-        LML_MEMBER friend bool All(Mask a) { return P##_movemask_##S(a.m) == (1 << lanes) - 1; }                       \
-        LML_MEMBER friend unsigned Bits(Mask a) { return unsigned(P##_movemask_##S(a.m)); }                            \
+        LML_LANEWISE friend Mask operator&(Mask a, Mask b) { return {P##_and_##S(a.m, b.m)}; }                         \
+        LML_LANEWISE friend Mask operator|(Mask a, Mask b) { return {P##_or_##S(a.m, b.m)}; }                          \
+        LML_LANEWISE friend bool Any(Mask a) { return P##_movemask_##S(a.m) != 0; }                                    \
+        LML_LANEWISE friend bool All(Mask a) { return P##_movemask_##S(a.m) == (1 << lanes) - 1; }                     \
+        LML_LANEWISE friend unsigned Bits(Mask a) { return unsigned(P##_movemask_##S(a.m)); }                          \
     };                                                                                                                 \
-    LML_MEMBER friend Mask operator<(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend Mask operator<(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return {P##_cmp_##S(a.v, b.v, _CMP_LT_OQ)};                                                                    \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator<=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator<=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmp_##S(a.v, b.v, _CMP_LE_OQ)};                                                                    \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator>(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend Mask operator>(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return {P##_cmp_##S(a.v, b.v, _CMP_GT_OQ)};                                                                    \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator>=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator>=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmp_##S(a.v, b.v, _CMP_GE_OQ)};                                                                    \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator==(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator==(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmp_##S(a.v, b.v, _CMP_EQ_OQ)};                                                                    \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator!=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator!=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {P##_cmp_##S(a.v, b.v, _CMP_NEQ_UQ)};                                                                   \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE Select(Mask c, TYPE a, TYPE b)                                                              \
+    LML_LANEWISE friend TYPE Select(Mask c, TYPE a, TYPE b)                                                            \
     {                                                                                                                  \
         return TYPE(P##_blendv_##S(b.v, a.v, c.m));                                                                    \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE ZeroUnless(Mask c, TYPE a)                                                                  \
+    LML_LANEWISE friend TYPE ZeroUnless(Mask c, TYPE a)                                                                \
     {                                                                                                                  \
         return TYPE(P##_and_##S(c.m, a.v));                                                                            \
     }
@@ -225,41 +225,41 @@ using VH = Int32N<kLanesD>;
     struct Mask                                                                                                        \
     {                                                                                                                  \
         KREG m;                                                                                                        \
-        LML_MEMBER friend Mask operator&(Mask a, Mask b) { return {KREG(a.m & b.m)}; }                                 \
-        LML_MEMBER friend Mask operator|(Mask a, Mask b) { return {KREG(a.m | b.m)}; }                                 \
-        LML_MEMBER friend bool Any(Mask a) { return a.m != 0; }                                                        \
-        LML_MEMBER friend bool All(Mask a) { return a.m == KREG(-1); }                                                 \
-        LML_MEMBER friend unsigned Bits(Mask a) { return a.m; }                                                        \
+        LML_LANEWISE friend Mask operator&(Mask a, Mask b) { return {KREG(a.m & b.m)}; }                               \
+        LML_LANEWISE friend Mask operator|(Mask a, Mask b) { return {KREG(a.m | b.m)}; }                               \
+        LML_LANEWISE friend bool Any(Mask a) { return a.m != 0; }                                                      \
+        LML_LANEWISE friend bool All(Mask a) { return a.m == KREG(-1); }                                               \
+        LML_LANEWISE friend unsigned Bits(Mask a) { return a.m; }                                                      \
     };                                                                                                                 \
-    LML_MEMBER friend Mask operator<(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend Mask operator<(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return {_mm512_cmp_##S##_mask(a.v, b.v, _CMP_LT_OQ)};                                                          \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator<=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator<=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {_mm512_cmp_##S##_mask(a.v, b.v, _CMP_LE_OQ)};                                                          \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator>(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend Mask operator>(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return {_mm512_cmp_##S##_mask(a.v, b.v, _CMP_GT_OQ)};                                                          \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator>=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator>=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {_mm512_cmp_##S##_mask(a.v, b.v, _CMP_GE_OQ)};                                                          \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator==(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator==(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {_mm512_cmp_##S##_mask(a.v, b.v, _CMP_EQ_OQ)};                                                          \
     }                                                                                                                  \
-    LML_MEMBER friend Mask operator!=(TYPE a, TYPE b)                                                                  \
+    LML_LANEWISE friend Mask operator!=(TYPE a, TYPE b)                                                                \
     {                                                                                                                  \
         return {_mm512_cmp_##S##_mask(a.v, b.v, _CMP_NEQ_UQ)};                                                         \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE Select(Mask c, TYPE a, TYPE b)                                                              \
+    LML_LANEWISE friend TYPE Select(Mask c, TYPE a, TYPE b)                                                            \
     {                                                                                                                  \
         return TYPE(_mm512_mask_blend_##S(c.m, b.v, a.v));                                                             \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE ZeroUnless(Mask c, TYPE a)                                                                  \
+    LML_LANEWISE friend TYPE ZeroUnless(Mask c, TYPE a)                                                                \
     {                                                                                                                  \
         return TYPE(_mm512_maskz_mov_##S(c.m, a.v));                                                                   \
     }
@@ -270,64 +270,64 @@ using VH = Int32N<kLanesD>;
     using Element = ELEM;                                                                                              \
     static constexpr int lanes = N;                                                                                    \
     REG v;                                                                                                             \
-    LML_MEMBER TYPE() = default;                                                                                       \
-    LML_MEMBER explicit TYPE(REG r) : v(r) {}                                                                          \
-    LML_MEMBER static TYPE Load(const ELEM* p)                                                                         \
+    LML_LANEWISE TYPE() = default;                                                                                     \
+    LML_LANEWISE explicit TYPE(REG r) : v(r) {}                                                                        \
+    LML_LANEWISE static TYPE Load(const ELEM* p)                                                                       \
     {                                                                                                                  \
         return TYPE(P##_load_##SI(reinterpret_cast<const REG*>(p)));                                                   \
     }                                                                                                                  \
-    LML_MEMBER static TYPE LoadU(const ELEM* p)                                                                        \
+    LML_LANEWISE static TYPE LoadU(const ELEM* p)                                                                      \
     {                                                                                                                  \
         return TYPE(P##_loadu_##SI(reinterpret_cast<const REG*>(p)));                                                  \
     }                                                                                                                  \
-    LML_MEMBER static TYPE Zero()                                                                                      \
+    LML_LANEWISE static TYPE Zero()                                                                                    \
     {                                                                                                                  \
         return TYPE(P##_setzero_##SI());                                                                               \
     }                                                                                                                  \
-    LML_MEMBER void Store(ELEM* p) const                                                                               \
+    LML_LANEWISE void Store(ELEM* p) const                                                                             \
     {                                                                                                                  \
         P##_store_##SI(reinterpret_cast<REG*>(p), v);                                                                  \
     }                                                                                                                  \
-    LML_MEMBER void StoreU(ELEM* p) const                                                                              \
+    LML_LANEWISE void StoreU(ELEM* p) const                                                                            \
     {                                                                                                                  \
         P##_storeu_##SI(reinterpret_cast<REG*>(p), v);                                                                 \
     }                                                                                                                  \
     LML_SIMD_INT_OPS(TYPE, P, W, SI)
 
 #define LML_SIMD_INT_OPS(TYPE, P, W, SI)                                                                               \
-    LML_MEMBER friend TYPE operator+(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator+(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_add_epi##W(a.v, b.v));                                                                         \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator-(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator-(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_sub_epi##W(a.v, b.v));                                                                         \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator&(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator&(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_and_##SI(a.v, b.v));                                                                           \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator|(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator|(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_or_##SI(a.v, b.v));                                                                            \
     }                                                                                                                  \
-    LML_MEMBER friend TYPE operator^(TYPE a, TYPE b)                                                                   \
+    LML_LANEWISE friend TYPE operator^(TYPE a, TYPE b)                                                                 \
     {                                                                                                                  \
         return TYPE(P##_xor_##SI(a.v, b.v));                                                                           \
     }                                                                                                                  \
     /** ~a & b */                                                                                                      \
-    LML_MEMBER friend TYPE AndNot(TYPE a, TYPE b)                                                                      \
+    LML_LANEWISE friend TYPE AndNot(TYPE a, TYPE b)                                                                    \
     {                                                                                                                  \
         return TYPE(P##_andnot_##SI(a.v, b.v));                                                                        \
     }                                                                                                                  \
     template <int C>                                                                                                   \
-    LML_MEMBER TYPE ShiftLeft() const                                                                                  \
+    LML_LANEWISE TYPE ShiftLeft() const                                                                                \
     {                                                                                                                  \
         return TYPE(P##_slli_epi##W(v, C));                                                                            \
     }                                                                                                                  \
     /** Zeros come in. */                                                                                              \
     template <int C>                                                                                                   \
-    LML_MEMBER TYPE ShiftRight() const                                                                                 \
+    LML_LANEWISE TYPE ShiftRight() const                                                                               \
     {                                                                                                                  \
         return TYPE(P##_srli_epi##W(v, C));                                                                            \
     }
@@ -360,15 +360,15 @@ template <>
 struct Int32N<4>
 {
     LML_SIMD_INT(Int32N, 4, std::int32_t, __m128i, _mm, 32, si128)
-    LML_MEMBER explicit Int32N(std::int32_t x) : v(_mm_set1_epi32(x)) {}
+    LML_LANEWISE explicit Int32N(std::int32_t x) : v(_mm_set1_epi32(x)) {}
     /// The sign comes in.
     template <int C>
-    LML_MEMBER Int32N ShiftRightSigned() const
+    LML_LANEWISE Int32N ShiftRightSigned() const
     {
         return Int32N(_mm_srai_epi32(v, C));
     }
     /// Low 32 bits of the product.
-    LML_MEMBER friend Int32N operator*(Int32N a, Int32N b)
+    LML_LANEWISE friend Int32N operator*(Int32N a, Int32N b)
     {
 #if LML_WIDE_LEVEL == 0
         const __m128i even = _mm_mul_epu32(a.v, b.v);
@@ -379,7 +379,7 @@ struct Int32N<4>
 #endif
     }
     /// 0, 1, 2, ...
-    LML_MEMBER static Int32N Iota()
+    LML_LANEWISE static Int32N Iota()
     {
         return Int32N(_mm_setr_epi32(0, 1, 2, 3));
     }
@@ -393,29 +393,29 @@ struct Int32N<2>
     using Element = std::int32_t;
     static constexpr int lanes = 2;
     __m128i v;
-    LML_MEMBER Int32N() = default;
-    LML_MEMBER explicit Int32N(__m128i r) : v(r) {}
-    LML_MEMBER explicit Int32N(std::int32_t x) : v(_mm_set1_epi32(x)) {}
-    LML_MEMBER static Int32N LoadU(const std::int32_t* p)
+    LML_LANEWISE Int32N() = default;
+    LML_LANEWISE explicit Int32N(__m128i r) : v(r) {}
+    LML_LANEWISE explicit Int32N(std::int32_t x) : v(_mm_set1_epi32(x)) {}
+    LML_LANEWISE static Int32N LoadU(const std::int32_t* p)
     {
         return Int32N(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
     }
-    LML_MEMBER void StoreU(std::int32_t* p) const { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
+    LML_LANEWISE void StoreU(std::int32_t* p) const { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
     LML_SIMD_INT_OPS(Int32N, _mm, 32, si128)
     template <int C>
-    LML_MEMBER Int32N ShiftRightSigned() const
+    LML_LANEWISE Int32N ShiftRightSigned() const
     {
         return Int32N(_mm_srai_epi32(v, C));
     }
-    LML_MEMBER friend Int32N operator*(Int32N a, Int32N b) { return Int32N((Int32N<4>(a.v) * Int32N<4>(b.v)).v); }
-    LML_MEMBER static Int32N Iota() { return Int32N(_mm_setr_epi32(0, 1, 0, 0)); }
+    LML_LANEWISE friend Int32N operator*(Int32N a, Int32N b) { return Int32N((Int32N<4>(a.v) * Int32N<4>(b.v)).v); }
+    LML_LANEWISE static Int32N Iota() { return Int32N(_mm_setr_epi32(0, 1, 0, 0)); }
 };
 
 template <>
 struct Int64N<2>
 {
     LML_SIMD_INT(Int64N, 2, std::int64_t, __m128i, _mm, 64, si128)
-    LML_MEMBER explicit Int64N(std::int64_t x) : v(_mm_set1_epi64x(x)) {}
+    LML_LANEWISE explicit Int64N(std::int64_t x) : v(_mm_set1_epi64x(x)) {}
 };
 
 LML_INLINE Int64N<2> BitsOf(DoubleN<2> a)
@@ -568,21 +568,21 @@ template <>
 struct Int32N<8>
 {
     LML_SIMD_INT(Int32N, 8, std::int32_t, __m256i, _mm256, 32, si256)
-    LML_MEMBER explicit Int32N(std::int32_t x) : v(_mm256_set1_epi32(x)) {}
+    LML_LANEWISE explicit Int32N(std::int32_t x) : v(_mm256_set1_epi32(x)) {}
     template <int C>
-    LML_MEMBER Int32N ShiftRightSigned() const
+    LML_LANEWISE Int32N ShiftRightSigned() const
     {
         return Int32N(_mm256_srai_epi32(v, C));
     }
-    LML_MEMBER friend Int32N operator*(Int32N a, Int32N b) { return Int32N(_mm256_mullo_epi32(a.v, b.v)); }
-    LML_MEMBER static Int32N Iota() { return Int32N(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)); }
+    LML_LANEWISE friend Int32N operator*(Int32N a, Int32N b) { return Int32N(_mm256_mullo_epi32(a.v, b.v)); }
+    LML_LANEWISE static Int32N Iota() { return Int32N(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)); }
 };
 
 template <>
 struct Int64N<4>
 {
     LML_SIMD_INT(Int64N, 4, std::int64_t, __m256i, _mm256, 64, si256)
-    LML_MEMBER explicit Int64N(std::int64_t x) : v(_mm256_set1_epi64x(x)) {}
+    LML_LANEWISE explicit Int64N(std::int64_t x) : v(_mm256_set1_epi64x(x)) {}
 };
 
 LML_INLINE Int64N<4> BitsOf(DoubleN<4> a)
@@ -737,14 +737,14 @@ template <>
 struct Int32N<16>
 {
     LML_SIMD_INT(Int32N, 16, std::int32_t, __m512i, _mm512, 32, si512)
-    LML_MEMBER explicit Int32N(std::int32_t x) : v(_mm512_set1_epi32(x)) {}
+    LML_LANEWISE explicit Int32N(std::int32_t x) : v(_mm512_set1_epi32(x)) {}
     template <int C>
-    LML_MEMBER Int32N ShiftRightSigned() const
+    LML_LANEWISE Int32N ShiftRightSigned() const
     {
         return Int32N(_mm512_srai_epi32(v, C));
     }
-    LML_MEMBER friend Int32N operator*(Int32N a, Int32N b) { return Int32N(_mm512_mullo_epi32(a.v, b.v)); }
-    LML_MEMBER static Int32N Iota()
+    LML_LANEWISE friend Int32N operator*(Int32N a, Int32N b) { return Int32N(_mm512_mullo_epi32(a.v, b.v)); }
+    LML_LANEWISE static Int32N Iota()
     {
         return Int32N(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
     }
@@ -754,7 +754,7 @@ template <>
 struct Int64N<8>
 {
     LML_SIMD_INT(Int64N, 8, std::int64_t, __m512i, _mm512, 64, si512)
-    LML_MEMBER explicit Int64N(std::int64_t x) : v(_mm512_set1_epi64(x)) {}
+    LML_LANEWISE explicit Int64N(std::int64_t x) : v(_mm512_set1_epi64(x)) {}
 };
 
 LML_INLINE Int64N<8> BitsOf(DoubleN<8> a)

@@ -88,22 +88,11 @@ std::uint64_t ReduceFar(double ax, double& r, double& lo)
         y[1] = ~y[1] + (y[2] == 0 ? 1 : 0);
         y[0] = ~y[0] + (y[2] == 0 && y[1] == 0 ? 1 : 0);
     }
-    // The highest set bit to the top: the fraction is (y0 y1) 2^-(126 + zeros), 128 bits.
-    int zeros = 0;
-    if (y[0] == 0)
-    {
-        y[0] = y[1];
-        y[1] = y[2];
-        y[2] = 0;
-        zeros = 64;
-    }
-    const int s = __builtin_clzll(y[0]);
-    zeros += s;
-    if (s != 0)
-    {
-        y[0] = (y[0] << s) | (y[1] >> (64 - s));
-        y[1] = (y[1] << s) | (y[2] >> (64 - s));
-    }
+    // The highest set bit to the top: the fraction is (y0 y1) 2^-(126 + zeros), 128 bits. The first two bits are clear,
+    // and y0 is not zero: the fraction is above 2^-62.
+    const int zeros = __builtin_clzll(y[0]);
+    y[0] = (y[0] << zeros) | (y[1] >> (64 - zeros));
+    y[1] = (y[1] << zeros) | (y[2] >> (64 - zeros));
     // Times pi/2, the upper 128 bits of the product.
     Word128 product = static_cast<Word128>(y[0]) * kHalfPiHigh;
     product += (static_cast<Word128>(y[0]) * kHalfPiLow) >> 64;

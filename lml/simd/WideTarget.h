@@ -18,11 +18,20 @@
 #endif
 
 /// Every helper of a wide room: internal linkage, always inlined, so that nothing built for a wider target can be
-/// picked by the linker for another one.
-#define LML_INLINE static inline __attribute__((always_inline))
+/// picked by the linker for another one. Where coverage is counted they are functions of their own: branches of what is
+/// inlined would count anew at each place, and most places never take one of their sides.
+#if defined(LML_COVERAGE)
+#define LML_ALWAYS_INLINE
+#else
+#define LML_ALWAYS_INLINE __attribute__((always_inline))
+#endif
+#define LML_INLINE static inline LML_ALWAYS_INLINE
 
 /// The same for member functions of per-target types.
-#define LML_MEMBER inline __attribute__((always_inline))
+#define LML_MEMBER inline LML_ALWAYS_INLINE
+
+/// The same for the vector types, whose friends gcc compiles without the target of their room unless they are inlined.
+#define LML_LANEWISE inline __attribute__((always_inline))
 
 /// For the heavy, not inlined functions of a room.
 #define LML_NOINLINE static __attribute__((noinline))

@@ -128,20 +128,6 @@ void ReadyTransform::Transform(Progress* rows) const
         fftBinding.transform2d(samples_, nx_, ny_, sign_);
 }
 
-void CentredTransform1d(Complex* samples, std::int32_t n, int sign)
-{
-    CentredTransform(samples, n, 1, sign);
-}
-
-void CentredTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign)
-{
-    if (nx <= 0 || ny <= 0)
-        return;
-    if (!WideEngineBound())
-        return ReadyTransform(samples, nx, ny, sign).Run();
-    WideFft2d(samples, static_cast<std::size_t>(nx), static_cast<std::size_t>(ny), sign, true, 1.0f, GetNumThreads());
-}
-
 bool TransformCartesian(Lumora& field, int sign)
 {
     const ReadyTransform ready(field.GetDataPointer(), field.GetNx(), field.GetNy(), sign);

@@ -53,14 +53,9 @@ private:
     FftsgAreas areas_;
 };
 
-/// Centred, unscaled transforms in place; sign < 0 is the kernel exp(-2 pi i n m / N). Sizes are powers of two; a size
-/// of 0 does nothing. Errors: as ReadyTransform's, the samples are then unchanged.
-void CentredTransform1d(Complex* samples, std::int32_t n, int sign);
-/// The 1-D path for fields of one row, the 2-D path otherwise.
-void CentredTransform(Complex* samples, std::int32_t nx, std::int32_t ny, int sign);
-/// The same for a field in either form, whose samples become cartesian: MakeCartesian, then the transform. Tells
-/// whether they were polar. Errors: as ReadyTransform's, the field is then as it was. Asks the progress handler; a
-/// cancellation leaves cartesian samples between.
+/// MakeCartesian, then the centred, unscaled transform, for a field in either form. Tells whether its samples were
+/// polar. Errors: as ReadyTransform's, the field is then as it was. Asks the progress handler; a cancellation leaves
+/// cartesian samples between.
 bool TransformCartesian(Lumora& field, int sign);
 } // namespace LumoraLib::detail
 

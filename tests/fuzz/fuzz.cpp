@@ -13,6 +13,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -400,6 +401,20 @@ extern "C" const char* __asan_default_options()
 {
     // Sizes beyond what a reader may ask for end as on a machine without that much memory.
     return "allocator_may_return_null=1:max_allocation_size_mb=300:detect_leaks=1";
+}
+
+// The sanitizer's own forms that throw end the program instead.
+void* operator new(std::size_t bytes)
+{
+    if (void* const memory = ::operator new(bytes, std::nothrow))
+        return memory;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t bytes)
+{
+    if (void* const memory = ::operator new[](bytes, std::nothrow))
+        return memory;
+    throw std::bad_alloc();
 }
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
