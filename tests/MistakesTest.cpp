@@ -87,7 +87,7 @@ TEST(Mistakes, EachKindIsReportedOnceAndItsHealthyTwinIsNot)
         {"Add", "wavelength", [&] { Field().Add(red); }},
         {"ResamplingCopy", "wavelength", [&] { Field().ResamplingCopy(red, CUBIC4_INTERPOL); }},
         {"", "", [&] { Field().ResamplingAdd(other, CUBIC4_INTERPOL); }},
-        {"AsmProp", "of the energy lies outside the band limit", [] { Random().AsmProp(0.1); }},
+        {"AsmProp", ": 54 % of the energy lies outside the band limit", [] { Random().AsmProp(3e-3); }},
         {"ExactAsmProp", "outside the band limit", [] { Random().ExactAsmProp(0.1); }},
         {"AsmPropFs", "outside the band limit", [] { Random().Fft(-1).AsmPropFs(0.1); }},
         {"ShiftedAsmProp", "outside the band limit", [&] { at(0.0, 0.1).ShiftedAsmProp(Random(), 1); }},

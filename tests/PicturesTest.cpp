@@ -814,6 +814,11 @@ TEST(Pictures, EveryFailure)
          PLOT(s.logarithmic = true; s.yHigh = 1.0)},
         {3, "RenderProfilePlot", "nothing to be drawn: no finite points in the range",
          PLOT(s.xLow = 5.0; s.xHigh = 6.0)},
+        {3, "RenderProfilePlot", "nothing to be drawn: no finite points in the range",
+         []
+         {
+             RenderProfilePlot({{"", {0.0, NAN, 1.0}, {NAN, 1.0, INFINITY}}});
+         }},
         {3, "RenderProfilePlot", "no room beside the texts: a larger plot or smaller texts",
          PLOT(s.width = 200; s.height = 150; s.textSize = 4.0)},
         {3, "MakeProfileLine", "axis: X_AXIS or Y_AXIS; quantity: any but PICTURE_COMPLEX",
