@@ -190,6 +190,7 @@ TEST(Pictures, BitmapsByHandAndCamerasTurned)
     EXPECT_EQ(Colours(Read(sixteen(0, ""))), (std::vector<int>{255, 0, 255, 0, 255, 8}));
     EXPECT_EQ(Colours(Read(sixteen(3, Le(0x1F, 4) + Le(0x7E0, 4) + Le(0xF800, 4)))),
               (std::vector<int>{255, 130, 123, 8, 125, 0}));
+    EXPECT_EQ(Colours(Read(sixteen(3, Le(0x1F, 4) + Le(0, 4) + Le(0xF800, 4))))[1], 0);
     // Bits of a plain map need no blanks, 1 is black; packed rows end with a byte.
     const std::vector<int> bits = {255, 255, 255, 0, 0, 0, 0, 0, 0, 255, 255, 255};
     EXPECT_EQ(Colours(Read("P1 2 2 01\n1 0")), bits);
@@ -217,6 +218,8 @@ TEST(Pictures, BitmapsByHandAndCamerasTurned)
                              std::string("Exif\0\0", 6) + tiff);
         const PictureImage image = Read(turned);
         ASSERT_EQ(image.width, orientation > 4 ? 16 : 32);
+        turned[6] = 'X'; // no longer "Exif"
+        EXPECT_EQ(Read(turned).width, 32);
         std::string parts;
         for (const std::int32_t y : {image.height / 4, 3 * image.height / 4})
             for (const std::int32_t x : {image.width / 4, 3 * image.width / 4})
@@ -640,7 +643,12 @@ TEST(Pictures, PicturesAsFields)
     EXPECT_EQ(f.GetPx(), Lumora::GetDefaultPx());
     EXPECT_NEAR(f.GetPixel(2, 1).Phase(), 0.0, 2e-2);
     EXPECT_NEAR(f.GetIntensity(3, 1), 1.0, 1e-6);
-    options.value = PICTURE_VALUE_INTENSITY;
+    options.pitch = 2e-6;
+    options.width = 12e-6;
+    options.height = 4e-6; // the smaller one counts
+    f = LoadPicture(file.Path(), options);
+    EXPECT_EQ(f.Window().right - f.Window().left, 3);
+    options = {};
     options.gamma = 2.0;
     options.negative = true;
     options.height = 8e-6;

@@ -8,7 +8,7 @@
 # begins the engine's random numbers there (short runs: 1 where it is not set; long ones: the clock).
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-options=(-dict="$here/fuzz.dict" -max_len=2048 -timeout=60 -rss_limit_mb=3000)
+options=(-dict="$here/fuzz.dict" -max_len=2048 -timeout=120 -rss_limit_mb=3000)
 export UBSAN_OPTIONS=print_stacktrace=1
 
 if [ "${1:-}" = --short ]; then
