@@ -349,6 +349,7 @@ TEST(Pictures, WhatAStyleShows)
     EXPECT_NEAR(range.high, 20.0 * std::log10(400.0), 1e-4);
     EXPECT_NEAR(range.high - range.low, 30.0, 1e-9);
     EXPECT_EQ(GetPictureRange(Lumora(f).Clear(), decibel).low, -30.0);
+    EXPECT_EQ(GetPictureRange(Lumora(f).SetConst(Complex(NAN, 0.0)), Plain(PICTURE_REAL)).low, -1.0);
     PictureStyle phase = Plain(PICTURE_PHASE);
     phase.colours = COLOURS_GREY;
     Lumora h(32, 16, 2e-6, 4e-6, 500e-9);
@@ -554,10 +555,10 @@ TEST(Pictures, LooksStay)
     std::vector<ProfileLine> many(7);
     for (std::size_t n = 0; n < 7; ++n)
         for (int i = 0; i < (n == 0 ? 8000 : 40); ++i)
+        {
+            many[n].x.push_back(i * (n == 0 ? 1.0 : 205.0));
             many[n].y.push_back(double(n) + 0.4 * std::sin(i * (n == 0 ? 0.09 : 0.2)) + (n == 0 && i % 7 == 0));
-    for (std::size_t n = 1; n < 7; ++n)
-        for (int i = 0; i < 40; ++i)
-            many[n].x.push_back(205.0 * i);
+        }
     const struct
     {
         PictureImage picture;

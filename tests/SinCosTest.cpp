@@ -420,27 +420,29 @@ TEST(WidePhase, UnitRowsEqualThePlainLoop)
 TEST(WidePhase, PhasesSetAndPolarSamplesEqualThePlainLoop)
 {
     const std::vector<double> given = GivenPhases();
-    const PhaseForm form = FormCases(given)[0].form;
+    const FormCase f = FormCases(given)[0];
+    const std::int32_t first = -170;
+    const auto turn = [](float* z, double amplitude, double phase)
+    {
+        double s = 0, c = 0;
+        SinCos1(phase, s, c);
+        z[0] = static_cast<float>(amplitude * c);
+        z[1] = static_cast<float>(amplitude * s);
+    };
     AtEveryIsa(
         [&]
         {
             for (std::size_t n : kLengths)
             {
                 std::vector<float> set = RandomSamples(n + 1, 3), plain = set, polar = set, plainPolar = set;
-                Phases().setPhase(form, -170, n, set.data());
+                Phases().setPhase(f.form, first, n, set.data());
                 Phases().polarToComplex(polar.data(), n);
                 for (std::size_t i = 0; i < n; ++i)
                 {
-                    double s, c;
-                    SinCos1(FormCases(given)[0].phase(Column(-170, i), i), s, c);
-                    const double re = plain[2 * i];
-                    const double amplitude = std::sqrt(re * re + plain[2 * i + 1] * plain[2 * i + 1]);
-                    plain[2 * i] = static_cast<float>(amplitude * c);
-                    plain[2 * i + 1] = static_cast<float>(amplitude * s);
-                    SinCos1(plainPolar[2 * i + 1], s, c);
-                    const double length = plainPolar[2 * i];
-                    plainPolar[2 * i] = static_cast<float>(length * c);
-                    plainPolar[2 * i + 1] = static_cast<float>(length * s);
+                    float* const z = &plain[2 * i];
+                    const double re = z[0];
+                    turn(z, std::sqrt(re * re + z[1] * z[1]), f.phase(Column(first, i), i));
+                    turn(&plainPolar[2 * i], plainPolar[2 * i], plainPolar[2 * i + 1]);
                 }
                 ASSERT_EQ(FirstDifference(set, plain), -1) << n;
                 ASSERT_EQ(FirstDifference(polar, plainPolar), -1) << n;

@@ -199,8 +199,9 @@ LML_NOINLINE void ExactRows(const PointPatch& patch, const ExactWave& wave, std:
                 // A step that is not whole is added to a copy.
                 float part[2 * kStep];
                 const bool whole = n + kStep <= count;
-                const std::int32_t ahead = n + lead < count ? n + lead : n + lead - count;
-                FetchStep((n + lead < count ? samples : next) + 2 * ahead, count - ahead);
+                const bool here = n + lead < count;
+                const std::int32_t ahead = n + lead - (here ? 0 : count);
+                FetchStep((here ? samples : next) + 2 * ahead, count - ahead);
                 const std::size_t bytes = static_cast<std::size_t>(count - n) * 2 * sizeof(float);
                 if (!whole)
                     std::memcpy(part, samples + 2 * n, bytes);
