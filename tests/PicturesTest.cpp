@@ -195,8 +195,17 @@ TEST(Pictures, BitmapsByHandAndCamerasTurned)
     const std::vector<int> bits = {255, 255, 255, 0, 0, 0, 0, 0, 0, 255, 255, 255};
     EXPECT_EQ(Colours(Read("P1 2 2 01\n1 0")), bits);
     EXPECT_EQ(Colours(Read(std::string("P4 2 2 \x40\x80", 9))), bits);
-    for (const char* const wrong : {"P1 2 2 012", "P1 2 2 01\n1", "P2 1 1 1000001 0", "P2 1 1 x"})
-        EXPECT_EQ(Catch([&] { Read(wrong); }).code, ERR_FILE_READ) << wrong;
+    const std::pair<const char*, const char*> wrong[] = {{"P1 2 2 012", "a pixel is neither 0 nor 1"},
+                                                         {"P1 2 2 01\n1", "the file is cut short"},
+                                                         {"P2 1 1 1000001 0", "a number is too large"},
+                                                         {"P2 1 1 x", "a number is missing"}};
+    for (const auto& [text, reason] : wrong)
+    {
+        const Failure failure = Catch([&, &t = text] { Read(t); });
+        EXPECT_EQ(failure.code, ERR_FILE_READ);
+        EXPECT_EQ(failure.function, "LumoraLib::ReadPicture");
+        EXPECT_NE(failure.message.find(std::string(": ") + reason), std::string::npos) << failure.message;
+    }
 
     if (!HasTool("pnmtojpeg"))
         GTEST_SKIP() << "no netpbm";
